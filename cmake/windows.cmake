@@ -1,0 +1,26 @@
+# The product: kvgraph12.dll. The compiler's runtime is linked in, so that the process that loads the
+# driver needs nothing beside it.
+enable_language(RC)
+add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0600 WINVER=0x0600)
+
+kv_module(platform FOLDER platform/windows)
+kv_module(support LINKS kv_platform)
+kv_module(settings LINKS kv_support)
+kv_module(dispatch LINKS kv_settings)
+kv_module(record LINKS kv_dispatch ZLIB::ZLIB)
+kv_module(driver LINKS kv_record)
+
+string(REGEX REPLACE "-g\\+\\+.*$" "-dlltool" dlltool ${CMAKE_CXX_COMPILER})
+set(engine_imports ${CMAKE_BINARY_DIR}/libgdi32_engine.a)
+add_custom_command(OUTPUT ${engine_imports}
+  COMMAND ${dlltool} --kill-at --input-def ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def
+          --output-lib ${engine_imports}
+  DEPENDS ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def)
+add_custom_target(engine_imports DEPENDS ${engine_imports})
+
+add_library(kvgraph12 SHARED ${CMAKE_SOURCE_DIR}/driver/kvgraph12.def ${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc)
+set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
+add_dependencies(kvgraph12 engine_imports)
+target_link_options(kvgraph12 PRIVATE -static -Wl,--enable-stdcall-fixup -Wl,--kill-at)
+target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-whole-archive kv_record
+  ${engine_imports} gdi32 winspool wtsapi32 advapi32 shell32 ole32 user32 version)
