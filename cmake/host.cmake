@@ -29,6 +29,7 @@ kv_tests(support kv_support)
 kv_tests(settings kv_settings)
 kv_tests(record kv_test_support)
 kv_tests(driver kv_test_support)
+kv_tests(engine kv_test_support)
 
 foreach(tool kvjob kvprint)
   if(EXISTS ${CMAKE_SOURCE_DIR}/tools/${tool}/CMakeLists.txt)
