@@ -1,0 +1,190 @@
+#include "support/text.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+
+namespace kv {
+
+size_t text_length(const WCHAR* text) {
+    size_t length = 0;
+    while (text && text[length]) ++length;
+    return length;
+}
+
+size_t copy_text(WCHAR* target, size_t capacity, const WCHAR* source) {
+    size_t length = std::min(text_length(source), capacity - 1);
+    if (length) std::memmove(target, source, length * sizeof(WCHAR));
+    target[length] = 0;
+    return length;
+}
+
+size_t append_text(WCHAR* target, size_t capacity, const WCHAR* source) {
+    size_t length = text_length(target);
+    return length < capacity ? copy_text(target + length, capacity - length, source) : 0;
+}
+
+bool same_text(const WCHAR* a, const WCHAR* b) {
+    size_t length = text_length(a);
+    return length == text_length(b) && (length == 0 || std::memcmp(a, b, length * sizeof(WCHAR)) == 0);
+}
+
+bool same_text_ignoring_case(const WCHAR* a, const WCHAR* b) {
+    return lstrcmpiW(a ? a : TEXT(""), b ? b : TEXT("")) == 0;
+}
+
+bool starts_with(const WCHAR* text, const WCHAR* prefix) {
+    size_t length = text_length(prefix);
+    return text_length(text) >= length && std::memcmp(text, prefix, length * sizeof(WCHAR)) == 0;
+}
+
+bool starts_with_ignoring_case(const WCHAR* text, const WCHAR* prefix) {
+    size_t length = text_length(prefix);
+    PathText head;
+    if (text_length(text) < length || length >= head.capacity()) return false;
+    std::memcpy(head.data(), text, length * sizeof(WCHAR));
+    head.truncate(length);
+    return same_text_ignoring_case(head.c_str(), prefix);
+}
+
+const WCHAR* find_last(const WCHAR* text, WCHAR unit) {
+    const WCHAR* found = nullptr;
+    for (; text && *text; ++text) {
+        if (*text == unit) found = text;
+    }
+    return found;
+}
+
+const WCHAR* find_text(const WCHAR* text, const WCHAR* part) {
+    for (; text && *text; ++text) {
+        if (starts_with(text, part)) return text;
+    }
+    return nullptr;
+}
+
+namespace {
+
+// Appends to a buffer of fixed capacity, always terminated.
+struct Sink {
+    WCHAR* target;
+    size_t capacity, length = 0;
+
+    void put(WCHAR unit) {
+        if (length + 1 < capacity) target[length++] = unit;
+        target[length] = 0;
+    }
+    void put(const WCHAR* text) {
+        for (; text && *text; ++text) put(*text);
+    }
+};
+
+struct NumberFormat {
+    unsigned base;
+    bool upper;
+    WCHAR pad;
+    size_t width;
+};
+
+void put_number(Sink& sink, unsigned value, bool negative, const NumberFormat& format) {
+    WCHAR digits[16];
+    size_t count = 0;
+    do {
+        unsigned digit = value % format.base;
+        digits[count++] = static_cast<WCHAR>(digit < 10 ? '0' + digit : (format.upper ? 'A' : 'a') + digit - 10);
+        value /= format.base;
+    } while (value);
+    size_t used = count + (negative ? 1 : 0);
+    if (negative && format.pad == '0') sink.put(WCHAR{'-'});
+    for (size_t i = used; i < format.width; ++i) sink.put(format.pad);
+    if (negative && format.pad != '0') sink.put(WCHAR{'-'});
+    while (count) sink.put(digits[--count]);
+}
+
+}  // namespace
+
+size_t format_text(WCHAR* target, size_t capacity, const WCHAR* format, ...) {
+    Sink sink{target, capacity};
+    target[0] = 0;
+    va_list arguments;
+    va_start(arguments, format);
+    for (; *format; ++format) {
+        if (*format != '%') {
+            sink.put(*format);
+            continue;
+        }
+        NumberFormat number{10, false, WCHAR{' '}, 0};
+        if (format[1] == '0') number.pad = *++format;
+        while (format[1] >= '0' && format[1] <= '9') number.width = number.width * 10 + (*++format - WCHAR{'0'});
+        if (!format[1]) break;
+        switch (*++format) {
+            case 's':
+                sink.put(va_arg(arguments, const WCHAR*));
+                break;
+            case 'd': {
+                int value = va_arg(arguments, int);
+                unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+                put_number(sink, magnitude, value < 0, number);
+                break;
+            }
+            case 'x':
+            case 'X':
+                number.base = 16;
+                number.upper = *format == 'X';
+                [[fallthrough]];
+            case 'u':
+                put_number(sink, va_arg(arguments, unsigned), false, number);
+                break;
+            default:
+                sink.put(*format);
+        }
+    }
+    va_end(arguments);
+    return sink.length;
+}
+
+size_t copy_ansi(char* target, size_t capacity, const char* source, size_t source_capacity) {
+    size_t length = 0;
+    while (length < source_capacity && source[length]) {
+        size_t step = IsDBCSLeadByteEx(CP_ACP, static_cast<BYTE>(source[length])) ? 2 : 1;
+        if (length + step > source_capacity || length + step > capacity - 1) break;
+        length += step;
+    }
+    if (length) std::memmove(target, source, length);
+    target[length] = 0;
+    return length;
+}
+
+size_t to_ansi(char* target, size_t capacity, const WCHAR* source, UINT code_page) {
+    // Unit by unit, so that truncation falls between characters; a surrogate pair is one character.
+    size_t length = 0;
+    target[0] = 0;
+    for (size_t units = 0; source && *source; source += units) {
+        bool pair = source[0] >= 0xD800 && source[0] < 0xDC00 && source[1] >= 0xDC00 && source[1] < 0xE000;
+        units = pair ? 2 : 1;
+        char bytes[8];
+        int count = WideCharToMultiByte(code_page, 0, source, static_cast<int>(units), bytes, sizeof bytes, nullptr, nullptr);
+        if (count <= 0 || length + static_cast<size_t>(count) > capacity - 1) break;
+        std::memcpy(target + length, bytes, static_cast<size_t>(count));
+        length += static_cast<size_t>(count);
+        target[length] = 0;
+    }
+    return length;
+}
+
+size_t to_wide(WCHAR* target, size_t capacity, const char* source, UINT code_page) {
+    target[0] = 0;
+    if (!source || !*source) return 0;
+    int room = static_cast<int>(capacity - 1);
+    for (int bytes = static_cast<int>(std::strlen(source)); bytes > 0; --bytes) {
+        int count = MultiByteToWideChar(code_page, 0, source, bytes, target, room);
+        if (count > 0) {
+            target[count] = 0;
+            return static_cast<size_t>(count);
+        }
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;
+    }
+    target[0] = 0;
+    return 0;
+}
+
+}  // namespace kv
