@@ -162,7 +162,8 @@ size_t to_ansi(char* target, size_t capacity, const WCHAR* source, UINT code_pag
         bool pair = source[0] >= 0xD800 && source[0] < 0xDC00 && source[1] >= 0xDC00 && source[1] < 0xE000;
         units = pair ? 2 : 1;
         char bytes[8];
-        int count = WideCharToMultiByte(code_page, 0, source, static_cast<int>(units), bytes, sizeof bytes, nullptr, nullptr);
+        int count =
+            WideCharToMultiByte(code_page, 0, source, static_cast<int>(units), bytes, sizeof bytes, nullptr, nullptr);
         if (count <= 0 || length + static_cast<size_t>(count) > capacity - 1) break;
         std::memcpy(target + length, bytes, static_cast<size_t>(count));
         length += static_cast<size_t>(count);

@@ -1,0 +1,257 @@
+#include "support/file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "support/memory.h"
+#include "support/message.h"
+#include "support/paths.h"
+
+namespace kv {
+namespace {
+
+enum : UINT {
+    kMessageCreate = 12140,
+    kMessageDelete = 12141,
+    kMessageOpen = 12151,
+    kMessageRead = 12154,
+    kMessagePosition = 12156,
+    kMessageWrite = 12160,
+};
+
+}  // namespace
+
+BOOL File::fail(UINT message) {
+    report_file_error(message, name_.c_str(), GetLastError());
+    return FALSE;
+}
+
+BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode) {
+    if (IsOpen()) Close();
+    name_.assign(path);
+    handle_ = CreateFileW(path, access, FILE_SHARE_READ, security, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (!IsOpen()) return FALSE;
+    mode_ = mode;
+    position_ = 0;
+    fill_ = depth_ = 0;
+    // Without memory for the buffer the file works unbuffered.
+    buffered_ = mode > 0 && buffer_.Alloc(kBufferSize);
+    return TRUE;
+}
+
+BOOL File::Create(const WCHAR* path, BOOL quiet, SECURITY_ATTRIBUTES* security) {
+    PathText temporary;
+    if (!path || !*path) {
+        if (!CreateTempFile(nullptr, temporary)) return FALSE;
+        path = temporary.c_str();
+    }
+    constexpr DWORD kAccess = GENERIC_READ | GENERIC_WRITE;
+    if (open(path, kAccess, CREATE_ALWAYS, security, 1)) return TRUE;
+    DWORD error = GetLastError();
+    if (error == ERROR_PATH_NOT_FOUND && create_folders_of(path)) {
+        if (open(path, kAccess, CREATE_ALWAYS, security, 1)) return TRUE;
+        error = GetLastError();
+    }
+    if (!temporary.empty()) DeleteFileW(temporary.c_str());
+    if (!quiet) report_file_error(kMessageCreate, path, error);
+    SetLastError(error);
+    return FALSE;
+}
+
+BOOL File::OpenAlways(const WCHAR* path, BOOL quiet) {
+    if (open(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, nullptr, 1)) return TRUE;
+    return quiet ? FALSE : fail(kMessageOpen);
+}
+
+BOOL File::OpenRead(const WCHAR* path, BOOL quiet) {
+    if (open(path, GENERIC_READ, OPEN_EXISTING, nullptr, 0)) return TRUE;
+    return quiet ? FALSE : fail(kMessageOpen);
+}
+
+BOOL File::write_through(const BYTE* data, DWORD n) {
+    DWORD written = 0;
+    if (n == 0 || (WriteFile(handle_, data, n, &written, nullptr) && written == n)) return TRUE;
+    position_ = -1;
+    return fail(kMessageWrite);
+}
+
+BOOL File::Flush() {
+    if (!IsOpen()) return FALSE;
+    for (DWORD done = 0; done < fill_;) {
+        DWORD piece = std::min(kFlushPiece, fill_ - done);
+        if (!write_through(buffer_.data() + done, piece)) {
+            // What reached the disk leaves the buffer; the rest may be tried again.
+            fill_ -= done;
+            std::memmove(buffer_.data(), buffer_.data() + done, fill_);
+            return FALSE;
+        }
+        done += piece;
+    }
+    fill_ = 0;
+    return TRUE;
+}
+
+BOOL File::Write(const void* data, DWORD n) {
+    if (!IsOpen() || mode_ < 1) return FALSE;
+    if (n == 0 || !data) return TRUE;
+    const BYTE* bytes = static_cast<const BYTE*>(data);
+    LONG position = position_ < 0 ? -1 : static_cast<LONG>(static_cast<DWORD>(position_) + n);
+    if (!buffered_) {
+        if (!write_through(bytes, n)) return FALSE;
+    } else if (n < kBufferSize - fill_) {
+        std::memcpy(buffer_.data() + fill_, bytes, n);
+        fill_ += n;
+    } else {
+        DWORD top = kBufferSize - fill_;
+        std::memcpy(buffer_.data() + fill_, bytes, top);
+        fill_ = kBufferSize;
+        if (!Flush()) return FALSE;
+        DWORD straight = (n - top) / kBufferSize * kBufferSize;
+        if (!write_through(bytes + top, straight)) return FALSE;
+        fill_ = n - top - straight;
+        std::memcpy(buffer_.data(), bytes + top + straight, fill_);
+    }
+    position_ = position;
+    return TRUE;
+}
+
+BOOL File::end_buffering() {
+    if (!Flush()) return FALSE;
+    buffered_ = false;
+    return TRUE;
+}
+
+BOOL File::Read(void* buffer, DWORD n, DWORD* bytes_read) {
+    *bytes_read = 0;
+    if (!IsOpen() || !end_buffering()) return FALSE;
+    if (!ReadFile(handle_, buffer, n, bytes_read, nullptr)) {
+        position_ = -1;
+        return fail(kMessageRead);
+    }
+    if (position_ >= 0) position_ += static_cast<LONG>(*bytes_read);
+    return TRUE;
+}
+
+BOOL File::GetPosition(LONG* position) {
+    if (!IsOpen()) return FALSE;
+    if (position_ < 0) {
+        DWORD at = SetFilePointer(handle_, 0, nullptr, FILE_CURRENT);
+        if (at == INVALID_SET_FILE_POINTER) return fail(kMessagePosition);
+        position_ = static_cast<LONG>(at + fill_);
+    }
+    *position = position_;
+    return TRUE;
+}
+
+LONG File::GetSize() {
+    if (!IsOpen()) return -1;
+    DWORD size = GetFileSize(handle_, nullptr);
+    if (size == INVALID_FILE_SIZE) {
+        fail(kMessagePosition);
+        return -1;
+    }
+    return static_cast<LONG>(size + fill_);
+}
+
+BOOL File::Seek(LONG position) {
+    if (!IsOpen() || position < 0) return FALSE;
+    if (LONG current = 0; GetPosition(&current) && current == position) return TRUE;
+    if (!end_buffering()) return FALSE;
+    if (SetFilePointer(handle_, position, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER) {
+        position_ = -1;
+        return fail(kMessagePosition);
+    }
+    position_ = position;
+    return TRUE;
+}
+
+BOOL File::SetEndOfFile() {
+    if (!IsOpen() || mode_ < 1 || !Flush()) return FALSE;
+    if (::SetEndOfFile(handle_)) return TRUE;
+    report_system_error(TEXT("SetEndOfFile"), GetLastError());
+    return FALSE;
+}
+
+void File::close_handle() {
+    if (IsOpen()) CloseHandle(handle_);
+    handle_ = INVALID_HANDLE_VALUE;
+    position_ = mode_ = -1;
+    buffered_ = false;
+    fill_ = depth_ = 0;
+}
+
+BOOL File::Close() {
+    BOOL flushed = !IsOpen() || Flush();
+    close_handle();
+    return flushed;
+}
+
+BOOL File::CloseAndDelete(BOOL quiet) {
+    buffer_.free();
+    close_handle();
+    if (name_.empty()) return TRUE;
+    SetFileAttributesW(name_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    if (DeleteFileW(name_.c_str())) return TRUE;
+    DWORD error = GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return TRUE;
+    if (!quiet) report_file_error(kMessageDelete, name_.c_str(), error);
+    return FALSE;
+}
+
+BOOL File::push_position() {
+    return depth_ < std::size(saved_) && GetPosition(&saved_[depth_]) ? (++depth_, TRUE) : FALSE;
+}
+
+BOOL File::pop_position() { return depth_ > 0 && Seek(saved_[--depth_]); }
+
+BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_afterwards) {
+    DWORD size = GetFileSize(other, nullptr);
+    if (size == INVALID_FILE_SIZE) {
+        report_system_error(TEXT("GetFileSize"), GetLastError());
+        return FALSE;
+    }
+    DWORD before = SetFilePointer(other, 0, nullptr, FILE_CURRENT);
+    if (before == INVALID_SET_FILE_POINTER ||
+        SetFilePointer(other, offset, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER) {
+        report_system_error(TEXT("SetFilePointer"), GetLastError());
+        return FALSE;
+    }
+    DWORD start = static_cast<DWORD>(offset);
+    DWORD left = start < size ? size - start : 0;
+    if (count >= 0) left = std::min(left, static_cast<DWORD>(count));
+    HeapArray<BYTE> piece;
+    BOOL ok = piece.alloc(kFlushPiece);
+    if (!ok) report_out_of_memory(TEXT("File::CopyFromFile"));
+    while (ok && left > 0) {
+        DWORD got = 0;
+        if (!ReadFile(other, piece.get(), std::min(left, kFlushPiece), &got, nullptr) || got == 0) {
+            report_system_error(TEXT("ReadFile"), GetLastError());
+            ok = FALSE;
+        } else {
+            ok = Write(piece.get(), got);
+            left -= got;
+        }
+    }
+    SetFilePointer(other, static_cast<LONG>(before), nullptr, FILE_BEGIN);
+    return ok && (!truncate_afterwards || SetEndOfFile());
+}
+
+File* NewFile(const WCHAR* path, UINT flags, SECURITY_ATTRIBUTES* security) {
+    File* file = make_object<File>();
+    if (!file) {
+        report_out_of_memory(TEXT("NewFile"));
+        return nullptr;
+    }
+    if (flags & kFileCreate) {
+        file->Create(path, FALSE, security);
+    } else if (flags & (kFileReadWrite | kFileOpenAlways)) {
+        file->OpenAlways(path, FALSE);
+    } else {
+        file->OpenRead(path, FALSE);
+    }
+    if (!file->IsOpen()) destroy_object(file);
+    return file;
+}
+
+}  // namespace kv

@@ -1,0 +1,74 @@
+#pragma once
+// A buffered file with a small stack of positions. Failures are reported to the user and returned; the object
+// stays usable. Positions are signed 32-bit byte offsets.
+
+#include "support/global_obj.h"
+#include "support/text.h"
+
+namespace kv {
+
+class File {
+public:
+    File() = default;
+    virtual ~File() { close_handle(); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    // Appends count bytes from offset of another open file (all bytes after offset for -1) in pieces of 512,
+    // restores that file's position, and cuts this file behind them when asked.
+    virtual BOOL CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_afterwards);
+    // A new or emptied file for reading and writing. Missing folders are created; an empty path makes a new
+    // temporary file.
+    virtual BOOL Create(const WCHAR* path, BOOL quiet, SECURITY_ATTRIBUTES* security);
+    // Ends write buffering until the file is opened again. bytes_read may be less than n at the end.
+    virtual BOOL Read(void* buffer, DWORD n, DWORD* bytes_read);
+    // FALSE when buffered data could not be written; the file is closed all the same.
+    virtual BOOL Close();
+    virtual BOOL CloseAndDelete(BOOL quiet);
+    virtual BOOL Flush();
+    virtual BOOL GetPosition(LONG* position);
+    virtual const WCHAR* GetName() const { return name_.c_str(); }
+    // -1 not open, 0 read-only, 1 read and write.
+    virtual LONG GetMode() const { return mode_; }
+    // Buffered bytes included; -1 on failure.
+    virtual LONG GetSize();
+    virtual BOOL IsOpen() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
+    virtual BOOL OpenRead(const WCHAR* path, BOOL quiet);
+    virtual BOOL OpenAlways(const WCHAR* path, BOOL quiet);
+    virtual BOOL Seek(LONG position);
+    // Cuts the file at the current position.
+    virtual BOOL SetEndOfFile();
+    virtual BOOL Write(const void* data, DWORD n);
+
+    // Four positions at most: FALSE when the stack is full (empty).
+    BOOL push_position();
+    BOOL pop_position();
+
+private:
+    BOOL open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode);
+    void close_handle();
+    BOOL write_through(const BYTE* data, DWORD n);
+    BOOL end_buffering();
+    BOOL fail(UINT message);
+
+    static constexpr DWORD kBufferSize = 32768;
+    static constexpr DWORD kFlushPiece = 512;
+
+    LONG position_ = -1;  // -1: the system must be asked
+    LONG mode_ = -1;
+    bool buffered_ = false;
+    HANDLE handle_ = INVALID_HANDLE_VALUE;
+    PathText name_;
+    CGlobalObj buffer_;
+    DWORD fill_ = 0;
+    DWORD depth_ = 0;
+    LONG saved_[4] = {};
+};
+
+enum : UINT { kFileReadWrite = 0x1, kFileOpenAlways = 0x2, kFileCreate = 0x1000 };
+
+// An open file, or null: kFileCreate creates, kFileReadWrite or kFileOpenAlways open or create, otherwise the file
+// is opened for reading. Freed with destroy_object.
+File* NewFile(const WCHAR* path, UINT flags, SECURITY_ATTRIBUTES* security = nullptr);
+
+}  // namespace kv

@@ -1,0 +1,73 @@
+#include "support/global_obj.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/message.h"
+
+namespace kv {
+
+BOOL CGlobalObj::lock() {
+    data_ = static_cast<BYTE*>(GlobalLock(handle_));
+    return data_ != nullptr;
+}
+
+BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step) {
+    if (handle_) {
+        if (size > size_) return Resize(size - size_);
+        return data_ || lock();
+    }
+    size = std::max<DWORD>(size, 1);
+    handle_ = GlobalAlloc(flags, size);
+    if (!handle_) {
+        report_out_of_memory(TEXT("CGlobalObj::Alloc"));
+        return FALSE;
+    }
+    size_ = size;
+    flags_ = flags;
+    growth_step_ = growth_step;
+    used_ = 0;
+    if (lock()) return TRUE;
+    free();
+    return FALSE;
+}
+
+BOOL CGlobalObj::Resize(DWORD extra) {
+    if (!handle_) return Alloc(extra, flags_ ? flags_ : static_cast<UINT>(GMEM_MOVEABLE), 0);
+    if (extra == 0) return TRUE;
+    if (data_) GlobalUnlock(handle_);
+    data_ = nullptr;
+    HGLOBAL grown = extra <= 0xFFFFFFFF - size_ ? GlobalReAlloc(handle_, size_ + extra, flags_) : nullptr;
+    if (grown) {
+        handle_ = grown;
+        size_ += extra;
+        if (lock()) return TRUE;
+    }
+    report_out_of_memory(TEXT("CGlobalObj::Resize"));
+    return FALSE;
+}
+
+CGlobalObj::Capacity CGlobalObj::ensure_capacity(DWORD required) {
+    if (required <= size_) return data_ || (handle_ && lock()) ? Capacity::Enough : Capacity::Failed;
+    return Resize(std::max(growth_step_, required - size_)) ? Capacity::Grown : Capacity::Failed;
+}
+
+BOOL CGlobalObj::append(const void* data, DWORD n) {
+    if (n == 0) return TRUE;
+    if (!data || n > 0xFFFFFFFF - used_) return FALSE;
+    if (ensure_capacity(used_ + n) == Capacity::Failed) return FALSE;
+    std::memcpy(data_ + used_, data, n);
+    used_ += n;
+    return TRUE;
+}
+
+void CGlobalObj::free() {
+    if (!handle_) return;
+    if (data_) GlobalUnlock(handle_);
+    GlobalFree(handle_);
+    handle_ = nullptr;
+    data_ = nullptr;
+    size_ = used_ = 0;
+}
+
+}  // namespace kv

@@ -1,0 +1,20 @@
+#include "support/memory.h"
+
+#include "support/message.h"
+
+namespace kv {
+
+BOOL AllocMem(void** out, size_t size, bool zero) {
+    *out = nullptr;
+    if (size == 0) return FALSE;
+    *out = HeapAlloc(GetProcessHeap(), zero ? DWORD{HEAP_ZERO_MEMORY} : DWORD{0}, size);
+    if (*out) return TRUE;
+    report_out_of_memory(TEXT("AllocMem"));
+    return FALSE;
+}
+
+void FreeMem(void* block) {
+    if (block) HeapFree(GetProcessHeap(), 0, block);
+}
+
+}  // namespace kv

@@ -1,0 +1,23 @@
+#pragma once
+// What the user must see, through one facility: a message box with an error icon, in the foreground, under
+// an arrow cursor. None of these changes the thread's last error.
+
+#include "platform/win32.h"
+
+namespace kv {
+
+enum class MessageKind { Error, Information };
+
+void show_message(const WCHAR* text, MessageKind kind = MessageKind::Error);
+// "Out of memory (%s)." naming the operation, or "Out of memory." without a name.
+void report_out_of_memory(const WCHAR* operation);
+// The operation's name with the system's text of the error.
+void report_system_error(const WCHAR* operation, DWORD error);
+// A numbered message of the resource module, whose "%s" take the arguments in order; "An error of type %d
+// occurred." when the text is missing.
+void report_message(UINT number, const WCHAR* first, const WCHAR* second = nullptr,
+                    MessageKind kind = MessageKind::Error);
+// A numbered message about a file: its name and the system's text of the error.
+void report_file_error(UINT number, const WCHAR* file, DWORD error);
+
+}  // namespace kv

@@ -1,0 +1,15 @@
+#pragma once
+// The classification of Windows versions that settings, paths and sessions go by.
+
+#include "platform/win32.h"
+
+namespace kv {
+
+// 0: not Windows NT, or unknown. 1: Windows NT 4.0 or older. 5 and above: Windows Vista or later, where session 0
+// is isolated and integrity labels exist. Computed from the system at each call; the process keeps it.
+int GetOsLevel();
+bool IsServerOs();
+// The table behind GetOsLevel.
+int classify_os(DWORD major, DWORD minor, DWORD build, bool server);
+
+}  // namespace kv

@@ -1,0 +1,23 @@
+#include "support/process_state.h"
+
+namespace kv {
+
+DWORD IdCounter::next() {
+    EnterCriticalSection(&lock_);
+    last_ = last_ >= 0x1FFFFFFF ? 1 : last_ + 1;
+    DWORD id = last_;
+    LeaveCriticalSection(&lock_);
+    return id;
+}
+
+ProcessState& process_state() {
+    // Built when the DLL loads (the first use is by static initialisation), so that no hook meets its start.
+    static ProcessState state;
+    return state;
+}
+
+namespace {
+[[maybe_unused]] const ProcessState& built_at_load = process_state();
+}
+
+}  // namespace kv

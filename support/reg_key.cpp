@@ -1,0 +1,161 @@
+#include "support/reg_key.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/process_state.h"
+#include "support/token.h"
+
+namespace kv {
+namespace {
+
+REGSAM adjusted(REGSAM access) {
+    constexpr REGSAM kViews = KEY_WOW64_64KEY | KEY_WOW64_32KEY;
+    return process_state().processor == PROCESSOR_ARCHITECTURE_INTEL ? access & ~kViews : access;
+}
+
+// Makes room for at least count elements; what the array holds is lost.
+template <class T>
+BOOL make_room(HeapArray<T>& array, DWORD& room, DWORD count) {
+    if (count <= room) return TRUE;
+    room = array.alloc(count) ? count : 0;
+    return room != 0;
+}
+
+}  // namespace
+
+BOOL CRegKey::refresh() {
+    DWORD subkey = 0, value = 0, data = 0;
+    if (RegQueryInfoKeyW(key_, nullptr, nullptr, nullptr, &subkeys_, &subkey, nullptr, &values_, &value, &data, nullptr,
+                         nullptr) != ERROR_SUCCESS) {
+        return FALSE;
+    }
+    return make_room(subkey_name_, subkey_room_, subkey * 2 + 1) &&
+           make_room(value_name_, value_room_, value * 2 + 1) && make_room(data_, data_room_, data * 2 + 2);
+}
+
+BOOL CRegKey::opened() {
+    if (refresh()) return TRUE;
+    Close();
+    return FALSE;
+}
+
+BOOL CRegKey::Open(REGSAM access, HKEY root, const WCHAR* subkey) {
+    Close();
+    if (RegOpenKeyExW(root, subkey, 0, adjusted(access), &key_) == ERROR_SUCCESS) return opened();
+    key_ = nullptr;
+    return FALSE;
+}
+
+BOOL CRegKey::Create(REGSAM access, HKEY root, const WCHAR* subkey) {
+    Close();
+    bool machine_wide = root == HKEY_LOCAL_MACHINE || root == HKEY_USERS;
+    if (machine_wide && token_integrity_level() < kIntegrityHigh) return FALSE;
+    if (RegCreateKeyExW(root, subkey, 0, nullptr, 0, adjusted(access), nullptr, &key_, nullptr) == ERROR_SUCCESS) {
+        return opened();
+    }
+    key_ = nullptr;
+    return FALSE;
+}
+
+void CRegKey::Close() {
+    if (key_) RegCloseKey(key_);
+    key_ = nullptr;
+    subkeys_ = values_ = 0;
+}
+
+const WCHAR* CRegKey::EnumValueName(DWORD index) {
+    DWORD length = value_room_;
+    if (!key_ || !value_name_ ||
+        RegEnumValueW(key_, index, value_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        return nullptr;
+    }
+    return value_name_.get();
+}
+
+const WCHAR* CRegKey::EnumSubkeyName(DWORD index) {
+    DWORD length = subkey_room_;
+    if (!key_ || !subkey_name_ ||
+        RegEnumKeyExW(key_, index, subkey_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        return nullptr;
+    }
+    return subkey_name_.get();
+}
+
+const WCHAR* CRegKey::ReadString(const WCHAR* name) {
+    if (!key_ || !data_) return nullptr;
+    DWORD type = 0, size = data_room_ - static_cast<DWORD>(sizeof(WCHAR));
+    LSTATUS status = RegQueryValueExW(key_, name, nullptr, &type, data_.get(), &size);
+    if (status == ERROR_MORE_DATA && refresh()) {
+        size = data_room_ - static_cast<DWORD>(sizeof(WCHAR));
+        status = RegQueryValueExW(key_, name, nullptr, &type, data_.get(), &size);
+    }
+    if (status != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) return nullptr;
+    size &= ~DWORD{1};
+    data_[size] = data_[size + 1] = 0;  // the registry does not promise a terminator
+    return reinterpret_cast<const WCHAR*>(data_.get());
+}
+
+BOOL CRegKey::read_raw(const WCHAR* name, void* data, DWORD capacity, DWORD* size) {
+    *size = capacity;
+    return key_ && RegQueryValueExW(key_, name, nullptr, nullptr, static_cast<BYTE*>(data), size) == ERROR_SUCCESS;
+}
+
+DWORD CRegKey::ReadDword(const WCHAR* name, DWORD fallback) {
+    DWORD type = 0, value = 0, size = sizeof value;
+    if (!key_ ||
+        RegQueryValueExW(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size) != ERROR_SUCCESS) {
+        return fallback;
+    }
+    return type == REG_DWORD && size == sizeof value ? value : fallback;
+}
+
+BOOL CRegKey::write(const WCHAR* name, DWORD type, const void* data, DWORD size) {
+    if (!key_ || RegSetValueExW(key_, name, 0, type, static_cast<const BYTE*>(data), size) != ERROR_SUCCESS)
+        return FALSE;
+    refresh();
+    return TRUE;
+}
+
+BOOL CRegKey::WriteDword(const WCHAR* name, DWORD value) { return write(name, REG_DWORD, &value, sizeof value); }
+
+BOOL CRegKey::write_string(const WCHAR* name, const WCHAR* text) {
+    return write(name, REG_SZ, text, static_cast<DWORD>((text_length(text) + 1) * sizeof(WCHAR)));
+}
+
+BOOL CRegKey::DeleteValue(const WCHAR* name) {
+    if (!key_ || RegDeleteValueW(key_, name) != ERROR_SUCCESS) return FALSE;
+    refresh();
+    return TRUE;
+}
+
+BOOL CRegKey::ValueExists(const WCHAR* name) {
+    return key_ && RegQueryValueExW(key_, name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+}
+
+BOOL open_product_key(CRegKey& key, HKEY root) { return key.Open(kProductKeyRead, root, kProductKeyPath); }
+BOOL create_product_key(CRegKey& key, HKEY root) { return key.Create(kProductKeyCreate, root, kProductKeyPath); }
+
+void GetPrinterSettingsKeyPath(const WCHAR* printer, TextBuffer<512>& path) {
+    path.assign(kProductKeyPath);
+    path.append(TEXT("\\KarvoPrinters"));
+    if (!printer || !*printer) return;
+    path.append(TEXT("\\"));
+    size_t start = path.length();
+    path.append(printer);
+    std::replace(path.data() + start, path.data() + path.length(), WCHAR{'\\'}, WCHAR{','});
+}
+
+BOOL open_printer_key(CRegKey& key, HKEY root, const WCHAR* printer) {
+    TextBuffer<512> path;
+    GetPrinterSettingsKeyPath(printer, path);
+    return key.Open(kPrinterKeyRead, root, path.c_str());
+}
+
+BOOL create_printer_key(CRegKey& key, HKEY root, const WCHAR* printer) {
+    TextBuffer<512> path;
+    GetPrinterSettingsKeyPath(printer, path);
+    return key.Create(kPrinterKeyCreate, root, path.c_str());
+}
+
+}  // namespace kv
