@@ -84,4 +84,6 @@ void InitializeCriticalSection(CRITICAL_SECTION* section) { new (section->storag
 void DeleteCriticalSection(CRITICAL_SECTION* section) { mutex_of(section)->~recursive_mutex(); }
 void EnterCriticalSection(CRITICAL_SECTION* section) { mutex_of(section)->lock(); }
 void LeaveCriticalSection(CRITICAL_SECTION* section) { mutex_of(section)->unlock(); }
-LONG InterlockedExchange(LONG volatile* target, LONG value) { return __atomic_exchange_n(target, value, __ATOMIC_SEQ_CST); }
+LONG InterlockedExchange(LONG volatile* target, LONG value) {
+    return __atomic_exchange_n(target, value, __ATOMIC_SEQ_CST);
+}

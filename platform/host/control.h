@@ -60,17 +60,17 @@ const std::vector<uint32_t>& sleeps();
 
 struct Machine {
     uint32_t major = 10, minor = 0, build = 19045;
-    uint32_t platform = 2;           // VER_PLATFORM_WIN32_NT
-    uint8_t product_type = 1;        // VER_NT_WORKSTATION
-    uint16_t architecture = 9;       // PROCESSOR_ARCHITECTURE_AMD64
-    bool version_fails = false;      // GetVersionExW fails
+    uint32_t platform = 2;       // VER_PLATFORM_WIN32_NT
+    uint8_t product_type = 1;    // VER_NT_WORKSTATION
+    uint16_t architecture = 9;   // PROCESSOR_ARCHITECTURE_AMD64
+    bool version_fails = false;  // GetVersionExW fails
     std::u16string paper_size = u"9";
     std::u16string default_language = u"0409";
     std::u16string language_name = u"English";
     uint32_t ansi_code_page = 1252;
     bool dbcs = false, remote_session = false;
     uint32_t gdi_objects = 0;
-    uint32_t integrity = 0x2000;     // medium
+    uint32_t integrity = 0x2000;  // medium
     bool administrator = false;
     std::u16string user = u"user";
     uint32_t session = 1, console_session = 1;

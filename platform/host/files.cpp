@@ -205,7 +205,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*
     file->descriptor = descriptor;
     ++counters().files;
     SetLastError(existed && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) ? DWORD{ERROR_ALREADY_EXISTS}
-                                                                                          : DWORD{ERROR_SUCCESS});
+                                                                                         : DWORD{ERROR_SUCCESS});
     return make_handle(std::move(file));
 }
 
@@ -236,11 +236,13 @@ BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD bytes, LPDWORD written, void
 }
 
 DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distance_high, DWORD method) {
-    if (should_fail(CallKind::File, "SetFilePointer")) return fail_with(ERROR_INVALID_PARAMETER, DWORD{INVALID_SET_FILE_POINTER});
+    if (should_fail(CallKind::File, "SetFilePointer"))
+        return fail_with(ERROR_INVALID_PARAMETER, DWORD{INVALID_SET_FILE_POINTER});
     OpenFile* file = object_of<OpenFile>(handle);
     if (!file) return fail_with(ERROR_INVALID_HANDLE, DWORD{INVALID_SET_FILE_POINTER});
     // Without the high half the distance is signed, except from the file's start, where it is an offset.
-    int64_t offset = distance_high ? (int64_t{*distance_high} << 32) + static_cast<uint32_t>(distance) : int64_t{distance};
+    int64_t offset =
+        distance_high ? (int64_t{*distance_high} << 32) + static_cast<uint32_t>(distance) : int64_t{distance};
     off_t at = lseek(file->descriptor, offset, static_cast<int>(method));
     if (at < 0) return fail_with(ERROR_NEGATIVE_SEEK, DWORD{INVALID_SET_FILE_POINTER});
     if (distance_high) *distance_high = static_cast<LONG>(at >> 32);
@@ -285,7 +287,8 @@ BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
         return TRUE;
     }
     std::string source = host_path(from), target = host_path(to);
-    if (!(flags & MOVEFILE_REPLACE_EXISTING) && access(target.c_str(), F_OK) == 0) return fail_with(ERROR_ALREADY_EXISTS);
+    if (!(flags & MOVEFILE_REPLACE_EXISTING) && access(target.c_str(), F_OK) == 0)
+        return fail_with(ERROR_ALREADY_EXISTS);
     if (rename(source.c_str(), target.c_str()) == 0) return TRUE;
     if (errno != EXDEV || !(flags & MOVEFILE_COPY_ALLOWED)) return fail_with(error_for(source));
     std::error_code failed;
@@ -301,9 +304,9 @@ BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL fail_if_exists) {
     std::string source = host_path(from);
     fs::copy_file(source, host_path(to), options, failed);
     if (!failed) return TRUE;
-    return fail_with(access(source.c_str(), F_OK) != 0 ? not_found_error(source)
-                                                       : (fail_if_exists ? DWORD{ERROR_FILE_EXISTS}
-                                                                         : DWORD{ERROR_ACCESS_DENIED}));
+    return fail_with(access(source.c_str(), F_OK) != 0
+                         ? not_found_error(source)
+                         : (fail_if_exists ? DWORD{ERROR_FILE_EXISTS} : DWORD{ERROR_ACCESS_DENIED}));
 }
 
 DWORD GetFileAttributesW(LPCWSTR path) {
@@ -349,7 +352,7 @@ UINT GetTempFileNameW(LPCWSTR folder, LPCWSTR prefix, UINT unique, LPWSTR path) 
     for (UINT attempt = 0; attempt < 0x10000; ++attempt) {
         UINT number = unique ? unique : ((static_cast<UINT>(getpid()) << 4) + ++counter) & 0xFFFF;
         if (number == 0) continue;
-        char digits[8];
+        char digits[16];
         snprintf(digits, sizeof digits, "%X", number);
         std::u16string name = base + from_utf8(digits) + u".tmp";
         if (name.size() >= MAX_PATH) return fail_with(ERROR_INVALID_NAME, UINT{0});

@@ -92,7 +92,8 @@ BOOL TranslateCharsetInfo(DWORD* source, CHARSETINFO* info, DWORD flags) {
 }
 
 HGDIOBJ GetStockObject(int number) {
-    return number == static_cast<int>(DEFAULT_GUI_FONT) ? reinterpret_cast<HGDIOBJ>(uintptr_t{DEFAULT_GUI_FONT}) : nullptr;
+    return number == static_cast<int>(DEFAULT_GUI_FONT) ? reinterpret_cast<HGDIOBJ>(uintptr_t{DEFAULT_GUI_FONT})
+                                                        : nullptr;
 }
 
 int GetObjectW(HANDLE object, int capacity, LPVOID data) {

@@ -116,7 +116,8 @@ HMODULE GetModuleHandleW(LPCWSTR name) {
 
 HMODULE LoadLibraryW(LPCWSTR path) {
     Loaded* entry = find_by_name(path);
-    if (!entry || should_fail(CallKind::Process, "LoadLibraryW")) return fail_with<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
+    if (!entry || should_fail(CallKind::Process, "LoadLibraryW"))
+        return fail_with<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
     ++entry->references;
     return handle_of(*entry);
 }

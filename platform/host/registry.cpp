@@ -63,8 +63,9 @@ Located locate(HKEY handle) {
 
 Key* child(Key& parent, const std::u16string& name, bool create) {
     std::u16string wanted = lower_case(name);
-    auto at = std::lower_bound(parent.subkeys.begin(), parent.subkeys.end(), wanted,
-                               [](const auto& key, const std::u16string& text) { return lower_case(key->name) < text; });
+    auto at =
+        std::lower_bound(parent.subkeys.begin(), parent.subkeys.end(), wanted,
+                         [](const auto& key, const std::u16string& text) { return lower_case(key->name) < text; });
     if (at != parent.subkeys.end() && lower_case((*at)->name) == wanted) return at->get();
     if (!create) return nullptr;
     auto key = std::make_unique<Key>();
@@ -139,7 +140,8 @@ void reset_registry() {
     registry().open.clear();
 }
 
-void set_registry_string(HKEY root, const std::u16string& path, const std::u16string& name, const std::u16string& text) {
+void set_registry_string(HKEY root, const std::u16string& path, const std::u16string& name,
+                         const std::u16string& text) {
     std::lock_guard guard(registry().lock);
     store(*walk(locate(root).key, path, true), name.c_str(), REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
           static_cast<DWORD>((text.size() + 1) * 2));
@@ -193,7 +195,8 @@ void save_key(std::ostream& out, const std::string& path, const Key& key) {
     for (const Value& value : key.values) {
         out << quoted(value.name) << '=';
         size_t size = value.data.size();
-        bool text = value.type == REG_SZ && size >= 2 && size % 2 == 0 && !value.data[size - 1] && !value.data[size - 2];
+        bool text =
+            value.type == REG_SZ && size >= 2 && size % 2 == 0 && !value.data[size - 1] && !value.data[size - 2];
         char digits[16];
         if (value.type == REG_DWORD && size == 4) {
             uint32_t number;

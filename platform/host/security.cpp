@@ -36,7 +36,7 @@ void* local_alloc(size_t bytes) {
 
 // One SID behind a head that points at it.
 template <class Head>
-BOOL put_with_sid(const Sid& sid, SID_AND_ATTRIBUTES Head::* member, DWORD attributes, LPVOID buffer, DWORD capacity,
+BOOL put_with_sid(const Sid& sid, SID_AND_ATTRIBUTES Head::*member, DWORD attributes, LPVOID buffer, DWORD capacity,
                   LPDWORD needed) {
     size_t size = sizeof(Head) + sid_size(sid.count);
     *needed = static_cast<DWORD>(size);

@@ -17,7 +17,8 @@ struct OpenPrinter : Object {
 // Lays out a structure and what it points at in the caller's buffer; a buffer that is too small is only measured.
 class Packer {
 public:
-    Packer(LPBYTE buffer, DWORD capacity, size_t head) : buffer_(buffer), capacity_(buffer ? capacity : 0), used_(head) {
+    Packer(LPBYTE buffer, DWORD capacity, size_t head)
+        : buffer_(buffer), capacity_(buffer ? capacity : 0), used_(head) {
         if (fits()) std::memset(buffer_, 0, head);
     }
 
@@ -129,7 +130,8 @@ BOOL WritePrinter(HANDLE handle, LPVOID data, DWORD bytes, LPDWORD written) {
     return TRUE;
 }
 
-BOOL GetPrinterDriverDirectoryW(LPWSTR, LPWSTR environment, DWORD level, LPBYTE buffer, DWORD capacity, LPDWORD needed) {
+BOOL GetPrinterDriverDirectoryW(LPWSTR, LPWSTR environment, DWORD level, LPBYTE buffer, DWORD capacity,
+                                LPDWORD needed) {
     if (should_fail(CallKind::Spooler, "GetPrinterDriverDirectoryW")) return fail_with(ERROR_ACCESS_DENIED);
     if (level != 1) return fail_with(ERROR_INVALID_LEVEL);
     std::u16string name = environment ? environment : u"Windows x64";

@@ -85,7 +85,8 @@ LANGID GetUserDefaultLangID() {
 
 int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT flags) {
     state().shown.push_back({text, caption ? caption : u"", flags});
-    if (!state().quiet) std::fprintf(stderr, "%s: %s\n", to_utf8(caption ? caption : u"").c_str(), to_utf8(text).c_str());
+    if (!state().quiet)
+        std::fprintf(stderr, "%s: %s\n", to_utf8(caption ? caption : u"").c_str(), to_utf8(text).c_str());
     return 1;
 }
 

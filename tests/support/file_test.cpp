@@ -1,0 +1,130 @@
+#include "support/file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "platform/host/control.h"
+#include "support/memory.h"
+#include "support/paths.h"
+
+namespace kv {
+namespace {
+
+class FileTest : public testing::Test {
+protected:
+    void SetUp() override {
+        host::reset_all();
+        host::set_messages_quiet(true);
+        before_ = host::live_objects();
+    }
+    void TearDown() override { EXPECT_TRUE(before_ == host::live_objects()) << "something is still held"; }
+
+    static std::string content(const WCHAR* path) {
+        std::ifstream in(host::host_path(path), std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    static size_t size_on_disk(const WCHAR* path) { return std::filesystem::file_size(host::host_path(path)); }
+
+    host::LiveObjects before_{};
+};
+
+constexpr const WCHAR* kPath = TEXT("C:\\Windows\\Temp\\a.kv");
+
+TEST_F(FileTest, BuffersUpTo32768BytesAndCountsThemInTheSize) {
+    File* file = NewFile(kPath, 0x1001);
+    ASSERT_TRUE(file);
+    std::string data(40000, 'x');
+    data[32767] = 'y';
+    data[39999] = 'z';
+    EXPECT_TRUE(file->Write(data.data(), 40000));
+    EXPECT_EQ(size_on_disk(kPath), 32768u);
+    EXPECT_EQ(file->GetSize(), 40000);
+    EXPECT_TRUE(file->Write("", 0));
+    EXPECT_TRUE(file->Close());
+    EXPECT_EQ(content(kPath), data);
+    EXPECT_TRUE(file->CloseAndDelete(FALSE));
+    EXPECT_FALSE(FileExists(kPath));
+    destroy_object(file);
+}
+
+TEST_F(FileTest, WritesLargePiecesStraightAndKeepsTheOrder) {
+    for (DWORD first : {0u, 1u, 32767u, 32768u}) {
+        for (DWORD second : {1u, 32767u, 32768u, 65536u, 100000u}) {
+            File* file = NewFile(kPath, 0x1001);
+            std::string a(first, 'a'), b(second, 'b');
+            EXPECT_TRUE(file->Write(a.data(), first) && file->Write(b.data(), second));
+            LONG position = 0;
+            EXPECT_TRUE(file->GetPosition(&position));
+            EXPECT_EQ(position, static_cast<LONG>(first + second));
+            file->Close();
+            EXPECT_EQ(content(kPath), a + b);
+            destroy_object(file);
+        }
+    }
+}
+
+TEST_F(FileTest, PatchesThroughThePositionStack) {
+    File* file = NewFile(kPath, 0x1001);
+    EXPECT_TRUE(file->Write("0123456789", 10));
+    EXPECT_FALSE(file->Seek(-1));
+    EXPECT_TRUE(file->Seek(10));  // where it is: still buffered
+    EXPECT_EQ(size_on_disk(kPath), 0u);
+    EXPECT_TRUE(file->push_position() && file->Seek(2) && file->Write("AB", 2) && file->pop_position());
+    EXPECT_FALSE(file->pop_position());
+    EXPECT_TRUE(file->Write("end", 3));
+    EXPECT_EQ(content(kPath), "01AB456789end");
+    EXPECT_TRUE(file->Seek(4) && file->SetEndOfFile());
+    EXPECT_EQ(content(kPath), "01AB");
+    destroy_object(file);
+}
+
+TEST_F(FileTest, CreatesMissingFoldersAndDeletesReadOnlyFiles) {
+    const WCHAR* deep = TEXT("C:\\new\\folder\\b.kv");
+    File* file = NewFile(deep, 0x1001);
+    ASSERT_TRUE(file);
+    SetFileAttributesW(deep, FILE_ATTRIBUTE_READONLY);
+    EXPECT_TRUE(file->CloseAndDelete(FALSE));
+    EXPECT_FALSE(FileExists(deep));
+    destroy_object(file);
+    EXPECT_TRUE(host::messages().empty());
+}
+
+TEST_F(FileTest, ReportsAFailedOpenWithNumberedTexts) {
+    EXPECT_FALSE(NewFile(TEXT("C:\\Windows"), 0x1001));
+    EXPECT_FALSE(NewFile(TEXT("C:\\Windows\\Temp\\missing"), 0));
+    ASSERT_EQ(host::messages().size(), 2u);
+    EXPECT_EQ(host::messages()[1].text.find(u"An error of type 12151"), 0u) << "no resource module is set here";
+}
+
+// Every call of every kind failing in its turn: the result says so, nothing leaks, no file stays.
+TEST_F(FileTest, SurvivesEachFailingCall) {
+    for (auto kind : {host::CallKind::Allocation, host::CallKind::File}) {
+        uint64_t n = 1;
+        for (bool reached = true; reached; ++n) {
+            host::clear_failures();
+            host::fail_call(kind, n);
+            File* file = NewFile(kPath, 0x1001);
+            std::string data(70000, 'x');
+            bool good = file && file->Write(data.data(), 70000) && file->push_position() && file->Seek(1) &&
+                        file->Write("y", 1) && file->pop_position() && file->Write("z", 1) && file->Close();
+            reached = host::calls_made(kind) >= n;
+            // Without its buffer a file still works.
+            if (reached && kind == host::CallKind::File) {
+                EXPECT_FALSE(good) << "call " << n;
+            }
+            host::clear_failures();
+            if (file) {
+                EXPECT_TRUE(file->CloseAndDelete(TRUE));
+            }
+            destroy_object(file);
+            EXPECT_FALSE(FileExists(kPath));
+        }
+        EXPECT_GT(n, 3u);
+    }
+}
+
+}  // namespace
+}  // namespace kv
