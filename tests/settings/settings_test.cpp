@@ -1,0 +1,371 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <string>
+
+#include "platform/host/control.h"
+#include "settings/device_settings.h"
+#include "settings/page_size.h"
+#include "settings/paper_table.h"
+#include "settings/paper_trays.h"
+#include "settings/printer_info.h"
+#include "support/process_state.h"
+
+namespace kv {
+namespace {
+
+using Text = std::basic_string<WCHAR>;
+const Text kProduct = TEXT("Software\\Velmora Software\\Karvo12");
+const Text kPrinter = kProduct + TEXT("\\KarvoPrinters\\P");
+
+class SettingsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        host::reset_all();
+        host::set_messages_quiet(true);
+        process_state().os_level = 11;
+        process_state().processor = PROCESSOR_ARCHITECTURE_AMD64;
+        process_state().default_paper = DMPAPER_A4;
+        process_state().default_units = 2;
+    }
+    static void custom_paper(const Text& name, uint32_t id, uint32_t width, uint32_t height, uint32_t units) {
+        Text key = kProduct + TEXT("\\CustomPapers\\") + name;
+        if (id) host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("ID"), id);
+        host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Width"), width);
+        host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Height"), height);
+        if (units) host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Units"), units);
+    }
+    static DriverDevMode defaults() {
+        DriverDevMode mode;
+        InitDefaultDevMode(TEXT("P"), mode);
+        return mode;
+    }
+    static std::vector<uint8_t> bytes(const DriverDevMode& mode) {
+        auto* data = reinterpret_cast<const uint8_t*>(&mode);
+        return {data, data + sizeof mode};
+    }
+};
+
+TEST_F(SettingsTest, FindsStandardPapersById) {
+    struct {
+        WORD id;
+        const WCHAR* name;
+    } cases[] = {{1, TEXT("Letter")},
+                 {9, TEXT("A4")},
+                 {47, TEXT("Envelope Invite")},
+                 {50, TEXT("Letter Extra")},
+                 {68, TEXT("A3 Extra Transverse")}};
+    for (const auto& test : cases) {
+        const PaperRecord* paper = find_standard_paper(test.id);
+        ASSERT_TRUE(paper);
+        EXPECT_EQ(paper->id, test.id);
+        EXPECT_EQ(Text(paper->name), test.name);
+    }
+    for (WORD id : std::initializer_list<WORD>{0, 48, 49, 69}) EXPECT_FALSE(find_standard_paper(id));
+}
+
+TEST_F(SettingsTest, GivesCustomPapersIdsAndWritesThemBack) {
+    custom_paper(TEXT("a"), 300, 100000, 200000, 7);
+    custom_paper(TEXT("b"), 301, 100000, 200000, 0);
+    custom_paper(TEXT("c"), 0, 100000, 200000, 1);
+    custom_paper(TEXT("d"), 303, 100000, 200000, 2);
+    custom_paper(TEXT("flat"), 0, 100000, 0, 2);
+    CCustomPaperList papers;
+    papers.Load();
+    ASSERT_EQ(papers.count(), 4);
+    WORD index = 0;
+    ASSERT_TRUE(papers.FindByName(TEXT("C"), &index));
+    EXPECT_EQ(papers[index].id, 302);
+    EXPECT_EQ(papers[0].units, 1);
+    EXPECT_EQ(papers[1].units, 2);
+    EXPECT_EQ(NewCustomPaperId(papers), 304);
+    CCustomPaperList again;
+    again.Load();
+    EXPECT_EQ(again[index].id, 302);
+    EXPECT_FALSE(host::registry_value_exists(HKEY_CURRENT_USER, kProduct + TEXT("\\CustomPapers\\flat"), TEXT("ID")));
+}
+
+TEST_F(SettingsTest, SizesPagesInPixels) {
+    DriverDevMode mode = defaults();
+    PageSize a4 = GetPaperSizePixels(mode, 600);
+    EXPECT_TRUE(a4.width_px == 4961 && a4.height_px == 7016 && a4.width_mm == 210 && a4.height_mm == 297);
+    RECTL printable = GetPrintableRect(mode);
+    EXPECT_TRUE(printable.left == 150 && printable.top == 150 && printable.right == 4811 && printable.bottom == 6866);
+    mode.dmOrientation = DMORIENT_LANDSCAPE;
+    EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 7016);
+    mode.dmOrientation = 3;  // left as it is
+    mode.dmPaperSize = 256;
+    mode.dmPaperWidth = 2540;
+    mode.dmPaperLength = 1270;
+    EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 6000);
+    mode.dmPaperLength = 0;
+    EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 4961);
+}
+
+TEST_F(SettingsTest, StartsFromTheDefaults) {
+    DriverDevMode mode;
+    InitDefaultDevMode(TEXT("\\\\server\\a printer with a very long name indeed"), mode);
+    EXPECT_EQ(Text(mode.dmDeviceName), TEXT("a printer with a very long name"));
+    InitDefaultDevMode(TEXT("\\\\server"), mode);
+    EXPECT_EQ(mode.dmDeviceName[0], 0);
+    EXPECT_EQ(mode.dmFields, 0x00076E03u);
+    EXPECT_EQ(Text(mode.dmFormName), TEXT("A4"));
+    EXPECT_STREQ(mode.kv.application, "host");
+    EXPECT_EQ(mode.kv.mask, 0x33EFFu);
+    EXPECT_EQ(mode.kv.units, 2);
+    host::machine().executable = TEXT("C:\\Windows\\SPOOLSV.EXE");
+    InitDefaultDevMode(TEXT("P"), mode);
+    EXPECT_STREQ(mode.kv.application, "");
+    for (const WCHAR* name : {TEXT("kvdisp4a"), TEXT("KVDISP12"), TEXT("Explorer"), TEXT("")}) {
+        EXPECT_FALSE(IsApplicationName(name));
+    }
+    EXPECT_TRUE(IsApplicationName(TEXT("kvdisp6a")) && IsApplicationName("kvdisp13"));
+}
+
+// A private part of each version, with every flag set and a number of its own in every field.
+struct VersionCase {
+    int version;
+    WORD size, driver_version;
+    bool wide;
+    int application, flags, numbers, compression, font, escapes, units, carried, down_samp, quality, mono, action;
+};
+constexpr VersionCase kVersions[] = {
+    {0, 158, 0x0429, true, 2, 66, 70, 0, 92, 0, 0, 0, 0, 0, 0, 0},
+    {1, 156, 0x0C04, true, 4, 68, 72, 86, 88, 152, 0, 0, 0, 0, 0, 0},
+    {2, 680, 0x0C04, true, 4, 68, 72, 86, 88, 152, 156, 158, 0, 0, 0, 0},
+    {3, 680, 0x0C04, true, 4, 68, 72, 86, 88, 152, 156, 158, 678, 0, 0, 0},
+    {3, 356, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 0, 0, 0},
+    {4, 356, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 0, 0, 0},
+    {5, 360, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 356, 0, 0},
+    {6, 360, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 356, 358, 0},
+    {7, 364, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 356, 358, 360},
+    {8, 364, 0x0C04, false, 4, 36, 40, 54, 56, 88, 92, 94, 354, 356, 358, 360},
+};
+
+std::vector<BYTE> private_mode(const VersionCase& test) {
+    std::vector<BYTE> data(220u + test.size);
+    auto* mode = reinterpret_cast<DEVMODEW*>(data.data());
+    mode->dmSize = 220;
+    mode->dmDriverExtra = test.size;
+    mode->dmDriverVersion = test.driver_version;
+    mode->dmFields = DM_ORIENTATION;
+    mode->dmOrientation = DMORIENT_LANDSCAPE;
+    BYTE* part = data.data() + 220;
+    auto put = [&](int at, unsigned value) {
+        if (at) std::memcpy(part + at, &value, 2);
+    };
+    auto text = [&](int at, const char* value) {
+        for (size_t i = 0; at && value[i]; ++i)
+            part[static_cast<size_t>(at) + (test.wide ? 2 * i : i)] = static_cast<BYTE>(value[i]);
+    };
+    part[0] = 'K';
+    part[1] = 'V';
+    if (test.version) put(2, static_cast<unsigned>(test.version));
+    text(test.application, "app");
+    const DWORD flags = 0x33EFF;
+    std::memcpy(part + test.flags, &flags, 4);
+    for (int i = 0; i < 6; ++i) put(test.numbers + 2 * i, static_cast<unsigned>(301 + i));
+    put(test.compression, 0x99);
+    text(test.font, "Arial");
+    put(test.escapes, 7);
+    put(test.version == 0 ? 84 : test.escapes + 2, 8);
+    put(test.units, 9);
+    text(test.carried, "carried");
+    put(test.down_samp, 111);
+    put(test.quality, 50);
+    put(test.mono, 222);
+    put(test.action, 0x1234);
+    return data;
+}
+
+TEST_F(SettingsTest, ReadsEveryPrivateVersion) {
+    for (const VersionCase& test : kVersions) {
+        SCOPED_TRACE(testing::Message() << "version " << test.version << " of " << test.size << " bytes");
+        std::vector<BYTE> data = private_mode(test);
+        auto* source = reinterpret_cast<const DEVMODEW*>(data.data());
+        DWORD size = 0;
+        int version = -1;
+        EXPECT_TRUE(CheckPrivateDevMode(source, &size, &version));
+        EXPECT_TRUE(version == test.version && size == test.size);
+        DriverDevMode mode = defaults();
+        mode.kv.mask = 0;
+        MergeDevMode(source, mode);
+        EXPECT_EQ(mode.dmOrientation, DMORIENT_LANDSCAPE);
+        EXPECT_STREQ(mode.kv.application, "app");
+        EXPECT_STREQ(mode.kv.DefaultFont, "Arial");
+        EXPECT_TRUE(mode.kv.Resolution == 301 && mode.kv.MarginLeft == 302 && mode.kv.MarginTop == 303);
+        EXPECT_TRUE(mode.kv.MarginRight == 304 && mode.kv.MarginBottom == 305 && mode.kv.ShowDlg == 306);
+        EXPECT_EQ(mode.kv.AutoEm, 8);
+        EXPECT_EQ(mode.kv.Compression, test.compression ? 0x99 : 0x31);
+        EXPECT_EQ(mode.kv.PathEscapes, test.escapes ? 7 : 1);
+        EXPECT_EQ(mode.kv.units, test.units ? 9 : 2);
+        EXPECT_STREQ(mode.kv.carried_text, test.carried ? "carried" : "");
+        EXPECT_EQ(mode.kv.ResDownSamp, test.down_samp ? 111 : 150);
+        EXPECT_EQ(mode.kv.JpegQuality, test.quality ? 50 : 75);
+        EXPECT_EQ(mode.kv.ResDownSampMono, test.mono ? 222 : 300);
+        EXPECT_EQ(mode.kv.KvAction, test.action ? 0x1234 : 0x8000);
+        DWORD expected = kPrivateAll;
+        if (!test.compression) expected &= ~kPrivateCompression;
+        if (!test.escapes) expected &= ~kPrivatePathEscapes;
+        if (!test.units) expected &= ~kPrivateUnits;
+        if (!test.down_samp) expected &= ~kPrivateResDownSamp;
+        if (!test.quality) expected &= ~kPrivateJpegQuality;
+        if (!test.mono) expected &= ~kPrivateResDownSampMono;
+        if (!test.action) expected &= ~kPrivateKvAction;
+        EXPECT_EQ(mode.kv.mask, expected);
+    }
+}
+
+TEST_F(SettingsTest, RefusesWhatItDoesNotKnow) {
+    std::vector<BYTE> data = private_mode(kVersions[9]);
+    auto* source = reinterpret_cast<DEVMODEW*>(data.data());
+    DriverDevMode mode = defaults();
+    source->dmSize = 156;
+    MergeDevMode(source, mode);
+    EXPECT_EQ(mode.dmOrientation, DMORIENT_PORTRAIT);
+    source->dmSize = 220;
+    data[222] = 9;  // an unknown private version: public fields only
+    MergeDevMode(source, mode);
+    EXPECT_EQ(mode.dmOrientation, DMORIENT_LANDSCAPE);
+    EXPECT_EQ(mode.kv.Resolution, 600);
+    source->dmOrientation = 3;
+    MergeDevMode(source, mode);
+    EXPECT_EQ(mode.dmOrientation, DMORIENT_LANDSCAPE);
+    data[222] = 8;
+    std::memcpy(data.data() + 224, "explorer", 9);
+    MergeDevMode(source, mode);
+    EXPECT_STREQ(mode.kv.application, "host");
+    MergeDevMode(nullptr, mode);
+}
+
+TEST_F(SettingsTest, ResolvesPapersByTableThenNameThenIdThenSize) {
+    custom_paper(TEXT("Roll"), 310, 123456, 654321, 2);
+    DriverDevMode source = defaults(), mode = defaults();
+    source.dmFields = DM_PAPERSIZE | DM_FORMNAME | DM_PAPERWIDTH | DM_PAPERLENGTH;
+    source.dmPaperSize = 400;
+    source.dmPaperWidth = 1000;
+    source.dmPaperLength = 2000;
+    copy_text(source.dmFormName, 32, TEXT("rOLL"));
+    MergePublicDevModeFields(source, mode);
+    EXPECT_TRUE(mode.dmPaperSize == 310 && mode.dmPaperWidth == 1234 && mode.dmPaperLength == 6543);
+    EXPECT_EQ(Text(mode.dmFormName), TEXT("Roll"));
+    copy_text(source.dmFormName, 32, TEXT("A4"));
+    mode = defaults();
+    MergePublicDevModeFields(source, mode);
+    EXPECT_TRUE(mode.dmPaperSize == 400 && mode.dmPaperWidth == 1000 && !(mode.dmFields & DM_FORMNAME));
+    EXPECT_EQ(mode.dmFormName[0], 0);
+    source.dmPaperSize = 310;
+    source.dmFields = DM_PAPERSIZE;
+    MergePublicDevModeFields(source, mode);
+    EXPECT_EQ(Text(mode.dmFormName), TEXT("Roll"));
+    source.dmPaperSize = DMPAPER_LETTER;
+    MergePublicDevModeFields(source, mode);
+    EXPECT_EQ(Text(mode.dmFormName), TEXT("Letter"));
+    source.dmPaperSize = 999;
+    MergePublicDevModeFields(source, mode);
+    EXPECT_EQ(mode.dmPaperSize, DMPAPER_LETTER);
+}
+
+// Each layer says one resolution more; the last one present wins.
+TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
+    host::Printer printer;
+    printer.name = TEXT("P");
+    auto with_resolution = [&](WORD resolution) {
+        DriverDevMode mode = defaults();
+        mode.dmFields = DM_YRESOLUTION;
+        mode.dmYResolution = static_cast<SHORT>(resolution);
+        mode.kv.mask = kPrivateResolution;
+        mode.kv.Resolution = resolution;
+        return mode;
+    };
+    DriverDevMode application = with_resolution(104), settings;
+    for (int layers = 0; layers <= 5; ++layers) {
+        if (layers == 1) printer.devmode8 = bytes(with_resolution(101));
+        if (layers == 2) printer.devmode9 = bytes(with_resolution(102));
+        if (layers == 3) {
+            host::set_registry_dword(HKEY_CURRENT_USER, kPrinter + TEXT("\\PrinterDriverData"), TEXT("Resolution"),
+                                     103);
+        }
+        if (layers == 5) host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, TEXT("Resolution"), 105);
+        HANDLE handle = host::open_printer(printer);
+        LoadDeviceSettings(handle, nullptr, TEXT("P"), layers >= 4 ? &application : nullptr, settings);
+        host::close_printer(handle);
+        EXPECT_EQ(settings.kv.Resolution, layers ? 100 + layers : 600) << layers;
+        EXPECT_EQ(settings.dmYResolution, layers ? 100 + layers : 600) << layers;
+    }
+    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, TEXT("DefaultFont"), TEXT("Georgia"));
+    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, TEXT("Compression"), TEXT("too long to be a number"));
+    LoadDeviceSettings(nullptr, TEXT("S-1-5-21"), TEXT("P"), nullptr, settings);
+    EXPECT_STREQ(settings.kv.DefaultFont, "Georgia");
+    EXPECT_EQ(settings.kv.Compression, 0x31);
+    ASSERT_EQ(host::messages().size(), 2u) << "no such user key";
+}
+
+TEST_F(SettingsTest, MergesPaperTraysByOwner) {
+    auto tray = [](HKEY root, const Text& key, const WCHAR* bin, const WCHAR* name) {
+        host::set_registry_string(root, key + TEXT("\\PaperTrays"), bin, name);
+    };
+    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("302"), TEXT("m302"));
+    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("300"), TEXT("m300"));
+    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("0301"), TEXT("leading zero"));
+    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("299"), TEXT("below"));
+    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("32767"), TEXT("above"));
+    tray(HKEY_LOCAL_MACHINE, kPrinter, TEXT("302"), TEXT("p302"));
+    tray(HKEY_CURRENT_USER, kProduct, TEXT("300"), TEXT("u300"));
+    tray(HKEY_CURRENT_USER, kProduct, TEXT("32766"), TEXT("u"));
+    tray(HKEY_CURRENT_USER, kPrinter, TEXT("302"), TEXT("q302"));
+    tray(HKEY_CURRENT_USER, kPrinter, TEXT("32766"), TEXT("q"));
+    struct {
+        bool administrator;
+        const WCHAR *bin300, *bin302;
+    } cases[] = {{false, TEXT("m300"), TEXT("p302")}, {true, TEXT("u300"), TEXT("q302")}};
+    for (const auto& test : cases) {
+        host::machine().administrator = test.administrator;
+        PaperTrays trays;
+        GetPaperTrays(TEXT("P"), trays);
+        ASSERT_EQ(trays.count, 3u);
+        EXPECT_EQ(Text(trays.find(300)->name.c_str()), test.bin300);
+        EXPECT_EQ(Text(trays.find(302)->name.c_str()), test.bin302);
+        EXPECT_EQ(Text(trays.find(32766)->name.c_str()), TEXT("q"));
+        EXPECT_EQ(trays.find(301), nullptr);
+    }
+}
+
+// Whatever call fails, settings are loaded from what remains, and nothing is held afterwards.
+TEST_F(SettingsTest, LoadsThroughEachFailingCall) {
+    custom_paper(TEXT("Roll"), 0, 123456, 654321, 2);
+    host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, TEXT("Resolution"), 105);
+    host::set_registry_string(HKEY_LOCAL_MACHINE, kProduct + TEXT("\\PaperTrays"), TEXT("300"), TEXT("tray"));
+    host::Printer printer;
+    printer.name = TEXT("P");
+    printer.devmode8 = printer.devmode9 = bytes(defaults());
+    HANDLE handle = host::open_printer(printer);
+    DriverDevMode application = defaults();
+    application.dmPaperSize = 999;
+    auto before = host::live_objects();
+    using host::CallKind;
+    for (auto kind : {CallKind::Allocation, CallKind::Registry, CallKind::Spooler, CallKind::Process}) {
+        uint64_t n = 1;
+        for (bool reached = true; reached; ++n) {
+            host::clear_failures();
+            host::fail_call(kind, n);
+            DriverDevMode settings;
+            LoadDeviceSettings(handle, nullptr, TEXT("P"), &application, settings);
+            PaperTrays trays;
+            GetPaperTrays(TEXT("P"), trays);
+            reached = host::calls_made(kind) >= n;
+            EXPECT_TRUE(settings.kv.Resolution == 105 || settings.kv.Resolution == 600);
+            EXPECT_LE(trays.count, 1u);
+            if (!reached) {
+                EXPECT_TRUE(settings.kv.Resolution == 105 && trays.count == 1);
+            }
+        }
+        EXPECT_GT(n, 3u);
+        EXPECT_TRUE(before == host::live_objects());
+    }
+    host::close_printer(handle);
+}
+
+}  // namespace
+}  // namespace kv
