@@ -1,6 +1,7 @@
 #pragma once
 // Heap memory whose failure is reported to the user and to the caller; nothing throws.
 
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -62,5 +63,15 @@ void destroy_object(T*& object) {
         FreeMem(doomed);
     }
 }
+
+// Owns an object of make_object.
+struct ObjectDeleter {
+    template <class T>
+    void operator()(T* object) const {
+        destroy_object(object);
+    }
+};
+template <class T>
+using ObjectPtr = std::unique_ptr<T, ObjectDeleter>;
 
 }  // namespace kv

@@ -1,0 +1,159 @@
+// Devices and their surfaces.
+
+#include <cstring>
+
+#include "driver/capabilities.h"
+#include "driver/hooks.h"
+#include "driver/pdevice.h"
+#include "settings/device_settings.h"
+#include "settings/page_size.h"
+#include "settings/printer_info.h"
+
+namespace kv {
+namespace {
+
+PDEVICE* to_device(DHPDEV device) { return reinterpret_cast<PDEVICE*>(device); }
+DHPDEV to_handle(PDEVICE* device) { return reinterpret_cast<DHPDEV>(device); }
+
+// The spooler's name, or the device mode's, or the one given.
+void find_names(PDEVICE& device, const DEVMODEW* mode, const WCHAR* device_name) {
+    HeapArray<BYTE> block;
+    if (CPrinter::GetPrinterInfo(device.printer, 5, block, TRUE)) {
+        const auto* info = reinterpret_cast<const PRINTER_INFO_5W*>(block.get());
+        device.printer_name.assign(info->pPrinterName);
+        device.port_name.assign(info->pPortName);
+    }
+    if (device.printer_name.empty() && mode) {
+        TextBuffer<CCHDEVICENAME + 1> name;
+        std::memcpy(name.data(), mode->dmDeviceName, sizeof mode->dmDeviceName);
+        name.truncate(CCHDEVICENAME);
+        device.printer_name.assign(name.c_str());
+    }
+    if (device.printer_name.empty()) device.printer_name.assign(device_name);
+}
+
+// Fills as much of the engine's buffer as it has, and zeroes what is beyond the structure.
+template <class Info>
+void hand_out(const Info& info, void* buffer, ULONG size) {
+    if (!buffer) return;
+    const size_t known = size < sizeof info ? size : sizeof info;
+    std::memcpy(buffer, &info, known);
+    std::memset(static_cast<BYTE*>(buffer) + known, 0, size - known);
+}
+
+}  // namespace
+
+PDEVICE::~PDEVICE() { release_document_state(); }
+
+BOOL PDEVICE::alloc_working_state() {
+    constexpr DWORD kPaths = 65520, kScratch = 1024;  // bytes
+    if (!reserve_paths(kPaths - sizeof(PathHead)) || !scratch.alloc(kScratch)) return FALSE;
+    scratch_size = kScratch;
+    return TRUE;
+}
+
+void PDEVICE::release_document_state() {
+    pending.clear();
+    trays.reset();
+    document_open = 0;
+    EndDocument();
+    if (palette) EngDeletePalette(palette);
+    static_cast<DocumentState&>(*this) = DocumentState();
+}
+
+BOOL PDEVICE::take_document_from(PDEVICE& other) {
+    if (!other.pending.flush(other)) return FALSE;
+    release_document_state();
+    static_cast<DocumentState&>(*this) = std::move(static_cast<DocumentState&>(other));
+    static_cast<DocumentState&>(other) = DocumentState();
+    return TRUE;
+}
+
+}  // namespace kv
+
+using kv::PDEVICE;
+using kv::to_device;
+
+DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* mode, LPWSTR, ULONG pattern_count, HSURF* patterns, ULONG gdiinfo_size,
+                              ULONG* gdiinfo, ULONG devinfo_size, DEVINFO* devinfo, HDEV, LPWSTR device_name,
+                              HANDLE printer) {
+    kv::ObjectPtr<PDEVICE> device(kv::make_object<PDEVICE>());
+    if (!device) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    device->printer = printer;
+    kv::find_names(*device, mode, device_name);
+    kv::LoadDeviceSettings(printer, nullptr, device->printer_name.c_str(), mode, device->settings);
+    device->palette = EngCreatePalette(PAL_BGR, 0, nullptr, 0, 0, 0);
+    kv::hand_out(kv::make_devinfo(device->settings, device->palette), devinfo, devinfo_size);
+    kv::hand_out(kv::make_gdiinfo(device->settings), gdiinfo, gdiinfo_size);
+    if (patterns) std::memset(patterns, 0, pattern_count * sizeof *patterns);
+    if (!device->alloc_working_state()) {
+        device.reset();
+        SetLastError(ERROR_GEN_FAILURE);
+        return nullptr;
+    }
+    SetLastError(ERROR_SUCCESS);
+    return kv::to_handle(device.release());
+}
+
+void APIENTRY DrvCompletePDEV(DHPDEV handle, HDEV engine_device) {
+    PDEVICE* device = to_device(handle);
+    if (device) device->engine_device = engine_device;
+    SetLastError(device ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER);
+}
+
+BOOL APIENTRY DrvResetPDEV(DHPDEV old_handle, DHPDEV new_handle) {
+    PDEVICE *old_device = to_device(old_handle), *new_device = to_device(new_handle);
+    if (!old_device || !new_device) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (!new_device->take_document_from(*old_device)) {
+        new_device->SetFailed();
+        SetLastError(ERROR_GEN_FAILURE);
+        return FALSE;
+    }
+    SetLastError(ERROR_SUCCESS);
+    return TRUE;
+}
+
+void APIENTRY DrvDisablePDEV(DHPDEV handle) {
+    PDEVICE* device = to_device(handle);
+    const bool given = device != nullptr;
+    kv::destroy_object(device);
+    SetLastError(given ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER);
+}
+
+HSURF APIENTRY DrvEnableSurface(DHPDEV handle) {
+    PDEVICE* device = to_device(handle);
+    if (!device) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    const RECTL printable = kv::GetPrintableRect(device->settings);
+    const SIZEL size = {printable.right - printable.left, printable.bottom - printable.top};
+    device->surface = EngCreateDeviceSurface(reinterpret_cast<DHSURF>(device), size, BMF_24BPP);
+    if (!device->surface) {
+        SetLastError(ERROR_GEN_FAILURE);
+        return nullptr;
+    }
+    EngAssociateSurface(device->surface, device->engine_device, kv::surface_hooks());
+    if (kv::is_hooked(INDEX_DrvStartBanding) && kv::is_hooked(INDEX_DrvNextBand) &&
+        kv::is_hooked(INDEX_DrvQueryPerBandInfo)) {
+        EngMarkBandingSurface(device->surface);
+    }
+    SetLastError(ERROR_SUCCESS);
+    return device->surface;
+}
+
+void APIENTRY DrvDisableSurface(DHPDEV handle) {
+    PDEVICE* device = to_device(handle);
+    if (!device) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return;
+    }
+    if (HSURF surface = std::exchange(device->surface, nullptr)) EngDeleteSurface(surface);
+    SetLastError(ERROR_SUCCESS);
+}

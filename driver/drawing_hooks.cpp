@@ -1,0 +1,71 @@
+// The drawing hooks that record: paths and brushes.
+
+#include "driver/hooks.h"
+#include "driver/pdevice.h"
+#include "platform/guarded_call.h"
+#include "record/path_recorder.h"
+
+using kv::PathDrawing;
+using kv::PDEVICE;
+
+namespace {
+
+BYTE foreground(MIX mix) { return static_cast<BYTE>(mix); }
+
+// FALSE never asks the engine to draw the path itself: the document has failed then.
+BOOL record_path(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, const PathDrawing& drawing) {
+    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
+    if (!device || !path) return static_cast<BOOL>(DDI_ERROR);
+    BOOL recorded = FALSE;
+    if (!kv::guarded_call([&] { recorded = kv::RecordPath(*device, path, clip, drawing); })) {
+        SetLastError(ERROR_GEN_FAILURE);
+        recorded = FALSE;
+    }
+    if (!recorded) {
+        device->SetFailed();
+        return FALSE;
+    }
+    SetLastError(ERROR_SUCCESS);
+    return TRUE;
+}
+
+}  // namespace
+
+BOOL APIENTRY DrvStrokePath(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* transform, BRUSHOBJ* brush,
+                            POINTL*, LINEATTRS* line, MIX mix) {
+    PathDrawing drawing = {.record_type = kv::kRecordStrokePath16};
+    drawing.transform = transform;
+    drawing.stroke_brush = brush;
+    drawing.line = line;
+    drawing.stroke_mix = foreground(mix);
+    return record_path(surface, path, clip, drawing);
+}
+
+BOOL APIENTRY DrvFillPath(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, BRUSHOBJ* brush, POINTL*, MIX mix,
+                          FLONG options) {
+    PathDrawing drawing = {.record_type = kv::kRecordFillPath16};
+    drawing.fill_brush = brush;
+    drawing.fill_mix = foreground(mix);
+    drawing.fill_options = options;
+    return record_path(surface, path, clip, drawing);
+}
+
+BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* transform,
+                                   BRUSHOBJ* stroke_brush, LINEATTRS* line, BRUSHOBJ* fill_brush, POINTL*, MIX fill_mix,
+                                   FLONG options) {
+    PathDrawing drawing = {.record_type = kv::kRecordStrokeAndFillPath16};
+    drawing.transform = transform;
+    drawing.stroke_brush = stroke_brush;
+    drawing.line = line;
+    drawing.stroke_mix = foreground(fill_mix);
+    drawing.fill_brush = fill_brush;
+    drawing.fill_mix = foreground(fill_mix);
+    drawing.fill_options = options;
+    return record_path(surface, path, clip, drawing);
+}
+
+BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ* target, SURFOBJ*, SURFOBJ*, XLATEOBJ* translation,
+                              ULONG hatch) {
+    if (!PDEVICE::FromSurface(target, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow) || !brush) return FALSE;
+    return kv::realize_brush(brush, translation, hatch);
+}

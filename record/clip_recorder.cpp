@@ -1,0 +1,112 @@
+#include "record/clip_recorder.h"
+
+#include <algorithm>
+
+#include "driver/pdevice.h"
+#include "record/record_types.h"
+
+namespace kv {
+namespace {
+
+// Encoded paths of this size and more are worth keeping under the engine's identity.
+constexpr DWORD kCachedClipSize = 1024;
+constexpr DWORD kRectCountSize = 4;
+
+struct PathDeleter {
+    void operator()(PATHOBJ* path) const { EngDeletePath(path); }
+};
+using EnginePath = std::unique_ptr<PATHOBJ, PathDeleter>;
+
+// The captured path takes the place of the clip once; used up, it resets the clip.
+BOOL record_captured_path(PDEVICE& device) {
+    PathBuffer& path = device.captured->path;
+    const PathKind kind = path.head().kind;
+    BOOL ok;
+    if (kind == PathKind::Path16 || kind == PathKind::Path32) {
+        device.note_largest_entry(device.captured->metrics.largest_entry);
+        ok = SetCurrentClip(device, path.view());
+    } else {
+        ok = ResetClip(device);
+    }
+    if (ok) path.clear_head();
+    return ok;
+}
+
+BOOL record_rect_clip(PDEVICE& device, const RECTL& rect, const RECTL* bounds) {
+    if (bounds && contains(rect, *bounds)) return ResetClip(device);
+    const bool narrow = fits_16_bits(rect) && (!bounds || fits_16_bits(*bounds));
+    BYTE body[kRectCountSize + kRect32Size];
+    ByteWriter out(body);
+    out.u32(1);
+    narrow ? put_rect16(out, normalized(rect)) : put_rect32(out, normalized(rect));
+    const PathHead head = {narrow ? PathKind::Rects16 : PathKind::Rects32, static_cast<DWORD>(out.size()), 0};
+    return SetCurrentClip(device, {head, body});
+}
+
+BOOL record_path_clip(PDEVICE& device, CLIPOBJ* clip) {
+    EnginePath path(CLIPOBJ_ppoGetPath(clip));
+    if (!path) return FALSE;
+    PathMetrics metrics = MeasurePath(path.get());
+    PathBuffer& buffer = device.drawing_path;
+    if (!device.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
+    if (buffer.head().length == 0) return TRUE;
+    device.note_largest_entry(metrics.largest_entry);
+    if (!SetCurrentClip(device, buffer.view())) return FALSE;
+    if (buffer.head().length >= kCachedClipSize && clip->iUniq != 0) {
+        buffer.head().identity = clip->iUniq;
+        device.cached_clip.assign(buffer.view());
+    }
+    return TRUE;
+}
+
+// Rectangle lists are written without their count.
+BOOL write_rects(PDEVICE& device, BYTE type, DWORD rect_size, const PathView& clip) {
+    const DWORD count = (clip.head.length - kRectCountSize) / rect_size;
+    if (count == 0) return ResetClip(device);
+    device.statistics.largest_clip_rects = std::max(device.statistics.largest_clip_rects, count);
+    return device.WriteRecord(type, count * rect_size, clip.body + kRectCountSize);
+}
+
+BOOL write_clip(PDEVICE& device, const PathView& clip) {
+    switch (clip.head.kind) {
+        case PathKind::Path16:
+            return device.WriteRecord(kRecordClipPath16, clip.head.length, clip.body);
+        case PathKind::Path32:
+            return device.WriteRecord(kRecordClipPath32, clip.head.length, clip.body);
+        case PathKind::Rects16:
+            return write_rects(device, kRecordClipRects16, kRect16Size, clip);
+        case PathKind::Rects32:
+            return write_rects(device, kRecordClipRects32, kRect32Size, clip);
+        case PathKind::Empty:
+            break;
+    }
+    return ResetClip(device);
+}
+
+}  // namespace
+
+BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
+    if (clip) device.captured = {};  // a real clip object ends the captured path
+    if (device.captured) return record_captured_path(device);
+    if (!clip || clip->iDComplexity == DC_TRIVIAL) return ResetClip(device);
+    PathBuffer& cached = device.cached_clip;
+    if (clip->iUniq != 0 && cached && cached.head().identity == clip->iUniq) {
+        return SetCurrentClip(device, cached.view());
+    }
+    if (clip->iDComplexity == DC_RECT) return record_rect_clip(device, clip->rclBounds, bounds);
+    return record_path_clip(device, clip);
+}
+
+BOOL SetCurrentClip(PDEVICE& device, const PathView& clip) {
+    if (!device.current_clip) return FALSE;
+    if (clip.same_shape(device.current_clip.view())) return TRUE;
+    return device.reserve_paths(clip.head.length) && write_clip(device, clip) && device.current_clip.assign(clip);
+}
+
+BOOL ResetClip(PDEVICE& device) {
+    if (!device.current_clip || device.current_clip.head().kind == PathKind::Empty) return TRUE;
+    device.current_clip.clear_head();
+    return device.WriteEmptyRecord(kRecordClipReset);
+}
+
+}  // namespace kv

@@ -1,0 +1,17 @@
+#pragma once
+// Makes the clip of the job's reader equal to the clip of a drawing call, with a record only on change.
+
+#include "platform/ddi.h"
+#include "record/path_buffer.h"
+
+namespace kv {
+
+struct PDEVICE;
+
+// bounds: what the caller is about to draw, device pixels, or null. FALSE when a write failed, memory is out or
+// the engine has no path of a complex clip.
+BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds);
+BOOL SetCurrentClip(PDEVICE& device, const PathView& clip);
+BOOL ResetClip(PDEVICE& device);
+
+}  // namespace kv

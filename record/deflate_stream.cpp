@@ -1,0 +1,62 @@
+#include "record/deflate_stream.h"
+
+#include "driver/pdevice.h"
+
+namespace kv {
+namespace {
+
+void* allocate(void*, uInt items, uInt size) {
+    void* block = nullptr;
+    return AllocMem(&block, size_t{items} * size, true) ? block : nullptr;
+}
+void release(void*, void* block) { FreeMem(block); }
+
+}  // namespace
+
+DeflateStream::~DeflateStream() {
+    if (ready_) deflateEnd(&stream_);
+}
+
+BOOL DeflateStream::begin() {
+    if (ready_) {
+        ready_ = deflateReset(&stream_) == Z_OK;
+    } else {
+        stream_.zalloc = allocate;
+        stream_.zfree = release;
+        constexpr int kRawDeflate = -15, kLevel = 6, kMemoryLevel = 8;
+        ready_ = deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawDeflate, kMemoryLevel, Z_DEFAULT_STRATEGY) == Z_OK;
+    }
+    stream_.next_out = buffer_;
+    stream_.avail_out = kBufferSize;
+    return ready_;
+}
+
+BOOL DeflateStream::drain(PDEVICE& device) {
+    DWORD full = kBufferSize - stream_.avail_out;
+    stream_.next_out = buffer_;
+    stream_.avail_out = kBufferSize;
+    return full == 0 || device.write_to_file(buffer_, full);
+}
+
+BOOL DeflateStream::write(PDEVICE& device, const void* data, DWORD length) {
+    stream_.next_in = static_cast<Bytef*>(const_cast<void*>(data));
+    stream_.avail_in = length;
+    while (stream_.avail_in > 0) {
+        if (deflate(&stream_, Z_NO_FLUSH) != Z_OK) return FALSE;
+        if (stream_.avail_out == 0 && !drain(device)) return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL DeflateStream::finish(PDEVICE& device) {
+    stream_.next_in = nullptr;
+    stream_.avail_in = 0;
+    for (;;) {
+        int result = deflate(&stream_, Z_FINISH);
+        if (result != Z_OK && result != Z_STREAM_END) return FALSE;
+        if (!drain(device)) return FALSE;
+        if (result == Z_STREAM_END) return TRUE;
+    }
+}
+
+}  // namespace kv

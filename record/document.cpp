@@ -1,0 +1,144 @@
+// The life of a document: its job file from the first record to the hand-over.
+
+#include <algorithm>
+
+#include "driver/pdevice.h"
+#include "record/record_types.h"
+#include "support/paths.h"
+#include "support/process_state.h"
+
+namespace kv {
+namespace {
+
+// A stress test of printing makes documents faster than anything takes them.
+void throttle_stress_test(const char* application) {
+    PathText name;
+    to_wide(name.data(), name.capacity(), application);
+    if (!same_text_ignoring_case(name.c_str(), TEXT("printdrvstress"))) return;
+    constexpr DWORD kManyObjects = 5000, kStep = 500;
+    DWORD delay = 10000;
+    const DWORD objects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+    if (objects >= kManyObjects) delay = ((objects - kManyObjects) / 1000 + 3) * 5000;
+    const DWORD start = GetTickCount();
+    while (GetTickCount() - start < delay) Sleep(kStep);
+}
+
+// A new empty file in the temporary folder. The name of a temporary file is unique, but a job of that name may still
+// be waiting for its dispatcher: it gets a number then.
+BOOL make_job_path(PathText& path) {
+    PathText folder, temporary;
+    if (!GetTempFolder(folder) || !CreateTempFile(folder.c_str(), temporary)) return FALSE;
+    PathText stem = temporary;
+    stem.truncate(static_cast<size_t>(FindExtension(stem.c_str()) - stem.c_str()));
+    path = stem;
+    path.append(TEXT(".kv"));
+    constexpr unsigned kAttempts = 1000;
+    for (unsigned number = 1; number <= kAttempts; ++number) {
+        if (MoveFileExW(temporary.c_str(), path.c_str(), 0)) return TRUE;
+        if (GetLastError() != ERROR_ALREADY_EXISTS) break;
+        format_text(path.data(), path.capacity(), TEXT("%s-%u.kv"), stem.c_str(), number);
+    }
+    const DWORD error = GetLastError();
+    DeleteFileW(temporary.c_str());
+    SetLastError(error);
+    return FALSE;
+}
+
+}  // namespace
+
+BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
+    failed = 0;
+    start_tick = GetTickCount();
+    document_name.assign(name ? name : TEXT(""));
+    throttle_stress_test(settings.kv.application);
+    job_id = id;
+    if (job) job->CloseAndDelete(TRUE);
+    job.reset();
+    if (create_job_file() && write_document_start()) {
+        document_open = 1;
+        page_start = 0;
+        page_count = 0;
+        return TRUE;
+    }
+    const DWORD error = GetLastError();
+    if (job) job->CloseAndDelete(TRUE);
+    job.reset();
+    job_id = 0;
+    SetFailed();
+    SetLastError(error);
+    return FALSE;
+}
+
+BOOL PDEVICE::create_job_file() {
+    PathText path;
+    if (!make_job_path(path)) return FALSE;
+    job.reset(NewFile(path.c_str(), kFileCreate | kFileReadWrite));
+    if (!job) DeleteFileW(path.c_str());
+    return job != nullptr;
+}
+
+BOOL PDEVICE::write_document_start() {
+    position = 0;
+    statistics.largest_record = 0;
+    portrait_marks = landscape_marks = kEmptyRect;
+    if (!pages.start()) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+    const BYTE header[8] = {0x0E, 0x00, 0x00, 0xC0, 0x04, 0x0C, 0x00, process_state().header_byte};
+    return WriteBytes("KARV", 4) && WriteRecord(kRecordDocumentHeader, sizeof header, header) &&
+           WriteEmptyRecord(kRecordDocumentStart);
+}
+
+void PDEVICE::EndDocument() {
+    const WORD compression = settings.kv.Compression;
+    bool complete = false;
+    DWORD recorded_pages = 0;
+    if (job && !failed && document_open) {
+        complete = WriteEmptyRecord(kRecordDocumentEnd) && WriteEmptyRecord(kRecordEndOfStream) && write_trailer();
+        recorded_pages = complete ? page_count : 0;
+    }
+    settings.kv.Compression = compression;
+    reset_document();
+    if (job) {
+        if (complete && recorded_pages > 0 && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) {
+            copy_to_spooler();
+        }
+        job->CloseAndDelete(FALSE);
+        job.reset();
+    }
+    job_id = 0;
+}
+
+void PDEVICE::reset_document() {
+    pages.clear();
+    brushes.clear();
+    pending.clear();
+    trays.reset();
+    document_flags = 0;
+    statistics = {};
+    page_count = 0;
+    failed = document_open = page_start = 0;
+    position = 0;
+    compressing = false;
+}
+
+// A piece that cannot be read or sent does not hold up the rest.
+BOOL PDEVICE::copy_to_spooler() {
+    constexpr LONG kPiece = 32768;
+    if (!job->Flush() || !job->SetEndOfFile()) return FALSE;
+    const LONG size = job->GetSize();
+    HeapArray<BYTE> buffer;
+    if (size <= 0 || !job->Seek(0) || !buffer.alloc(static_cast<size_t>(std::min(size, kPiece)))) return FALSE;
+    BOOL ok = TRUE;
+    for (LONG done = 0; done < size;) {
+        const LONG piece = std::min(kPiece, size - done);
+        DWORD got = 0, sent = 0;
+        ok &= job->Read(buffer.get(), static_cast<DWORD>(piece), &got);
+        if (got > 0) ok &= WritePrinter(printer, buffer.get(), got, &sent);
+        done += piece;
+    }
+    return ok;
+}
+
+}  // namespace kv

@@ -1,0 +1,162 @@
+#include "record/draw_state.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "driver/pdevice.h"
+#include "record/raster_ops.h"
+#include "record/record_types.h"
+
+namespace kv {
+namespace {
+
+// Takes over the fields of a call one by one and notes which ones changed.
+class StateUpdate {
+public:
+    StateUpdate(const DrawAttrs& call, DrawAttrs& current) : call_(call), current_(current) {}
+
+    template <class Field>
+    void field(WORD bit, Field DrawAttrs::*member) {
+        if (!call_.has(bit) || (current_.has(bit) && current_.*member == call_.*member)) return;
+        current_.*member = call_.*member;
+        changed_ |= bit;
+    }
+
+    // A width goes out in one byte where it fits; the reader then knows only that form of it.
+    void width() {
+        if (!call_.has(kAttrWidth)) return;
+        const WORD wanted = call_.width;
+        if (current_.has(kAttrNarrowWidth) && current_.narrow_width == wanted) return;
+        if (current_.has(kAttrWidth) && current_.width == wanted) return;
+        const bool narrow = wanted <= 255;
+        changed_ |= narrow ? kAttrNarrowWidth : kAttrWidth;
+        forgotten_ = narrow ? kAttrWidth : kAttrNarrowWidth;
+        current_.width = wanted;
+        current_.narrow_width = static_cast<BYTE>(wanted);
+    }
+
+    void dashes() {
+        if (!call_.has(kAttrDashes)) return;
+        const size_t bytes = call_.dash_count * sizeof(WORD);
+        if (current_.has(kAttrDashes) && current_.dash_count == call_.dash_count &&
+            std::memcmp(current_.dashes, call_.dashes, bytes) == 0) {
+            return;
+        }
+        current_.dash_count = call_.dash_count;
+        std::memcpy(current_.dashes, call_.dashes, bytes);
+        changed_ |= kAttrDashes;
+    }
+
+    WORD finish() {
+        current_.presence = static_cast<WORD>((current_.presence | changed_) & ~forgotten_);
+        return changed_;
+    }
+
+private:
+    const DrawAttrs& call_;
+    DrawAttrs& current_;
+    WORD changed_ = 0, forgotten_ = 0;
+};
+
+void put_state(ByteWriter& out, WORD changed, const DrawAttrs& state) {
+    out.u16(changed);
+    if (changed & kAttrEndCap) out.u8(state.end_cap);
+    if (changed & kAttrJoin) out.u8(state.join);
+    if (changed & kAttrMiter) out.f32(state.miter_limit);
+    if (changed & kAttrWidth) out.u16(state.width);
+    if (changed & kAttrStrokeBrush) out.u32(state.stroke_brush);
+    if (changed & kAttrStrokeRop) out.u8(state.stroke_rop);
+    if (changed & kAttrNarrowWidth) out.u8(state.narrow_width);
+    if (changed & kAttrStyleMask) out.u8(state.style_mask);
+    if (changed & kAttrFillBrush) out.u32(state.fill_brush);
+    if (changed & kAttrFillRop) out.u8(state.fill_rop);
+    if (changed & kAttrFillMode) out.u8(state.fill_mode);
+    if (changed & kAttrGeometric) out.u8(state.geometric);
+    if (changed & kAttrDashes) {
+        out.u8(state.dash_count);
+        for (size_t i = 0; i < state.dash_count; ++i) out.u16(state.dashes[i]);
+    }
+}
+
+// The solid colour that an operation with a brush puts down, where it is a known one.
+std::optional<DWORD> painted_colour(BYTE rop2, BrushId brush) {
+    constexpr DWORD kBlack = 0, kWhite = 0xFFFFFF;
+    static constexpr DWORD kStock[] = {kWhite, 0xC0C0C0, 0x808080, 0x404040, kBlack};
+    switch (rop2) {
+        case R2_BLACK:
+            return kBlack;
+        case R2_WHITE:
+            return kWhite;
+        case R2_COPYPEN:
+            if (brush >= kStockBrush && brush <= kBlackBrush) return kStock[brush - kStockBrush];
+            if ((brush & 0xFF000000) == kSolidBrush) return brush & 0xFFFFFF;
+            return std::nullopt;
+        case R2_NOTCOPYPEN:
+            if (is_black(brush)) return kWhite;
+            if (is_white(brush)) return kBlack;
+            return std::nullopt;
+        default:
+            return std::nullopt;
+    }
+}
+
+bool paints_white(BYTE rop2, BrushId brush) { return painted_colour(rop2, brush) == 0xFFFFFFu; }
+
+}  // namespace
+
+BOOL WriteDrawState(PDEVICE& device, const DrawAttrs& attrs) {
+    StateUpdate update(attrs, device.draw_state);
+    update.field(kAttrEndCap, &DrawAttrs::end_cap);
+    update.field(kAttrJoin, &DrawAttrs::join);
+    update.field(kAttrMiter, &DrawAttrs::miter_limit);
+    update.width();
+    update.field(kAttrStrokeBrush, &DrawAttrs::stroke_brush);
+    update.field(kAttrStrokeRop, &DrawAttrs::stroke_rop);
+    update.field(kAttrStyleMask, &DrawAttrs::style_mask);
+    update.field(kAttrFillBrush, &DrawAttrs::fill_brush);
+    update.field(kAttrFillRop, &DrawAttrs::fill_rop);
+    update.field(kAttrFillMode, &DrawAttrs::fill_mode);
+    update.field(kAttrGeometric, &DrawAttrs::geometric);
+    update.dashes();
+    const WORD changed = update.finish();
+    if (!changed) return TRUE;
+
+    const DrawAttrs& state = device.draw_state;
+    if (((changed & kAttrStrokeRop) && reads_destination(ternary_of(state.stroke_rop))) ||
+        ((changed & kAttrFillRop) && reads_destination(ternary_of(state.fill_rop)))) {
+        device.mark_page(kPageReadsDestination);
+    }
+    BYTE body[2 + sizeof(DrawAttrs)];
+    ByteWriter out(body);
+    put_state(out, changed, state);
+    return device.WriteRecord(kRecordDrawState, static_cast<DWORD>(out.size()), out.data());
+}
+
+bool StyleDrawsSomething(const DrawAttrs& attrs) {
+    return (attrs.has(kAttrStyleMask) && attrs.style_mask != 0xFF) || (attrs.has(kAttrDashes) && attrs.dash_count > 0);
+}
+
+bool IsStrokeInvisible(const DrawAttrs& attrs, StrokeMix mix) {
+    const bool fill_mix = mix == StrokeMix::Fill;
+    if (!attrs.has(kAttrStrokeBrush) || !attrs.has(fill_mix ? kAttrFillRop : kAttrStrokeRop)) return false;
+    BYTE rop = fill_mix ? attrs.fill_rop : attrs.stroke_rop;
+    return IsRopNoOp(ternary_of(rop), attrs.stroke_brush) || !StyleDrawsSomething(attrs);
+}
+
+bool IsFillInvisible(const DrawAttrs& attrs) {
+    return attrs.has(kAttrFillRop | kAttrFillBrush) && IsRopNoOp(ternary_of(attrs.fill_rop), attrs.fill_brush);
+}
+
+bool draws_only_white(const DrawAttrs& attrs) {
+    // What is absent draws nothing: the operation that leaves the destination, with the null brush.
+    const BYTE stroke_rop = attrs.has(kAttrStrokeRop) ? attrs.stroke_rop : static_cast<BYTE>(R2_NOP);
+    const BrushId stroke = attrs.has(kAttrStrokeBrush) ? attrs.stroke_brush : kNullBrush;
+    const BYTE fill_rop = attrs.has(kAttrFillRop) ? attrs.fill_rop : static_cast<BYTE>(R2_NOP);
+    const BrushId fill = attrs.has(kAttrFillBrush) ? attrs.fill_brush : kNullBrush;
+    const bool stroke_white =
+        IsRopNoOp(ternary_of(stroke_rop), stroke) || !StyleDrawsSomething(attrs) || paints_white(stroke_rop, stroke);
+    return stroke_white && (IsRopNoOp(ternary_of(fill_rop), fill) || paints_white(fill_rop, fill));
+}
+
+}  // namespace kv

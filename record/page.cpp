@@ -1,0 +1,98 @@
+// The pages of a document.
+
+#include "driver/pdevice.h"
+#include "record/record_types.h"
+#include "settings/page_size.h"
+#include "support/little_endian.h"
+
+namespace kv {
+namespace {
+
+// Bins from here on are the printer's named trays.
+constexpr SHORT kFirstNamedTray = 300;
+// Page start data: a tray number follows.
+constexpr BYTE kPageDataTray = 0x80;
+
+bool lists_tray(const CGlobalObj& trays, WORD tray) {
+    const auto* listed = reinterpret_cast<const WORD*>(trays.data());
+    const size_t count = trays.used() / sizeof(WORD);
+    for (size_t i = 0; i < count; ++i) {
+        if (listed[i] == tray) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+BOOL PDEVICE::note_paper_tray(WORD tray) {
+    if (!trays) {
+        constexpr DWORD kStep = 1024;
+        trays.reset(make_object<CGlobalObj>());
+        if (!trays || !trays->Alloc(kStep, GMEM_MOVEABLE, kStep)) return FALSE;
+    }
+    return lists_tray(*trays, tray) || trays->append(&tray, sizeof tray);
+}
+
+BOOL PDEVICE::write_page_start() {
+    const bool named_tray = (settings.dmFields & DM_DEFAULTSOURCE) && settings.dmDefaultSource >= kFirstNamedTray;
+    if (!named_tray) return WriteEmptyRecord(kRecordPageStart);
+    const WORD tray = static_cast<WORD>(settings.dmDefaultSource);
+    if (!note_paper_tray(tray)) return FALSE;
+    mark_page(kPageNamesTray);
+    document_flags |= kDocumentNamesTray;
+    BYTE body[3];
+    ByteWriter out(body);
+    out.u8(kPageDataTray);
+    out.u16(tray);
+    return WriteRecord(kRecordPageStartWithData, sizeof body, body);
+}
+
+BOOL PDEVICE::StartPage() {
+    PageEntry* page = pages.add();
+    if (!page) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        SetFailed();
+        return FALSE;
+    }
+    const PageSize paper = GetPaperSizePixels(settings, settings.kv.Resolution);
+    page->position = position;
+    page->paper_size = static_cast<WORD>(settings.dmPaperSize);
+    page->orientation = LOBYTE(settings.dmOrientation);
+    page->width = paper.width_px;
+    page->height = paper.height_px;
+    const RECTL printable = GetPrintableRect(settings);
+    page->printable = normalized(printable);
+    page->marks = kEmptyRect;
+    surface_rect = {0, 0, printable.right - printable.left, printable.bottom - printable.top};
+    page_marks = kEmptyRect;
+    pending.clear();
+    if (!write_page_start()) {
+        SetFailed();
+        return FALSE;
+    }
+    page_start = position;
+    // The page's first drawing says everything again.
+    current_clip.clear_head();
+    draw_state = DrawAttrs();
+    return TRUE;
+}
+
+BOOL PDEVICE::EndPage() {
+    BOOL ok = pending.flush(*this);
+    if (ok) {
+        ++page_count;
+        page_start = 0;
+        ok = WriteEmptyRecord(kRecordPageEnd);
+        PageEntry* page = pages.current();
+        if (ok && page) {
+            page->marks = page_marks;
+            RECTL& marks = page->orientation == DMORIENT_PORTRAIT ? portrait_marks : landscape_marks;
+            marks = union_of(marks, page_marks);
+        }
+    }
+    pending.clear();
+    if (!ok) SetFailed();
+    return ok;
+}
+
+}  // namespace kv

@@ -1,0 +1,41 @@
+#include "record/path_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kv {
+
+bool PathView::same_shape(const PathView& other) const {
+    return head.kind == other.head.kind && head.length == other.head.length &&
+           (body == other.body || head.length == 0 || std::memcmp(body, other.body, head.length) == 0);
+}
+
+BOOL PathBuffer::reserve(uint64_t body_bytes) {
+    constexpr uint64_t kLargest = 0x7FFFFFFF;
+    if (body_bytes > kLargest) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+    const size_t wanted = static_cast<size_t>(body_bytes) + sizeof(PathHead);
+    if (wanted <= capacity_) return TRUE;
+    HeapArray<BYTE> larger;
+    if (!larger.alloc(wanted)) return FALSE;
+    if (block_) std::memcpy(larger.get(), block_.get(), capacity_);
+    block_ = std::move(larger);
+    capacity_ = wanted;
+    return TRUE;
+}
+
+void PathBuffer::free() {
+    block_.reset();
+    capacity_ = 0;
+}
+
+BOOL PathBuffer::assign(const PathView& source) {
+    if (source.head.length > body().size()) return FALSE;
+    head() = source.head;
+    if (source.head.length > 0) std::memmove(body().data(), source.body, source.head.length);
+    return TRUE;
+}
+
+}  // namespace kv

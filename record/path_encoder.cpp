@@ -1,0 +1,256 @@
+#include "record/path_encoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kv {
+namespace {
+
+constexpr size_t kLargestCount = 65535;
+constexpr size_t kFirstLongCount = 254;
+constexpr BYTE kLongCountMark = 0xFE;
+
+size_t count_size(uint64_t count) { return count < kFirstLongCount ? 1 : 3; }
+
+BYTE* put_count(BYTE* at, size_t count) {
+    if (count < kFirstLongCount) {
+        *at = static_cast<BYTE>(count);
+        return at + 1;
+    }
+    *at = kLongCountMark;
+    store_u16(at + 1, static_cast<uint16_t>(count));
+    return at + 3;
+}
+
+POINTL to_pixel(const POINTFIX& point) { return {point.x >> 4, point.y >> 4}; }
+
+struct Block {
+    FLONG flags;
+    std::span<const POINTFIX> points;
+};
+
+// Calls visit(block) for every block of the path until it returns false. A block that is too long for one entry is
+// given in pieces: the first keeps the begin of the figure, the last its end, and curves are cut between segments.
+template <class Visit>
+bool for_each_block(PATHOBJ* path, Visit visit) {
+    PATHOBJ_vEnumStart(path);
+    for (BOOL more = TRUE; more;) {
+        PATHDATA data = {};
+        more = PATHOBJ_bEnum(path, &data);
+        FLONG begin = data.flags & (PD_BEGINSUBPATH | PD_RESETSTYLE);
+        const FLONG end = data.flags & (PD_ENDSUBPATH | PD_CLOSEFIGURE);
+        const FLONG middle = data.flags & ~(begin | end);
+        std::span<const POINTFIX> rest(data.pptfx, data.count);
+        while (rest.size() > kLargestCount) {
+            // A curve that begins the figure has a start point before its segments of three points.
+            const bool curve_start = (middle & PD_BEZIERS) && (begin & PD_BEGINSUBPATH);
+            const size_t piece = curve_start ? (kLargestCount - 1) / 3 * 3 + 1 : kLargestCount;
+            if (!visit(Block{begin | middle, rest.first(piece)})) return false;
+            rest = rest.subspan(piece);
+            begin = 0;
+        }
+        if (!visit(Block{begin | middle | end, rest})) return false;
+    }
+    return true;
+}
+
+// Decides point by point what a polyline keeps.
+class Simplifier {
+public:
+    enum class Action { Skip, Append, ReplaceLast };
+
+    Action next(const POINTL& point) {
+        switch (state_) {
+            case State::First:
+                return turn_at(point);
+            case State::Turned:
+                if (same(point, anchor_)) return Action::Skip;
+                if (point.x != anchor_.x && point.y != anchor_.y) return turn_at(point);
+                state_ = State::Running;
+                last_ = point;
+                return Action::Append;
+            case State::Running:
+                if (same(point, last_)) return Action::Skip;
+                if (!continues(point)) return turn_at(point);
+                last_ = point;
+                return Action::ReplaceLast;
+        }
+        return Action::Skip;
+    }
+
+private:
+    enum class State { First, Turned, Running };
+
+    static bool same(const POINTL& a, const POINTL& b) { return a.x == b.x && a.y == b.y; }
+    bool continues(const POINTL& point) const {
+        const bool vertical = anchor_.x == last_.x && last_.x == point.x;
+        const bool horizontal = anchor_.y == last_.y && last_.y == point.y;
+        return (vertical && (last_.y > anchor_.y) == (point.y > last_.y)) ||
+               (horizontal && (last_.x > anchor_.x) == (point.x > last_.x));
+    }
+    Action turn_at(const POINTL& point) {
+        anchor_ = point;
+        state_ = State::Turned;
+        return Action::Append;
+    }
+
+    State state_ = State::First;
+    POINTL anchor_ = {}, last_ = {};
+};
+
+bool is_simplified(const Block& block) { return !(block.flags & PD_BEZIERS) && block.points.size() >= 3; }
+
+size_t simplified_count(std::span<const POINTFIX> points) {
+    Simplifier simplifier;
+    size_t count = 0;
+    for (const POINTFIX& point : points) {
+        if (simplifier.next(to_pixel(point)) == Simplifier::Action::Append) ++count;
+    }
+    return count;
+}
+
+bool is_one_pixel_figure(const Block& block, size_t count) {
+    constexpr FLONG kWhole = PD_BEGINSUBPATH | PD_ENDSUBPATH;
+    return count == 1 && (block.flags & kWhole) == kWhole;
+}
+
+// The body of a path as it grows.
+class BodyWriter {
+public:
+    BodyWriter(std::span<BYTE> body, bool wide, BYTE path_flags) : body_(body), point_size_(wide ? 8 : 4) {
+        fits_ = body.size() >= kEntriesAt;
+        if (!fits_) return;
+        body_[0] = path_flags;
+        body_[1] = 0;
+        used_ = kEntriesAt;
+    }
+
+    // False when the entry does not fit or is one too many.
+    bool add(const Block& block) {
+        const bool simplified = is_simplified(block);
+        const size_t count = simplified ? simplified_count(block.points) : block.points.size();
+        if (simplified && is_one_pixel_figure(block, count)) return true;
+        const size_t size = 1 + count_size(count) + count * point_size_;
+        if (!fits_ || !count_entry() || size > body_.size() - used_) return fits_ = false;
+        BYTE* at = body_.data() + used_;
+        *at = static_cast<BYTE>(block.flags);
+        at = put_count(at + 1, count);
+        simplified ? put_simplified(at, block.points) : put_all(at, block.points);
+        used_ += size;
+        points_ += count;
+        largest_ = std::max(largest_, count);
+        return true;
+    }
+
+    DWORD size() const { return entries_ ? static_cast<DWORD>(used_) : 0; }
+    DWORD entries() const { return static_cast<DWORD>(entries_); }
+    uint64_t points() const { return points_; }
+    DWORD largest() const { return static_cast<DWORD>(largest_); }
+
+private:
+    static constexpr size_t kEntriesAt = 2;  // path flags and a short count
+
+    bool count_entry() {
+        if (entries_ == kLargestCount) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return false;
+        }
+        if (++entries_ == kFirstLongCount) {  // the entries so far make room for the long form of the count
+            if (body_.size() - used_ < 2) return false;
+            std::memmove(body_.data() + kEntriesAt + 2, body_.data() + kEntriesAt, used_ - kEntriesAt);
+            used_ += 2;
+        }
+        put_count(body_.data() + 1, entries_);
+        return true;
+    }
+
+    BYTE* put_point(BYTE* at, const POINTL& point) const {
+        if (point_size_ == 4) {
+            store_u16(at, static_cast<uint16_t>(point.x));
+            store_u16(at + 2, static_cast<uint16_t>(point.y));
+        } else {
+            store_u32(at, static_cast<uint32_t>(point.x));
+            store_u32(at + 4, static_cast<uint32_t>(point.y));
+        }
+        return at + point_size_;
+    }
+    void put_all(BYTE* at, std::span<const POINTFIX> points) const {
+        for (const POINTFIX& point : points) at = put_point(at, to_pixel(point));
+    }
+    void put_simplified(BYTE* at, std::span<const POINTFIX> points) const {
+        Simplifier simplifier;
+        for (const POINTFIX& point : points) {
+            const POINTL pixel = to_pixel(point);
+            const Simplifier::Action action = simplifier.next(pixel);
+            if (action == Simplifier::Action::Append) at = put_point(at, pixel);
+            if (action == Simplifier::Action::ReplaceLast) put_point(at - point_size_, pixel);
+        }
+    }
+
+    std::span<BYTE> body_;
+    size_t point_size_;
+    size_t used_ = 0, entries_ = 0, largest_ = 0;
+    uint64_t points_ = 0;
+    bool fits_ = true;
+};
+
+// The engine's bounds in pixels; one sixteenth of a pixel counts as a whole one.
+RECTL engine_bounds(PATHOBJ* path) {
+    RECTFX fixed = {};
+    PATHOBJ_vGetBounds(path, &fixed);
+    constexpr FIX kPixel = 16;
+    auto one_sixteenth = [](FIX low, FIX high) { return LONGLONG{high} - low == 1; };
+    if (one_sixteenth(fixed.xLeft, fixed.xRight)) fixed.xRight = fixed.xLeft + kPixel;
+    if (one_sixteenth(fixed.yTop, fixed.yBottom)) fixed.yBottom = fixed.yTop + kPixel;
+    return {fixed.xLeft >> 4, fixed.yTop >> 4, fixed.xRight >> 4, fixed.yBottom >> 4};
+}
+
+void extend(RECTL& bounds, const POINTL& point) {
+    bounds = {std::min(bounds.left, point.x), std::min(bounds.top, point.y), std::max(bounds.right, point.x),
+              std::max(bounds.bottom, point.y)};
+}
+
+// A straight line has no area; it gets one pixel across.
+RECTL with_line_width(RECTL bounds) {
+    const bool no_width = bounds.left == bounds.right, no_height = bounds.top == bounds.bottom;
+    if (no_width && !no_height) ++bounds.right;
+    if (no_height && !no_width) ++bounds.bottom;
+    return bounds;
+}
+
+}  // namespace
+
+PathMetrics MeasurePath(PATHOBJ* path) {
+    PathMetrics metrics;
+    RECTL extent = kEmptyRect;
+    for_each_block(path, [&](const Block& block) {
+        const uint64_t count = block.points.size();
+        ++metrics.entries;
+        metrics.points += count;
+        metrics.largest_entry = std::max(metrics.largest_entry, static_cast<DWORD>(count));
+        metrics.size16 += 1 + count_size(count) + 4 * count;
+        metrics.size32 += 1 + count_size(count) + 8 * count;
+        for (const POINTFIX& point : block.points) extend(extent, to_pixel(point));
+        return true;
+    });
+    metrics.size16 += 1 + count_size(metrics.entries);
+    metrics.size32 += 1 + count_size(metrics.entries);
+    metrics.bounds = engine_bounds(path);
+    if (!is_empty(metrics.bounds)) metrics.bounds = intersection(metrics.bounds, with_line_width(extent));
+    metrics.wide = !fits_16_bits(metrics.bounds) || !fits_16_bits(extent);
+    return metrics;
+}
+
+BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics) {
+    if (!buffer) return FALSE;
+    buffer.clear_head();
+    BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)));
+    if (!for_each_block(path, [&](const Block& block) { return body.add(block); })) return FALSE;
+    buffer.head() = {metrics.wide ? PathKind::Path32 : PathKind::Path16, body.size(), 0};
+    metrics.entries = body.entries();
+    metrics.points = body.points();
+    metrics.largest_entry = body.largest();
+    return TRUE;
+}
+
+}  // namespace kv

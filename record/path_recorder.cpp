@@ -1,0 +1,106 @@
+#include "record/path_recorder.h"
+
+#include <algorithm>
+
+#include "driver/pdevice.h"
+#include "record/clip_recorder.h"
+
+namespace kv {
+namespace {
+
+constexpr BYTE kNothing = 0;
+
+BOOL capture_path(PDEVICE& device, PATHOBJ* path) {
+    PathMetrics metrics = MeasurePath(path);
+    CapturedPathRef captured(make_object<CapturedPath>());
+    if (!captured || !captured->path.reserve(metrics.size32) || !EncodePath(path, captured->path, metrics)) {
+        return FALSE;
+    }
+    if (captured->path.head().length == 0) return TRUE;
+    device.note_largest_entry(metrics.largest_entry);
+    captured->metrics = metrics;
+    device.captured = std::move(captured);
+    return TRUE;
+}
+
+void set_stroke(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
+    if (drawing.stroke_mix == R2_NOP) {
+        drawing.stroke_brush = nullptr;
+        drawing.line = nullptr;
+        if (drawing.record_type == kRecordStrokeAndFillPath16) drawing.record_type = kRecordFillPath16;
+        return;
+    }
+    if (drawing.stroke_brush) {
+        attrs.presence |= kAttrStrokeBrush | kAttrStrokeRop;
+        attrs.stroke_brush = ResolveBrush(device, drawing.stroke_brush);
+        attrs.stroke_rop = drawing.stroke_mix;
+    }
+    if (drawing.line) SetLineAttrs(*drawing.line, drawing.transform, attrs);
+}
+
+void set_fill(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
+    if (drawing.fill_mix == R2_NOP) {
+        drawing.fill_brush = nullptr;
+        if (drawing.record_type == kRecordStrokeAndFillPath16) drawing.record_type = kRecordStrokePath16;
+        return;
+    }
+    if (!drawing.fill_brush) return;
+    attrs.presence |= kAttrFillBrush | kAttrFillRop | kAttrFillMode;
+    attrs.fill_brush = ResolveBrush(device, drawing.fill_brush);
+    attrs.fill_rop = drawing.fill_mix;
+    attrs.fill_mode = (drawing.fill_options & FP_ALTERNATEMODE) ? kFillAlternate : kFillWinding;
+}
+
+// What is left of a record type when its invisible halves are dropped.
+BYTE visible_type(BYTE type, const DrawAttrs& attrs) {
+    switch (type) {
+        case kRecordStrokePath16:
+            return IsStrokeInvisible(attrs, StrokeMix::Own) ? kNothing : type;
+        case kRecordFillPath16:
+            return IsFillInvisible(attrs) ? kNothing : type;
+        default: {
+            const bool stroke = !IsStrokeInvisible(attrs, StrokeMix::Fill), fill = !IsFillInvisible(attrs);
+            if (stroke && fill) return type;
+            if (stroke) return kRecordStrokePath16;
+            return fill ? BYTE{kRecordFillPath16} : kNothing;
+        }
+    }
+}
+
+BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
+    PathMetrics metrics = MeasurePath(path);
+    if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &metrics.bounds) ||
+        !WriteDrawState(device, attrs) || !EncodePath(path, device.drawing_path, metrics)) {
+        return FALSE;
+    }
+    const DWORD length = device.drawing_path.head().length;
+    if (length == 0) return TRUE;
+    AddInk(device, metrics.bounds);
+    device.note_largest_entry(metrics.largest_entry);
+    if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
+    return device.WriteRecord(type, length, device.drawing_path.body().data());
+}
+
+}  // namespace
+
+void AddInk(PDEVICE& device, const RECTL& rect) {
+    RECTL inked = intersection(normalized(rect), device.surface_rect);
+    if (!is_empty(inked)) device.page_marks = union_of(device.page_marks, inked);
+}
+
+bool is_page_blank(const PDEVICE& device) { return is_empty(device.page_marks) && !device.pending.is_pending(); }
+
+BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing) {
+    DrawAttrs attrs;
+    set_stroke(device, drawing, attrs);
+    set_fill(device, drawing, attrs);
+    if (device.path_depth != 0) return capture_path(device, path);
+    if (!drawing.stroke_brush && !drawing.line && !drawing.fill_brush) return TRUE;
+
+    const BYTE type = visible_type(drawing.record_type, attrs);
+    if (type == kNothing) return TRUE;
+    if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
+    return record_visible_path(device, path, clip, type, attrs);
+}
+
+}  // namespace kv
