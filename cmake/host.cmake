@@ -10,6 +10,8 @@ kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 kv_module(engine LINKS kv_driver)
+# The driver calls the engine's services as the engine calls the driver's hooks.
+target_link_libraries(kv_record PUBLIC kv_engine)
 
 # tests/<module>/*.cpp makes test_<module>, run by CTest case by case.
 enable_testing()

@@ -1,0 +1,69 @@
+#pragma once
+// Brushes, clips, transforms and colour translations as the graphics engine hands them to a driver.
+
+#include <memory>
+#include <vector>
+
+#include "engine/path.h"
+
+namespace kv::engine {
+
+class Device;
+
+// Colours are in the surface's order: blue in the low byte.
+class Brush : public BRUSHOBJ {
+public:
+    static Brush solid(ULONG colour);
+    static Brush hatched(ULONG hatch, ULONG foreground, ULONG background);
+
+    // The device that realises the brush when the driver asks for it.
+    void bind(Device* device) { device_ = device; }
+    // Null when the driver cannot realise it. Realised once.
+    void* realized();
+    void* allocate(ULONG bytes);
+
+private:
+    Brush() : BRUSHOBJ{} {}
+
+    Device* device_ = nullptr;
+    ULONG hatch_ = HS_DDI_MAX;
+    ULONG colours_[2] = {};  // background, foreground
+    std::unique_ptr<BYTE[]> memory_;
+};
+
+// A clip region: everything, one rectangle, or disjoint rectangles. Each has its own identity.
+class Clip : public CLIPOBJ {
+public:
+    static Clip everything();
+    static Clip rectangle(const RECTL& rect);
+    static Clip region(std::vector<RECTL> rects);
+
+    const std::vector<RECTL>& rects() const { return rects_; }
+
+private:
+    Clip() : CLIPOBJ{} {}
+
+    std::vector<RECTL> rects_;
+};
+
+class Transform : public XFORMOBJ {
+public:
+    explicit Transform(const XFORML& matrix) : XFORMOBJ{}, matrix_(matrix) {}
+    const XFORML& matrix() const { return matrix_; }
+
+private:
+    XFORML matrix_;
+};
+
+// With a table, an index becomes the table's entry; without one, a colour stays as it is.
+class Translation : public XLATEOBJ {
+public:
+    explicit Translation(std::vector<ULONG> table = {});
+    Translation(const Translation&) = delete;
+    Translation& operator=(const Translation&) = delete;
+
+private:
+    std::vector<ULONG> table_;
+};
+
+}  // namespace kv::engine

@@ -1,0 +1,82 @@
+#include "engine/surfaces.h"
+
+#include <map>
+#include <memory>
+#include <set>
+
+#include "platform/host/control.h"
+
+namespace kv::engine {
+namespace {
+
+struct Surface : SURFOBJ {
+    FLONG hooks = 0;
+};
+std::map<HSURF, std::unique_ptr<Surface>> surfaces;
+std::set<HPALETTE> palettes;
+
+template <class Handle>
+Handle new_handle() {
+    static uintptr_t last = 0x1000;
+    return reinterpret_cast<Handle>(last += 4);
+}
+
+}  // namespace
+
+SURFOBJ* surface_of(HSURF handle) {
+    auto found = surfaces.find(handle);
+    return found == surfaces.end() ? nullptr : found->second.get();
+}
+FLONG hooks_of(const SURFOBJ* surface) { return static_cast<const Surface*>(surface)->hooks; }
+size_t live_surfaces() { return surfaces.size(); }
+size_t live_palettes() { return palettes.size(); }
+
+}  // namespace kv::engine
+
+using namespace kv::engine;
+using kv::host::CallKind;
+using kv::host::should_fail;
+
+HSURF APIENTRY EngCreateDeviceSurface(DHSURF driver_surface, SIZEL size, ULONG format) {
+    if (should_fail(CallKind::Engine, "EngCreateDeviceSurface")) return nullptr;
+    auto surface = std::make_unique<Surface>();
+    surface->dhsurf = driver_surface;
+    surface->hsurf = new_handle<HSURF>();
+    surface->sizlBitmap = size;
+    surface->iBitmapFormat = format;
+    surface->iType = STYPE_DEVICE;
+    const HSURF handle = surface->hsurf;
+    surfaces[handle] = std::move(surface);
+    return handle;
+}
+
+BOOL APIENTRY EngAssociateSurface(HSURF handle, HDEV device, FLONG hooks) {
+    auto* surface = static_cast<Surface*>(surface_of(handle));
+    if (!surface || should_fail(CallKind::Engine, "EngAssociateSurface")) return FALSE;
+    surface->hdev = device;
+    surface->hooks = hooks;
+    return TRUE;
+}
+
+BOOL APIENTRY EngMarkBandingSurface(HSURF surface) { return surface_of(surface) != nullptr; }
+
+BOOL APIENTRY EngDeleteSurface(HSURF surface) { return surfaces.erase(surface) > 0; }
+
+BOOL APIENTRY EngEraseSurface(SURFOBJ* surface, RECTL* rect, ULONG colour) {
+    if (!surface || surface->iType != STYPE_BITMAP || surface->iBitmapFormat < BMF_24BPP) return FALSE;
+    const int bytes = surface->iBitmapFormat == BMF_24BPP ? 3 : 4;
+    for (LONG y = rect->top; y < rect->bottom; ++y) {
+        auto* pixel = static_cast<BYTE*>(surface->pvScan0) + ptrdiff_t{y} * surface->lDelta + rect->left * bytes;
+        for (LONG x = rect->left; x < rect->right; ++x) {
+            for (int i = 0; i < bytes; ++i) *pixel++ = static_cast<BYTE>(colour >> (8 * i));
+        }
+    }
+    return TRUE;
+}
+
+HPALETTE APIENTRY EngCreatePalette(ULONG, ULONG, ULONG*, FLONG, FLONG, FLONG) {
+    if (should_fail(CallKind::Engine, "EngCreatePalette")) return nullptr;
+    return *palettes.insert(new_handle<HPALETTE>()).first;
+}
+
+BOOL APIENTRY EngDeletePalette(HPALETTE palette) { return palettes.erase(palette) > 0; }

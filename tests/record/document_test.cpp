@@ -1,0 +1,217 @@
+// Whole documents: the container, pages, the trailer and what becomes of the job file.
+
+#include "tests/common/print_test.h"
+
+namespace kv::test {
+namespace {
+
+// Magic, document header and start. The header's last byte is the driver's string 10060.
+const char* kStart = "4B415256 01 08 0E0000C0 040C 00 0C 02 00";
+
+struct DocumentTest : PrintTest {
+    // A summary of small pages: flags 1, the largest record, resolution 100.
+    static BytesBuilder summary(int pages, int largest) {
+        BytesBuilder out;
+        const int length = 52 + 28 * pages;
+        out.u8({21, length}).u16({5}).u32({1, largest, 0, 0, 0, 0, 0}).u16({100});
+        return out;
+    }
+};
+
+TEST_F(DocumentTest, OneEmptyPage) {
+    start_page();
+    end_page_and_document();
+    Bytes expected = from_hex(std::string(kStart) + "05 00 06 00 03 00 00 00");
+    // An empty page's bounds join the portrait ones as nothing; no landscape page: the empty rectangle.
+    BytesBuilder trailer = summary(1, 80);
+    trailer.u16({0, 0, 0, 0}).u16({0x7FFF, 0x7FFF, 0x8000, 0x8000}).u32({1});
+    trailer.u32({16}).u16({1}).u8({1, 0}).u16({850, 1100, 0, 0, 850, 1100}).u16({0x7FFF, 0x7FFF, 0x8000, 0x8000});
+    trailer.u8({23, 12}).u16({'T', 'i', 't', 'l', 'e', 0}).u8({24, 10}).u16({'h', 'o', 's', 't', 0});
+    trailer.u8({38, 4}).u32({24});
+    expected.insert(expected.end(), trailer.bytes.begin(), trailer.bytes.end());
+    EXPECT_EQ(to_hex(job()), to_hex(expected));
+}
+
+TEST_F(DocumentTest, StartsAreIgnoredWhereThereIsNothingToStart) {
+    open_device();
+    auto* surface = device->surface();
+    EXPECT_TRUE(DrvStartDoc(surface, nullptr, 0));
+    EXPECT_TRUE(temporary_files().empty());
+    EXPECT_TRUE(device->start_document(u"A", 1));
+    auto names = temporary_files();
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_TRUE(names[0].ends_with(".kv"));
+    EXPECT_TRUE(device->start_document(u"B", 2));
+    EXPECT_EQ(temporary_files(), names);
+    EXPECT_TRUE(device->end_document());
+}
+
+// Records in the trailer of that type.
+std::vector<Bytes> trailer_records(const Bytes& job, BYTE type) {
+    std::vector<Bytes> found;
+    size_t at = job[job.size() - 4] | job[job.size() - 3] << 8 | job[job.size() - 2] << 16;
+    while (at < job.size()) {
+        size_t length = job[at + 1], head = 2;
+        if (length == 0xFE) length = job[at + 2] | job[at + 3] << 8, head = 4;
+        if (length == 0xFF) length = job[at + 3] | job[at + 4] << 8 | job[at + 5] << 16, head = 7;
+        if (job[at] == type) found.emplace_back(job.begin() + at + head, job.begin() + at + head + length);
+        at += head + length;
+    }
+    return found;
+}
+
+TEST_F(DocumentTest, IndexesPagesAcrossBlocks) {
+    open_device();
+    ASSERT_TRUE(device->start_document(u"", 1));
+    for (int page = 0; page < 250; ++page) {
+        ASSERT_TRUE(device->start_page());
+        ASSERT_TRUE(device->send_page());
+    }
+    ASSERT_TRUE(device->end_document());
+    auto summary_records = trailer_records(job(), 21);
+    ASSERT_EQ(summary_records.size(), 1u);
+    const Bytes& body = summary_records[0];
+    ASSERT_EQ(body.size(), 52u + 28 * 250);
+    for (size_t page = 0; page < 250; ++page) {
+        const BYTE* entry = &body[52 + 28 * page];
+        EXPECT_EQ(entry[0] | entry[1] << 8, 16 + 4 * static_cast<int>(page));
+    }
+    EXPECT_TRUE(trailer_records(job(), 23).empty());  // a document without a name
+}
+
+TEST_F(DocumentTest, WideCoordinatesTakeTheOtherIndex) {
+    DEVMODEW mode = {};
+    mode.dmSize = sizeof mode;
+    mode.dmSpecVersion = 0x0401;
+    mode.dmFields = DM_PAPERSIZE | DM_PAPERWIDTH | DM_PAPERLENGTH;
+    mode.dmPaperSize = 256;
+    mode.dmPaperWidth = 1000;
+    mode.dmPaperLength = 10000;  // a metre: 47244 pixels
+    set(u"Resolution", 1200);
+    open_device(&mode);
+    start_page();
+    end_page_and_document();
+    auto follows = trailer_records(job(), 21), index = trailer_records(job(), 55);
+    ASSERT_EQ(follows.size(), 1u);
+    ASSERT_EQ(index.size(), 1u);
+    Bytes expected(58);
+    expected[0] = 2;
+    EXPECT_EQ(to_hex(follows[0]), to_hex(expected));
+    BytesBuilder body;
+    body.u16({5}).u32({1, 116, 0, 0, 0, 0, 0}).u16({1200}).u32({0, 0, 0, 0});
+    body.u32({0x7FFFFFFF, 0x7FFFFFFF, 0x80000000, 0x80000000}).u32({1});
+    body.u32({16}).u16({256}).u8({1, 0}).u32({4724, 47244, 0, 0, 4724, 47244});
+    body.u32({0x7FFFFFFF, 0x7FFFFFFF, 0x80000000, 0x80000000});
+    EXPECT_EQ(to_hex(index[0]), to_hex(body.bytes));
+}
+
+TEST_F(DocumentTest, NamesPaperTraysOnce) {
+    const std::u16string trays = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\P\\PaperTrays";
+    host::set_registry_string(HKEY_CURRENT_USER, trays, u"301", u"Blue");
+    DEVMODEW mode = {};
+    mode.dmSize = sizeof mode;
+    mode.dmSpecVersion = 0x0401;
+    mode.dmFields = DM_DEFAULTSOURCE;
+    mode.dmDefaultSource = 301;
+    open_device(&mode);
+    ASSERT_TRUE(device->start_document(u"", 1));
+    for (int page = 0; page < 2; ++page) {
+        ASSERT_TRUE(device->start_page());
+        ASSERT_TRUE(device->send_page());
+    }
+    ASSERT_TRUE(device->end_document());
+    const Bytes all = job();
+    EXPECT_EQ(to_hex(Bytes(all.begin() + 16, all.begin() + 30)), "2C 03 80 2D 01 06 00 2C 03 80 2D 01 06 00 ");
+    const Bytes body = trailer_records(all, 21).at(0);
+    EXPECT_EQ(body[2], 0x05);       // document flags: small, names a tray
+    EXPECT_EQ(body[52 + 7], 0x04);  // page flags
+    auto names = trailer_records(all, 37);
+    ASSERT_EQ(names.size(), 1u);
+    BytesBuilder expected;
+    expected.u32({0}).u16({301, 'B', 'l', 'u', 'e', 0});
+    EXPECT_EQ(to_hex(names[0]), to_hex(expected.bytes));
+}
+
+TEST_F(DocumentTest, GoesToTheSpoolerInPieces) {
+    host::printer(printer).port = u"file:";
+    open_device();
+    ASSERT_TRUE(device->start_document(u"", 1));
+    while (pdevice().position < 50000) {
+        ASSERT_TRUE(device->start_page());
+        ASSERT_TRUE(device->send_page());
+    }
+    ASSERT_TRUE(device->end_document());
+    const auto& sizes = host::printer(printer).write_sizes;
+    ASSERT_GE(sizes.size(), 2u);
+    for (size_t i = 0; i + 1 < sizes.size(); ++i) EXPECT_EQ(sizes[i], 32768u);
+    EXPECT_EQ(sizes.back(), job().size() % 32768);
+}
+
+TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFailOrHaveNoPage) {
+    open_device();
+    ASSERT_TRUE(device->start_document(u"A", 1));
+    ASSERT_TRUE(device->end_document());
+    ASSERT_TRUE(device->start_document(u"B", 2));
+    ASSERT_TRUE(device->start_page());
+    ASSERT_TRUE(device->send_page());
+    EXPECT_TRUE(device->end_document(ED_ABORTDOC));
+    EXPECT_TRUE(job().empty());
+    // The device takes the next document.
+    start_page();
+    end_page_and_document();
+    EXPECT_FALSE(job().empty());
+}
+
+TEST_F(DocumentTest, WritesNothingAfterAFailure) {
+    start_page();
+    ASSERT_TRUE(device->send_page());
+    ASSERT_TRUE(device->start_page());
+    const DWORD position = pdevice().position;
+    pdevice().SetFailed();
+    EXPECT_FALSE(device->send_page());
+    EXPECT_FALSE(device->start_page());
+    EXPECT_FALSE(pdevice().WriteEmptyRecord(10));
+    EXPECT_EQ(pdevice().position, position);
+    EXPECT_TRUE(device->end_document());
+    EXPECT_TRUE(job().empty());
+}
+
+TEST_F(DocumentTest, AnUnfinishedDocumentGoesWithItsDevice) {
+    start_page();
+    EXPECT_EQ(temporary_files().size(), 1u);
+    close_device();
+    EXPECT_TRUE(temporary_files().empty());
+}
+
+TEST_F(DocumentTest, AResetMovesTheDocumentToTheNewDevice) {
+    start_page();
+    ASSERT_TRUE(device->send_page());
+    DEVMODEW mode = {};
+    mode.dmSize = sizeof mode;
+    mode.dmSpecVersion = 0x0401;
+    mode.dmFields = DM_ORIENTATION;
+    mode.dmOrientation = DMORIENT_LANDSCAPE;
+    ASSERT_TRUE(device->reset(mode));
+    ASSERT_TRUE(device->start_page());
+    end_page_and_document();
+    const Bytes body = trailer_records(job(), 21).at(0);
+    ASSERT_EQ(body.size(), 52u + 2 * 28);
+    BytesBuilder second;
+    second.u32({20}).u16({1}).u8({2, 0}).u16({1100, 850, 0, 0, 1100, 850});
+    EXPECT_EQ(to_hex(Bytes(body.begin() + 80, body.begin() + 100)), to_hex(second.bytes));
+}
+
+TEST_F(DocumentTest, AStressTestIsSlowedDown) {
+    host::machine().executable = u"C:\\printdrvstress.exe";
+    host::use_virtual_clock(1000);
+    start_page();
+    EXPECT_EQ(host::sleeps().size(), 20u);  // 10 s in steps of 500 ms
+    ASSERT_TRUE(device->end_document(ED_ABORTDOC));
+    host::machine().gdi_objects = 7500;  // (2500 / 1000 + 3) * 5 s
+    ASSERT_TRUE(device->start_document(u"", 1));
+    EXPECT_EQ(host::sleeps().size(), 70u);
+    ASSERT_TRUE(device->end_document(ED_ABORTDOC));
+}
+
+}  // namespace
+}  // namespace kv::test
