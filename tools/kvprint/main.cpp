@@ -1,0 +1,43 @@
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "tools/kvprint/print_job.h"
+
+namespace {
+
+enum : int { kDone = 0, kFailed = 1, kUsage = 2 };
+
+void report(const kvprint::Options& options, const kvprint::Played& played) {
+    if (!options.quiet) {
+        if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
+        std::printf("%s: %zu pages, %zu fills, %zu strokes\n", options.output.c_str(), played.pages, played.fills,
+                    played.strokes);
+    }
+    for (const auto& [kind, count] : played.missing) {
+        std::fprintf(stderr, "%s: not printed: %zu %s\n", options.input.c_str(), count, kind.c_str());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    kvprint::Options options;
+    try {
+        options = kvprint::parse_options({argv + 1, argv + argc});
+    } catch (const kvprint::UsageError& error) {
+        std::fprintf(stderr, "kvprint: %s\n%s", error.what(), kvprint::kUsage);
+        return kUsage;
+    }
+    if (options.help) {
+        std::fputs(kvprint::kUsage, stdout);
+        return kDone;
+    }
+    try {
+        report(options, kvprint::print_file(options));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kvprint: %s: %s\n", options.input.c_str(), error.what());
+        return kFailed;
+    }
+    return kDone;
+}

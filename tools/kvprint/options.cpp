@@ -1,0 +1,90 @@
+#include "tools/kvprint/options.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace kvprint {
+
+const char* const kUsage =
+    "usage: kvprint INPUT.pdf -o JOB.kv [--pages 1-3,7] [--set NAME=VALUE ...] [--quiet]\n"
+    "Prints a PDF file through the Karvo driver into a job file.\n"
+    "  -o JOB.kv          the job file to write\n"
+    "  --pages LIST       pages and ranges of pages to print\n"
+    "  --set NAME=VALUE   a setting of the printer, such as Resolution=300 or Compression=0x10\n"
+    "  --quiet            says nothing when all went well\n";
+
+namespace {
+
+uint32_t parse_number(const std::string& text, const std::string& what) {
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    const char *begin = text.data() + (hex ? 2 : 0), *end = text.data() + text.size();
+    uint32_t value = 0;
+    auto [stop, error] = std::from_chars(begin, end, value, hex ? 16 : 10);
+    if (error != std::errc() || stop != end || begin == end) throw UsageError(what + ": not a number: " + text);
+    return value;
+}
+
+std::vector<std::pair<int, int>> parse_pages(const std::string& list) {
+    std::vector<std::pair<int, int>> pages;
+    for (size_t at = 0; at <= list.size();) {
+        const size_t comma = std::min(list.find(',', at), list.size());
+        const std::string part = list.substr(at, comma - at);
+        const size_t dash = part.find('-');
+        const int first = static_cast<int>(parse_number(part.substr(0, dash), "--pages") & 0x7FFFFFFF);
+        const int last = dash == std::string::npos
+                             ? first
+                             : static_cast<int>(parse_number(part.substr(dash + 1), "--pages") & 0x7FFFFFFF);
+        if (first < 1 || last < first) throw UsageError("--pages: no such range: " + part);
+        pages.emplace_back(first, last);
+        at = comma + 1;
+    }
+    return pages;
+}
+
+std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) throw UsageError("--set: expected NAME=VALUE: " + text);
+    return {text.substr(0, equals), parse_number(text.substr(equals + 1), "--set")};
+}
+
+}  // namespace
+
+bool Options::wants_page(int number) const {
+    return pages.empty() || std::any_of(pages.begin(), pages.end(), [&](const auto& range) {
+               return number >= range.first && number <= range.second;
+           });
+}
+
+Options parse_options(const std::vector<std::string>& arguments) {
+    Options options;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        auto value = [&]() -> const std::string& {
+            if (++i == arguments.size()) throw UsageError(argument + " needs a value");
+            return arguments[i];
+        };
+        if (argument == "-o") {
+            options.output = value();
+        } else if (argument == "--pages") {
+            options.pages = parse_pages(value());
+        } else if (argument == "--set") {
+            options.settings.push_back(parse_setting(value()));
+        } else if (argument == "--quiet") {
+            options.quiet = true;
+        } else if (argument == "--help" || argument == "-h") {
+            options.help = true;
+        } else if (argument.starts_with("-")) {
+            throw UsageError("no such option: " + argument);
+        } else if (!options.input.empty()) {
+            throw UsageError("one input at a time: " + argument);
+        } else {
+            options.input = argument;
+        }
+    }
+    if (options.help) return options;
+    if (options.input.empty()) throw UsageError("no input");
+    if (options.output.empty()) throw UsageError("no output: give -o JOB.kv");
+    return options;
+}
+
+}  // namespace kvprint

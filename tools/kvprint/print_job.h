@@ -1,0 +1,14 @@
+#pragma once
+// Prints a PDF file: one document through the driver, page by page.
+
+#include <mupdf/fitz.h>
+
+#include "tools/kvprint/options.h"
+#include "tools/kvprint/page_player.h"
+
+namespace kvprint {
+
+// Throws std::runtime_error with one line that says what is wrong; there is no job file then.
+Played print_file(const Options& options);
+
+}  // namespace kvprint
