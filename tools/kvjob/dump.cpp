@@ -1,0 +1,282 @@
+#include "tools/kvjob/dump.h"
+
+#include <cmath>
+
+#include "tools/kvjob/bodies.h"
+#include "tools/kvjob/index.h"
+#include "tools/kvjob/records.h"
+
+namespace kvjob {
+namespace {
+
+// The fields of one record, as "name=value" or as members of a JSON object.
+class Fields {
+public:
+    explicit Fields(bool json) : json_(json) {}
+
+    void number(const char* name, int64_t value) { add(name, std::to_string(value)); }
+    void real(const char* name, float value) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%g", double{value});
+        if (std::isfinite(value)) {
+            add(name, text);
+        } else {
+            string(name, text);
+        }
+    }
+    void hex(const char* name, uint32_t value) {
+        char text[16];
+        std::snprintf(text, sizeof text, json_ ? "\"0x%X\"" : "0x%X", value);
+        add(name, text);
+    }
+    void string(const char* name, const std::string& value) { add(name, quoted(value)); }
+    void rect(const char* name, const Rect& r) { add(name, list(r)); }
+    void rects(const char* name, const std::vector<Rect>& all) {
+        std::string text;
+        for (const Rect& r : all) text += (text.empty() ? "" : ", ") + list(r);
+        add(name, "[" + text + "]");
+    }
+    void raw(const char* name, const std::string& value) { add(name, value); }
+
+    const std::string& text() const { return text_; }
+
+    static std::string quoted(const std::string& value) {
+        std::string text = "\"";
+        for (char c : value) {
+            if (c == '"' || c == '\\') {
+                text += '\\';
+                text += c;
+            } else if (static_cast<unsigned char>(c) < 0x20) {
+                char escape[8];
+                std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+                text += escape;
+            } else {
+                text += c;
+            }
+        }
+        return text + "\"";
+    }
+
+private:
+    static std::string list(const Rect& r) {
+        return "[" + std::to_string(r.left) + ", " + std::to_string(r.top) + ", " + std::to_string(r.right) + ", " +
+               std::to_string(r.bottom) + "]";
+    }
+    void add(const char* name, const std::string& value) {
+        text_ += json_ ? std::string(", \"") + name + "\": " + value : std::string(" ") + name + "=" + value;
+    }
+    bool json_;
+    std::string text_;
+};
+
+void show_state(const DrawState& state, Fields& out) {
+    if (state.changed & kEndCap) out.number("end_cap", state.end_cap);
+    if (state.changed & kJoin) out.number("join", state.join);
+    if (state.changed & kMiter) out.real("miter_limit", state.miter);
+    if (state.changed & (kWideWidth | kNarrowWidth)) out.number("width", state.width);
+    if (state.changed & kStrokeBrush) out.hex("stroke_brush", state.stroke_brush);
+    if (state.changed & kStrokeRop) out.number("stroke_rop", state.stroke_rop);
+    if (state.changed & kStyleMask) out.hex("style_mask", state.style_mask);
+    if (state.changed & kFillBrush) out.hex("fill_brush", state.fill_brush);
+    if (state.changed & kFillRop) out.number("fill_rop", state.fill_rop);
+    if (state.changed & kFillMode) out.string("fill_mode", state.fill_mode == 1 ? "alternate" : "winding");
+    if (state.changed & kGeometric) out.number("geometric", state.geometric);
+    if (state.changed & kDashes) {
+        std::string list;
+        for (uint16_t dash : state.dashes) list += (list.empty() ? "" : ", ") + std::to_string(dash);
+        out.raw("dashes", "[" + list + "]");
+    }
+}
+
+void show_path(Bytes body, bool wide, Fields& out) {
+    std::string entries;
+    const PathSummary path = read_path(body, wide, [&](const PathEntry& entry) {
+        std::string points;
+        for (const auto& point : entry.points) {
+            points += (points.empty() ? "[" : ", [") + std::to_string(point[0]) + ", " + std::to_string(point[1]) + "]";
+        }
+        entries += (entries.empty() ? "[" : ", [") + std::to_string(entry.flags) + ", [" + points + "]]";
+    });
+    out.number("path_flags", path.flags);
+    out.raw("entries", "[" + entries + "]");
+}
+
+void show_image(const Record& record, Bytes body, const TypeInfo& info, Fields& out) {
+    Image image;
+    switch (info.body) {
+        case Body::Bitmap:
+            image = read_bitmap(body, info.wide);
+            out.hex("rop", image.rop);
+            break;
+        case Body::AlphaBlend:
+            image = read_alpha_blend(body, info.wide);
+            out.hex("blend", image.blend);
+            break;
+        case Body::Transparent:
+            image = read_transparent(body, info.wide);
+            out.hex("transparent_colour",
+                    static_cast<uint32_t>(image.colour[0] | image.colour[1] << 8 | image.colour[2] << 16));
+            break;
+        default:
+            image = read_masked(body, info.wide);
+            out.number("image_size", image.image_size);
+            out.number("mask_size", image.mask_size);
+    }
+    out.rect("source", image.source);
+    out.rect("target", image.target);
+    out.number("pixel_bytes", static_cast<int64_t>(image.pixels.size()));
+    if (record.type == 31 || record.type == 53) out.string("encoding", "JPEG");
+}
+
+void show_summary(const Summary& summary, Fields& out) {
+    out.hex("flags", summary.flags);
+    out.number("largest_record", summary.largest_record);
+    out.number("brushes", summary.brushes);
+    out.number("fonts", summary.fonts);
+    out.number("font_files", summary.font_files);
+    out.number("largest_path_entry", summary.largest_entry);
+    out.number("largest_rect_clip", summary.largest_clip);
+    out.number("resolution", summary.resolution);
+    out.rect("portrait_bounds", summary.portrait);
+    out.rect("landscape_bounds", summary.landscape);
+    std::string pages;
+    for (const IndexedPage& page : summary.pages) {
+        Fields fields(true);
+        fields.number("paper", page.paper);
+        fields.number("orientation", page.orientation);
+        fields.hex("flags", page.flags);
+        fields.number("width", page.width);
+        fields.number("height", page.height);
+        fields.rect("printable", page.printable);
+        fields.rect("marks", page.marks);
+        pages +=
+            (pages.empty() ? "" : ", ") + ("{\"position\": " + std::to_string(page.position)) + fields.text() + "}";
+    }
+    out.raw("pages", "[" + pages + "]");
+}
+
+void show_brush(const Brush& brush, Fields& out) {
+    out.hex("id", brush.id);
+    out.string("kind", brush.kind == 2 ? "hatched" : "pattern");
+    if (brush.kind == 2) {
+        out.hex("colour", brush.colour);
+        out.number("hatch", brush.hatch);
+        out.hex("background", brush.background);
+    } else {
+        out.number("bitmap_bytes", static_cast<int64_t>(brush.bitmap.size()));
+    }
+}
+
+void show_clip(Bytes body, bool wide, Fields& out) { out.rects("rects", read_clip_rects(body, wide)); }
+
+void show_trailer_record(const Record& record, Bytes body, Fields& out) {
+    switch (type_info(record.type).body) {
+        case Body::Summary:
+            if (!announces_index(body)) show_summary(read_summary(body, false), out);
+            break;
+        case Body::Index:
+            show_summary(read_summary(body, true), out);
+            break;
+        case Body::String:
+            out.string("text", read_string(body));
+            break;
+        case Body::Tray: {
+            const Tray tray = read_tray(body);
+            out.number("number", tray.number);
+            out.string("name", tray.name);
+            break;
+        }
+        case Body::Attached: {
+            std::string pairs;
+            for (const auto& [name, value] : read_attached(body)) {
+                pairs += (pairs.empty() ? "[" : ", [") + Fields::quoted(name) + ", " + Fields::quoted(value) + "]";
+            }
+            out.raw("pairs", "[" + pairs + "]");
+            break;
+        }
+        case Body::TrailerPosition:
+            out.number("position", Reader(body).u32());
+            break;
+        default:
+            break;
+    }
+}
+
+void show_body(const Record& record, Bytes body, Fields& out) {
+    const TypeInfo& info = type_info(record.type);
+    switch (info.body) {
+        case Body::Brush:
+            show_brush(read_brush(body), out);
+            break;
+        case Body::ClipRects:
+            show_clip(body, info.wide, out);
+            break;
+        case Body::RectFill: {
+            const RectFill fill = read_rect_fill(body, info.wide);
+            out.hex("rop", fill.rop);
+            out.rect("rect", fill.rect);
+            break;
+        }
+        case Body::Path:
+        case Body::ClipPath:
+            show_path(body, info.wide, out);
+            break;
+        case Body::DrawState:
+            show_state(read_draw_state(body), out);
+            break;
+        case Body::PageStartData:
+            out.number("tray", *read_page_start_data(body).tray);
+            break;
+        case Body::Bitmap:
+        case Body::AlphaBlend:
+        case Body::Transparent:
+        case Body::Masked:
+            show_image(record, body, info, out);
+            break;
+        default:
+            show_trailer_record(record, body, out);
+    }
+}
+
+std::string describe(const Record& record, bool json, std::vector<uint8_t>& buffer) {
+    const TypeInfo& info = type_info(record.type);
+    Fields out(json);
+    out.number("length", record.inflated_length);
+    if (record.compressed()) out.number("compressed_length", static_cast<int64_t>(record.payload.size()));
+    try {
+        show_body(record, body_of(record, buffer), out);
+    } catch (const BodyFault& fault) {
+        out.string("fault", fault.what());
+    }
+    char head[96];
+    std::snprintf(head, sizeof head, json ? "{\"offset\": %llu, \"type\": %u, \"name\": \"%s\"" : "%08llX %3u %s:",
+                  static_cast<unsigned long long>(record.offset), record.type, info.name);
+    return head + out.text() + (json ? "}" : "");
+}
+
+}  // namespace
+
+void dump_job(Bytes file, const DumpOptions& options, std::FILE* out) {
+    constexpr uint64_t kMagicSize = 4;
+    if (file.size() < kMagicSize) throw Fault(0, "not a job file");
+    std::vector<uint8_t> buffer;
+    uint32_t page = 0;
+    bool first = true;
+    if (options.json) std::fputs("[", out);
+    for (uint64_t at = kMagicSize; at < file.size();) {
+        const Record record = read_record(file, at);
+        at = record.end(file.data());
+        if (record.type == 5 || record.type == 44) ++page;
+        const bool in_page = record.type != 3 && record.type != 0 && page > 0;
+        if (options.page && page > *options.page) break;
+        if (options.page && (!in_page || page != *options.page)) continue;
+        if (options.json) std::fputs(first ? "\n" : ",\n", out);
+        first = false;
+        std::fputs(describe(record, options.json, buffer).c_str(), out);
+        if (!options.json) std::fputc('\n', out);
+        if (options.page && record.type == 6) break;
+    }
+    if (options.json) std::fputs("\n]\n", out);
+}
+
+}  // namespace kvjob

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+#include "tools/kvjob/bytes.h"
+
+namespace kvjob {
+
+// Inflates raw deflate data that must give exactly `length` bytes and end with its input. Memory is bounded by what
+// the input can hold. Throws BodyFault.
+void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out);
+
+}  // namespace kvjob
