@@ -36,12 +36,20 @@ bool contains(const Rect& outer, const Rect& inner) {
            outer.bottom >= inner.bottom;
 }
 
+// Printable areas of a damaged index may be of any size.
+Rect surface_of(const IndexedPage& page) {
+    auto extent = [](int32_t low, int32_t high) {
+        return static_cast<int32_t>(std::clamp<int64_t>(int64_t{high} - low, 0, INT32_MAX));
+    };
+    const Rect& area = page.printable;
+    return {0, 0, extent(area.left, area.right), extent(area.top, area.bottom)};
+}
+
 // A page as its records show it.
 struct SeenPage {
     uint64_t offset;
     uint8_t flags = 0;           // that must be set
     uint8_t possible_flags = 0;  // that may be set besides
-    Rect box = kEmptyRect;       // of the points drawn
 };
 
 class Checker {
@@ -70,6 +78,10 @@ private:
         constexpr char kMagic[4] = {'K', 'A', 'R', 'V'};
         if (file_.size() < sizeof kMagic || std::memcmp(file_.data(), kMagic, sizeof kMagic) != 0) {
             throw Fault(0, "not a job file: the magic is missing");
+        }
+        try {
+            announced_ = find_summary(file_).pages;
+        } catch (const Fault&) {  // the walk finds out what is wrong with it
         }
         uint64_t at = sizeof kMagic;
         while (at < file_.size() && stage_ != Stage::Done) {
@@ -330,10 +342,10 @@ private:
     void check_path(uint8_t type, Bytes body, bool wide) {
         const PathSummary path = read_path(body, wide);
         largest_entry_ = std::max(largest_entry_, path.largest_entry);
-        if (page() && path.points > 0) {
-            Rect& box = page()->box;
-            box = {std::min(box.left, path.box.left), std::min(box.top, path.box.top),
-                   std::max(box.right, path.box.right), std::max(box.bottom, path.box.bottom)};
+        if (!pages_.empty() && pages_.size() <= announced_.size()) {
+            const IndexedPage& page = announced_[pages_.size() - 1];
+            const Rect drawn = intersection(path.box, surface_of(page));
+            if (!drawn.empty() && !contains(page.marks, drawn)) throw BodyFault("drawn outside the page's marks");
         }
         const int kind = (type - 34) % 13;  // stroke, fill, both
         if (kind != 1 && !stroke_known_) throw BodyFault("no stroke brush was set on the page");
@@ -399,11 +411,8 @@ private:
         expect(flags_fit, "flags " + hex(indexed.flags) + ", found " + hex(seen.flags));
         const Rect& area = indexed.printable;
         expect(area.left <= area.right && area.top <= area.bottom, "printable area is not normalised");
-        const Rect surface = {0, 0, area.right - area.left, area.bottom - area.top};
         const Rect& marks = indexed.marks;
-        expect(marks.empty() || contains(surface, marks), "marks lie outside the page");
-        const Rect drawn = intersection(seen.box, surface);
-        expect(drawn.empty() || contains(marks, drawn), "marks do not hold all that is drawn");
+        expect(marks.empty() || contains(surface_of(indexed), marks), "marks lie outside the page");
     }
 
     Bytes file_;
@@ -416,6 +425,7 @@ private:
     int name_rank_ = -1;
     uint64_t trailer_ = 0;
     std::vector<SeenPage> pages_;
+    std::vector<IndexedPage> announced_;  // of the trailer, where it can be read
     std::unordered_set<uint32_t> brush_ids_;
     bool stroke_known_ = false, fill_known_ = false, names_tray_ = false, has_uncounted_images_ = false;
     uint32_t largest_record_ = 0, brushes_ = 0, fonts_ = 0, font_files_ = 0, largest_entry_ = 0, largest_clip_ = 0;

@@ -13,6 +13,9 @@ struct PlayerDevice {
     PagePlayer* player;
 };
 
+// What masks are drawn with.
+constexpr float kBlack[] = {0};
+
 PagePlayer& player_of(fz_device* device) { return *reinterpret_cast<PlayerDevice*>(device)->player; }
 
 // The colour in the surface's order, blue low. What is translucent is blended with the white of the paper.
@@ -48,26 +51,26 @@ void clip_path(fz_context*, fz_device* device, const fz_path* path, int even_odd
 void clip_stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
                       fz_matrix ctm, fz_rect) {
     player_of(device).push_drawn_clip(fz_bound_path(context, path, state, ctm), [&](fz_device* mask) {
-        fz_stroke_path(context, mask, path, state, ctm, nullptr, nullptr, 1, fz_default_color_params);
+        fz_stroke_path(context, mask, path, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_rect) {
     player_of(device).push_drawn_clip(fz_bound_text(context, text, nullptr, ctm), [&](fz_device* mask) {
-        fz_fill_text(context, mask, text, ctm, nullptr, nullptr, 1, fz_default_color_params);
+        fz_fill_text(context, mask, text, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
                       fz_matrix ctm, fz_rect) {
     player_of(device).push_drawn_clip(fz_bound_text(context, text, state, ctm), [&](fz_device* mask) {
-        fz_stroke_text(context, mask, text, state, ctm, nullptr, nullptr, 1, fz_default_color_params);
+        fz_stroke_text(context, mask, text, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_rect) {
     player_of(device).push_drawn_clip(fz_transform_rect(fz_unit_rect, ctm), [&](fz_device* mask) {
-        fz_fill_image_mask(context, mask, image, ctm, nullptr, nullptr, 1, fz_default_color_params);
+        fz_fill_image_mask(context, mask, image, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 

@@ -209,7 +209,8 @@ void PagePlayer::push_path_clip(const fz_path* path, bool even_odd, fz_matrix ct
         return;
     }
     push_drawn_clip(fz_bound_path(context_, path, nullptr, ctm), [&](fz_device* mask) {
-        fz_fill_path(context_, mask, path, even_odd, ctm, nullptr, nullptr, 1, fz_default_color_params);
+        constexpr float kBlack[] = {0};
+        fz_fill_path(context_, mask, path, even_odd, ctm, fz_device_gray(context_), kBlack, 1, fz_default_color_params);
     });
 }
 
@@ -225,7 +226,6 @@ void PagePlayer::push_drawn_clip(fz_rect bounds, const Draw& draw) {
     fz_var(mask);
     fz_var(device);
     fz_try(context_) {
-        // Black on white without colour conversion; the mask's alpha alone is not enough for every drawing.
         mask = fz_new_pixmap_with_bbox(context_, fz_device_gray(context_),
                                        fz_make_irect(area.left, area.top, area.right, area.bottom), nullptr, 0);
         fz_clear_pixmap_with_value(context_, mask, 255);

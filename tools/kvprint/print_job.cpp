@@ -41,15 +41,25 @@ struct Context {
     fz_context* fz = fz_new_context(nullptr, nullptr, FZ_STORE_DEFAULT);
     Context() {
         if (!fz) throw std::runtime_error("out of memory");
-        auto quiet = [](void*, const char*) {};
-        fz_set_warning_callback(fz, quiet, nullptr);
-        fz_set_error_callback(fz, quiet, nullptr);
+        fz_set_warning_callback(fz, &Context::take_warning, this);
+        fz_set_error_callback(
+            fz, [](void*, const char*) {}, nullptr);
         fz_set_aa_level(fz, 0);  // clips are whole pixels
         with_errors(fz, [&] { fz_register_document_handlers(fz); });
     }
     ~Context() { fz_drop_context(fz); }
+    bool found_damage() const { return damage_; }
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
+
+private:
+    // Streams that end too early or do not inflate are only warned about, and their rest is missing.
+    static void take_warning(void* context, const char* message) {
+        for (const char* damage : {"zlib error", "premature end", "truncated"}) {
+            if (std::strstr(message, damage)) static_cast<Context*>(context)->damage_ = true;
+        }
+    }
+    bool damage_ = false;
 };
 
 class Pdf {
@@ -63,7 +73,7 @@ public:
         }
         if (pdf_needs_password(context_, document_)) throw std::runtime_error("encrypted: it needs a password");
         with_errors(context_, [&] { pages_ = pdf_count_pages(context_, document_); });
-        if (pdf_was_repaired(context_, document_) || pages_ < 1) throw std::runtime_error("damaged");
+        if (pages_ < 1) throw std::runtime_error("damaged: it has no pages");
     }
     ~Pdf() { pdf_drop_document(context_, document_); }
     Pdf(const Pdf&) = delete;
@@ -94,18 +104,20 @@ public:
 
     void play(PagePlayer& player, float resolution) {
         fz_device* device = nullptr;
+        fz_cookie cookie = {};
         const float scale = resolution / 72;
         const fz_matrix ctm = fz_concat(fz_translate(-bounds_.x0, -bounds_.y0), fz_scale(scale, scale));
         fz_var(device);
         with_errors(context_, [&] {
             fz_try(context_) {
                 device = player.make_fz_device();
-                pdf_run_page(context_, page_, device, ctm, nullptr);
+                pdf_run_page(context_, page_, device, ctm, &cookie);
                 fz_close_device(context_, device);
             }
             fz_always(context_) { fz_drop_device(context_, device); }
             fz_catch(context_) { fz_rethrow(context_); }
         });
+        if (cookie.errors > 0) throw std::runtime_error("damaged: a page cannot be read to its end");
     }
 
 private:
@@ -169,7 +181,7 @@ public:
         if (!device_) throw std::runtime_error("no such page");
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
         device_.reset();
-        host::close_printer(printer_);
+        host::close_printer(printer_);  // writes the output
     }
     const Played& played() const { return played_; }
 
@@ -215,6 +227,7 @@ Played print_file(const Options& options) {
     Output output(options.output);
     Printing printing(options, output, context.fz);
     printing.print(pdf);
+    if (context.found_damage()) throw std::runtime_error("damaged: content is missing");
     output.finish();
     return printing.played();
 }
