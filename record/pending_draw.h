@@ -1,24 +1,47 @@
 #pragma once
-// The one drawing operation of a device that is held back so that the next like operation may extend it.
+// The one drawing operation of a device that is held back so that the next like operation may extend it: a run of
+// image bands, of rectangle fills or of text. It is written before any other record begins.
 
+#include "platform/ddi.h"
 #include "support/memory.h"
 
 namespace kv {
 
 struct PDEVICE;
+struct BitmapBand;
+struct RectFill;
+struct TextRun;
 
+// Refuses every offer and has nothing to write.
 class PendingOperation {
 public:
+    virtual void reset() {}
     virtual ~PendingOperation() = default;
+    // TRUE when the operation took what is offered and will write it; an empty operation takes its first one.
+    virtual BOOL offer_bitmap(PDEVICE&, const BitmapBand&) { return FALSE; }
+    virtual BOOL offer_rect_fill(PDEVICE&, const RectFill&) { return FALSE; }
+    virtual BOOL offer_text_run(PDEVICE&, const TextRun&) { return FALSE; }
     // Writes the operation's records.
-    virtual BOOL flush(PDEVICE& device) = 0;
+    virtual BOOL flush(PDEVICE&) { return TRUE; }
+    virtual bool is_empty() const { return true; }
 };
+
+enum class Offer { Taken, Refused, Failed };
 
 class CPendingDraw {
 public:
-    bool is_pending() const { return operation_ != nullptr; }
-    // Takes over an operation in place of what is held, which must have been flushed.
-    void hold(ObjectPtr<PendingOperation> operation) { operation_ = std::move(operation); }
+    bool is_pending() const { return operation_ && !operation_->is_empty(); }
+    // Offers to the operation that is held. When it refuses it is flushed, and a new Operation is offered the same;
+    // Refused means that the caller writes its own records, Failed that the flush failed.
+    template <class Operation, class Item>
+    Offer offer(PDEVICE& device, BOOL (PendingOperation::*take)(PDEVICE&, const Item&), const Item& item) {
+        if (operation_ && (operation_.get()->*take)(device, item)) return Offer::Taken;
+        if (!flush(device)) return Offer::Failed;
+        ObjectPtr<PendingOperation> fresh(make_object<Operation>());
+        if (!fresh || !(fresh.get()->*take)(device, item)) return Offer::Refused;
+        operation_ = std::move(fresh);
+        return Offer::Taken;
+    }
     // Writes what is held and forgets it. A flush from within the operation's own writing does nothing.
     BOOL flush(PDEVICE& device);
     // Forgets what is held without writing it.
