@@ -9,6 +9,9 @@
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
 namespace kv::engine {
+namespace {
+constexpr ULONG kColorOnColor = 3;  // the stretching mode of most applications: pixels are dropped, not mixed
+}
 
 Driver::Driver() {
     constexpr ULONG kEngineVersion = 0x30001;
@@ -120,9 +123,63 @@ BOOL Device::stroke_and_fill(Path& path, Clip* clip, Transform* transform, Brush
                                                 transform, &stroke, &attributes, &fill, &origin, mix, options);
 }
 
-BOOL Device::realize(Brush& brush, Translation& translation, ULONG hatch) {
-    return driver_.hook<decltype(DrvRealizeBrush)>(INDEX_DrvRealizeBrush)(&brush, surface_, nullptr, nullptr,
-                                                                          &translation, hatch);
+BOOL Device::bit_blt(Bitmap* source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                     const POINTL* source_at, Brush* brush, ROP4 rop) {
+    if (brush) brush->bind(this);
+    RECTL target_rect = target;
+    POINTL from = source_at ? *source_at : POINTL{}, origin = {};
+    return draw<decltype(DrvBitBlt)>(HOOK_BITBLT, INDEX_DrvBitBlt, source, mask, clip, translation, &target_rect,
+                                     source_at ? &from : nullptr, nullptr, brush, &origin, rop);
+}
+
+BOOL Device::stretch_blt(Bitmap& source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                         const RECTL& source_rect) {
+    RECTL to = target, from = source_rect;
+    POINTL origin = {};
+    return draw<decltype(DrvStretchBlt)>(HOOK_STRETCHBLT, INDEX_DrvStretchBlt, &source, mask, clip, translation,
+                                         nullptr, &origin, &to, &from, nullptr, kColorOnColor);
+}
+
+BOOL Device::stretch_blt_rop(Bitmap& source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                             const RECTL& source_rect, Brush* brush, ROP4 rop) {
+    if (brush) brush->bind(this);
+    RECTL to = target, from = source_rect;
+    POINTL origin = {};
+    return draw<decltype(DrvStretchBltROP)>(HOOK_STRETCHBLTROP, INDEX_DrvStretchBltROP, &source, mask, clip,
+                                            translation, nullptr, &origin, &to, &from, nullptr, kColorOnColor, brush,
+                                            rop);
+}
+
+BOOL Device::copy_bits(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target, POINTL source_at) {
+    RECTL to = target;
+    return draw<decltype(DrvCopyBits)>(HOOK_COPYBITS, INDEX_DrvCopyBits, &source, clip, translation, &to, &source_at);
+}
+
+BOOL Device::alpha_blend(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target,
+                         const RECTL& source_rect, BLENDFUNCTION blend) {
+    RECTL to = target, from = source_rect;
+    BLENDOBJ object = {blend};
+    return draw<decltype(DrvAlphaBlend)>(HOOK_ALPHABLEND, INDEX_DrvAlphaBlend, &source, clip, translation, &to, &from,
+                                         &object);
+}
+
+BOOL Device::transparent_blt(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target,
+                             const RECTL& source_rect, ULONG transparent_colour) {
+    RECTL to = target, from = source_rect;
+    return draw<decltype(DrvTransparentBlt)>(HOOK_TRANSPARENTBLT, INDEX_DrvTransparentBlt, &source, clip, translation,
+                                             &to, &from, transparent_colour, ULONG{0});
+}
+
+BOOL Device::read_back(Bitmap& target, Translation* translation, const RECTL& target_rect, POINTL source_at) {
+    if (!surface_ || !(hooks_of(surface_) & HOOK_COPYBITS)) return FALSE;
+    RECTL to = target_rect;
+    return driver_.hook<decltype(DrvCopyBits)>(INDEX_DrvCopyBits)(&target, surface_, nullptr, translation, &to,
+                                                                  &source_at);
+}
+
+BOOL Device::realize(Brush& brush, Bitmap* pattern, Translation* translation, ULONG hatch) {
+    return driver_.hook<decltype(DrvRealizeBrush)>(INDEX_DrvRealizeBrush)(&brush, surface_, pattern, nullptr,
+                                                                          translation, hatch);
 }
 
 LiveHandles live_handles() { return {live_surfaces(), live_palettes(), Path::live_count()}; }

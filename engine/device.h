@@ -56,7 +56,23 @@ public:
     BOOL stroke_and_fill(Path& path, Clip* clip, Transform* transform, Brush& stroke, const LINEATTRS& line,
                          Brush& fill, FLONG options, MIX mix = R2_COPYPEN);
 
-    BOOL realize(Brush& brush, Translation& translation, ULONG hatch);
+    // Transfers. Pointers may be null as the interface allows: no source, mask, clip, translation or brush.
+    // source_at: the source pixel that comes to the target's left top corner.
+    BOOL bit_blt(Bitmap* source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                 const POINTL* source_at, Brush* brush, ROP4 rop);
+    BOOL stretch_blt(Bitmap& source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                     const RECTL& source_rect);
+    BOOL stretch_blt_rop(Bitmap& source, Bitmap* mask, Clip* clip, Translation* translation, const RECTL& target,
+                         const RECTL& source_rect, Brush* brush, ROP4 rop);
+    BOOL copy_bits(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target, POINTL source_at);
+    BOOL alpha_blend(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target,
+                     const RECTL& source_rect, BLENDFUNCTION blend);
+    BOOL transparent_blt(Bitmap& source, Clip* clip, Translation* translation, const RECTL& target,
+                         const RECTL& source_rect, ULONG transparent_colour);
+    // Copies the device's surface into a bitmap.
+    BOOL read_back(Bitmap& target, Translation* translation, const RECTL& target_rect, POINTL source_at);
+
+    BOOL realize(Brush& brush, Bitmap* pattern, Translation* translation, ULONG hatch);
 
 private:
     DHPDEV enable(const DEVMODEW* mode);

@@ -42,6 +42,14 @@ Brush Brush::hatched(ULONG hatch, ULONG foreground, ULONG background) {
     return brush;
 }
 
+Brush Brush::patterned(Bitmap* pattern, Translation* translation) {
+    Brush brush;
+    brush.iSolidColor = kNotSolid;
+    brush.pattern_ = pattern;
+    brush.translation_ = translation;
+    return brush;
+}
+
 void* Brush::allocate(ULONG bytes) {
     memory_ = std::make_unique<BYTE[]>(bytes);
     return memory_.get();
@@ -49,8 +57,9 @@ void* Brush::allocate(ULONG bytes) {
 
 void* Brush::realized() {
     if (!pvRbrush && device_) {
-        Translation translation({colours_[0], colours_[1]});
-        if (device_->realize(*this, translation, hatch_)) pvRbrush = memory_.get();
+        Translation two_colours({colours_[0], colours_[1]});
+        Translation* translation = hatch_ < HS_DDI_MAX ? &two_colours : translation_;
+        if (device_->realize(*this, pattern_, translation, hatch_)) pvRbrush = memory_.get();
     }
     return pvRbrush;
 }
@@ -84,11 +93,29 @@ Translation::Translation(std::vector<ULONG> table) : XLATEOBJ{}, table_(std::mov
     pulXlate = table_.empty() ? nullptr : table_.data();
 }
 
+Translation::Translation(ULONG red, ULONG green, ULONG blue) : XLATEOBJ{}, source_fields_{red, green, blue} {}
+
+Translation::Translation(std::function<ULONG(ULONG)> map) : XLATEOBJ{}, map_(std::move(map)) {}
+
+ULONG Translation::translate(ULONG colour) const {
+    if (map_) return map_(colour);
+    if (!table_.empty()) return colour < table_.size() ? table_[colour] : colour;
+    if (source_fields_.empty()) return colour;
+    ULONG translated = 0;
+    for (ULONG field : source_fields_) {
+        const uint64_t lowest = field & (~field + 1);
+        translated =
+            translated << 8 | (field ? static_cast<ULONG>((colour & field) / lowest * 255 / (field / lowest)) : 0);
+    }
+    return translated;
+}
+
 }  // namespace kv::engine
 
 using kv::engine::Brush;
 using kv::engine::Clip;
 using kv::engine::Path;
+using kv::engine::Translation;
 using kv::host::CallKind;
 using kv::host::should_fail;
 
@@ -126,11 +153,13 @@ ULONG APIENTRY XFORMOBJ_iGetXform(XFORMOBJ* transform, XFORML* matrix) {
 }
 
 ULONG APIENTRY XLATEOBJ_iXlate(XLATEOBJ* translation, ULONG colour) {
-    return translation->pulXlate && colour < translation->cEntries ? translation->pulXlate[colour] : colour;
+    return static_cast<Translation*>(translation)->translate(colour);
 }
 
-ULONG APIENTRY XLATEOBJ_cGetPalette(XLATEOBJ* translation, ULONG, ULONG count, ULONG* entries) {
-    const ULONG copied = std::min(count, translation->cEntries);
-    std::copy_n(translation->pulXlate, copied, entries);
+ULONG APIENTRY XLATEOBJ_cGetPalette(XLATEOBJ* translation, ULONG kind, ULONG count, ULONG* entries) {
+    if (kind != XO_SRCBITFIELDS) return 0;
+    const std::vector<ULONG>& fields = static_cast<Translation*>(translation)->source_fields();
+    const ULONG copied = std::min(count, static_cast<ULONG>(fields.size()));
+    std::copy_n(fields.begin(), copied, entries);
     return copied;
 }

@@ -62,18 +62,6 @@ BOOL APIENTRY EngMarkBandingSurface(HSURF surface) { return surface_of(surface) 
 
 BOOL APIENTRY EngDeleteSurface(HSURF surface) { return surfaces.erase(surface) > 0; }
 
-BOOL APIENTRY EngEraseSurface(SURFOBJ* surface, RECTL* rect, ULONG colour) {
-    if (!surface || surface->iType != STYPE_BITMAP || surface->iBitmapFormat < BMF_24BPP) return FALSE;
-    const int bytes = surface->iBitmapFormat == BMF_24BPP ? 3 : 4;
-    for (LONG y = rect->top; y < rect->bottom; ++y) {
-        auto* pixel = static_cast<BYTE*>(surface->pvScan0) + ptrdiff_t{y} * surface->lDelta + rect->left * bytes;
-        for (LONG x = rect->left; x < rect->right; ++x) {
-            for (int i = 0; i < bytes; ++i) *pixel++ = static_cast<BYTE>(colour >> (8 * i));
-        }
-    }
-    return TRUE;
-}
-
 HPALETTE APIENTRY EngCreatePalette(ULONG, ULONG, ULONG*, FLONG, FLONG, FLONG) {
     if (should_fail(CallKind::Engine, "EngCreatePalette")) return nullptr;
     return *palettes.insert(new_handle<HPALETTE>()).first;
