@@ -2,10 +2,20 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "support/message.h"
 
 namespace kv {
+
+void CGlobalObj::swap(CGlobalObj& other) noexcept {
+    std::swap(handle_, other.handle_);
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+    std::swap(growth_step_, other.growth_step_);
+    std::swap(flags_, other.flags_);
+    std::swap(used_, other.used_);
+}
 
 BOOL CGlobalObj::lock() {
     data_ = static_cast<BYTE*>(GlobalLock(handle_));

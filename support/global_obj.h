@@ -9,8 +9,11 @@ class CGlobalObj {
 public:
     CGlobalObj() = default;
     virtual ~CGlobalObj() { free(); }
-    CGlobalObj(const CGlobalObj&) = delete;
-    CGlobalObj& operator=(const CGlobalObj&) = delete;
+    CGlobalObj(CGlobalObj&& other) noexcept { swap(other); }
+    CGlobalObj& operator=(CGlobalObj&& other) noexcept {
+        swap(other);
+        return *this;
+    }
 
     // Allocates size bytes (1 for size 0); an existing block is grown to at least size instead. Growth by
     // append takes at least growth_step bytes at a time. FALSE when memory is out, which is reported.
@@ -31,6 +34,7 @@ public:
     void set_used(DWORD used) { used_ = used; }
 
 private:
+    void swap(CGlobalObj& other) noexcept;
     BOOL lock();
 
     HGLOBAL handle_ = nullptr;

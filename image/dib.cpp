@@ -1,0 +1,86 @@
+#include "image/dib.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace kv {
+namespace {
+
+constexpr uint64_t kTooLarge = std::numeric_limits<uint64_t>::max();
+
+uint64_t row_count(const BITMAPINFOHEADER& header) { return std::abs(int64_t{header.biHeight}); }
+
+}  // namespace
+
+uint64_t dib_stride(LONG width, WORD bit_count) {
+    return width < 1 ? 0 : (uint64_t{static_cast<DWORD>(width)} * bit_count + 31) / 32 * 4;
+}
+
+uint64_t dib_head_size(const BITMAPINFOHEADER& header) {
+    constexpr DWORD kMasks = 3 * sizeof(DWORD);
+    if (header.biBitCount <= 8) return uint64_t{header.biSize} + (sizeof(DWORD) << header.biBitCount);
+    const bool masks_follow = header.biSize == sizeof(BITMAPINFOHEADER) && header.biCompression == BI_BITFIELDS;
+    return uint64_t{header.biSize} + (masks_follow ? kMasks : 0);
+}
+
+uint64_t dib_bits_size(const BITMAPINFOHEADER& header) {
+    if (!has_plain_rows(header)) return header.biSizeImage;
+    const uint64_t stride = dib_stride(header), rows = row_count(header);
+    return rows != 0 && stride > kTooLarge / rows ? kTooLarge : rows * stride;
+}
+
+uint64_t dib_size(const BITMAPINFOHEADER& header) {
+    const uint64_t head = dib_head_size(header), bits = dib_bits_size(header);
+    return bits > kTooLarge - head ? kTooLarge : head + bits;
+}
+
+DWORD DibView::color(DWORD index) const {
+    DWORD entry;
+    std::memcpy(&entry, table() + size_t{index} * sizeof entry, sizeof entry);
+    return entry;
+}
+
+DibView packed_view(const BITMAPINFOHEADER* header) {
+    return {header, reinterpret_cast<const BYTE*>(header) + dib_head_size(*header)};
+}
+
+bool has_gray_ramp(const DibView& dib) {
+    if (dib.header->biBitCount != 8) return false;
+    for (DWORD level = 0; level < 256; ++level) {
+        if (dib.color(level) != level * 0x010101) return false;
+    }
+    return true;
+}
+
+BOOL PackedDib::create(LONG width, LONG height, WORD bit_count, DWORD compression) {
+    BITMAPINFOHEADER header = {};
+    header.biSize = sizeof header;
+    header.biWidth = width;
+    header.biHeight = height;
+    header.biPlanes = 1;
+    header.biBitCount = bit_count;
+    header.biCompression = compression;
+    return create(header);
+}
+
+BOOL PackedDib::create(const BITMAPINFOHEADER& header) {
+    reset();
+    const uint64_t size = dib_size(header);
+    if (header.biSize < sizeof header || header.biWidth < 1 || header.biHeight == 0 || size > kMaxDibSize) return FALSE;
+    if (!block_.Alloc(static_cast<DWORD>(size), GMEM_MOVEABLE | GMEM_ZEROINIT)) return FALSE;
+    block_.set_used(static_cast<DWORD>(size));
+    this->header() = header;
+    return TRUE;
+}
+
+BOOL PackedDib::copy(const DibView& source) {
+    const BITMAPINFOHEADER& from = *source.header;
+    if (!create(from)) return FALSE;
+    const auto head_size = static_cast<DWORD>(dib_head_size(from));
+    std::memcpy(&header(), &from, head_size);
+    std::memcpy(bits(), source.bits, size() - head_size);
+    return TRUE;
+}
+
+}  // namespace kv

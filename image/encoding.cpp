@@ -1,0 +1,36 @@
+#include "image/encoding.h"
+
+namespace kv {
+namespace {
+
+constexpr DWORD kMinJpegBytes = 1024;  // below, a JPEG's tables outweigh what it saves
+constexpr LONG kMaxJpegSide = 65500;   // the JPEG library takes no more pixels in a row or column
+constexpr LONG kMinRle8Width = 11, kMinRle4Width = 21;
+
+bool is_plain(const BITMAPINFOHEADER& header, WORD bit_count) {
+    return header.biCompression == BI_RGB && header.biBitCount == bit_count;
+}
+
+}  // namespace
+
+bool IsJpegCandidate(const DibView& dib) {
+    const BITMAPINFOHEADER& header = *dib.header;
+    if (!is_plain(header, 8) && !is_plain(header, 24)) return false;
+    // Its rows would have to be turned, and a sized record cannot be taken back once the library refuses.
+    if (header.biHeight < 0 || header.biHeight > kMaxJpegSide || header.biWidth > kMaxJpegSide) return false;
+    // The product is that of 32-bit arithmetic.
+    const DWORD size = static_cast<DWORD>(header.biHeight) * static_cast<DWORD>(dib_stride(header));
+    return size >= kMinJpegBytes && (header.biBitCount == 24 || has_gray_ramp(dib));
+}
+
+BitmapEncoding SelectBitmapEncoding(const PrivateDevMode& settings, const DibView& dib) {
+    const BITMAPINFOHEADER& header = *dib.header;
+    if ((settings.Compression & kCompressJpeg) && IsJpegCandidate(dib)) return BitmapEncoding::Jpeg;
+    if (settings.Compression & kCompressRunLength) {
+        if (is_plain(header, 8) && header.biWidth >= kMinRle8Width) return BitmapEncoding::Rle8;
+        if (is_plain(header, 4) && header.biWidth >= kMinRle4Width) return BitmapEncoding::Rle4;
+    }
+    return BitmapEncoding::Plain;
+}
+
+}  // namespace kv
