@@ -2,6 +2,7 @@
 find_package(Threads REQUIRED)
 find_package(GTest REQUIRED)
 find_package(PkgConfig REQUIRED)
+find_package(Freetype REQUIRED)
 find_package(JPEG REQUIRED)
 
 kv_module(platform FOLDER platform/host LINKS Threads::Threads)
@@ -11,7 +12,7 @@ kv_module(image LINKS kv_settings JPEG::JPEG)
 kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
-kv_module(engine LINKS kv_driver)
+kv_module(engine LINKS kv_driver Freetype::Freetype)
 # The driver calls the engine's services as the engine calls the driver's hooks.
 target_link_libraries(kv_record PUBLIC kv_engine)
 

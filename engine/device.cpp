@@ -177,6 +177,17 @@ BOOL Device::read_back(Bitmap& target, Translation* translation, const RECTL& ta
                                                                   &source_at);
 }
 
+BOOL Device::text_out(String& text, Font& font, Clip* clip, Brush& foreground, const RECTL* opaque, Brush* background,
+                      MIX mix) {
+    font.bind(&driver_);
+    foreground.bind(this);
+    if (background) background->bind(this);
+    RECTL rect = opaque ? *opaque : RECTL{};
+    POINTL origin = {};
+    return draw<decltype(DrvTextOut)>(HOOK_TEXTOUT, INDEX_DrvTextOut, &text, &font, clip, nullptr,
+                                      opaque ? &rect : nullptr, &foreground, background, &origin, mix);
+}
+
 BOOL Device::realize(Brush& brush, Bitmap* pattern, Translation* translation, ULONG hatch) {
     return driver_.hook<decltype(DrvRealizeBrush)>(INDEX_DrvRealizeBrush)(&brush, surface_, pattern, nullptr,
                                                                           translation, hatch);

@@ -6,6 +6,7 @@
 
 #include "driver/hooks.h"
 #include "engine/objects.h"
+#include "engine/text.h"
 #include "settings/device_mode.h"
 
 namespace kv::engine {
@@ -71,6 +72,10 @@ public:
                          const RECTL& source_rect, ULONG transparent_colour);
     // Copies the device's surface into a bitmap.
     BOOL read_back(Bitmap& target, Translation* translation, const RECTL& target_rect, POINTL source_at);
+
+    // opaque: painted with the background behind the text, or null. The mix's second byte is the background's.
+    BOOL text_out(String& text, Font& font, Clip* clip, Brush& foreground, const RECTL* opaque = nullptr,
+                  Brush* background = nullptr, MIX mix = R2_COPYPEN << 8 | R2_COPYPEN);
 
     BOOL realize(Brush& brush, Bitmap* pattern, Translation* translation, ULONG hatch);
 

@@ -245,7 +245,14 @@ struct BLENDOBJ {
     BLENDFUNCTION BlendFunction;
 };
 
-// Fonts and strings.
+// Fonts and strings. A font's notional units are those of its design, with y downwards like the device's.
+enum : FLONG {
+    FO_TYPE_RASTER = 0x1,
+    FO_TYPE_TRUETYPE = 0x4,
+    FO_TYPE_OPENTYPE = 0x8,
+    FO_SIM_BOLD = 0x2000,
+    FO_SIM_ITALIC = 0x4000,
+};
 struct FONTOBJ {
     ULONG iUniq, iFace, cxMax;
     FLONG flFontType;
@@ -253,6 +260,73 @@ struct FONTOBJ {
     SIZEL sizLogResPpi;
     ULONG ulStyleSize;
     PVOID pvConsumer, pvProducer;
+};
+static_assert(sizeof(void*) != 4 || sizeof(FONTOBJ) == 44);
+
+enum : FLONG {
+    FM_INFO_TECH_TRUETYPE = 0x1,
+    FM_INFO_TECH_BITMAP = 0x2,
+    FM_INFO_TECH_OUTLINE_NOT_TRUETYPE = 0x8,
+    FM_INFO_TECH_CFF = 0x04000000,
+};
+enum : USHORT { FM_SEL_ITALIC = 0x1, FM_SEL_UNDERSCORE = 0x2, FM_SEL_STRIKEOUT = 0x10, FM_SEL_BOLD = 0x20 };
+// Texts lie at byte offsets from the structure's start; fields that begin with fwd are notional units.
+struct IFIMETRICS {
+    ULONG cjThis, cjIfiExtra;
+    LONG dpwszFamilyName, dpwszStyleName, dpwszFaceName, dpwszUniqueName, dpFontSim;
+    LONG lEmbedId, lItalicAngle, lCharBias;
+    LONG dpCharSets;
+    BYTE jWinCharSet, jWinPitchAndFamily;
+    USHORT usWinWeight;
+    FLONG flInfo;
+    USHORT fsSelection, fsType;
+    SHORT fwdUnitsPerEm, fwdLowestPPEm;
+    SHORT fwdWinAscender, fwdWinDescender, fwdMacAscender, fwdMacDescender, fwdMacLineGap;
+    SHORT fwdTypoAscender, fwdTypoDescender, fwdTypoLineGap;
+    SHORT fwdAveCharWidth, fwdMaxCharInc, fwdCapHeight, fwdXHeight;
+    SHORT fwdSubscriptXSize, fwdSubscriptYSize, fwdSubscriptXOffset, fwdSubscriptYOffset;
+    SHORT fwdSuperscriptXSize, fwdSuperscriptYSize, fwdSuperscriptXOffset, fwdSuperscriptYOffset;
+    SHORT fwdUnderscoreSize, fwdUnderscorePosition, fwdStrikeoutSize, fwdStrikeoutPosition;
+    BYTE chFirstChar, chLastChar, chDefaultChar, chBreakChar;
+    WCHAR wcFirstChar, wcLastChar, wcDefaultChar, wcBreakChar;
+    POINTL ptlBaseline, ptlAspect, ptlCaret;
+    RECTL rclFontBox;
+    BYTE achVendId[4];
+    ULONG cKerningPairs, ulPanoseCulture;
+    BYTE panose[10];
+};
+static_assert(sizeof(IFIMETRICS) == 184);
+
+// Which characters a font has, in ascending runs.
+struct WCRUN {
+    WCHAR wcLow;
+    USHORT cGlyphs;
+    HGLYPH* phg;  // null: each character is its own handle
+};
+struct FD_GLYPHSET {
+    ULONG cjThis;
+    FLONG flAccel;
+    ULONG cGlyphsSupported, cRuns;
+    WCRUN awcrun[1];
+};
+static_assert(sizeof(void*) != 4 || sizeof(FD_GLYPHSET) == 24);
+
+struct GLYPHDATA {
+    PVOID gdf;
+    HGLYPH hg;
+    FIX fxD, fxA, fxAB;  // along the baseline: advance, and the two edges of the ink
+    FIX fxInkTop, fxInkBottom;
+    RECTL rclInk;  // pixels around the origin
+    LARGE_INTEGER ptqD[2];
+};
+static_assert(sizeof(void*) != 4 || sizeof(GLYPHDATA) == 64);
+
+enum : FLONG {
+    SO_FLAG_DEFAULT_PLACEMENT = 0x1,
+    SO_HORIZONTAL = 0x2,
+    SO_GLYPHINDEX_TEXTOUT = 0x100,
+    SO_ESC_NOT_ORIENT = 0x200,
+    SO_DXDY = 0x400,
 };
 struct GLYPHPOS {
     HGLYPH hg;
@@ -262,11 +336,12 @@ struct GLYPHPOS {
 struct STROBJ {
     ULONG cGlyphs;
     FLONG flAccel;
-    ULONG ulCharInc;
+    ULONG ulCharInc;  // the advance of every glyph, 0 when they differ
     RECTL rclBkGround;
-    GLYPHPOS* pgp;
+    GLYPHPOS* pgp;  // null: the glyphs must be enumerated
     LPWSTR pwszOrg;
 };
+static_assert(sizeof(void*) != 4 || sizeof(STROBJ) == 36);
 
 enum : ULONG { FO_GLYPHBITS = 1 };
 enum : ULONG { ED_ABORTDOC = 1 };
@@ -290,6 +365,17 @@ KV_ENGINE_API void APIENTRY PATHOBJ_vEnumStart(PATHOBJ* path);
 // FALSE with the last block of the path.
 KV_ENGINE_API BOOL APIENTRY PATHOBJ_bEnum(PATHOBJ* path, PATHDATA* data);
 KV_ENGINE_API void APIENTRY PATHOBJ_vGetBounds(PATHOBJ* path, RECTFX* bounds);
+KV_ENGINE_API IFIMETRICS* APIENTRY FONTOBJ_pifi(FONTOBJ* font);
+KV_ENGINE_API XFORMOBJ* APIENTRY FONTOBJ_pxoGetXform(FONTOBJ* font);
+// The bytes of the font's file, a whole collection where it lies in one. Null when there is none.
+KV_ENGINE_API PVOID APIENTRY FONTOBJ_pvTrueTypeFontFile(FONTOBJ* font, ULONG* size);
+KV_ENGINE_API FD_GLYPHSET* APIENTRY FONTOBJ_pfdg(FONTOBJ* font);
+// The glyphs handed out: mode FO_GLYPHBITS stores a GLYPHDATA* for each handle.
+KV_ENGINE_API ULONG APIENTRY FONTOBJ_cGetGlyphs(FONTOBJ* font, ULONG mode, ULONG count, HGLYPH* handles, PVOID* glyphs);
+KV_ENGINE_API void APIENTRY STROBJ_vEnumStart(STROBJ* text);
+// FALSE with the last batch, DDI_ERROR on failure.
+KV_ENGINE_API BOOL APIENTRY STROBJ_bEnumPositionsOnly(STROBJ* text, ULONG* count, GLYPHPOS** glyphs);
+KV_ENGINE_API DWORD APIENTRY STROBJ_dwGetCodePage(STROBJ* text);
 KV_ENGINE_API BOOL APIENTRY XFORMOBJ_bApplyXform(XFORMOBJ* transform, ULONG mode, ULONG count, PVOID in, PVOID out);
 KV_ENGINE_API ULONG APIENTRY XFORMOBJ_iGetXform(XFORMOBJ* transform, XFORML* matrix);
 KV_ENGINE_API ULONG APIENTRY XLATEOBJ_iXlate(XLATEOBJ* translation, ULONG color);
