@@ -56,3 +56,7 @@ if(KV_FUZZ)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   endforeach()
 endif()
+
+# The product's exports and imports, as scripts/test builds it.
+add_test(NAME windows/exports_and_imports
+  COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll)
