@@ -16,12 +16,13 @@
 #define NOMINMAX
 #endif
 #define WIN32_LEAN_AND_MEAN
+// clang-format off: windows.h comes before the rest
 #include <windows.h>
-
 #include <shellapi.h>
 #include <shlobj.h>
 #include <winspool.h>
 #include <wtsapi32.h>
+// clang-format on
 #else
 #include "platform/host/win32/files.h"
 #include "platform/host/win32/gdi.h"
