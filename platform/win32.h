@@ -16,7 +16,8 @@
 #define NOMINMAX
 #endif
 #define WIN32_LEAN_AND_MEAN
-// clang-format off: windows.h comes before the rest
+// windows.h comes before the rest.
+// clang-format off
 #include <windows.h>
 #include <shellapi.h>
 #include <shlobj.h>
