@@ -79,7 +79,7 @@ void FillPath(benchmark::State& state) {
     engine::Path path;
     add_polygon(path, state.range(0));
     engine::Brush brush = engine::Brush::solid(0x123456);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!document.device().fill(path, nullptr, brush, FP_WINDINGMODE)) state.SkipWithError("not recorded");
         document.renew();
     }
@@ -96,10 +96,9 @@ void StrokeWithChangingState(benchmark::State& state) {
     path.line_to({16 * 400, 16 * 250});
     LINEATTRS line = {};
     line.elWidth.l = 1;
-    std::vector<engine::Brush> brushes;
-    for (ULONG colour : {0x0000FFu, 0x00FF00u}) brushes.push_back(engine::Brush::solid(colour));
+    engine::Brush brushes[] = {engine::Brush::solid(0x0000FF), engine::Brush::solid(0x00FF00)};
     size_t turn = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!document.device().stroke(path, nullptr, nullptr, brushes[turn++ % 2], line)) {
             state.SkipWithError("not recorded");
         }
@@ -124,7 +123,7 @@ void ComplexClips(benchmark::State& state) {
     path.add_rect({10, 10, 2000, 2000});
     engine::Brush brush = engine::Brush::solid(0x123456);
     size_t turn = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!document.device().fill(path, &clips[turn++ % 2], brush, FP_WINDINGMODE)) {
             state.SkipWithError("not recorded");
         }
@@ -142,7 +141,7 @@ void Records(benchmark::State& state) {
     std::vector<BYTE> body(static_cast<size_t>(state.range(0)));
     for (size_t i = 0; i < body.size(); ++i) body[i] = static_cast<BYTE>(i * i >> 4);
     constexpr BYTE kAnyType = 35;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!device.WriteRecord(kAnyType, static_cast<DWORD>(body.size()), body.data())) {
             state.SkipWithError("not written");
         }
@@ -156,7 +155,7 @@ BENCHMARK(Records)->ArgsProduct({{16, 1000, 100'000}, {0x00, 0x10}});
 // Empty pages, each with its index entry.
 void Pages(benchmark::State& state) {
     OpenDocument document(0);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         document.device().send_page();
         if (!document.device().start_page()) state.SkipWithError("no page");
     }

@@ -1,5 +1,6 @@
 // Devices and their surfaces.
 
+#include <algorithm>
 #include <cstring>
 
 #include "driver/capabilities.h"
@@ -88,7 +89,7 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* mode, LPWSTR, ULONG pattern_count, HSURF
     device->palette = EngCreatePalette(PAL_BGR, 0, nullptr, 0, 0, 0);
     kv::hand_out(kv::make_devinfo(device->settings, device->palette), devinfo, devinfo_size);
     kv::hand_out(kv::make_gdiinfo(device->settings), gdiinfo, gdiinfo_size);
-    if (patterns) std::memset(patterns, 0, pattern_count * sizeof *patterns);
+    if (patterns) std::fill_n(patterns, pattern_count, nullptr);
     if (!device->alloc_working_state()) {
         device.reset();
         SetLastError(ERROR_GEN_FAILURE);

@@ -174,7 +174,7 @@ BOOL File::SetEndOfFile() {
 }
 
 void File::close_handle() {
-    if (IsOpen()) CloseHandle(handle_);
+    if (File::IsOpen()) CloseHandle(handle_);
     handle_ = INVALID_HANDLE_VALUE;
     position_ = mode_ = -1;
     buffered_ = false;
