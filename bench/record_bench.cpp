@@ -111,6 +111,7 @@ BENCHMARK(StrokeWithChangingState);
 
 std::vector<RECTL> staircase(int64_t steps) {
     std::vector<RECTL> rects;
+    rects.reserve(static_cast<size_t>(steps));
     for (LONG i = 0; i < steps; ++i) rects.push_back({i, i * 2, i + 300, i * 2 + 2});
     return rects;
 }
