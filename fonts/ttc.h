@@ -1,0 +1,45 @@
+#pragma once
+// Splits a collection of fonts in memory into readers of its members.
+
+#include "fonts/ttf.h"
+
+namespace kv {
+
+class CTtc {
+public:
+    CTtc() = default;
+    CTtc(const CTtc&) = delete;
+    CTtc& operator=(const CTtc&) = delete;
+
+    // Forgets the bytes and the members.
+    virtual void reset();
+    // Destroys the members.
+    virtual void release();
+    virtual ~CTtc() { CTtc::release(); }
+
+    // Reads a whole file and splits it. TRUE when the file was read, whatever became of the split.
+    BOOL load_from_file(const WCHAR* path);
+    // Splits bytes that stay alive and writable. FALSE only for null bytes or size 0.
+    BOOL set_data(BYTE* bytes, DWORD size);
+    // Makes the table offsets of each member relative to its offset table, in the bytes: they are no collection file
+    // afterwards and cannot be split again. FALSE for a damaged header, and when memory is out; there are no members
+    // then. A collection of more than 4096 members is damaged.
+    BOOL Split();
+
+    // Null at the end.
+    CTtf* first_member();
+    CTtf* next_member();
+    DWORD member_count() const { return count_; }
+
+private:
+    static constexpr DWORD kMostMembers = 4096;
+
+    BOOL split_member(DWORD index);
+
+    CGlobalObj buffer_;
+    std::span<BYTE> bytes_;
+    CTtf* members_ = nullptr;
+    DWORD constructed_ = 0, count_ = 0, cursor_ = 0;
+};
+
+}  // namespace kv
