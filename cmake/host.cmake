@@ -20,7 +20,7 @@ target_link_libraries(kv_record PUBLIC kv_engine)
 # tests/<module>/*.cpp makes test_<module>, run by CTest case by case.
 enable_testing()
 include(GoogleTest)
-kv_module(test_common FOLDER tests/common LINKS kv_engine)
+kv_module(test_common FOLDER tests/common LINKS kv_engine kvjob_lib)
 function(kv_tests module)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${module}/*.cpp)
   if(sources)

@@ -15,6 +15,7 @@ struct Failures {
     std::mutex lock;
     bool logging = false;
     std::vector<std::string> log;
+    std::string failed;
 };
 Failures& failures() {
     static Failures state;
@@ -35,6 +36,7 @@ Handles& handles() {
 
 void fail_call(CallKind kind, uint64_t n) {
     auto& state = failures();
+    state.failed.clear();
     state.failing[static_cast<size_t>(kind)] = n ? state.made[static_cast<size_t>(kind)] + n : 0;
 }
 
@@ -42,7 +44,10 @@ void clear_failures() {
     auto& state = failures();
     for (auto& made : state.made) made = 0;
     for (auto& failing : state.failing) failing = 0;
+    state.failed.clear();
 }
+
+const std::string& failed_function() { return failures().failed; }
 
 uint64_t calls_made(CallKind kind) { return failures().made[static_cast<size_t>(kind)]; }
 
@@ -53,7 +58,10 @@ bool should_fail(CallKind kind, const char* function) {
         std::lock_guard guard(state.lock);
         state.log.emplace_back(function);
     }
-    return call == state.failing[static_cast<size_t>(kind)];
+    if (call != state.failing[static_cast<size_t>(kind)]) return false;
+    std::lock_guard guard(state.lock);
+    state.failed = function;
+    return true;
 }
 
 void set_call_log(bool on) {

@@ -23,6 +23,8 @@ enum class CallKind { Allocation, File, Registry, Spooler, Pipe, Process, Engine
 // The n-th call of the kind from now on (1 = the next) fails with its documented error, once.
 void fail_call(CallKind kind, uint64_t n);
 void clear_failures();
+// The function whose call failed since the last fail_call() or clear_failures(); empty while none has.
+const std::string& failed_function();
 // Calls of the kind since the last reset or clear_failures().
 uint64_t calls_made(CallKind kind);
 // Every host function that can fail asks this first: TRUE when this call is the one to fail.

@@ -1,0 +1,121 @@
+#include "tests/common/fault_test.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "tools/kvjob/checker.h"
+
+namespace kv::test {
+namespace {
+
+constexpr uint64_t kMostCalls = 20000;  // of one kind in one document
+
+// The engine draws itself on a surface whose hooks it was not told.
+bool leaves_hooks_uncalled(const std::string& function) { return function == "EngAssociateSurface"; }
+
+// The copy for the spooler goes on behind a piece that cannot be read or sent.
+bool leaves_a_gap(const std::string& function) { return function == "ReadFile" || function == "WritePrinter"; }
+
+std::string trace(const FaultRun& run) {
+    return "call " + std::to_string(run.call) + " of kind " + std::to_string(static_cast<int>(run.kind)) + ", " +
+           run.function;
+}
+
+}  // namespace
+
+void Answers::operator()(BOOL answer) {
+    if (answer == TRUE || refused_) return;
+    refused_ = true;
+    error_ = GetLastError();
+}
+
+std::string faults_of(const Bytes& job) {
+    std::string faults;
+    for (const kvjob::Finding& finding : kvjob::check_job(job, 5)) {
+        faults += std::to_string(finding.offset) + ": " + finding.message + "\n";
+    }
+    return faults;
+}
+
+void FaultTest::fail_each_call(const Script& script, const Check& check) {
+    failed_calls = 0;
+    for (int kind = 0; kind < static_cast<int>(host::CallKind::Count); ++kind) {
+        fail_each_call_of(static_cast<host::CallKind>(kind), script, check);
+    }
+}
+
+void FaultTest::fail_each_call_of(host::CallKind kind, const Script& script, const Check& check) {
+    for (uint64_t call = 1; call < kMostCalls; ++call) {
+        const FaultRun run = run_once(kind, call, script);
+        SCOPED_TRACE(trace(run));
+        expect_sound(run);
+        if (check) check(run);
+        if (run.function.empty() || HasFailure()) return;
+        ++failed_calls;
+    }
+    FAIL() << "no run without a failing call";
+}
+
+FaultRun FaultTest::run_once(host::CallKind kind, uint64_t call, const Script& script) {
+    FaultRun run = {kind, call, {}, false, 0, {}, {}};
+    host::printer(printer).output.clear();
+    host::clear_failures();
+    host::fail_call(kind, call);
+    open_device(mode);
+    run.opened = device->is_open();
+    run.open_error = GetLastError();
+    if (run.opened) script(*device, run.answers);
+    run.job = job();
+    run.function = host::failed_function();
+    host::clear_failures();
+    if (run.function == "DeleteFileW") take_away_what_could_not_be_deleted();
+    if (device->is_open() && !leaves_hooks_uncalled(run.function)) expect_next_document(run, script);
+    host::fail_call(kind, call);  // closing may not need what it asks for
+    close_device();
+    host::clear_failures();
+    return run;
+}
+
+void FaultTest::expect_sound(const FaultRun& run) {
+    EXPECT_EQ(host::live_objects(), before);
+    EXPECT_EQ(engine::live_handles(), engine::LiveHandles{});
+    EXPECT_TRUE(temporary_files().empty());
+    if (!run.opened) {
+        EXPECT_TRUE(run.job.empty());
+        EXPECT_TRUE(run.open_error == ERROR_NOT_ENOUGH_MEMORY || run.open_error == ERROR_GEN_FAILURE);
+    }
+    if (run.answers.refused() && !leaves_hooks_uncalled(run.function)) {
+        EXPECT_TRUE(run.job.empty()) << "a document that failed was sent";
+    }
+    if (!run.job.empty() && !leaves_a_gap(run.function)) {
+        EXPECT_EQ(faults_of(run.job), "");
+    }
+    if (run.function.empty()) {
+        EXPECT_FALSE(run.answers.refused() || run.job.empty());
+    }
+}
+
+// A failure is over when its document is: the device takes the next one.
+void FaultTest::expect_next_document(const FaultRun& run, const Script& script) {
+    SCOPED_TRACE("the next document after " + trace(run));
+    if (pdevice().port_name.empty()) return;  // the spooler did not name the port, so that no copy is asked for
+    host::printer(printer).output.clear();
+    Answers answers;
+    script(*device, answers);
+    EXPECT_FALSE(answers.refused());
+    EXPECT_FALSE(job().empty());
+    EXPECT_EQ(faults_of(job()), "");
+}
+
+void FaultTest::take_away_what_could_not_be_deleted() {
+    EXPECT_LE(temporary_files().size(), 1u);
+    const auto& shown = host::messages();
+    EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), [](const host::Message& message) {
+        return message.text.starts_with(u"Could not delete the file");
+    }));
+    for (const std::string& name : temporary_files()) {
+        std::filesystem::remove(host::host_path(u"C:\\Windows\\Temp") + "/" + name);
+    }
+}
+
+}  // namespace kv::test
