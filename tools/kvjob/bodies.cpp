@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tools/kvjob/records.h"
+
 namespace kvjob {
 namespace {
 
@@ -61,6 +63,10 @@ Rect normalised(const Rect& rect) {
     return rect;
 }
 
+void add_point(Rect& box, int32_t x, int32_t y) {
+    box = {std::min(box.left, x), std::min(box.top, y), std::max(box.right, x), std::max(box.bottom, y)};
+}
+
 void read_line_fields(Reader& in, DrawState& state) {
     if (state.changed & kEndCap) expect_range("end cap", state.end_cap = in.u8(), 0, 2);
     if (state.changed & kJoin) expect_range("join", state.join = in.u8(), 0, 2);
@@ -70,6 +76,22 @@ void read_line_fields(Reader& in, DrawState& state) {
     if (state.changed & kStrokeRop) expect_range("stroke operation", state.stroke_rop = in.u8(), 1, 16);
     if (state.changed & kNarrowWidth) expect_range("narrow line width", state.width = in.u8(), 1, 255);
     if (state.changed & kStyleMask) state.style_mask = in.u8();
+}
+
+// The target of a masked image: its four corners, clockwise from the left and top one; then the two sizes.
+void read_masked_target(Reader& in, bool wide, Image& image) {
+    std::array<std::array<int32_t, 2>, 4> corners;
+    for (auto& corner : corners) {
+        corner[0] = in.coordinate(wide);
+        corner[1] = in.coordinate(wide);
+    }
+    image.target = {corners[0][0], corners[0][1], corners[2][0], corners[2][1]};
+    const Rect& r = image.target;
+    const bool upright =
+        corners[1][0] == r.right && corners[1][1] == r.top && corners[3][0] == r.left && corners[3][1] == r.bottom;
+    if (!upright) bad("corners are not those of a rectangle");
+    image.image_size = in.u32();
+    image.mask_size = in.u32();
 }
 
 }  // namespace
@@ -106,8 +128,58 @@ DrawState read_draw_state(Bytes body) {
     return state;
 }
 
+void apply(DrawState& state, const DrawState& change) {
+    constexpr uint16_t kWidths = kWideWidth | kNarrowWidth;
+    const uint16_t changed = change.changed;
+    if (changed & kEndCap) state.end_cap = change.end_cap;
+    if (changed & kJoin) state.join = change.join;
+    if (changed & kMiter) state.miter = change.miter;
+    if (changed & kStrokeBrush) state.stroke_brush = change.stroke_brush;
+    if (changed & kStrokeRop) state.stroke_rop = change.stroke_rop;
+    if (changed & kStyleMask) state.style_mask = change.style_mask;
+    if (changed & kFillBrush) state.fill_brush = change.fill_brush;
+    if (changed & kFillRop) state.fill_rop = change.fill_rop;
+    if (changed & kFillMode) state.fill_mode = change.fill_mode;
+    if (changed & kGeometric) state.geometric = change.geometric;
+    if (changed & kDashes) state.dashes = change.dashes;
+    if (changed & kWidths) {
+        state.width = change.width;
+        state.changed = static_cast<uint16_t>(state.changed & ~kWidths);
+    }
+    state.changed = static_cast<uint16_t>(state.changed | changed);
+}
+
+uint16_t repeated_fields(const DrawState& state, const DrawState& change) {
+    constexpr uint16_t kWidths = kWideWidth | kNarrowWidth;
+    uint16_t repeated = 0;
+    auto compare = [&](uint16_t bit, bool equal) {
+        if (equal) repeated = static_cast<uint16_t>(repeated | (change.changed & state.changed & bit));
+    };
+    compare(kEndCap, state.end_cap == change.end_cap);
+    compare(kJoin, state.join == change.join);
+    compare(kMiter, state.miter == change.miter);
+    compare(kStrokeBrush, state.stroke_brush == change.stroke_brush);
+    compare(kStrokeRop, state.stroke_rop == change.stroke_rop);
+    compare(kStyleMask, state.style_mask == change.style_mask);
+    compare(kFillBrush, state.fill_brush == change.fill_brush);
+    compare(kFillRop, state.fill_rop == change.fill_rop);
+    compare(kFillMode, state.fill_mode == change.fill_mode);
+    compare(kGeometric, state.geometric == change.geometric);
+    compare(kDashes, state.dashes == change.dashes);
+    if ((state.changed & kWidths) && state.width == change.width) {
+        repeated = static_cast<uint16_t>(repeated | (change.changed & kWidths));
+    }
+    return repeated;
+}
+
+Rect PathSummary::widened_box() const {
+    if (points == 0) return {};
+    auto next = [](int32_t value) { return value == INT32_MAX ? value : value + 1; };
+    return {box.left, box.top, next(box.right), next(box.bottom)};
+}
+
 PathSummary read_path(Bytes body, bool wide, const std::function<void(const PathEntry&)>& visit) {
-    constexpr uint8_t kBegin = 0x01, kKnownFlags = 0x1F;
+    constexpr uint8_t kKnownFlags = 0x1F;
     Reader in(body);
     PathSummary summary;
     expect_range("path flags", summary.flags = in.u8(), 0, 3);
@@ -117,15 +189,17 @@ PathSummary read_path(Bytes body, bool wide, const std::function<void(const Path
     for (uint32_t i = 0; i < summary.entries; ++i) {
         entry.flags = in.u8();
         if (entry.flags & ~kKnownFlags) bad("unknown flags of an entry");
-        if (i == 0 && !(entry.flags & kBegin)) bad("path does not begin with a figure");
+        if (i == 0 && !(entry.flags & kBeginFigure)) bad("path does not begin with a figure");
         const uint32_t count = read_count(in);
         if (uint64_t{count} * (wide ? 8 : 4) > in.left()) bad("body ends too early");
-        entry.points.clear();
+        entry.points.resize(count);
+        const uint32_t first_on_curve = (entry.flags & kBeginFigure) ? 0 : 2;
         for (uint32_t p = 0; p < count; ++p) {
             const int32_t x = in.coordinate(wide), y = in.coordinate(wide);
-            summary.box = {std::min(summary.box.left, x), std::min(summary.box.top, y), std::max(summary.box.right, x),
-                           std::max(summary.box.bottom, y)};
-            if (visit) entry.points.push_back({x, y});
+            entry.points[p] = {x, y};
+            add_point(summary.box, x, y);
+            const bool control = (entry.flags & kCurves) && (p % 3) != first_on_curve;
+            if (!control) add_point(summary.on_curve, x, y);
         }
         summary.points += count;
         summary.largest_entry = std::max(summary.largest_entry, count);
@@ -172,58 +246,37 @@ RectFill read_rect_fill(Bytes body, bool wide) {
     return fill;
 }
 
-Image read_bitmap(Bytes body, bool wide) {
+Image read_image(uint8_t type, Bytes body) {
+    const TypeInfo& info = type_info(type);
     Reader in(body);
     Image image;
-    image.rop = in.u8();
-    image.source = in.rect(wide);
-    image.target = in.rect(wide);
-    image.pixels = in.take(in.left());
-    return image;
-}
-
-Image read_alpha_blend(Bytes body, bool wide) {
-    Reader in(body);
-    Image image;
-    image.blend = in.u32();
-    image.source = in.rect(wide);
-    image.target = in.rect(wide);
-    image.pixels = in.take(in.left());
-    return image;
-}
-
-Image read_transparent(Bytes body, bool wide) {
-    Reader in(body);
-    Image image;
-    for (uint8_t& byte : image.colour) byte = in.u8();
-    image.source = in.rect(wide);
-    image.target = in.rect(wide);
-    image.pixels = in.take(in.left());
-    return image;
-}
-
-Image read_masked(Bytes body, bool wide) {
-    Reader in(body);
-    Image image;
-    if (in.u16() != 0) bad("reserved field is not 0");
-    image.source = in.rect(wide);
-    for (auto& corner : image.corners) {
-        corner[0] = in.coordinate(wide);
-        corner[1] = in.coordinate(wide);
+    if (info.body == Body::Bitmap) image.rop = in.u8();
+    if (info.body == Body::AlphaBlend) image.blend = in.u32();
+    if (info.body == Body::Transparent) {
+        for (uint8_t& byte : image.colour) byte = in.u8();
+        expect_range("flags", image.colour[3], 0, 1);
     }
-    image.target = {image.corners[0][0], image.corners[0][1], image.corners[2][0], image.corners[2][1]};
-    image.image_size = in.u32();
-    image.mask_size = in.u32();
+    if (info.body == Body::Masked && in.u16() != 0) bad("reserved field is not 0");
+    image.source = in.rect(info.wide);
+    if (info.body == Body::Masked) {
+        read_masked_target(in, info.wide, image);
+    } else {
+        image.target = in.rect(info.wide);
+    }
     image.pixels = in.take(in.left());
-    if (uint64_t{image.image_size} + image.mask_size != image.pixels.size()) bad("bitmap sizes do not fill the body");
+    if (info.body == Body::Masked && uint64_t{image.image_size} + image.mask_size != image.pixels.size()) {
+        bad("bitmap sizes do not fill the body");
+    }
     return image;
 }
 
 PageStart read_page_start_data(Bytes body) {
     constexpr uint8_t kTray = 0x80;
     Reader in(body);
+    constexpr uint16_t kFirstTray = 300;
     if (in.u8() != kTray) bad("page start data of an unknown form");
     PageStart start = {in.u16()};
+    if (*start.tray < kFirstTray) bad("tray " + std::to_string(*start.tray));
     in.expect_end();
     return start;
 }
@@ -249,8 +302,9 @@ std::vector<std::pair<std::string, std::string>> read_attached(Bytes body) {
         std::string name = read_terminated(in);
         if (name.empty()) break;
         std::string value = read_terminated(in);
-        if (value.empty()) break;
+        const bool last = value.empty();
         pairs.emplace_back(std::move(name), std::move(value));
+        if (last) break;
     }
     in.expect_end();
     if (pairs.empty()) bad("attached data without a pair");

@@ -38,9 +38,16 @@ struct DrawState {
     std::vector<uint16_t> dashes;
 };
 DrawState read_draw_state(Bytes body);
+// Takes over the fields that a record changes; `state.changed` gathers those that are known.
+void apply(DrawState& state, const DrawState& change);
+// The changed fields that the state already holds with the same value.
+uint16_t repeated_fields(const DrawState& state, const DrawState& change);
+
+// Flags of a path's entries.
+enum EntryFlag : uint8_t { kBeginFigure = 0x01, kEndFigure = 0x02, kCloseFigure = 0x08, kCurves = 0x10 };
 
 struct PathEntry {
-    uint8_t flags;
+    uint8_t flags;  // of EntryFlag and 0x04, which restarts the line style
     std::vector<std::array<int32_t, 2>> points;
 };
 struct PathSummary {
@@ -48,7 +55,11 @@ struct PathSummary {
     uint32_t entries = 0;
     uint64_t points = 0;
     uint32_t largest_entry = 0;
-    Rect box = kEmptyRect;  // of the points, all inclusive
+    Rect box = kEmptyRect;       // of the points, all inclusive
+    Rect on_curve = kEmptyRect;  // without the control points of curves
+
+    // The box with room for what a flat figure's bounds get in addition.
+    Rect widened_box() const;
 };
 // Calls visit for every entry, when given.
 PathSummary read_path(Bytes body, bool wide, const std::function<void(const PathEntry&)>& visit = {});
@@ -73,14 +84,11 @@ struct Image {
     uint32_t blend = 0;                  // alpha blends
     std::array<uint8_t, 4> colour = {};  // transparent blits: red, green, blue, flags
     Rect source = {}, target = {};
-    std::array<std::array<int32_t, 2>, 4> corners = {};  // masked images
-    uint32_t image_size = 0, mask_size = 0;              // masked images
+    uint32_t image_size = 0, mask_size = 0;  // masked images
     Bytes pixels;
 };
-Image read_bitmap(Bytes body, bool wide);
-Image read_alpha_blend(Bytes body, bool wide);
-Image read_transparent(Bytes body, bool wide);
-Image read_masked(Bytes body, bool wide);
+// Of a record of one of the types that carry pixels.
+Image read_image(uint8_t type, Bytes body);
 
 struct PageStart {
     std::optional<uint16_t> tray;

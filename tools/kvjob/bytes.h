@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "tools/kvjob/geometry.h"
+
 namespace kvjob {
 
 using Bytes = std::span<const uint8_t>;
@@ -21,14 +23,6 @@ struct Fault : std::runtime_error {
 struct BodyFault : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
-
-struct Rect {
-    int32_t left, top, right, bottom;
-    bool operator==(const Rect&) const = default;
-    bool empty() const { return left >= right || top >= bottom; }
-};
-// What accumulating bounds starts with.
-inline constexpr Rect kEmptyRect = {INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN};
 
 class Reader {
 public:

@@ -1,60 +1,30 @@
 #include "tools/kvjob/checker.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
-#include <optional>
 #include <unordered_set>
 #include <utility>
 
-#include "tools/kvjob/bodies.h"
-#include "tools/kvjob/index.h"
-#include "tools/kvjob/records.h"
+#include "tools/kvjob/content_checker.h"
+#include "tools/kvjob/summary_checker.h"
 
 namespace kvjob {
 namespace {
 
-constexpr uint32_t kPositionIdentifier = 0x20000000;
-enum PageFlag : uint8_t { kReadsDestination = 0x01, kNamesTray = 0x04, kHasMarks = 0x08, kTransparency = 0x20 };
+constexpr char kMagic[4] = {'K', 'A', 'R', 'V'};
 
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%X", value);
-    return text;
+// The walk finds out what is wrong with a trailer that cannot be read.
+std::vector<IndexedPage> announced_pages(Bytes file) {
+    try {
+        return find_summary(file).pages;
+    } catch (const Fault&) {
+        return {};
+    }
 }
-
-Rect intersection(const Rect& a, const Rect& b) {
-    return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
-}
-Rect united(const Rect& a, const Rect& b) {
-    if (a.empty()) return b.empty() ? Rect{} : b;
-    if (b.empty()) return a;
-    return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
-}
-bool contains(const Rect& outer, const Rect& inner) {
-    return outer.left <= inner.left && outer.top <= inner.top && outer.right >= inner.right &&
-           outer.bottom >= inner.bottom;
-}
-
-// Printable areas of a damaged index may be of any size.
-Rect surface_of(const IndexedPage& page) {
-    auto extent = [](int32_t low, int32_t high) {
-        return static_cast<int32_t>(std::clamp<int64_t>(int64_t{high} - low, 0, INT32_MAX));
-    };
-    const Rect& area = page.printable;
-    return {0, 0, extent(area.left, area.right), extent(area.top, area.bottom)};
-}
-
-// A page as its records show it.
-struct SeenPage {
-    uint64_t offset;
-    uint8_t flags = 0;           // that must be set
-    uint8_t possible_flags = 0;  // that may be set besides
-};
 
 class Checker {
 public:
-    Checker(Bytes file, size_t limit) : file_(file), limit_(limit) {}
+    Checker(Bytes file, size_t limit) : file_(file), limit_(limit), content_(announced_pages(file)) {}
 
     std::vector<Finding> run() {
         try {
@@ -75,13 +45,8 @@ private:
     }
 
     void check_stream() {
-        constexpr char kMagic[4] = {'K', 'A', 'R', 'V'};
         if (file_.size() < sizeof kMagic || std::memcmp(file_.data(), kMagic, sizeof kMagic) != 0) {
             throw Fault(0, "not a job file: the magic is missing");
-        }
-        try {
-            announced_ = find_summary(file_).pages;
-        } catch (const Fault&) {  // the walk finds out what is wrong with it
         }
         uint64_t at = sizeof kMagic;
         while (at < file_.size() && stage_ != Stage::Done) {
@@ -157,8 +122,7 @@ private:
             case 44:
                 if (page_open_) return false;
                 page_open_ = true;
-                pages_.push_back({record.offset});
-                stroke_known_ = fill_known_ = false;
+                content_.start_page(record.offset);
                 return true;
             case 6:
                 return std::exchange(page_open_, false);
@@ -188,105 +152,46 @@ private:
 
     void check_body(const Record& record) {
         try {
-            dispatch(record, body_of(record, buffer_));
+            const Bytes body = body_of(record, buffer_);
+            const TypeInfo& info = type_info(record.type);
+            if (info.in_page || info.body == Body::PageStartData || info.body == Body::Brush ||
+                info.body == Body::Font || info.body == Body::FontFile) {
+                content_.check(record, body);
+            } else {
+                check_document_body(record, info, body);
+            }
         } catch (const BodyFault& fault) {
             report(record.offset, std::string(type_info(record.type).name) + ": " + fault.what());
         }
     }
 
-    void dispatch(const Record& record, Bytes body) {
-        const TypeInfo& info = type_info(record.type);
-        if (info.marks) require_flag(kHasMarks);
+    void check_document_body(const Record& record, const TypeInfo& info, Bytes body) {
         switch (info.body) {
-            case Body::Empty:
-                Reader(body).expect_end();
-                break;
             case Body::Header:
                 check_header(body);
                 break;
-            case Body::Brush:
-                check_brush(record, body);
-                break;
-            case Body::Font:
-                ++fonts_;
-                if (body.size() != 96) throw BodyFault("length is not 96");
-                break;
-            case Body::FontFile:
-                check_font_file(body);
-                break;
-            case Body::ClipRects:
-                largest_clip_ = std::max(largest_clip_, static_cast<uint32_t>(read_clip_rects(body, info.wide).size()));
-                break;
-            case Body::RectFill:
-                check_rect_fill(read_rect_fill(body, info.wide));
-                break;
-            case Body::Path:
-                check_path(record.type, body, info.wide);
-                break;
-            case Body::ClipPath:
-                largest_entry_ = std::max(largest_entry_, read_path(body, info.wide).largest_entry);
-                break;
-            case Body::DrawState:
-                check_state(read_draw_state(body));
-                break;
-            case Body::PageStartData:
-                read_page_start_data(body);
-                require_flag(kNamesTray);
-                break;
-            case Body::Bitmap:
-                if (reads_destination(read_bitmap(body, info.wide).rop)) require_flag(kReadsDestination);
-                break;
-            case Body::AlphaBlend:
-                check_blend(read_alpha_blend(body, info.wide));
-                break;
-            case Body::Transparent:
-                read_transparent(body, info.wide);
-                break;
-            case Body::Masked:
-                read_masked(body, info.wide);
-                require_flag(kTransparency);
-                break;
-            default:
-                check_trailer_body(record, info, body);
-        }
-    }
-
-    void check_trailer_body(const Record& record, const TypeInfo& info, Bytes body) {
-        switch (info.body) {
             case Body::Summary:
-                if (!announces_index(body)) check_summary(record, read_summary(body, false));
+                if (!announces_index(body)) compare(record, read_summary(body, false));
                 break;
             case Body::Index:
-                check_summary(record, read_summary(body, true));
+                compare(record, read_summary(body, true));
                 break;
             case Body::String:
                 if (read_string(body).empty()) throw BodyFault("empty text");
                 break;
             case Body::Tray:
-                read_tray(body);
-                if (!names_tray_) throw BodyFault("no page names a tray");
+                if (!content_.found().names_tray) throw BodyFault("no page names a tray");
+                if (!trays_.insert(read_tray(body).number).second) throw BodyFault("the tray has a name already");
                 break;
             case Body::Attached:
                 read_attached(body);
                 break;
-            case Body::TrailerPosition: {
-                Reader in(body);
-                if (in.u32() != trailer_) throw BodyFault("is not that of the summary");
-                in.expect_end();
+            case Body::TrailerPosition:
+                if (body.size() != 4 || Reader(body).u32() != trailer_) throw BodyFault("is not that of the summary");
                 break;
-            }
             default:
-                break;
+                Reader(body).expect_end();
         }
-    }
-
-    SeenPage* page() { return pages_.empty() ? nullptr : &pages_.back(); }
-    void require_flag(uint8_t flag) {
-        if (page()) page()->flags = static_cast<uint8_t>(page()->flags | flag);
-        if (flag == kNamesTray) names_tray_ = true;
-    }
-    void allow_flag(uint8_t flag) {
-        if (page()) page()->possible_flags = static_cast<uint8_t>(page()->possible_flags | flag);
     }
 
     void check_header(Bytes body) {
@@ -297,122 +202,10 @@ private:
         if (!known) throw BodyFault("of another format");
     }
 
-    void check_brush(const Record& record, Bytes body) {
-        ++brushes_;
-        const uint32_t id = read_brush(body).id;
-        const bool by_position = record.offset < kPositionIdentifier;
-        if (by_position ? id != (record.offset | kPositionIdentifier) : id == 0 || id >= kPositionIdentifier) {
-            throw BodyFault("identifier " + hex(id) + " does not fit the position");
-        }
-        if (!brush_ids_.insert(id).second) throw BodyFault("identifier " + hex(id) + " was introduced before");
-    }
-
-    void check_font_file(Bytes body) {
-        ++font_files_;
-        Reader in(body);
-        in.u32();
-        if (in.u32() != in.left()) throw BodyFault("size does not match the length");
-    }
-
-    void check_brush_reference(uint32_t id) {
-        constexpr uint32_t kStock = 0x80000000, kLastStock = 0x80000005, kSolid = 0x40000000;
-        if (id >= kStock && id <= kLastStock) return;
-        if ((id & 0xFF000000) == kSolid) {
-            for (uint32_t stock : {0xFFFFFFu, 0xC0C0C0u, 0x808080u, 0x404040u, 0u}) {
-                if ((id & 0xFFFFFF) == stock) throw BodyFault("a stock colour as solid brush " + hex(id));
-            }
-            return;
-        }
-        if (!brush_ids_.contains(id)) throw BodyFault("brush " + hex(id) + " was not introduced");
-    }
-
-    void check_state(const DrawState& state) {
-        if (state.changed & kStrokeRop && reads_destination(ternary_of(state.stroke_rop))) {
-            require_flag(kReadsDestination);
-        }
-        if (state.changed & kFillRop && reads_destination(ternary_of(state.fill_rop))) {
-            require_flag(kReadsDestination);
-        }
-        stroke_known_ = stroke_known_ || (state.changed & kStrokeBrush);
-        fill_known_ = fill_known_ || (state.changed & kFillBrush);
-        if (state.changed & kStrokeBrush) check_brush_reference(state.stroke_brush);
-        if (state.changed & kFillBrush) check_brush_reference(state.fill_brush);
-    }
-
-    void check_path(uint8_t type, Bytes body, bool wide) {
-        const PathSummary path = read_path(body, wide);
-        largest_entry_ = std::max(largest_entry_, path.largest_entry);
-        if (!pages_.empty() && pages_.size() <= announced_.size()) {
-            const IndexedPage& page = announced_[pages_.size() - 1];
-            const Rect drawn = intersection(path.box, surface_of(page));
-            if (!drawn.empty() && !contains(page.marks, drawn)) throw BodyFault("drawn outside the page's marks");
-        }
-        const int kind = (type - 34) % 13;  // stroke, fill, both
-        if (kind != 1 && !stroke_known_) throw BodyFault("no stroke brush was set on the page");
-        if (kind != 0 && !fill_known_) throw BodyFault("no fill brush was set on the page");
-    }
-
-    void check_rect_fill(const RectFill& fill) {
-        if (reads_destination(fill.rop)) allow_flag(kReadsDestination);
-        const bool uses_brush = (fill.rop >> 4) != (fill.rop & 0x0F);
-        if (uses_brush && !fill_known_) throw BodyFault("no fill brush was set on the page");
-    }
-
-    void check_blend(const Image& image) {
-        const uint32_t alpha = image.blend >> 16 & 0xFF, format = image.blend >> 24;
-        if ((format & 1) || (alpha != 0 && alpha != 1 && alpha != 255)) require_flag(kTransparency);
-    }
-
-    void check_summary(const Record& record, const Summary& summary) {
-        auto expect = [&](bool ok, const std::string& what) {
-            if (!ok) report(record.offset, "summary: " + what);
-        };
-        expect(summary.wide != fits_short_form(summary), "the other form of the index was due");
-        const uint32_t small = trailer_ < kPositionIdentifier ? 1 : 0;
-        expect(summary.flags == (small | (names_tray_ ? 4u : 0u)), "document flags " + hex(summary.flags));
-        expect(summary.resolution > 0, "resolution 0");
-        expect(
-            has_uncounted_images_ ? summary.largest_record >= largest_record_
-                                  : summary.largest_record == largest_record_,
-            "largest record " + std::to_string(summary.largest_record) + ", found " + std::to_string(largest_record_));
-        expect(summary.brushes == brushes_, "number of brushes");
-        expect(summary.fonts == fonts_, "number of fonts");
-        expect(summary.font_files == font_files_, "number of font files");
-        expect(summary.largest_entry >= largest_entry_, "largest path entry");
-        expect(summary.largest_clip >= largest_clip_, "largest rectangle clip");
-        check_pages(record, summary);
-    }
-
-    void check_pages(const Record& record, const Summary& summary) {
-        if (summary.pages.size() != pages_.size()) {
-            report(record.offset, "index of " + std::to_string(summary.pages.size()) + " pages, found " +
-                                      std::to_string(pages_.size()));
-            return;
-        }
-        Rect portrait = kEmptyRect, landscape = kEmptyRect;
-        for (size_t i = 0; i < pages_.size(); ++i) {
-            const IndexedPage& indexed = summary.pages[i];
-            check_page(record, i + 1, indexed, pages_[i]);
-            Rect& bounds = indexed.orientation == 1 ? portrait : landscape;
-            bounds = united(bounds, indexed.marks);
-        }
-        if (portrait != summary.portrait) report(record.offset, "bounds of the portrait pages");
-        if (landscape != summary.landscape) report(record.offset, "bounds of the landscape pages");
-    }
-
-    void check_page(const Record& record, size_t number, const IndexedPage& indexed, const SeenPage& seen) {
-        auto expect = [&](bool ok, const std::string& what) {
-            if (!ok) report(record.offset, "page " + std::to_string(number) + ": " + what);
-        };
-        expect(indexed.position == seen.offset,
-               "position " + hex(indexed.position) + ", found " + hex(static_cast<uint32_t>(seen.offset)));
-        const bool flags_fit =
-            (indexed.flags & seen.flags) == seen.flags && !(indexed.flags & ~(seen.flags | seen.possible_flags));
-        expect(flags_fit, "flags " + hex(indexed.flags) + ", found " + hex(seen.flags));
-        const Rect& area = indexed.printable;
-        expect(area.left <= area.right && area.top <= area.bottom, "printable area is not normalised");
-        const Rect& marks = indexed.marks;
-        expect(marks.empty() || contains(surface_of(indexed), marks), "marks lie outside the page");
+    void compare(const Record& record, const Summary& summary) {
+        const Expected expected = {content_.found(), trailer_, largest_record_, !has_uncounted_images_};
+        check_summary(summary, expected,
+                      [&](const std::string& message) { report(record.offset, "summary: " + message); });
     }
 
     Bytes file_;
@@ -424,11 +217,10 @@ private:
     bool page_open_ = false;
     int name_rank_ = -1;
     uint64_t trailer_ = 0;
-    std::vector<SeenPage> pages_;
-    std::vector<IndexedPage> announced_;  // of the trailer, where it can be read
-    std::unordered_set<uint32_t> brush_ids_;
-    bool stroke_known_ = false, fill_known_ = false, names_tray_ = false, has_uncounted_images_ = false;
-    uint32_t largest_record_ = 0, brushes_ = 0, fonts_ = 0, font_files_ = 0, largest_entry_ = 0, largest_clip_ = 0;
+    ContentChecker content_;
+    std::unordered_set<uint16_t> trays_;
+    bool has_uncounted_images_ = false;
+    uint32_t largest_record_ = 0;
 };
 
 }  // namespace

@@ -102,25 +102,16 @@ void show_path(Bytes body, bool wide, Fields& out) {
 }
 
 void show_image(const Record& record, Bytes body, const TypeInfo& info, Fields& out) {
-    Image image;
-    switch (info.body) {
-        case Body::Bitmap:
-            image = read_bitmap(body, info.wide);
-            out.hex("rop", image.rop);
-            break;
-        case Body::AlphaBlend:
-            image = read_alpha_blend(body, info.wide);
-            out.hex("blend", image.blend);
-            break;
-        case Body::Transparent:
-            image = read_transparent(body, info.wide);
-            out.hex("transparent_colour",
-                    static_cast<uint32_t>(image.colour[0] | image.colour[1] << 8 | image.colour[2] << 16));
-            break;
-        default:
-            image = read_masked(body, info.wide);
-            out.number("image_size", image.image_size);
-            out.number("mask_size", image.mask_size);
+    const Image image = read_image(record.type, body);
+    if (info.body == Body::Bitmap) out.hex("rop", image.rop);
+    if (info.body == Body::AlphaBlend) out.hex("blend", image.blend);
+    if (info.body == Body::Transparent) {
+        const auto& [red, green, blue, flags] = image.colour;
+        out.hex("transparent_colour", static_cast<uint32_t>(red | green << 8 | blue << 16));
+    }
+    if (info.body == Body::Masked) {
+        out.number("image_size", image.image_size);
+        out.number("mask_size", image.mask_size);
     }
     out.rect("source", image.source);
     out.rect("target", image.target);

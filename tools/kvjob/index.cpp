@@ -9,9 +9,6 @@ constexpr uint16_t kFormatLevel = 5, kIndexFollows = 2;
 constexpr size_t kAnnouncementSize = 58;
 constexpr uint64_t kTrailerPositionSize = 6;  // the last record of a job
 
-bool fits(int32_t value) { return value == static_cast<int16_t>(value); }
-bool fits(const Rect& r) { return r == kEmptyRect || (fits(r.left) && fits(r.top) && fits(r.right) && fits(r.bottom)); }
-
 IndexedPage read_page(Reader& in, bool wide) {
     IndexedPage page;
     page.position = in.u32();
@@ -26,6 +23,14 @@ IndexedPage read_page(Reader& in, bool wide) {
 }
 
 }  // namespace
+
+// Printable areas of a damaged index may be of any size.
+Rect IndexedPage::surface() const {
+    auto extent = [](int32_t low, int32_t high) {
+        return static_cast<int32_t>(std::clamp<int64_t>(int64_t{high} - low, 0, INT32_MAX));
+    };
+    return {0, 0, extent(printable.left, printable.right), extent(printable.top, printable.bottom)};
+}
 
 bool announces_index(Bytes body) {
     if (body.size() != kAnnouncementSize || Reader(body).u16() != kIndexFollows) return false;
@@ -53,9 +58,10 @@ Summary read_summary(Bytes body, bool wide) {
 }
 
 bool fits_short_form(const Summary& summary) {
-    return fits(summary.portrait) && fits(summary.landscape) &&
+    return fits_16_bits(summary.portrait) && fits_16_bits(summary.landscape) &&
            std::all_of(summary.pages.begin(), summary.pages.end(), [](const IndexedPage& page) {
-               return fits(page.width) && fits(page.height) && fits(page.printable) && fits(page.marks);
+               return fits_16_bits(page.width) && fits_16_bits(page.height) && fits_16_bits(page.printable) &&
+                      fits_16_bits(page.marks);
            });
 }
 

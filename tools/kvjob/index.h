@@ -13,6 +13,9 @@ struct IndexedPage {
     uint8_t orientation, flags;
     int32_t width, height;  // device pixels
     Rect printable, marks;
+
+    // The page's drawing surface: the printable area's size at the origin.
+    Rect surface() const;
 };
 
 struct Summary {

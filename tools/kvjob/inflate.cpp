@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace kvjob {
@@ -14,6 +15,24 @@ struct InflateEnd {
     void operator()(z_stream* stream) const { inflateEnd(stream); }
 };
 
+// Runs inflate to its end, growing the output as it is produced. Stops one byte beyond the length.
+void run(z_stream& stream, uint64_t length, std::vector<uint8_t>& out) {
+    constexpr uint64_t kFirstPiece = 1 << 16;
+    int result = Z_OK;
+    out.clear();
+    while (result != Z_STREAM_END) {
+        const uint64_t done = out.size();
+        if (done > length) throw BodyFault("deflate data are longer than declared");
+        out.resize(std::min(length + 1, std::max(kFirstPiece, done * 2)));
+        stream.next_out = out.data() + done;
+        stream.avail_out = static_cast<uInt>(out.size() - done);
+        result = inflate(&stream, Z_NO_FLUSH);
+        out.resize(out.size() - stream.avail_out);
+        const bool stuck = result != Z_OK || (stream.avail_out != 0 && stream.avail_in == 0);
+        if (stuck && result != Z_STREAM_END) throw BodyFault("deflate data are damaged");
+    }
+}
+
 }  // namespace
 
 void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out) {
@@ -22,19 +41,13 @@ void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out) {
     constexpr int kRaw = -15;
     if (inflateInit2(&stream, kRaw) != Z_OK) throw BodyFault("out of memory");
     std::unique_ptr<z_stream, InflateEnd> owner(&stream);
-    out.resize(length + size_t{1});  // one byte more shows data that is too long
     stream.next_in = const_cast<Bytef*>(data.data());
     stream.avail_in = static_cast<uInt>(data.size());
-    stream.next_out = out.data();
-    stream.avail_out = static_cast<uInt>(out.size());
-    const int result = inflate(&stream, Z_FINISH);
-    if (result != Z_STREAM_END) throw BodyFault("deflate data are damaged or longer than declared");
+    run(stream, length, out);
     if (stream.avail_in != 0) throw BodyFault("bytes after the deflate data");
-    if (stream.total_out != length) {
-        throw BodyFault("inflates to " + std::to_string(stream.total_out) + " bytes, declared " +
-                        std::to_string(length));
+    if (out.size() != length) {
+        throw BodyFault("inflates to " + std::to_string(out.size()) + " bytes, declared " + std::to_string(length));
     }
-    out.resize(length);
 }
 
 }  // namespace kvjob

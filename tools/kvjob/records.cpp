@@ -16,7 +16,7 @@ constexpr TypeInfo kTypes[] = {
     {6, Body::Empty, "page end"},
     {7, Body::Brush, "brush definition"},
     {9, Body::Font, "font definition"},
-    {10, Body::Empty, "clip reset", false, true},
+    {10, Body::ClipReset, "clip reset", false, true},
     {12, Body::ClipRects, "rectangle clip", false, true},
     {14, Body::RectFill, "rectangle fill", false, true},
     {18, Body::Bitmap, "bitmap", false, true, true, true},

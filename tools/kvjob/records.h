@@ -34,6 +34,7 @@ enum class Body {
     Brush,
     Font,
     FontFile,
+    ClipReset,
     ClipRects,
     RectFill,
     Bitmap,

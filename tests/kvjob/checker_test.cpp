@@ -1,0 +1,220 @@
+#include "tools/kvjob/checker.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/kvjob/job_builder.h"
+
+namespace kvjob::test {
+namespace {
+
+constexpr uint32_t kBlack = 0x80000004;
+
+std::string findings(const Buffer& job) {
+    std::string text;
+    for (const Finding& finding : check_job(job))
+        text += std::to_string(finding.offset) + ": " + finding.message + "\n";
+    return text;
+}
+
+// (10,10) (90,10) (90,90), closed
+Buffer triangle16() { return Body().u8({0, 1, 0x0B, 3}).u16({10, 10, 90, 10, 90, 90}); }
+JobBuilder drawn_page() {
+    JobBuilder job;
+    job.start_page().record(39, fill_state(kBlack)).record(35, triangle16());
+    return job;
+}
+
+TEST(CheckerTest, SoundJobsHaveNoFindings) {
+    EXPECT_EQ(findings(JobBuilder().start_page().end_page(0, kEmptyRect).finish()), "");
+    JobBuilder job;
+    const uint32_t hatch = job.start_page(301).next_id();
+    job.record(7, Body().u32({hatch, 2, 0xFF, 3, 0xFFFFFF}));
+    job.record(12, rect16(5, 5, 80, 80))
+        .record(39, fill_state(hatch))
+        .record(14, Body().u8({0xF0}).add(rect16(0, 0, 90, 90)));
+    job.record(10).record(33, triangle16()).record(35, triangle16());
+    job.record(39, Body().u16({0x04}).u8({7})).record(35, triangle16());  // R2_XORPEN reads the page
+    job.end_page(0x05);
+    job.start_page().record(39, fill_state(hatch)).record(35, triangle16()).end_page();
+    job.largest_clip = 1;
+    job.largest_entry = 3;
+    EXPECT_EQ(findings(job.finish({{23, Body().text(u"a").u16({0})},
+                                   {24, Body().text(u"b").u16({0})},
+                                   {40, Body().text(u"k").u16({0}).text(u"v").u16({0, 0})},
+                                   {40, Body().text(u"k").u16({0, 0})},  // ended by an empty value
+                                   {37, Body().u32({0}).u16({301}).text(u"Tray").u16({0})}})),
+              "");
+}
+
+TEST(CheckerTest, LargePagesTakeTheWideIndex) {
+    JobBuilder job;
+    job.page_width = 40000;
+    job.start_page().record(39, fill_state(kBlack));
+    job.record(48, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
+    job.end_page(0, {10, 10, 39000, 91});
+    job.largest_entry = 3;
+    EXPECT_EQ(findings(job.finish()), "");
+}
+
+struct Fault {
+    const char* name;
+    std::function<Buffer()> job;
+    const char* message;
+};
+
+Buffer page_with(const std::function<void(JobBuilder&)>& fill) {
+    JobBuilder job = drawn_page();
+    fill(job);
+    job.end_page(0, {0, 0, 200, 200});
+    job.largest_entry = 3;
+    return job.finish();
+}
+
+void expect_faults(const std::vector<Fault>& faults) {
+    for (const Fault& fault : faults) {
+        const std::string found = findings(fault.job());
+        EXPECT_NE(found.find(fault.message), std::string::npos) << fault.name << " gave: " << found;
+    }
+}
+
+TEST(CheckerTest, FindsFaultsOfFraming) {
+    const Buffer sound = drawn_page().end_page().finish();
+    expect_faults({
+        {"empty file", [] { return Buffer(); }, "0: not a job file"},
+        {"cut off", [&] { return Buffer(sound.begin(), sound.end() - 3); }, "the file ends within a record"},
+        {"cut at a record", [&] { return Buffer(sound.begin(), sound.end() - 6); }, "ends without its trailer"},
+        {"bytes at the end", [&] { return Body().add(sound).u8({0}).bytes; }, "bytes after the trailer position"},
+        {"unknown type", [] { return page_with([](JobBuilder& job) { job.record(13); }); }, "record of type 13"},
+        {"unknown kind", [] { return page_with([](JobBuilder& job) {
+                                  job.raw({35, 0xFF, 1, 0, 0, 0, 0});
+                              }); },
+         "length of unknown kind 1"},
+        {"long form", [] { return page_with([](JobBuilder& job) {
+                               job.raw({10, 0xFE, 0, 0});
+                           }); },
+         "longer form than it needs"},
+        {"compressed although short",
+         [] { return page_with([](JobBuilder& job) { job.compressed_record(35, triangle16()); }); },
+         "too short to be compressed"},
+        {"deflate data of another length",
+         [] {
+             return page_with([](JobBuilder& job) {
+                 const Buffer data = deflated(Buffer(300));
+                 job.raw(Body().u8({35, 0xFF, 2}).u32({static_cast<int64_t>(data.size()), 299})).raw(data);
+             });
+         },
+         "inflates to 300 bytes, declared 299"},
+        {"deflate data cut off",
+         [] {
+             return page_with([](JobBuilder& job) {
+                 Buffer data = deflated(Body().fill(300, 1));
+                 data.resize(data.size() - 2);
+                 job.raw(Body().u8({35, 0xFF, 2}).u32({static_cast<int64_t>(data.size()), 300})).raw(data);
+             });
+         },
+         "deflate data are damaged"},
+        {"deflate data that cannot be so long",
+         [] {
+             return page_with([](JobBuilder& job) {
+                 job.raw(Body().u8({35, 0xFF, 2}).u32({2, 0x7FFFFFFF}).u8({3, 0}));
+             });
+         },
+         "cannot hold the declared length"},
+    });
+}
+
+TEST(CheckerTest, FindsRecordsOutOfOrder) {
+    expect_faults({
+        {"page in a page", [] { return page_with([](JobBuilder& job) { job.record(5); }); }, "page start in the wrong"},
+        {"drawing outside a page", [] { return drawn_page().end_page().record(10).finish(); },
+         "clip reset in the wrong place"},
+        {"document header twice", [] { return page_with([](JobBuilder& job) { job.record(1, Buffer(8)); }); },
+         "document header in the wrong place"},
+        {"application before the name",
+         [] {
+             return drawn_page().end_page().finish(
+                 {{24, Body().text(u"b").u16({0})}, {23, Body().text(u"a").u16({0})}});
+         },
+         "document name in the wrong place"},
+        {"tray that no page names",
+         [] {
+             return drawn_page().end_page().finish({{37, Body().u32({0}).u16({301}).text(u"T").u16({0})}});
+         },
+         "no page names a tray"},
+    });
+}
+
+TEST(CheckerTest, FindsFaultsOfBodies) {
+    auto record = [](int type, const Buffer& body) {
+        return [=] { return page_with([&](JobBuilder& job) { job.record(type, body); }); };
+    };
+    expect_faults({
+        {"no change", record(39, Body().u16({0})), "nothing changes"},
+        {"unknown change bit", record(39, Body().u16({1})), "unknown change bits"},
+        {"wide width that fits a byte", record(39, Body().u16({0x1000, 255})), "wide line width is 255"},
+        {"width 0", record(39, Body().u16({0x20}).u8({0})), "narrow line width is 0"},
+        {"operation 17", record(39, Body().u16({0x40}).u8({17})), "stroke operation is 17"},
+        {"same brush again", record(39, fill_state(kBlack)), "fields 0xE repeat"},
+        {"stock colour as solid", record(39, Body().u16({8}).u32({0x40FFFFFF})), "a stock colour as solid brush"},
+        {"brush that nobody defined", record(39, Body().u16({8}).u32({0x20000005})), "brush 0x20000005 was not"},
+        {"body too long", record(39, Body().u16({4}).u8({1, 0})), "1 bytes after the body"},
+        {"stroke without a pen", record(34, triangle16()), "no stroke brush was set"},
+        {"long count of few", record(35, Body().u8({0, 0xFE}).u16({1}).u8({0x0B, 0})), "count in the long form"},
+        {"figure without begin", record(35, Body().u8({0, 1, 0x0A, 1}).u16({1, 1})), "does not begin with a figure"},
+        {"more points than bytes", record(35, Body().u8({0, 1, 0x0B, 200}).u16({1, 1})), "body ends too early"},
+        {"32 bits for small numbers", record(48, Body().u8({0, 1, 0x0B, 2}).u32({1, 1, 32766, 5})), "where 16 bits do"},
+        {"clip turned over", record(12, rect16(80, 5, 5, 80)), "rectangle is not normalised"},
+        {"clip of no rectangle", record(12, {}), "clip without rectangles"},
+        {"reset without a clip", record(10, {}), "repeats the current clip"},
+        {"outside the marks", record(14, Body().u8({0}).add(rect16(800, 0, 850, 1))), "outside the page's marks"},
+        {"brush of kind 3", record(7, Body().u32({0x20000000, 3, 0, 0, 0})), "brush of kind 3"},
+        {"identifier elsewhere", record(7, Body().u32({0x20000001, 2, 0, 0, 0})), "does not fit the position"},
+    });
+}
+
+// The finished job with bytes of its summary, at an offset in the record's body, replaced.
+Buffer with_summary(size_t offset, const Buffer& bytes) {
+    Buffer job = page_with([](JobBuilder&) {});
+    const size_t body = job.size() - 6 - (52 + 28);
+    std::copy(bytes.begin(), bytes.end(), job.begin() + static_cast<ptrdiff_t>(body + offset));
+    return job;
+}
+
+TEST(CheckerTest, FindsFaultsOfTheIndex) {
+    auto summary = [](size_t offset, const Buffer& bytes) { return [=] { return with_summary(offset, bytes); }; };
+    EXPECT_EQ(findings(with_summary(0, {5, 0})), "");
+    auto flags = [](int value) { return [=] { return drawn_page().end_page(value).finish(); }; };
+    expect_faults({
+        {"level", summary(0, {4}), "unknown format level"},
+        {"document flags", summary(2, {0}), "document flags 0x0"},
+        {"largest record", summary(6, {79}), "largest record 79, found 80"},
+        {"brushes", summary(10, {1}), "number of brushes"},
+        {"fonts", summary(14, {1}), "number of fonts"},
+        {"font files", summary(18, {1}), "number of font files"},
+        {"largest entry", summary(22, {2}), "largest path entry"},
+        {"resolution", summary(30, {0, 0}), "resolution 0"},
+        {"portrait bounds", summary(32, {1}), "bounds of the portrait pages"},
+        {"landscape bounds", summary(40, {0}), "bounds of the landscape pages"},
+        {"page count", summary(48, {2}), "page count does not match the length"},
+        {"page position", summary(52, {9}), "page 1: position 0x9"},
+        {"printable area", summary(64, {0xFF, 0x7F}), "printable area is not normalised"},
+        {"marks beyond the page", summary(76, {0, 9}), "marks lie outside the page"},
+        {"marks flag without marks", flags(0x08), "flags 0x8, found 0x0"},
+        {"transparency without any", flags(0x20), "flags 0x20, found 0x0"},
+        {"destination read without the flag",
+         [] { return page_with([](JobBuilder& job) { job.record(39, Body().u16({4}).u8({9})); }); },
+         "flags 0x0, found 0x1"},
+        {"position of another record",
+         [] {
+             Buffer job = drawn_page().end_page().finish();
+             job[job.size() - 4] ^= 1;
+             return job;
+         },
+         "trailer position: is not that of the summary"},
+    });
+}
+
+}  // namespace
+}  // namespace kvjob::test

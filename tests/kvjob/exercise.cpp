@@ -1,0 +1,35 @@
+#include "tests/kvjob/exercise.h"
+
+#include <cstdio>
+#include <memory>
+
+#include "tools/kvjob/checker.h"
+#include "tools/kvjob/dump.h"
+#include "tools/kvjob/info.h"
+
+namespace kvjob::test {
+namespace {
+
+struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+template <class Command>
+void expect_answer(Command command) {
+    try {
+        command();
+    } catch (const Fault&) {
+    }
+}
+
+}  // namespace
+
+void exercise(Bytes job) {
+    static const std::unique_ptr<std::FILE, Close> nowhere(std::fopen("/dev/null", "w"));
+    check_job(job);
+    expect_answer([&] { print_info(job, nowhere.get()); });
+    expect_answer([&] { dump_job(job, {false, std::nullopt}, nowhere.get()); });
+    expect_answer([&] { dump_job(job, {true, 1}, nowhere.get()); });
+}
+
+}  // namespace kvjob::test

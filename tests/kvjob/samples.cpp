@@ -1,0 +1,52 @@
+#include "tests/kvjob/samples.h"
+
+namespace kvjob::test {
+namespace {
+
+Buffer star16(int points) {
+    Body path;
+    path.u8({0, 1, 0x0B});
+    points < 254 ? path.u8({points}) : path.u8({0xFE}).u16({points});
+    for (int i = 0; i < points; ++i) path.u16({10 + i * 37 % 500, 10 + i * 91 % 700});
+    return path;
+}
+
+Buffer vector_job() {
+    JobBuilder job;
+    const uint32_t hatch = job.start_page(301).next_id();
+    job.record(7, Body().u32({hatch, 2, 0xFF, 3, 0xFFFFFF}));
+    job.record(12, rect16(5, 5, 800, 800)).record(39, fill_state(hatch)).record(35, star16(5));
+    // caps, joins, miter limit, width 300, pen, operation, no gaps, geometric, two dashes
+    job.record(39, Body().u16({0xFCD0}).u8({2, 1}).f32(10).u16({300}).u32({0x80000004}).u8({13, 0, 1, 2}).u16({9, 4}));
+    job.compressed_record(36, star16(300));
+    job.record(33, star16(4)).record(14, Body().u8({0xF0}).add(rect16(50, 50, 90, 90)));
+    job.record(10);
+    job.record(39, Body().u16({0x14}).u8({0x03, 7}))
+        .record(34, Body().u8({1, 1, 0x13, 4}).u16({1, 1, 9, 1, 9, 9, 1, 9}));
+    job.end_page(0x05).start_page().end_page(0, kEmptyRect);
+    job.largest_entry = 300;
+    job.largest_clip = 1;
+    return job.finish({{23, Body().text(u"name").u16({0})},
+                       {40, Body().text(u"k").u16({0}).text(u"v").u16({0, 0})},
+                       {37, Body().u32({0}).u16({301}).text(u"Tray").u16({0})}});
+}
+
+Buffer wide_job() {
+    JobBuilder job;
+    job.page_width = 40000;
+    job.start_page().record(39, fill_state(0x80000002));
+    job.record(50, Body().u32({0, 0, 39000, 50})).record(51, Body().u8({0xF0}).u32({0, 0, 38000, 20}));
+    job.record(48, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
+    job.record(46, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
+    job.record(49 - 1, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
+    job.end_page();
+    job.largest_entry = 3;
+    job.largest_clip = 1;
+    return job.finish();
+}
+
+}  // namespace
+
+std::vector<Buffer> sample_jobs() { return {vector_job(), wide_job()}; }
+
+}  // namespace kvjob::test
