@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "engine/device.h"
+#include "engine/region_outline.h"
 #include "platform/host/control.h"
 
 namespace kv::engine {
@@ -129,7 +130,7 @@ PVOID APIENTRY BRUSHOBJ_pvGetRbrush(BRUSHOBJ* brush) { return static_cast<Brush*
 PATHOBJ* APIENTRY CLIPOBJ_ppoGetPath(CLIPOBJ* clip) {
     if (should_fail(CallKind::Engine, "CLIPOBJ_ppoGetPath")) return nullptr;
     auto path = std::make_unique<Path>();
-    for (const RECTL& rect : static_cast<Clip*>(clip)->rects()) path->add_rect(rect);
+    kv::engine::add_outlines(static_cast<Clip*>(clip)->rects(), *path);
     return path.release();
 }
 

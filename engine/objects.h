@@ -57,7 +57,8 @@ private:
     std::unique_ptr<BYTE[]> memory_;
 };
 
-// A clip region: everything, one rectangle, or disjoint rectangles. Each has its own identity.
+// A clip region: everything, one rectangle, or disjoint rectangles, whose outlines are its path. Each has its own
+// identity.
 class Clip : public CLIPOBJ {
 public:
     static Clip everything();
