@@ -35,6 +35,16 @@ uint64_t dib_size(const BITMAPINFOHEADER& header) {
     return bits > kTooLarge - head ? kTooLarge : head + bits;
 }
 
+BITMAPINFOHEADER dib_header(LONG width, LONG height, WORD bit_count) {
+    BITMAPINFOHEADER header = {};
+    header.biSize = sizeof header;
+    header.biWidth = width;
+    header.biHeight = height;
+    header.biPlanes = 1;
+    header.biBitCount = bit_count;
+    return header;
+}
+
 DWORD DibView::color(DWORD index) const {
     DWORD entry;
     std::memcpy(&entry, table() + size_t{index} * sizeof entry, sizeof entry);
@@ -51,17 +61,6 @@ bool has_gray_ramp(const DibView& dib) {
         if (dib.color(level) != level * 0x010101) return false;
     }
     return true;
-}
-
-BOOL PackedDib::create(LONG width, LONG height, WORD bit_count, DWORD compression) {
-    BITMAPINFOHEADER header = {};
-    header.biSize = sizeof header;
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biPlanes = 1;
-    header.biBitCount = bit_count;
-    header.biCompression = compression;
-    return create(header);
 }
 
 BOOL PackedDib::create(const BITMAPINFOHEADER& header) {

@@ -22,10 +22,16 @@ uint64_t dib_head_size(const BITMAPINFOHEADER& header);
 uint64_t dib_bits_size(const BITMAPINFOHEADER& header);
 uint64_t dib_size(const BITMAPINFOHEADER& header);
 
+// A 40-byte header of one plane, BI_RGB.
+BITMAPINFOHEADER dib_header(LONG width, LONG height, WORD bit_count);
+
 // Rows stored plainly, without run-length or other encoding.
 inline bool has_plain_rows(const BITMAPINFOHEADER& header) {
     return header.biCompression == BI_RGB || header.biCompression == BI_BITFIELDS;
 }
+
+// What becomes of the fourth byte of 32-bit pixels.
+enum class Alpha { Drop, Keep };
 
 // A bitmap that somebody else owns. Behind the header stand dib_head_size bytes in all, and at `bits` stand
 // dib_bits_size bytes.
@@ -47,10 +53,8 @@ bool has_gray_ramp(const DibView& dib);
 // Owns a packed bitmap in one block of movable memory.
 class PackedDib {
 public:
-    // A 40-byte header of one plane, and a table, masks and bits of zeros. Replaces what is held. FALSE, and nothing
-    // held, for sizes below 1 x 1 (any sign of the height), above kMaxDibSize, and when memory is out.
-    BOOL create(LONG width, LONG height, WORD bit_count, DWORD compression = BI_RGB);
-    // The same for any header, whose size fields count as they are; zeros behind it.
+    // The header, and a table, masks and bits of zeros. Replaces what is held. FALSE, and nothing held, for a header
+    // of less than 40 bytes, sizes below 1 x 1 (any sign of the height), above kMaxDibSize, and when memory is out.
     BOOL create(const BITMAPINFOHEADER& header);
     BOOL copy(const DibView& source);
     void reset() { block_.free(); }

@@ -1,6 +1,7 @@
 #pragma once
-// What happens to a bitmap before it is encoded: fewer colours, fewer pixels. The source is never modified; every step
-// writes a new packed bitmap, and reports FALSE when there is none (unsupported, no gain, memory out).
+// What happens to a bitmap before it is encoded: fewer colours, fewer pixels. The source is never modified; a step
+// writes a new packed bitmap into `result`, or returns FALSE with none in it (unsupported, no gain, memory out). The
+// source must not be a view of `result`.
 
 #include "image/dib.h"
 #include "settings/device_mode.h"
@@ -15,13 +16,9 @@ DibView PrepareBitmap(const PrivateDevMode& settings, const DibView& source, LON
 // 24 or 32 bits. TRUE when the depth shrinks, and always for 16 bits.
 BOOL ReduceColorDepth(const DibView& source, PackedDib& result);
 
-// What becomes of the fourth byte of 32-bit pixels.
-enum class Alpha {
-    Drop,
-    Keep,  // the result has 32 bits and the source's compression, with the masks 0xFF0000, 0xFF00, 0xFF
-};
-// Area averaging. 1 bit stays 1 bit, gray ramps stay gray, everything else becomes 24 bits. TRUE when the result is
-// smaller in bytes, head included. Top-down bitmaps are left alone.
+// Area averaging. 1 bit stays 1 bit with its two colours, gray ramps stay gray, everything else becomes 24 bits; 32
+// bits whose alpha is kept stay 32 bits with the source's compression and the masks 0xFF0000, 0xFF00 and 0xFF. TRUE
+// when the result is smaller in bytes, head included. Top-down bitmaps are left alone.
 BOOL DownsampleDib(const DibView& source, LONG source_resolution, LONG target_resolution, PackedDib& result,
                    Alpha alpha = Alpha::Drop);
 

@@ -1,0 +1,287 @@
+// Downsampling by area averaging.
+//
+// An output pixel is the weighted mean of the source pixels that it covers. The weight of a pixel is its column's
+// times its row's: the scale inside, the covered part of that at a cut edge. So the rows that an output row covers are
+// first summed up column by column, and the sums then along the row. Sums are exact; means round to the nearest.
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+#include "image/pixels.h"
+#include "image/prepare.h"
+#include "support/memory.h"
+
+namespace kv {
+namespace {
+
+constexpr DWORD kColorScale = 16, kMonoScale = 2;
+constexpr DWORD kStandardMasks[3] = {0xFF0000, 0xFF00, 0xFF};
+
+// The source pixels that an output pixel covers along one side: one at the near edge, whole ones, one at the far edge.
+struct Span {
+    DWORD first;  // the one at the near edge
+    DWORD whole;  // how many of full weight follow it
+    WORD near_weight;
+    WORD far_weight;  // 0 when no pixel is cut
+    DWORD far() const { return first + 1 + whole; }
+    DWORD total(DWORD scale) const { return near_weight + whole * scale + far_weight; }
+};
+
+// Output pixel i of `to` covers [i x from / to, (i + 1) x from / to).
+Span span_of(DWORD i, DWORD from, DWORD to, DWORD scale) {
+    const uint64_t begin = uint64_t{i} * from, end = begin + from;
+    const auto weight = [&](uint64_t part) {
+        return static_cast<WORD>(MulDiv(static_cast<int>(scale), static_cast<int>(part), static_cast<int>(to)));
+    };
+    const auto first = static_cast<DWORD>(begin / to);
+    return {first, static_cast<DWORD>(end / to) - first - 1, weight(to - begin % to), weight(end % to)};
+}
+
+// The samples of a row: one byte each of gray or of a 1-bit index, or a pixel's blue, green, red and fourth byte.
+class SampleRows {
+public:
+    BOOL open(const DibView& source, Alpha alpha) {
+        if (!pixels_.open(source, alpha)) return FALSE;
+        mono_ = source.header->biBitCount == 1;
+        gray_ = has_gray_ramp(source);
+        return TRUE;
+    }
+    // Room for a row that has to be converted.
+    BOOL alloc() { return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8); }
+
+    bool mono() const { return mono_; }
+    bool gray() const { return gray_; }
+    DWORD channels() const { return mono_ || gray_ ? 1 : pixels_.is_stored_bgr() ? 3 : 4; }
+    DWORD width() const { return pixels_.width(); }
+    DWORD rows() const { return pixels_.rows(); }
+    // Valid until the next call.
+    const BYTE* row(DWORD index) {
+        if (is_stored()) return pixels_.stored_row(index);
+        if (index != converted_) convert(index);
+        converted_ = index;
+        return buffer_.get();
+    }
+
+private:
+    bool is_stored() const { return gray_ || pixels_.is_stored_bgr() || pixels_.is_stored_bgrx(); }
+    void convert(DWORD index);
+
+    PixelReader pixels_;
+    bool mono_ = false, gray_ = false;
+    HeapArray<BYTE> buffer_;
+    DWORD converted_ = ~0u;
+};
+
+void SampleRows::convert(DWORD index) {
+    if (!mono_) return pixels_.read(index, 0, pixels_.width(), reinterpret_cast<DWORD*>(buffer_.get()));
+    const BYTE* from = pixels_.stored_row(index);
+    BYTE* to = buffer_.get();
+    for (DWORD x = 0; x < pixels_.width(); x += 8, ++from) {
+        for (int bit = 7; bit >= 0; --bit) *to++ = *from >> bit & 1;
+    }
+}
+
+// Of a colour table of two.
+DWORD brighter_index(const DWORD* table) {
+    const auto brightness = [](DWORD color) {
+        return (color >> 16 & 0xFF) * 2 + (color >> 8 & 0xFF) * 5 + (color & 0xFF);
+    };
+    return brightness(table[1]) >= brightness(table[0]) ? 1 : 0;
+}
+
+// An empty bitmap for the averages. FALSE when it would not be smaller than the source, or memory is out.
+BOOL make_result(const DibView& source, const SampleRows& rows, Alpha alpha, LONG width, LONG height,
+                 PackedDib& result) {
+    const BITMAPINFOHEADER& from = *source.header;
+    const bool keep_alpha = alpha == Alpha::Keep && from.biBitCount == 32;
+    BITMAPINFOHEADER header = dib_header(width, height, rows.mono() ? 1 : rows.gray() ? 8 : keep_alpha ? 32 : 24);
+    if (keep_alpha) header.biCompression = from.biCompression;
+    if (dib_size(header) >= dib_size(from) || !result.create(header)) return FALSE;
+    if (header.biBitCount == 1) std::memcpy(result.table(), source.table(), 2 * sizeof(DWORD));
+    if (header.biBitCount == 8)
+        for (DWORD i = 0; i < 256; ++i) result.table()[i] = i * 0x010101;
+    if (header.biCompression == BI_BITFIELDS) std::copy_n(kStandardMasks, 3, result.table());
+    return TRUE;
+}
+
+template <class Sum>
+void set_sums(Sum* __restrict sums, const BYTE* __restrict samples, size_t count, Sum weight) {
+    for (size_t i = 0; i < count; ++i) sums[i] = static_cast<Sum>(samples[i] * weight);
+}
+
+template <class Sum>
+void add_to_sums(Sum* __restrict sums, const BYTE* __restrict samples, size_t count, Sum weight) {
+    for (size_t i = 0; i < count; ++i) sums[i] = static_cast<Sum>(sums[i] + samples[i] * weight);
+}
+
+// Divides weighted sums of bytes by the sum of their weights, a divisor below 2^24, and rounds. Exact: what the
+// reciprocal is off, times the dividend, stays below 2^56.
+struct Rounder {
+    uint64_t reciprocal;
+    DWORD half;
+    static Rounder of(DWORD divisor) { return {(1ull << 56) / divisor + 1, divisor / 2}; }
+    BYTE mean(DWORD sum) const { return static_cast<BYTE>((uint64_t{sum} + half) * reciprocal >> 56); }
+};
+
+// Sum holds a column's sum: 16 bits for the usual ratios, where 32 bits hold the sums along the row; else 32 and 64.
+template <class Sum>
+class Averager {
+public:
+    Averager(SampleRows& rows, PackedDib& result)
+        : rows_(rows),
+          result_(result),
+          width_(static_cast<DWORD>(result.header().biWidth)),
+          height_(static_cast<DWORD>(result.header().biHeight)),
+          scale_(rows.mono() ? kMonoScale : kColorScale) {}
+
+    BOOL run();
+
+private:
+    static constexpr bool kNarrow = sizeof(Sum) == 2;
+    using Total = std::conditional_t<kNarrow, DWORD, uint64_t>;
+
+    BOOL plan_columns();
+    void sum_rows(const Span& span);
+    BYTE mean(Total sum, DWORD column_weight) const;
+    template <int channels>
+    void sum_columns(const Span& span, Total (&totals)[channels]) const;
+    template <int channels>
+    void write_means(BYTE* to) const;
+    void write_mono(BYTE* to) const;
+
+    SampleRows& rows_;
+    PackedDib& result_;
+    const DWORD width_, height_, scale_;
+    HeapArray<Span> columns_;
+    HeapArray<Sum> sums_;  // and a pixel of zeros behind the last
+    DWORD row_weight_ = 0, least_column_weight_ = 0;
+    // Rounding of each span's ends moves its weight by less than 1 from the exact one: three values at most.
+    Rounder rounders_[3] = {};
+};
+
+template <class Sum>
+BOOL Averager<Sum>::plan_columns() {
+    if (!columns_.alloc(width_)) return FALSE;
+    least_column_weight_ = ~0u;
+    for (DWORD i = 0; i < width_; ++i) {
+        columns_[i] = span_of(i, rows_.width(), width_, scale_);
+        least_column_weight_ = std::min(least_column_weight_, columns_[i].total(scale_));
+    }
+    return TRUE;
+}
+
+template <class Sum>
+void Averager<Sum>::sum_rows(const Span& span) {
+    const size_t count = size_t{rows_.width()} * rows_.channels();
+    set_sums<Sum>(sums_.get(), rows_.row(span.first), count, span.near_weight);
+    for (DWORD i = 1; i <= span.whole; ++i) {
+        add_to_sums<Sum>(sums_.get(), rows_.row(span.first + i), count, static_cast<Sum>(scale_));
+    }
+    if (span.far_weight > 0) add_to_sums<Sum>(sums_.get(), rows_.row(span.far()), count, span.far_weight);
+    row_weight_ = span.total(scale_);
+    if constexpr (kNarrow) {
+        for (DWORD i = 0; i < 3; ++i) rounders_[i] = Rounder::of((least_column_weight_ + i) * row_weight_);
+    }
+}
+
+template <class Sum>
+BYTE Averager<Sum>::mean(Total sum, DWORD column_weight) const {
+    if constexpr (kNarrow) {
+        return rounders_[column_weight - least_column_weight_].mean(sum);
+    } else {
+        const Total weight = Total{column_weight} * row_weight_;
+        return static_cast<BYTE>((sum + weight / 2) / weight);
+    }
+}
+
+template <class Sum>
+template <int channels>
+void Averager<Sum>::sum_columns(const Span& span, Total (&totals)[channels]) const {
+    const Sum* at = sums_.get() + size_t{span.first} * channels;
+    Total whole[channels] = {};
+    for (int c = 0; c < channels; ++c) totals[c] = Total{at[c]} * span.near_weight;
+    for (DWORD i = 0; i < span.whole; ++i) {
+        at += channels;
+        for (int c = 0; c < channels; ++c) whole[c] += at[c];
+    }
+    at += channels;
+    for (int c = 0; c < channels; ++c) totals[c] += whole[c] * scale_ + Total{at[c]} * span.far_weight;
+}
+
+template <class Sum>
+template <int channels>
+void Averager<Sum>::write_means(BYTE* to) const {
+    const DWORD stored = result_.header().biBitCount / 8u;
+    for (DWORD i = 0; i < width_; ++i, to += stored) {
+        const Span& span = columns_[i];
+        Total totals[channels];
+        sum_columns(span, totals);
+        for (DWORD c = 0; c < stored; ++c) to[c] = mean(totals[c], span.total(scale_));
+    }
+}
+
+// The colour that covers more of a pixel, the brighter one when neither does.
+template <class Sum>
+void Averager<Sum>::write_mono(BYTE* to) const {
+    const DWORD tie = brighter_index(result_.table());
+    DWORD byte = 0;
+    for (DWORD i = 0; i < width_; ++i) {
+        const Span& span = columns_[i];
+        Total ones[1];
+        sum_columns(span, ones);
+        const Total half_weight_twice = Total{span.total(scale_)} * row_weight_;
+        byte = byte << 1 | (2 * ones[0] + tie > half_weight_twice);
+        if (i % 8 == 7) *to++ = static_cast<BYTE>(byte);
+    }
+    if (width_ % 8 != 0) *to = static_cast<BYTE>(byte << (8 - width_ % 8));
+}
+
+template <class Sum>
+BOOL Averager<Sum>::run() {
+    const DWORD channels = rows_.channels();
+    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels)) return FALSE;
+    const auto stride = static_cast<size_t>(dib_stride(result_.header()));
+    BYTE* to = result_.bits();
+    for (DWORD j = 0; j < height_; ++j, to += stride) {
+        sum_rows(span_of(j, rows_.rows(), height_, scale_));
+        if (rows_.mono()) {
+            write_mono(to);
+        } else if (channels == 1) {
+            write_means<1>(to);
+        } else {
+            channels == 3 ? write_means<3>(to) : write_means<4>(to);
+        }
+    }
+    return TRUE;
+}
+
+// Whether column sums fit 16 bits, and sums along a row 32. (Bitmaps of up to kMaxDibSize keep within 32 and 64.)
+bool is_narrow(const SampleRows& rows, const BITMAPINFOHEADER& result) {
+    const auto most_weight = [](DWORD from, LONG to) {
+        return uint64_t{kColorScale} * (from / static_cast<DWORD>(to) + 2);
+    };
+    return most_weight(rows.rows(), result.biHeight) * 0xFF <= 0xFFFF &&
+           most_weight(rows.width(), result.biWidth) <= 0xFF00;
+}
+
+}  // namespace
+
+BOOL DownsampleDib(const DibView& source, LONG source_resolution, LONG target_resolution, PackedDib& result,
+                   Alpha alpha) {
+    result.reset();
+    const BITMAPINFOHEADER& header = *source.header;
+    SampleRows rows;
+    LONG width, height;
+    if (!ScaledSize(header.biWidth, header.biHeight, source_resolution, target_resolution, &width, &height) ||
+        !rows.open(source, alpha)) {
+        return FALSE;
+    }
+    if (!make_result(source, rows, alpha, width, height, result)) return FALSE;
+    const bool done =
+        is_narrow(rows, result.header()) ? Averager<WORD>(rows, result).run() : Averager<DWORD>(rows, result).run();
+    if (!done) result.reset();
+    return done;
+}
+
+}  // namespace kv

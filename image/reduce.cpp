@@ -1,0 +1,142 @@
+// Colour reduction: the colours of an image, each once, become the table of a shallower one.
+
+#include <algorithm>
+#include <cstring>
+
+#include "image/pixels.h"
+#include "image/prepare.h"
+
+namespace kv {
+namespace {
+
+constexpr DWORD kMostColors = 256;
+constexpr DWORD kChunk = 1024;  // pixels handled at a time
+
+// Up to 256 colours in order of appearance, found by hash.
+class ColorSet {
+public:
+    // The colour's index, or kMostColors when there is no room for it.
+    DWORD add(DWORD color) {
+        DWORD slot = color * 0x9E3779B1u >> (32 - kSlotBits);
+        while (slots_[slot].index_plus_1 != 0 && slots_[slot].color != color) slot = (slot + 1) % kSlots;
+        if (slots_[slot].index_plus_1 == 0) {
+            if (count_ == kMostColors) return kMostColors;
+            colors_[count_++] = color;
+            slots_[slot] = {color, count_};
+        }
+        return slots_[slot].index_plus_1 - 1;
+    }
+    DWORD count() const { return count_; }
+    const DWORD* colors() const { return colors_; }
+
+private:
+    static constexpr DWORD kSlotBits = 10, kSlots = 1 << kSlotBits;
+    struct Slot {
+        DWORD color, index_plus_1;
+    };
+    Slot slots_[kSlots] = {};
+    DWORD colors_[kMostColors];
+    DWORD count_ = 0;
+};
+
+// Calls visit(row, first pixel, count, colours) for all pixels, until it returns false.
+template <class Visit>
+bool for_each_chunk(const PixelReader& pixels, Visit visit) {
+    DWORD colors[kChunk];
+    for (DWORD row = 0; row < pixels.rows(); ++row) {
+        for (DWORD first = 0; first < pixels.width(); first += kChunk) {
+            const DWORD count = std::min(kChunk, pixels.width() - first);
+            pixels.read(row, first, count, colors);
+            if (!visit(row, first, count, colors)) return false;
+        }
+    }
+    return true;
+}
+
+// False when there are too many.
+bool collect_colors(const PixelReader& pixels, ColorSet& set) {
+    DWORD last = ~0u;  // no colour
+    return for_each_chunk(pixels, [&](DWORD, DWORD, DWORD count, const DWORD* colors) {
+        for (DWORD x = 0; x < count; ++x) {
+            if (colors[x] == last) continue;
+            last = colors[x];
+            if (set.add(last) == kMostColors) return false;
+        }
+        return true;
+    });
+}
+
+void map_colors(ColorSet& set, const DWORD* colors, DWORD count, BYTE* indices) {
+    DWORD last = colors[0];
+    BYTE index = static_cast<BYTE>(set.add(last));
+    for (DWORD x = 0; x < count; ++x) {
+        if (colors[x] != last) {
+            last = colors[x];
+            index = static_cast<BYTE>(set.add(last));
+        }
+        indices[x] = index;
+    }
+}
+
+// The indices after the last are 0.
+void pack_indices(const BYTE* indices, DWORD count, WORD bit_count, BYTE* to) {
+    if (bit_count == 8) {
+        std::memcpy(to, indices, count);
+    } else if (bit_count == 4) {
+        for (DWORD x = 0; x < count; x += 2) *to++ = static_cast<BYTE>(indices[x] << 4 | indices[x + 1]);
+    } else {
+        for (DWORD x = 0; x < count; x += 8) {
+            DWORD byte = 0;
+            for (DWORD i = 0; i < 8; ++i) byte = byte << 1 | indices[x + i];
+            *to++ = static_cast<BYTE>(byte);
+        }
+    }
+}
+
+void pack_bgr24(const DWORD* colors, DWORD count, BYTE* to) {
+    for (DWORD x = 0; x < count; ++x, to += 3) {
+        to[0] = static_cast<BYTE>(colors[x]);
+        to[1] = static_cast<BYTE>(colors[x] >> 8);
+        to[2] = static_cast<BYTE>(colors[x] >> 16);
+    }
+}
+
+void convert(const PixelReader& pixels, ColorSet& set, PackedDib& result) {
+    const WORD bit_count = result.header().biBitCount;
+    const auto stride = static_cast<size_t>(dib_stride(result.header()));
+    BYTE* const bits = result.bits();
+    for_each_chunk(pixels, [&](DWORD row, DWORD first, DWORD count, const DWORD* colors) {
+        BYTE* to = bits + row * stride + size_t{first} * bit_count / 8;
+        if (bit_count == 24) {
+            pack_bgr24(colors, count, to);
+        } else {
+            BYTE indices[kChunk + 8];
+            map_colors(set, colors, count, indices);
+            std::fill_n(indices + count, 8, BYTE{0});
+            pack_indices(indices, count, bit_count, to);
+        }
+        return true;
+    });
+}
+
+WORD depth_for(DWORD colors) { return colors < 3 ? 1 : colors <= 16 ? 4 : 8; }
+
+}  // namespace
+
+BOOL ReduceColorDepth(const DibView& source, PackedDib& result) {
+    result.reset();
+    const BITMAPINFOHEADER& header = *source.header;
+    PixelReader pixels;
+    if (header.biBitCount < 4 || !pixels.open(source)) return FALSE;
+    ColorSet set;
+    const bool all_in_table = collect_colors(pixels, set);
+    if (!all_in_table && header.biBitCount != 16 && header.biBitCount != 32) return FALSE;
+    const WORD depth = all_in_table ? depth_for(set.count()) : WORD{24};
+    if (depth >= header.biBitCount && header.biBitCount != 16) return FALSE;
+    if (!result.create(dib_header(header.biWidth, header.biHeight, depth))) return FALSE;
+    if (depth <= 8) std::copy_n(set.colors(), set.count(), result.table());
+    convert(pixels, set, result);
+    return TRUE;
+}
+
+}  // namespace kv
