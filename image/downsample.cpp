@@ -24,7 +24,7 @@ struct Span {
     DWORD whole;  // how many of full weight follow it
     WORD near_weight;
     WORD far_weight;  // 0 when no pixel is cut
-    DWORD far() const { return first + 1 + whole; }
+    DWORD last() const { return first + 1 + whole; }
     DWORD total(DWORD scale) const { return near_weight + whole * scale + far_weight; }
 };
 
@@ -178,7 +178,7 @@ void Averager<Sum>::sum_rows(const Span& span) {
     for (DWORD i = 1; i <= span.whole; ++i) {
         add_to_sums<Sum>(sums_.get(), rows_.row(span.first + i), count, static_cast<Sum>(scale_));
     }
-    if (span.far_weight > 0) add_to_sums<Sum>(sums_.get(), rows_.row(span.far()), count, span.far_weight);
+    if (span.far_weight > 0) add_to_sums<Sum>(sums_.get(), rows_.row(span.last()), count, span.far_weight);
     row_weight_ = span.total(scale_);
     if constexpr (kNarrow) {
         for (DWORD i = 0; i < 3; ++i) rounders_[i] = Rounder::of((least_column_weight_ + i) * row_weight_);
