@@ -3,6 +3,7 @@
 // handles of this device. The document's half moves to another device when the application changes the device mode
 // between pages.
 
+#include "dispatch/dispatcher.h"
 #include "platform/ddi.h"
 #include "record/brush.h"
 #include "record/captured_path.h"
@@ -59,6 +60,7 @@ struct DocumentState {
     HPALETTE palette = nullptr;
     BrushList brushes;
     ObjectPtr<File> job;
+    ObjectPtr<CDispatcher> dispatcher;  // null where none is installed
     ObjectPtr<CGlobalObj> trays;  // 16-bit tray numbers in order of first use
     PathText printer_name, port_name;
     TextBuffer<256> document_name;
@@ -117,6 +119,7 @@ struct PDEVICE : DocumentState {
 private:
     BOOL begin_header(BYTE type, DWORD counted_length);
     BOOL begin_compressed(BYTE type);
+    BOOL announce_document(DWORD id);
     BOOL create_job_file();
     BOOL write_document_start();
     BOOL write_page_start();
@@ -124,6 +127,7 @@ private:
     BOOL write_trailer();
     BOOL write_tray_names();
     BOOL copy_to_spooler();
+    PathText close_job(bool complete, DWORD recorded_pages);
     void reset_document();
 };
 

@@ -19,6 +19,9 @@ inline void store_u32(BYTE* at, uint32_t value) {
     store_u16(at, static_cast<uint16_t>(value));
     store_u16(at + 2, static_cast<uint16_t>(value >> 16));
 }
+inline uint32_t load_u32(const BYTE* at) {
+    return at[0] | uint32_t{at[1]} << 8 | uint32_t{at[2]} << 16 | uint32_t{at[3]} << 24;
+}
 
 // Writes into a span it does not own. A write that does not fit is dropped whole and remembered.
 class ByteWriter {

@@ -1,0 +1,48 @@
+#pragma once
+// A mutex that processes share by its name.
+
+#include <atomic>
+
+#include "dispatch/object_names.h"
+
+namespace kv {
+
+// Lets everyone open an object: no access list, and from Windows Vista on a label that processes of low integrity pass.
+class OpenSecurity {
+public:
+    OpenSecurity();
+    ~OpenSecurity();
+    OpenSecurity(const OpenSecurity&) = delete;
+    OpenSecurity& operator=(const OpenSecurity&) = delete;
+
+    // For an object whose handle may be inherited; null when the system refused to make them.
+    SECURITY_ATTRIBUTES* attributes() { return usable_ ? &attributes_ : nullptr; }
+
+private:
+    SECURITY_DESCRIPTOR descriptor_;
+    SECURITY_ATTRIBUTES attributes_;
+    PSECURITY_DESCRIPTOR label_ = nullptr;  // owns the list that descriptor_ refers to
+    bool usable_ = false;
+};
+
+class CNamedMutex {
+public:
+    explicit CNamedMutex(const WCHAR* object_name) : name_(object_name) {}
+    // Releases what is held.
+    ~CNamedMutex();
+    CNamedMutex(const CNamedMutex&) = delete;
+    CNamedMutex& operator=(const CNamedMutex&) = delete;
+
+    // TRUE when the mutex is the calling thread's, also when its last owner ended without giving it up. Once more for
+    // each call; made at the first.
+    BOOL Acquire(DWORD milliseconds);
+    BOOL Release();
+
+private:
+    ObjectName name_;
+    HANDLE handle_ = nullptr;
+    DWORD owner_ = 0;  // thread id
+    std::atomic<LONG> count_{0};
+};
+
+}  // namespace kv
