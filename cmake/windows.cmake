@@ -12,7 +12,7 @@ set_target_properties(JPEG::JPEG PROPERTIES IMPORTED_LOCATION ${jpeg}/lib/libjpe
   INTERFACE_INCLUDE_DIRECTORIES ${jpeg}/include)
 
 kv_module(platform FOLDER platform/windows)
-kv_module(support LINKS kv_platform)
+kv_module(support LINKS kv_platform wtsapi32)
 kv_module(settings LINKS kv_support)
 kv_module(image LINKS kv_settings JPEG::JPEG)
 kv_module(fonts LINKS kv_support)
@@ -33,7 +33,7 @@ set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
 target_link_options(kvgraph12 PRIVATE -static -s -Wl,--enable-stdcall-fixup -Wl,--kill-at)
 target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-whole-archive kv_record
-  ${engine_imports} gdi32 winspool wtsapi32 advapi32 shell32 ole32 user32 version)
+  ${engine_imports} gdi32 winspool advapi32 shell32 ole32 user32 version)
 
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)

@@ -28,7 +28,7 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
     if (!device) return FALSE;
     if (!device->document_open && (name || job_id != 0)) {
         BOOL started = FALSE;
-        const auto start = [&] {
+        auto start = [&] {
             kv::PathText title;
             kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
             started = device->StartDocW(title.c_str(), job_id);
