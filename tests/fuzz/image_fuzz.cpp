@@ -57,7 +57,7 @@ void make_source(Input& in, Source& source) {
     static constexpr WORD kBits[] = {1, 4, 8, 16, 24, 32, 2, 15};
     static constexpr DWORD kCompressions[] = {BI_RGB, BI_RGB, BI_BITFIELDS, BI_RLE8, BI_RLE4};
     BITMAPINFOHEADER& header = source.header;
-    header = dib_header(static_cast<LONG>(in.u16() % 1200), static_cast<LONG>(in.u8()) - 64, in.pick(kBits));
+    header = dib_header(static_cast<LONG>(in.u16() % 640), static_cast<LONG>(in.u8() % 64) - 8, in.pick(kBits));
     header.biSize = in.pick(kSizes);
     header.biCompression = in.pick(kCompressions);
     header.biSizeImage = in.u16();
