@@ -3,13 +3,17 @@
 enable_language(RC)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0600 WINVER=0x0600)
 
-# No package has libjpeg for this target: it is built from Debian's source.
+# Libraries that no package has for this target are built from Debian's source.
 string(REGEX REPLACE ".*/|-g\\+\\+.*$" "" triplet ${CMAKE_CXX_COMPILER})
-execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-libjpeg ${triplet} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
-set(jpeg ${CMAKE_SOURCE_DIR}/build/libjpeg/${triplet})
-add_library(JPEG::JPEG STATIC IMPORTED)
-set_target_properties(JPEG::JPEG PROPERTIES IMPORTED_LOCATION ${jpeg}/lib/libjpeg.a
-  INTERFACE_INCLUDE_DIRECTORIES ${jpeg}/include)
+function(windows_library target package archive includes)
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-windows-library ${package} ${triplet}
+                  COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+  set(folder ${CMAKE_SOURCE_DIR}/build/windows-libraries/${triplet})
+  add_library(${target} STATIC IMPORTED)
+  set_target_properties(${target} PROPERTIES IMPORTED_LOCATION ${folder}/lib/${archive}
+    INTERFACE_INCLUDE_DIRECTORIES ${folder}/${includes})
+endfunction()
+windows_library(JPEG::JPEG libjpeg-turbo libjpeg.a include)
 
 kv_module(platform FOLDER platform/windows)
 kv_module(support LINKS kv_platform wtsapi32)
