@@ -14,6 +14,7 @@ kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 kv_module(engine LINKS kv_driver Freetype::Freetype)
+target_sources(kv_engine PRIVATE ${CMAKE_SOURCE_DIR}/platform/host_engine/driver_module.cpp)
 # The driver calls the engine's services as the engine calls the driver's hooks.
 target_link_libraries(kv_record PUBLIC kv_engine)
 

@@ -3,32 +3,24 @@
 #include <stdexcept>
 #include <vector>
 
+#include "engine/services.h"
 #include "engine/surfaces.h"
-#include "platform/host/control.h"
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
 namespace kv::engine {
 namespace {
 constexpr ULONG kColorOnColor = 3;  // the stretching mode of most applications: pixels are dropped, not mixed
 }
 
-Driver::Driver() {
+Driver::Driver() : module_(services()) {
     constexpr ULONG kEngineVersion = 0x30001;
     DRVENABLEDATA data = {};
-    if (!DllMain(host::driver_module(), DLL_PROCESS_ATTACH, nullptr) ||
-        !DrvEnableDriver(kEngineVersion, sizeof data, &data)) {
-        throw std::runtime_error("the driver does not load");
-    }
+    if (!module_.enable(kEngineVersion, sizeof data, &data)) throw std::runtime_error("the driver does not load");
     for (ULONG i = 0; i < data.c; ++i) {
         if (data.pdrvfn[i].iFunc < table_.size()) table_[data.pdrvfn[i].iFunc] = data.pdrvfn[i].pfn;
     }
 }
 
-Driver::~Driver() {
-    hook<decltype(DrvDisableDriver)>(INDEX_DrvDisableDriver)();
-    DllMain(host::driver_module(), DLL_PROCESS_DETACH, nullptr);
-}
+Driver::~Driver() { hook<decltype(DrvDisableDriver)>(INDEX_DrvDisableDriver)(); }
 
 Device::Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const std::u16string& name)
     : driver_(driver), printer_(printer), name_(name) {

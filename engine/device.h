@@ -7,6 +7,7 @@
 #include "driver/hooks.h"
 #include "engine/objects.h"
 #include "engine/text.h"
+#include "platform/driver_module.h"
 #include "settings/device_mode.h"
 
 namespace kv::engine {
@@ -26,6 +27,7 @@ public:
     }
 
 private:
+    DriverModule module_;
     std::array<PFN, 128> table_{};
 };
 

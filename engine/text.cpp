@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
@@ -94,14 +94,13 @@ bool String::next_batch(ULONG& count, GLYPHPOS*& glyphs) {
 
 }  // namespace kv::engine
 
+using kv::engine_call_fails;
 using kv::engine::String;
-using kv::host::CallKind;
-using kv::host::should_fail;
 
 void APIENTRY STROBJ_vEnumStart(STROBJ* text) { static_cast<String*>(text)->start_enumeration(); }
 
 BOOL APIENTRY STROBJ_bEnumPositionsOnly(STROBJ* text, ULONG* count, GLYPHPOS** glyphs) {
-    if (should_fail(CallKind::Engine, "STROBJ_bEnumPositionsOnly")) return static_cast<BOOL>(DDI_ERROR);
+    if (engine_call_fails("STROBJ_bEnumPositionsOnly")) return static_cast<BOOL>(DDI_ERROR);
     return static_cast<String*>(text)->next_batch(*count, *glyphs);
 }
 
