@@ -42,3 +42,11 @@ target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-w
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 target_link_options(kvres1232 PRIVATE -nostdlib -s -Wl,--entry=0)
+
+# The programs that drive the DLL: only the 64-bit one can be run everywhere that this is built.
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  windows_library(Freetype::Freetype freetype libfreetype.a include/freetype2)
+  kv_module(engine LINKS Freetype::Freetype)
+  target_sources(kv_engine PRIVATE ${CMAKE_SOURCE_DIR}/platform/windows_engine/driver_module.cpp)
+  target_compile_definitions(kv_engine PUBLIC KV_ENGINE_SIDE)
+endif()

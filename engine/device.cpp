@@ -22,7 +22,7 @@ Driver::Driver() : module_(services()) {
 
 Driver::~Driver() { hook<decltype(DrvDisableDriver)>(INDEX_DrvDisableDriver)(); }
 
-Device::Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const std::u16string& name)
+Device::Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const WideString& name)
     : driver_(driver), printer_(printer), name_(name) {
     handle_ = enable(mode);
     if (handle_) enable_surface();
@@ -63,8 +63,8 @@ void Device::disable_surface() {
     surface_handle_ = nullptr;
 }
 
-BOOL Device::start_document(const std::u16string& name, DWORD job_id) {
-    std::u16string text = name;
+BOOL Device::start_document(const WideString& name, DWORD job_id) {
+    WideString text = name;
     return driver_.hook<decltype(DrvStartDoc)>(INDEX_DrvStartDoc)(surface_, text.data(), job_id);
 }
 

@@ -7,6 +7,7 @@
 #include "driver/hooks.h"
 #include "engine/objects.h"
 #include "engine/text.h"
+#include "engine/wide_string.h"
 #include "platform/driver_module.h"
 #include "settings/device_mode.h"
 
@@ -35,7 +36,7 @@ private:
 class Device {
 public:
     // mode: the application's, or null.
-    Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const std::u16string& name);
+    Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const WideString& name);
     ~Device();
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
@@ -46,7 +47,7 @@ public:
     SURFOBJ* surface() const { return surface_; }
     DHPDEV handle() const { return handle_; }
 
-    BOOL start_document(const std::u16string& name, DWORD job_id);
+    BOOL start_document(const WideString& name, DWORD job_id);
     BOOL start_page();
     BOOL send_page();
     BOOL end_document(FLONG flags = 0);
@@ -90,7 +91,7 @@ private:
 
     Driver& driver_;
     HANDLE printer_;
-    std::u16string name_;
+    WideString name_;
     DHPDEV handle_ = nullptr;
     SURFOBJ* surface_ = nullptr;
     HSURF surface_handle_ = nullptr;

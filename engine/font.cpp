@@ -57,10 +57,8 @@ Font::~Font() {
     if (auto* destroy = driver_->hook<decltype(DrvDestroyFont)>(INDEX_DrvDestroyFont)) destroy(this);
 }
 
-void Font::rename(const std::u16string& family, const std::u16string& face) {
-    auto text_at = [&](LONG offset) {
-        return std::u16string(reinterpret_cast<const char16_t*>(metrics_.data() + offset));
-    };
+void Font::rename(const WideString& family, const WideString& face) {
+    auto text_at = [&](LONG offset) { return WideString(reinterpret_cast<const WCHAR*>(metrics_.data() + offset)); };
     FontTexts texts = {family, text_at(metrics().dpwszStyleName), face, text_at(metrics().dpwszUniqueName)};
     metrics_ = with_texts(metrics_, texts);
 }

@@ -8,9 +8,9 @@
 namespace kv::engine {
 namespace {
 
-std::vector<HGLYPH> glyphs_of(const Font& font, const std::u16string& characters) {
+std::vector<HGLYPH> glyphs_of(const Font& font, const WideString& characters) {
     std::vector<HGLYPH> glyphs;
-    for (char16_t unit : characters) glyphs.push_back(const_cast<Font&>(font).face().glyph_of(unit));
+    for (WCHAR unit : characters) glyphs.push_back(const_cast<Font&>(font).face().glyph_of(unit));
     return glyphs;
 }
 
@@ -43,10 +43,10 @@ RECTL line_box(Font& font, const Placement& placement) {
 
 }  // namespace
 
-String::String(Font& font, const std::u16string& characters, POINTL origin)
+String::String(Font& font, const WideString& characters, POINTL origin)
     : String(font, characters, along_baseline(font, glyphs_of(font, characters), origin)) {}
 
-String::String(Font& font, const std::u16string& characters, Placement placement)
+String::String(Font& font, const WideString& characters, Placement placement)
     : STROBJ{}, units_(characters.begin(), characters.end()) {
     for (HGLYPH glyph : glyphs_of(font, characters)) glyphs_.push_back({glyph, nullptr, {}});
     take(font, std::move(placement));
