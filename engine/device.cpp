@@ -74,6 +74,13 @@ BOOL Device::send_page() { return driver_.hook<decltype(DrvSendPage)>(INDEX_DrvS
 
 BOOL Device::end_document(FLONG flags) { return driver_.hook<decltype(DrvEndDoc)>(INDEX_DrvEndDoc)(surface_, flags); }
 
+ULONG Device::escape(ULONG code, std::span<const BYTE> in, std::span<BYTE> out) {
+    std::vector<BYTE> copy(in.begin(), in.end());
+    return driver_.hook<decltype(DrvEscape)>(INDEX_DrvEscape)(surface_, code, static_cast<ULONG>(copy.size()),
+                                                              copy.empty() ? nullptr : copy.data(),
+                                                              static_cast<ULONG>(out.size()), out.data());
+}
+
 BOOL Device::reset(const DEVMODEW& mode) {
     const DHPDEV old_handle = handle_;
     const DHPDEV new_handle = enable(&mode);

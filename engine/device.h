@@ -2,6 +2,7 @@
 // The graphics engine's hold on a printer driver: the loaded driver, and devices whose hooks it calls.
 
 #include <array>
+#include <span>
 #include <string>
 
 #include "driver/hooks.h"
@@ -51,6 +52,8 @@ public:
     BOOL start_page();
     BOOL send_page();
     BOOL end_document(FLONG flags = 0);
+    // What an application asks of the driver beside drawing; bytes in and out as the escape defines them.
+    ULONG escape(ULONG code, std::span<const BYTE> in, std::span<BYTE> out = {});
     // Another device mode between pages: the driver moves the document to a new device.
     BOOL reset(const DEVMODEW& mode);
 

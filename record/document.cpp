@@ -146,6 +146,7 @@ PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
 void PDEVICE::reset_document() {
     pages.clear();
     brushes.clear();
+    attached.clear();
     pending.clear();
     trays.reset();
     document_flags = 0;

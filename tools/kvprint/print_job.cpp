@@ -141,6 +141,15 @@ HANDLE open_printer(const Options& options, const std::string& output) {
     return host::open_printer(printer);
 }
 
+// Names and values as the PASSTHROUGH escape takes them: the word 2, then UTF-16 texts, the last one empty.
+std::vector<BYTE> data_block(const Options& options) {
+    std::u16string block = u"\x2";
+    for (const auto& [name, value] : options.data) block += widen(name) + u'\0' + widen(value) + u'\0';
+    block += u'\0';
+    const auto* bytes = reinterpret_cast<const BYTE*>(block.data());
+    return {bytes, bytes + block.size() * sizeof(char16_t)};
+}
+
 // The job under a name of its own, renamed when it is whole.
 class Output {
 public:
@@ -193,10 +202,18 @@ private:
             if (!device_->is_open() || !device_->start_document(widen(name), 1)) {
                 throw std::runtime_error("the driver cannot start a document");
             }
+            attach_data();
         } else if (std::memcmp(&mode, &mode_, sizeof mode) != 0 && !device_->reset(mode)) {
             throw std::runtime_error("the driver does not take another page size");
         }
         mode_ = mode;
+    }
+
+    void attach_data() {
+        constexpr ULONG kPassThrough = 19;
+        if (!options_.data.empty() && !device_->escape(kPassThrough, data_block(options_))) {
+            throw std::runtime_error("the driver does not take the data");
+        }
     }
 
     void print_page(const Pdf& pdf, int number) {
