@@ -332,7 +332,9 @@ BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
     std::error_code failed;
     const auto options = replace ? fs::copy_options::overwrite_existing : fs::copy_options::none;
     if (!fs::copy_file(source, target, options, failed)) {
-        return fail_with(failed == std::errc::file_exists ? ERROR_ALREADY_EXISTS : ERROR_ACCESS_DENIED);
+        if (failed == std::errc::file_exists) return fail_with(ERROR_ALREADY_EXISTS);
+        unlink(target.c_str());
+        return fail_with(failed == std::errc::no_space_on_device ? ERROR_DISK_FULL : ERROR_ACCESS_DENIED);
     }
     fs::remove(source, failed);
     return TRUE;
