@@ -6,10 +6,10 @@
 namespace kvprint {
 
 const char* const kUsage =
-    "usage: kvprint INPUT.pdf -o JOB.kv [--pages 1-3,7] [--set NAME=VALUE ...]\n"
+    "usage: kvprint INPUT.pdf [-o JOB.kv] [--pages 1-3,7] [--set NAME=VALUE ...]\n"
     "               [--data NAME=VALUE ...] [--quiet]\n"
-    "Prints a PDF file through the Karvo driver into a job file.\n"
-    "  -o JOB.kv          the job file to write\n"
+    "Prints a PDF file through the Karvo driver.\n"
+    "  -o JOB.kv          the job file to write; without it the job goes to the dispatcher, kvdisp12\n"
     "  --pages LIST       pages and ranges of pages to print\n"
     "  --set NAME=VALUE   a setting of the printer, such as Resolution=300 or Compression=0x10\n"
     "  --data NAME=VALUE  a name and a text that the job carries\n"
@@ -94,7 +94,6 @@ Options parse_options(const std::vector<std::string>& arguments) {
     }
     if (options.help) return options;
     if (options.input.empty()) throw UsageError("no input");
-    if (options.output.empty()) throw UsageError("no output: give -o JOB.kv");
     return options;
 }
 

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "platform/host/control.h"
+#include "tools/kvprint/handover.h"
 #include "tools/kvprint/papers.h"
 
 namespace kvprint {
@@ -126,7 +127,8 @@ private:
     fz_rect bounds_ = {};
 };
 
-// The printer as the machine knows it, with the whole page printable and the user's settings.
+// The printer as the machine knows it, with the whole page printable and the user's settings. Without an output only
+// the dispatcher gets the job.
 HANDLE open_printer(const Options& options, const std::string& output) {
     for (auto margin : {u"MarginLeft", u"MarginTop", u"MarginRight", u"MarginBottom"}) {
         host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, margin, 0);
@@ -136,7 +138,7 @@ HANDLE open_printer(const Options& options, const std::string& output) {
     }
     host::Printer printer;
     printer.name = kPrinterName;
-    printer.port = u"FILE:";
+    printer.port = output.empty() ? u"KARVO:" : u"FILE:";
     printer.output_path = output;
     return host::open_printer(printer);
 }
@@ -178,8 +180,8 @@ void show_progress(const Options& options, int page, int pages) {
 
 class Printing {
 public:
-    Printing(const Options& options, const Output& output, fz_context* context)
-        : options_(options), context_(context), printer_(open_printer(options, output.partial())) {}
+    Printing(const Options& options, const std::string& output, fz_context* context)
+        : options_(options), context_(context), printer_(open_printer(options, output)) {}
 
     void print(const Pdf& pdf) {
         for (int number = 1; number <= pdf.pages(); ++number) {
@@ -188,6 +190,8 @@ public:
             print_page(pdf, number);
         }
         if (!device_) throw std::runtime_error("no such page");
+    }
+    void finish() {
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
         device_.reset();
         host::close_printer(printer_);  // writes the output
@@ -241,11 +245,22 @@ private:
 Played print_file(const Options& options) {
     Context context;
     Pdf pdf(context.fz, options.input);
-    Output output(options.output);
-    Printing printing(options, output, context.fz);
+    std::optional<Handover> handover;
+    std::optional<Output> output;
+    if (options.output.empty()) {
+        handover.emplace();
+    } else {
+        output.emplace(options.output);
+    }
+    Printing printing(options, output ? output->partial() : "", context.fz);
     printing.print(pdf);
     if (context.found_damage()) throw std::runtime_error("damaged: content is missing");
-    output.finish();
+    printing.finish();
+    if (output) {
+        output->finish();
+    } else {
+        handover->finish();
+    }
     return printing.played();
 }
 
