@@ -1,7 +1,6 @@
 #include "driver/hooks.h"
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
-#include "settings/job_name.h"
 
 using kv::PDEVICE;
 
@@ -28,12 +27,7 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
     if (!device) return FALSE;
     if (!device->document_open && (name || job_id != 0)) {
         BOOL started = FALSE;
-        auto start = [&] {
-            kv::PathText title;
-            kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
-            started = device->StartDocW(title.c_str(), job_id);
-        };
-        if (!kv::guarded_call(start)) {
+        if (!kv::guarded_call([&] { started = device->StartDocW(name, job_id); })) {
             SetLastError(ERROR_GEN_FAILURE);
             started = FALSE;
         }

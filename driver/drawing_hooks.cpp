@@ -64,8 +64,9 @@ BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* cli
     return record_path(surface, path, clip, drawing);
 }
 
-BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ* target, SURFOBJ*, SURFOBJ*, XLATEOBJ* translation,
+BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ* target, SURFOBJ* pattern, SURFOBJ*, XLATEOBJ* translation,
                               ULONG hatch) {
-    if (!PDEVICE::FromSurface(target, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow) || !brush) return FALSE;
-    return kv::realize_brush(brush, translation, hatch);
+    PDEVICE* device = PDEVICE::FromSurface(target, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
+    if (!device || !brush) return FALSE;
+    return kv::realize_brush(*device, brush, pattern, translation, hatch);
 }

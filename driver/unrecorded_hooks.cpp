@@ -14,32 +14,10 @@ BOOL accept(const SURFOBJ* surface) {
 
 }  // namespace
 
-BOOL APIENTRY DrvBitBlt(SURFOBJ* target, SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, POINTL*, POINTL*, BRUSHOBJ*,
-                        POINTL*, ROP4) {
-    return accept(target);
-}
-
-BOOL APIENTRY DrvStretchBlt(SURFOBJ* target, SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, COLORADJUSTMENT*, POINTL*, RECTL*,
-                            RECTL*, POINTL*, ULONG) {
-    return accept(target);
-}
-
-BOOL APIENTRY DrvStretchBltROP(SURFOBJ* target, SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, COLORADJUSTMENT*, POINTL*,
-                               RECTL*, RECTL*, POINTL*, ULONG, BRUSHOBJ*, DWORD) {
-    return accept(target);
-}
-
-BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, POINTL*) { return accept(target); }
-
-BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, RECTL*, BLENDOBJ*) {
-    return accept(target);
-}
-
-BOOL APIENTRY DrvTransparentBlt(SURFOBJ* target, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, RECTL*, ULONG, ULONG) {
-    return accept(target);
-}
-
 BOOL APIENTRY DrvTextOut(SURFOBJ* surface, STROBJ*, FONTOBJ*, CLIPOBJ*, RECTL*, RECTL*, BRUSHOBJ*, BRUSHOBJ*, POINTL*,
                          MIX) {
     return accept(surface);
 }
+
+// No escape is supported.
+ULONG APIENTRY DrvEscape(SURFOBJ*, ULONG, ULONG, PVOID, ULONG, PVOID) { return 0; }

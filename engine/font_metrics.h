@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "engine/wide_string.h"
 #include "platform/ddi.h"
 
 namespace kv::engine {
 
 struct FontTexts {
-    WideString family, style, face, unique;
+    std::u16string family, style, face, unique;
 };
 
 // The Windows names, English ones first.

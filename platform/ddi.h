@@ -7,8 +7,7 @@
 
 #include "platform/win32.h"
 
-// The program that plays the engine defines what the driver imports.
-#if defined(_WIN32) && !defined(KV_ENGINE_SIDE)
+#ifdef _WIN32
 #define KV_ENGINE_API extern "C" __declspec(dllimport)
 #else
 #define KV_ENGINE_API extern "C"

@@ -1,10 +1,12 @@
 #include "record/brush.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "driver/pdevice.h"
 #include "record/record_types.h"
+#include "record/surface_dib.h"
 #include "support/process_state.h"
 
 namespace kv {
@@ -41,9 +43,57 @@ BrushId new_identifier(const PDEVICE& device) {
                                                  : process_state().brush_ids.next();
 }
 
+BYTE* pattern_of(RealizedBrush& brush) { return reinterpret_cast<BYTE*>(&brush + 1); }
+
+// Enough for the pattern as it stands and with its colours reduced to a table.
+uint64_t pattern_room(BITMAPINFOHEADER header) {
+    if (header.biBitCount <= 8) return dib_size(header);
+    header.biCompression = BI_BITFIELDS;
+    const uint64_t full = dib_size(header);
+    header.biCompression = BI_RGB;
+    header.biBitCount = 8;
+    return std::max(full, dib_size(header));
+}
+
+// Behind the realised brush, where there are `room` bytes.
+BOOL realize_pattern(PDEVICE& device, const SURFOBJ& surface, XLATEOBJ* translation, RealizedBrush& brush,
+                     uint64_t room) {
+    const RECTL whole = {0, 0, surface.sizlBitmap.cx, surface.sizlBitmap.cy};
+    SurfaceRequest request = {.surface = &surface};
+    request.translation = translation;
+    request.source = request.destination = whole;
+    SurfaceImage image;
+    if (!ConvertSurfaceToDib(device, request, image)) return FALSE;
+    const DibView dib = image.view();
+    if (dib_size(*dib.header) > room) return FALSE;
+    const auto head_size = static_cast<size_t>(dib_head_size(*dib.header));
+    brush.kind = BrushKind::Pattern;
+    std::memcpy(pattern_of(brush), dib.header, head_size);
+    std::memcpy(pattern_of(brush) + head_size, dib.bits, static_cast<size_t>(dib_bits_size(*dib.header)));
+    return TRUE;
+}
+
+void realize_colors(const BRUSHOBJ& brush, XLATEOBJ* translation, ULONG hatch, RealizedBrush& realized) {
+    if (brush.iSolidColor != kNotSolid) {
+        realized.colour = swap_red_and_blue(brush.iSolidColor);
+    } else if (hatch < HS_DDI_MAX) {
+        realized.kind = BrushKind::Hatched;
+        realized.colour = swap_red_and_blue(XLATEOBJ_iXlate(translation, 1));
+        realized.hatch = hatch;
+        realized.background = swap_red_and_blue(XLATEOBJ_iXlate(translation, 0));
+    } else {
+        realized.colour = 0xFFFFFF;
+    }
+}
+
 }  // namespace
 
-DWORD realized_brush_size(const RealizedBrush&) { return sizeof(RealizedBrush); }
+DWORD realized_brush_size(const RealizedBrush& brush) {
+    if (brush.kind != BrushKind::Pattern) return sizeof(RealizedBrush);
+    BITMAPINFOHEADER header;
+    std::memcpy(&header, &brush + 1, sizeof header);
+    return static_cast<DWORD>(sizeof(RealizedBrush) + dib_size(header));
+}
 
 BrushId BrushList::find(const RealizedBrush& brush) const {
     DWORD size = realized_brush_size(brush);
@@ -95,19 +145,18 @@ BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush) {
     return brush.id;
 }
 
-BOOL realize_brush(BRUSHOBJ* brush, XLATEOBJ* translation, ULONG hatch) {
-    const bool solid = brush->iSolidColor != kNotSolid;
-    auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvAllocRbrush(brush, sizeof(RealizedBrush)));
+BOOL realize_brush(PDEVICE& device, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch) {
+    BITMAPINFOHEADER header;
+    const bool patterned =
+        brush->iSolidColor == kNotSolid && hatch >= HS_DDI_MAX && pattern && describe_surface(*pattern, header);
+    const uint64_t room = patterned ? pattern_room(header) : 0;
+    if (room > kMaxDibSize - sizeof(RealizedBrush)) return FALSE;
+    const auto size = static_cast<ULONG>(sizeof(RealizedBrush) + room);
+    auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvAllocRbrush(brush, size));
     if (!realized) return FALSE;
-    *realized = {};
-    if (!solid && hatch < HS_DDI_MAX) {
-        realized->kind = BrushKind::Hatched;
-        realized->colour = swap_red_and_blue(XLATEOBJ_iXlate(translation, 1));
-        realized->hatch = hatch;
-        realized->background = swap_red_and_blue(XLATEOBJ_iXlate(translation, 0));
-    } else {
-        realized->colour = solid ? swap_red_and_blue(brush->iSolidColor) : 0xFFFFFF;
-    }
+    std::memset(realized, 0, size);
+    if (patterned) return realize_pattern(device, *pattern, translation, *realized, room);
+    realize_colors(*brush, translation, hatch, *realized);
     return TRUE;
 }
 

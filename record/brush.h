@@ -78,7 +78,8 @@ BrushId ResolveBrush(PDEVICE& device, BRUSHOBJ* brush);
 // Introduces the brush with a record the first time it is seen in the job, and stores its identifier in it.
 BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush);
 
-// Fills the engine's memory for a brush. FALSE when there is none to be had. Patterns are realised as white.
-BOOL realize_brush(BRUSHOBJ* brush, XLATEOBJ* translation, ULONG hatch);
+// Fills the engine's memory for a brush. pattern: of a pattern brush, or null. FALSE when there is no memory to be had
+// and for patterns that cannot be converted or take more room than their surface suggests.
+BOOL realize_brush(PDEVICE& device, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch);
 
 }  // namespace kv

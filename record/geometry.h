@@ -10,16 +10,20 @@ namespace kv {
 // Where accumulating starts; written to the file unchanged.
 inline constexpr RECTL kEmptyRect = {0x7FFFFFFF, 0x7FFFFFFF, -0x7FFFFFFF - 1, -0x7FFFFFFF - 1};
 
-inline bool is_accumulator(const RECTL& r) {
-    return r.left == kEmptyRect.left && r.top == kEmptyRect.top && r.right == kEmptyRect.right &&
-           r.bottom == kEmptyRect.bottom;
+inline bool same_rect(const RECTL& a, const RECTL& b) {
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
+inline bool is_accumulator(const RECTL& r) { return same_rect(r, kEmptyRect); }
 inline bool is_empty(const RECTL& r) { return r.left >= r.right || r.top >= r.bottom; }
 inline bool fits_16_bits(LONG value) { return value == static_cast<int16_t>(value); }
 inline bool fits_16_bits(const RECTL& r) {
     return is_accumulator(r) ||
            (fits_16_bits(r.left) && fits_16_bits(r.top) && fits_16_bits(r.right) && fits_16_bits(r.bottom));
 }
+
+// Negative for inverted rectangles; never overflows.
+inline int64_t width_of(const RECTL& r) { return int64_t{r.right} - r.left; }
+inline int64_t height_of(const RECTL& r) { return int64_t{r.bottom} - r.top; }
 
 // left <= right and top <= bottom; kEmptyRect stays as it is.
 RECTL normalized(RECTL rect);

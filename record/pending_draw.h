@@ -3,6 +3,7 @@
 // image bands, of rectangle fills or of text. It is written before any other record begins.
 
 #include "platform/ddi.h"
+#include "record/geometry.h"
 #include "support/memory.h"
 
 namespace kv {
@@ -45,10 +46,18 @@ public:
     // Writes what is held and forgets it. A flush from within the operation's own writing does nothing.
     BOOL flush(PDEVICE& device);
     // Forgets what is held without writing it.
-    void clear() { operation_.reset(); }
+    void clear() {
+        operation_.reset();
+        last_xor_ = kEmptyRect;
+    }
+
+    // Where the last image was written with exclusive-or, device pixels: the next one there is no new beginning.
+    const RECTL& last_xor() const { return last_xor_; }
+    void remember_xor(const RECTL& destination) { last_xor_ = destination; }
 
 private:
     ObjectPtr<PendingOperation> operation_;
+    RECTL last_xor_ = kEmptyRect;
     bool flushing_ = false;
 };
 

@@ -113,7 +113,6 @@ void reset_all() {
     reset_modules();
     reset_printers();
     reset_files();
-    reset_shared_folder();
     last_error = 0;
 }
 

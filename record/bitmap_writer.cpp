@@ -1,0 +1,245 @@
+#include "record/bitmap_writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "driver/pdevice.h"
+#include "image/encoding.h"
+#include "record/clip_recorder.h"
+#include "record/path_recorder.h"
+#include "record/raster_ops.h"
+#include "record/record_types.h"
+
+namespace kv {
+namespace {
+
+constexpr BYTE kXor = 0x66;
+constexpr BYTE kTransparentIsJpeg = 0x01;
+constexpr DWORD kMaxPosition = 0x7FFFFFFF;
+
+// What stands before the bitmap in a record.
+class RecordHead {
+public:
+    explicit RecordHead(bool narrow) : narrow_(narrow), out_(bytes_) {}
+
+    ByteWriter& out() { return out_; }
+    void rect(const RECTL& rect) { narrow_ ? put_rect16(out_, rect) : put_rect32(out_, rect); }
+    void point(LONG x, LONG y) {
+        for (LONG value : {x, y}) {
+            narrow_ ? out_.u16(static_cast<DWORD>(value)) : out_.u32(static_cast<DWORD>(value));
+        }
+    }
+    bool narrow() const { return narrow_; }
+    BYTE* data() { return bytes_; }
+    DWORD size() const { return static_cast<DWORD>(out_.size()); }
+
+private:
+    static constexpr size_t kLargest = 58;
+    bool narrow_;
+    BYTE bytes_[kLargest] = {};
+    ByteWriter out_;
+};
+
+bool are_narrow(const RECTL& source, const RECTL& destination) {
+    return fits_16_bits(source) && fits_16_bits(destination);
+}
+
+// How a record with an encoded image is framed.
+struct ImageRecord {
+    BYTE plain_type, jpeg_type;
+    BYTE* jpeg_flags;     // a byte of the head that says so, or null
+    DWORD unpacked_head;  // counted before the pixels of a source that is compressed itself
+};
+
+void raise_largest_record(PDEVICE& device, uint64_t size) {
+    const auto counted = static_cast<DWORD>(std::min<uint64_t>(size, 0xFFFFFFFF));
+    device.statistics.largest_record = std::max(device.statistics.largest_record, counted);
+}
+
+BOOL write_jpeg(PDEVICE& device, BYTE type, RecordHead& head, const DibView& image) {
+    DWORD length_position = 0, written = 0;
+    if (!device.BeginSizedRecord(type, 0, &length_position) || !device.WriteBytes(head.data(), head.size()) ||
+        !WriteJpegBitmap(image, device.settings.kv.JpegQuality, *device.job, &written) ||
+        written > kMaxPosition - device.position) {
+        return FALSE;
+    }
+    device.position += written;
+    device.statistics.largest_record += written;
+    return device.PatchU32(length_position, head.size() + written);
+}
+
+BOOL write_encoded_piece(const void* data, DWORD size, void* device) {
+    return static_cast<PDEVICE*>(device)->WriteBytes(data, size);
+}
+
+BOOL write_run_length(PDEVICE& device, BYTE type, RecordHead& head, const DibView& image) {
+    BITMAPINFOHEADER header = *image.header;
+    const bool bytes = header.biBitCount == 8;
+    header.biCompression = bytes ? BI_RLE8 : BI_RLE4;
+    const uint64_t bits_size = dib_bits_size(*image.header);
+    const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
+    DWORD length_position = 0, encoded = 0;
+    if (bits_size > kMaxDibSize || !device.BeginSizedRecord(type, 0, &length_position) ||
+        !device.WriteBytes(head.data(), head.size())) {
+        return FALSE;
+    }
+    const DWORD size_position = device.position + static_cast<DWORD>(offsetof(BITMAPINFOHEADER, biSizeImage));
+    const auto encode = bytes ? EncodeRle8 : EncodeRle4;
+    if (!device.WriteBytes(&header, header.biSize) || !device.WriteBytes(image.table(), table_size) ||
+        !encode(image.bits, static_cast<DWORD>(bits_size), static_cast<DWORD>(header.biWidth),
+                static_cast<DWORD>(dib_stride(header)), write_encoded_piece, &device, &encoded)) {
+        return FALSE;
+    }
+    const DWORD length = head.size() + header.biSize + table_size + encoded;
+    raise_largest_record(device, std::max<uint64_t>(length, head.size() + dib_size(*image.header)));
+    return device.PatchU32(length_position, length) && device.PatchU32(size_position, encoded);
+}
+
+BOOL write_plain(PDEVICE& device, const ImageRecord& record, RecordHead& head, const DibView& image) {
+    const uint64_t size = head.size() + dib_size(*image.header);
+    if (size > kMaxPosition ||
+        !device.BeginRecord(record.plain_type, static_cast<DWORD>(size), has_plain_rows(*image.header)) ||
+        !device.WriteBytes(head.data(), head.size()) || !WriteDib(device, image) || !device.EndRecord()) {
+        return FALSE;
+    }
+    if (!has_plain_rows(*image.header)) {
+        BITMAPINFOHEADER unpacked = *image.header;
+        unpacked.biCompression = BI_RGB;
+        raise_largest_record(device, dib_size(unpacked) + record.unpacked_head);
+    }
+    return TRUE;
+}
+
+BOOL write_image(PDEVICE& device, const ImageRecord& record, RecordHead& head, const DibView& image) {
+    switch (SelectBitmapEncoding(device.settings.kv, image)) {
+        case BitmapEncoding::Jpeg:
+            if (record.jpeg_flags) *record.jpeg_flags |= kTransparentIsJpeg;
+            return write_jpeg(device, record.jpeg_type, head, image);
+        case BitmapEncoding::Rle8:
+        case BitmapEncoding::Rle4:
+            return write_run_length(device, record.plain_type, head, image);
+        case BitmapEncoding::Plain:
+            break;
+    }
+    return write_plain(device, record, head, image);
+}
+
+// Which entries of a colour table the pixels of 1, 4 or 8 bits use.
+class UsedColors {
+public:
+    explicit UsedColors(const DibView& image);
+    bool contains(DWORD index) const { return used_[index]; }
+
+private:
+    void add_pixels(BYTE byte, int count) {
+        for (int i = 0; i < count; ++i) used_[byte >> (8 - bits_ * (i + 1)) & ((1 << bits_) - 1)] = true;
+    }
+
+    const int bits_;
+    bool used_[256] = {};
+};
+
+UsedColors::UsedColors(const DibView& image) : bits_(image.header->biBitCount) {
+    const auto stride = static_cast<size_t>(dib_stride(*image.header));
+    const size_t row_bits = size_t{static_cast<DWORD>(image.header->biWidth)} * bits_, full = row_bits / 8;
+    bool seen[256] = {};
+    for (LONG y = 0; y < image.header->biHeight; ++y) {
+        const BYTE* row = image.bits + y * stride;
+        for (size_t i = 0; i < full; ++i) seen[row[i]] = true;
+        if (row_bits % 8) add_pixels(row[full], static_cast<int>(row_bits % 8) / bits_);
+    }
+    for (int byte = 0; byte < 256; ++byte) {
+        if (seen[byte]) add_pixels(static_cast<BYTE>(byte), 8 / bits_);
+    }
+}
+
+}  // namespace
+
+BOOL WriteDib(PDEVICE& device, const DibView& image) {
+    const BITMAPINFOHEADER& header = *image.header;
+    const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
+    const uint64_t bits_size = dib_bits_size(header);
+    if (bits_size > kMaxDibSize || !device.WriteBytes(&header, header.biSize)) return FALSE;
+    DWORD table[256];
+    std::memcpy(table, image.table(), table_size);
+    if (header.biBitCount <= 8 && header.biCompression == BI_RGB) {
+        const UsedColors used(image);
+        for (DWORD i = 0; i < table_size / sizeof(DWORD); ++i) {
+            if (!used.contains(i)) table[i] = 0;
+        }
+    }
+    return device.WriteBytes(table, table_size) && device.WriteBits(image.bits, static_cast<DWORD>(bits_size));
+}
+
+BOOL WriteBitmapRecord(PDEVICE& device, BYTE rop, const RECTL& source, const RECTL& destination, const DibView& image) {
+    constexpr DWORD kUnpackedHead = 33;
+    RecordHead head(are_narrow(source, destination));
+    head.out().u8(rop);
+    head.rect(source);
+    head.rect(destination);
+    const ImageRecord record = head.narrow() ? ImageRecord{kRecordBitmap16, kRecordJpeg16, nullptr, kUnpackedHead}
+                                             : ImageRecord{kRecordBitmap32, kRecordJpeg32, nullptr, kUnpackedHead};
+    if (!write_image(device, record, head, image)) return FALSE;
+    if (reads_destination(rop)) device.mark_page(kPageReadsDestination);
+    if (rop == kXor) device.pending.remember_xor(destination);
+    return TRUE;
+}
+
+BOOL WriteAlphaBlendRecord(PDEVICE& device, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
+                           const RECTL& destination, const DibView& image) {
+    RecordHead head(are_narrow(source, destination));
+    head.out().bytes(&blend, sizeof blend);
+    head.rect(source);
+    head.rect(destination);
+    const RECTL bounds = normalized(destination);
+    if (!RecordClip(device, clip, &bounds)) return FALSE;
+    AddInk(device, bounds);
+    const BYTE constant = blend.SourceConstantAlpha;
+    if ((blend.AlphaFormat & AC_SRC_ALPHA) || (constant != 0 && constant != 1 && constant != 255)) {
+        device.mark_page(kPageHasTransparency);
+    }
+    const uint64_t size = head.size() + dib_size(*image.header);
+    const BYTE type = head.narrow() ? kRecordAlphaBlend16 : kRecordAlphaBlend32;
+    return size <= kMaxPosition && device.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+           device.WriteBytes(head.data(), head.size()) && WriteDib(device, image) && device.EndRecord();
+}
+
+BOOL WriteTransparentRecord(PDEVICE& device, CLIPOBJ* clip, DWORD color, const RECTL& source, const RECTL& destination,
+                            const DibView& image) {
+    constexpr DWORD kUnpackedHead = 36;
+    constexpr size_t kFlags = 3;
+    RecordHead head(are_narrow(source, destination));
+    head.out().u32(color & 0xFFFFFF);  // red, green, blue, flags
+    head.rect(source);
+    head.rect(destination);
+    const RECTL bounds = normalized(destination);
+    if (!RecordClip(device, clip, &bounds)) return FALSE;
+    const BYTE type = head.narrow() ? kRecordTransparent16 : kRecordTransparent32;
+    if (!write_image(device, {type, type, head.data() + kFlags, kUnpackedHead}, head, image)) return FALSE;
+    AddInk(device, bounds);
+    return TRUE;
+}
+
+BOOL WriteMaskedRecord(PDEVICE& device, const RECTL& source, const RECTL& destination, const DibView& image,
+                       const DibView& mask) {
+    device.mark_page(kPageHasTransparency);
+    RecordHead head(are_narrow(source, destination));
+    head.out().u16(0);
+    head.rect(source);
+    head.point(destination.left, destination.top);
+    head.point(destination.right, destination.top);
+    head.point(destination.right, destination.bottom);
+    head.point(destination.left, destination.bottom);
+    const uint64_t image_size = dib_size(*image.header), mask_size = dib_size(*mask.header);
+    if (image_size > kMaxDibSize || mask_size > kMaxDibSize) return FALSE;
+    head.out().u32(static_cast<DWORD>(image_size));
+    head.out().u32(static_cast<DWORD>(mask_size));
+    const uint64_t size = head.size() + image_size + mask_size;
+    const BYTE type = head.narrow() ? kRecordMasked16 : kRecordMasked32;
+    return size <= kMaxPosition && device.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+           device.WriteBytes(head.data(), head.size()) && WriteDib(device, image) && WriteDib(device, mask) &&
+           device.EndRecord();
+}
+
+}  // namespace kv

@@ -1,0 +1,27 @@
+#pragma once
+// The records that carry bitmaps. Rectangles: `source` in the bitmap's pixels, `destination` in device pixels; they are
+// written as given, with 16-bit coordinates when all of them fit. All return FALSE when a write failed or memory is
+// out.
+
+#include "image/dib.h"
+#include "platform/ddi.h"
+
+namespace kv {
+
+struct PDEVICE;
+
+// Drawn with a ternary raster operation.
+BOOL WriteBitmapRecord(PDEVICE& device, BYTE rop, const RECTL& source, const RECTL& destination, const DibView& image);
+// These two also make the clip current and add to the page's ink.
+BOOL WriteAlphaBlendRecord(PDEVICE& device, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
+                           const RECTL& destination, const DibView& image);
+// Pixels of the colour (0x00BBGGRR) are not drawn.
+BOOL WriteTransparentRecord(PDEVICE& device, CLIPOBJ* clip, DWORD color, const RECTL& source, const RECTL& destination,
+                            const DibView& image);
+// Only pixels where the mask is 1 are drawn.
+BOOL WriteMaskedRecord(PDEVICE& device, const RECTL& source, const RECTL& destination, const DibView& image,
+                       const DibView& mask);
+// A bitmap within a record: head and bits, where entries of the colour table that no pixel uses are written as 0.
+BOOL WriteDib(PDEVICE& device, const DibView& image);
+
+}  // namespace kv

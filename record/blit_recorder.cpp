@@ -1,0 +1,107 @@
+#include "record/blit_recorder.h"
+
+#include "driver/pdevice.h"
+#include "record/bitmap_writer.h"
+#include "record/clip_recorder.h"
+#include "record/path_recorder.h"
+#include "record/pending_rect_fill.h"
+#include "record/raster_ops.h"
+#include "record/surface_dib.h"
+
+namespace kv {
+namespace {
+
+constexpr BYTE kBlackness = 0x00, kNotPatternCopy = 0x0F, kDestination = 0xAA, kPatternCopy = 0xF0, kWhiteness = 0xFF;
+
+bool draws_nothing(const Blit& blit) {
+    const SIZEL size = blit.surface->sizlBitmap;
+    return is_empty(normalized(blit.destination)) || is_empty(intersection(blit.source, {0, 0, size.cx, size.cy}));
+}
+
+BOOL make_current(PDEVICE& device, BrushId brush) {
+    DrawAttrs attrs;
+    attrs.presence = kAttrFillBrush;
+    attrs.fill_brush = brush;
+    return WriteDrawState(device, attrs);
+}
+
+SurfaceRequest request_for(const PDEVICE& device, const Blit& blit) {
+    SurfaceRequest request = {.surface = blit.surface};
+    request.translation = blit.translation;
+    request.source = blit.source;
+    request.destination = blit.destination;
+    request.resolution = ImageResolution(device, blit.source, blit.destination);
+    return request;
+}
+
+bool fills_white(BYTE rop, BrushId brush) {
+    return (rop == kNotPatternCopy && is_black(brush)) || (rop == kPatternCopy && is_white(brush)) || rop == kWhiteness;
+}
+
+DWORD transparent_color(const Blit& blit, ULONG color) {
+    const ULONG format = blit.surface->iBitmapFormat;
+    const bool deep = format == BMF_16BPP || format == BMF_24BPP || format == BMF_32BPP;
+    if (deep) return swap_red_and_blue(color);
+    const XLATEOBJ* translation = blit.translation;
+    const bool known =
+        translation && (translation->flXlate & XO_TABLE) && translation->pulXlate && color < translation->cEntries;
+    return known ? swap_red_and_blue(translation->pulXlate[color]) : 0xFFFFFF;
+}
+
+}  // namespace
+
+BOOL RecordBlit(PDEVICE& device, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask) {
+    if (rop == kDestination || draws_nothing(blit)) return TRUE;
+    const RECTL bounds = normalized(blit.destination);
+    if (!RecordClip(device, blit.clip, &bounds)) return FALSE;
+    if (uses_pattern(rop) && !make_current(device, ResolveBrush(device, brush))) return FALSE;
+    SurfaceRequest request = request_for(device, blit);
+    request.rop = rop;
+    request.mask = mask;
+    request.may_merge = true;
+    SurfaceImage image;
+    if (!ConvertSurfaceToDib(device, request, image)) return FALSE;
+    AddInk(device, bounds);
+    if (image.merged) return TRUE;
+    if (image.mask) {
+        return WriteMaskedRecord(device, image.source, blit.destination, image.view(), image.mask.view());
+    }
+    return WriteBitmapRecord(device, rop, image.source, blit.destination, image.view());
+}
+
+BOOL RecordAlphaBlend(PDEVICE& device, const Blit& blit, BLENDFUNCTION blend) {
+    if (draws_nothing(blit)) return TRUE;
+    SurfaceRequest request = request_for(device, blit);
+    request.keep_alpha = blit.surface->iBitmapFormat == BMF_32BPP && (blend.AlphaFormat & AC_SRC_ALPHA);
+    SurfaceImage image;
+    return ConvertSurfaceToDib(device, request, image) &&
+           WriteAlphaBlendRecord(device, blit.clip, blend, image.source, blit.destination, image.view());
+}
+
+BOOL RecordTransparentBlit(PDEVICE& device, const Blit& blit, ULONG color) {
+    if (draws_nothing(blit)) return TRUE;
+    SurfaceImage image;
+    return ConvertSurfaceToDib(device, request_for(device, blit), image) &&
+           WriteTransparentRecord(device, blit.clip, transparent_color(blit, color), image.source, blit.destination,
+                                  image.view());
+}
+
+BOOL RecordRectFill(PDEVICE& device, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop) {
+    if (is_empty(rect) || IsRopNoOp(rop, brush) || uses_source(rop)) return TRUE;
+    if (is_page_blank(device) && fills_white(rop, brush)) return TRUE;
+    if (!RecordClip(device, clip, &rect)) return FALSE;
+    if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(device, brush)) return FALSE;
+    AddInk(device, rect);
+    const RectFill fill = {rect, rop};
+    switch (device.pending.offer<CPendingRectFill>(device, &PendingOperation::offer_rect_fill, fill)) {
+        case Offer::Taken:
+            return TRUE;
+        case Offer::Failed:
+            return FALSE;
+        case Offer::Refused:
+            break;
+    }
+    return write_rect_fill(device, fill);
+}
+
+}  // namespace kv
