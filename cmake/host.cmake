@@ -4,6 +4,7 @@ find_package(GTest REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Freetype REQUIRED)
 find_package(JPEG REQUIRED)
+find_package(PNG REQUIRED)
 
 kv_module(platform FOLDER platform/host LINKS Threads::Threads)
 kv_module(support LINKS kv_platform)
@@ -57,6 +58,8 @@ if(KV_FUZZ)
     target_link_libraries(${name} kv_test_common)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   endforeach()
+  target_sources(job_fuzz PRIVATE tests/kvjob/exercise.cpp tests/kvjob/job_builder.cpp tests/kvjob/samples.cpp)
+  target_link_libraries(job_fuzz kvjob_draw)
 endif()
 
 # The product's exports and imports, as scripts/test builds it.

@@ -174,6 +174,74 @@ TEST(CheckerTest, FindsFaultsOfBodies) {
     });
 }
 
+TEST(CheckerTest, FindsFaultsOfImages) {
+    constexpr uint32_t kWhite = 0xFFFFFF;
+    const Buffer target = rect16(10, 10, 50, 20), whole = rect16(0, 0, 8, 1);
+    const Buffer two = packed_bitmap(8, 1, 1, {0, kWhite}, {0x55, 0, 0, 0});
+    auto bitmap = [&](const Buffer& pixels, int rop = 0xCC) {
+        return Body().u8({rop}).add(whole).add(target).add(pixels).bytes;
+    };
+    auto record = [](int type, const Buffer& body, int flags = 8) {
+        return [=] {
+            JobBuilder job = drawn_page();
+            job.largest_entry = 3;
+            return job.record(type, body).end_page(flags).finish();
+        };
+    };
+    auto sized = [](int type, const Buffer& body) {
+        return [=] {
+            JobBuilder job = drawn_page();
+            job.largest_entry = 3;
+            return job.sized_record(type, body).end_page(8).finish();
+        };
+    };
+    std::vector<uint32_t> table(256, kWhite);
+    const Buffer narrow = packed_bitmap(8, 1, 8, table, {8, 1, 0, 0, 0, 1}, 1);
+    auto masked = [&](const Buffer& mask) {
+        Body body;
+        body.u16({0}).add(whole).u16({0, 0, 8, 0, 8, 1, 0, 1});
+        return body.u32({static_cast<int>(two.size()), static_cast<int>(mask.size())}).add(two).add(mask).bytes;
+    };
+    EXPECT_EQ(findings(record(18, bitmap(two))()), "");
+    EXPECT_EQ(findings(record(61, masked(two), 0x28)()), "");
+    expect_faults({
+        {"marks flag", record(18, bitmap(two), 0), "flags 0x0, found 0x8"},
+        {"destination flag", record(18, bitmap(two, 0x66)), "flags 0x8, found 0x9"},
+        {"source beyond", record(18, Body().u8({0xCC}).add(rect16(0, 0, 9, 1)).add(target).add(two)),
+         "source lies outside the bitmap"},
+        {"source turned", record(18, Body().u8({0xCC}).add(rect16(8, 0, 0, 1)).add(target).add(two)),
+         "source rectangle is not normalised"},
+        {"unused colour", record(18, bitmap(packed_bitmap(8, 1, 1, {1, kWhite}, {0xFF, 0, 0, 0}))),
+         "unused colour 0 is not 0"},
+        {"top down", record(18, bitmap(packed_bitmap(8, -1, 1, {0, kWhite}, {0x55, 0, 0, 0}))), "stand from the top"},
+        {"sized but plain", sized(18, bitmap(two)), "a sized record that is not encoded"},
+        {"narrow run length", sized(18, bitmap(narrow)), "run-length encoded although narrow"},
+        {"JPEG not sized", record(31, bitmap(jpeg_stream(8, 1, false, 0, 0, 0))), "in a record that is not sized"},
+        {"small JPEG", sized(31, bitmap(jpeg_stream(8, 1, false, 0, 0, 0))), "JPEG of too few pixels"},
+        {"JPEG and more", sized(31, bitmap(Body().add(jpeg_stream(40, 40, true, 0, 0, 0)).u8({0}))),
+         "bytes behind its"},
+        {"32 bits for small numbers", record(52, Body().u8({0xCC}).u32({0, 0, 8, 1, 10, 10, 50, 20}).add(two)),
+         "where 16 bits do"},
+        {"blend of another kind", record(41, Body().u32({0x00FF0001}).add(whole).add(target).add(two)),
+         "blend operation other"},
+        {"transparency flag", record(41, Body().u32({0x00800000}).add(whole).add(target).add(two)),
+         "flags 0x8, found 0x28"},
+        {"mask of other colours", record(61, masked(packed_bitmap(8, 1, 1, {0, 0xFF}, {1, 0, 0, 0})), 0x28),
+         "mask of other colours"},
+        {"mask of another size", record(61, masked(packed_bitmap(7, 1, 1, {0, kWhite}, {0x55, 0, 0, 0})), 0x28),
+         "mask of another size"},
+        {"corners", record(61, Body().u16({0}).add(whole).u16({0, 0, 8, 1, 8, 1, 0, 1}).u32({0, 0}), 0x28),
+         "corners are not those of a rectangle"},
+        {"damaged pattern",
+         [] {
+             return page_with([](JobBuilder& job) {
+                 job.record(7, Body().u32({job.next_id(), 5, 0, 0, 0}).add(Buffer(40)));
+             });
+         },
+         "bitmap: header of another size"},
+    });
+}
+
 // The finished job with bytes of its summary, at an offset in the record's body, replaced.
 Buffer with_summary(size_t offset, const Buffer& bytes) {
     Buffer job = page_with([](JobBuilder&) {});

@@ -31,6 +31,9 @@ Buffer deflated(const Buffer& bytes);
 Buffer packed_bitmap(int width, int height, int bits, const std::vector<uint32_t>& table, const Buffer& pixels,
                      int compression = 0);
 
+// A JPEG stream of one colour, or of one grey (red counts).
+Buffer jpeg_stream(int width, int height, bool grey, int red, int green, int blue);
+
 // Portrait pages of 850 x 1100 pixels at 100 dots per inch, wholly printable.
 class JobBuilder {
 public:

@@ -6,11 +6,18 @@
 
 #include "tests/kvjob/exercise.h"
 #include "tests/kvjob/samples.h"
+#include "tools/kvjob/checker.h"
 
 namespace kvjob::test {
 namespace {
 
 constexpr uint32_t kSeed = 20240501;
+
+TEST(MutationTest, TheSamplesAreSound) {
+    for (const Buffer& job : sample_jobs()) {
+        for (const Finding& finding : check_job(job)) ADD_FAILURE() << finding.offset << ": " << finding.message;
+    }
+}
 
 TEST(MutationTest, ChangedBytesAreSurvived) {
     std::mt19937 random(kSeed);

@@ -39,14 +39,59 @@ Buffer wide_job() {
     job.record(48, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
     job.record(46, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
     job.record(49 - 1, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
-    job.end_page();
+    job.end_page(0, {0, 0, 40000, 1100});
     job.largest_entry = 3;
     job.largest_clip = 1;
     return job.finish();
 }
 
+constexpr uint32_t kBlack = 0, kWhite = 0xFFFFFF;
+
+Buffer checkerboard() { return packed_bitmap(8, 2, 1, {kBlack, kWhite}, {0xAA, 0, 0, 0, 0x55, 0, 0, 0}); }
+
+Buffer image_job() {
+    JobBuilder job;
+    const uint32_t pattern = job.start_page().next_id();
+    job.record(7, Body().u32({pattern, 5, 0, 0, 0}).add(checkerboard()));
+    job.record(39, fill_state(pattern)).record(14, Body().u8({0xF0}).add(rect16(0, 0, 99, 99)));
+    const Buffer whole = rect16(0, 0, 8, 2), target = rect16(10, 10, 50, 20);
+    job.record(18, Body().u8({0xCC}).add(whole).add(target).add(checkerboard()));
+    job.compressed_record(18, Body()
+                                  .u8({0xCC})
+                                  .add(rect16(0, 0, 90, 1))
+                                  .add(target)
+                                  .add(packed_bitmap(90, 1, 24, {}, Body().fill(272, 0x7F))));
+    job.sized_record(
+        31, Body().u8({0xCC}).add(rect16(0, 0, 32, 32)).add(target).add(jpeg_stream(32, 32, false, 200, 100, 50)));
+    job.sized_record(
+        59,
+        Body().u8({200, 200, 200, 1}).add(rect16(0, 0, 32, 32)).add(target).add(jpeg_stream(32, 32, true, 200, 0, 0)));
+    std::vector<uint32_t> colours(256, kWhite);
+    job.sized_record(18, Body()
+                             .u8({0x66})
+                             .add(rect16(0, 0, 12, 1))
+                             .add(target)
+                             .add(packed_bitmap(12, 1, 8, colours, {9, 1, 0, 3, 4, 5, 6, 0, 0, 0, 0, 1}, 1)));
+    job.record(59, Body().u8({0, 0, 0, 0}).add(whole).add(target).add(checkerboard()));
+    job.record(41, Body()
+                       .u32({0x01FF0000})
+                       .add(rect16(0, 0, 2, 1))
+                       .add(target)
+                       .add(packed_bitmap(2, 1, 32, {}, Body().u32({0x80400000, 0}))));
+    job.record(61, Body()
+                       .u16({0})
+                       .add(whole)
+                       .u16({10, 10, 50, 10, 50, 20, 10, 20})
+                       .u32({72, 56})
+                       .add(packed_bitmap(8, 2, 16, {}, Body().fill(32, 0x1F)))
+                       .add(checkerboard()));
+    job.end_page(0x29);
+    job.largest_record = 14000;
+    return job.finish();
+}
+
 }  // namespace
 
-std::vector<Buffer> sample_jobs() { return {vector_job(), wide_job()}; }
+std::vector<Buffer> sample_jobs() { return {vector_job(), wide_job(), image_job()}; }
 
 }  // namespace kvjob::test

@@ -68,10 +68,9 @@ private:
         if (shorter_fits) report(record.offset, "length in a longer form than it needs");
         if (record.compressed() && record.inflated_length < 254) report(record.offset, "too short to be compressed");
         if (record.compressed() && in_trailer()) report(record.offset, "compressed record in the trailer");
-        if (!record.compressed() && !(info.sized && record.framing == Framing::Long) && stage_ < Stage::Names) {
+        // Images count in ways of their own.
+        if (!record.compressed() && !info.marks && stage_ < Stage::Names) {
             largest_record_ = std::max(largest_record_, static_cast<uint32_t>(length));
-        } else if (record.compressed() || info.sized) {
-            has_uncounted_images_ = has_uncounted_images_ || info.in_page;
         }
     }
 
@@ -203,7 +202,8 @@ private:
     }
 
     void compare(const Record& record, const Summary& summary) {
-        const Expected expected = {content_.found(), trailer_, largest_record_, !has_uncounted_images_};
+        const uint32_t largest = std::max(largest_record_, content_.found().largest_image);
+        const Expected expected = {content_.found(), trailer_, largest, !content_.found().uncounted_images};
         check_summary(summary, expected,
                       [&](const std::string& message) { report(record.offset, "summary: " + message); });
     }
@@ -219,7 +219,6 @@ private:
     uint64_t trailer_ = 0;
     ContentChecker content_;
     std::unordered_set<uint16_t> trays_;
-    bool has_uncounted_images_ = false;
     uint32_t largest_record_ = 0;
 };
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tools/kvjob/dib.h"
+#include "tools/kvjob/image_checker.h"
+
 namespace kvjob {
 namespace {
 
@@ -89,7 +92,9 @@ void ContentChecker::check_identifier(const Record& record, uint32_t id, std::un
 
 void ContentChecker::check_brush(const Record& record, Bytes body) {
     ++found_.brushes;
-    check_identifier(record, read_brush(body).id, brush_ids_);
+    const Brush brush = read_brush(body);
+    check_identifier(record, brush.id, brush_ids_);
+    if (brush.kind == 5) check_pattern(brush.bitmap);
 }
 
 void ContentChecker::check_font(Bytes body) {
@@ -165,14 +170,24 @@ void ContentChecker::check_image(const Record& record, Bytes body, const TypeInf
     }
     if (info.body == Body::AlphaBlend) check_blend(image);
     if (info.body == Body::Masked) require_flag(kTransparency);
+    const std::optional<uint32_t> counted = check_pixels(record, image);
+    if (counted) {
+        found_.largest_image = std::max(found_.largest_image, *counted);
+    } else {
+        found_.uncounted_images = true;
+    }
     expect_wide_needed(info.wide, fits_16_bits(image.source) && fits_16_bits(image.target));
     check_drawn(ordered(image.target));
 }
 
+// Alpha of a pixel's own stands only in bitmaps of 32 bits.
 void ContentChecker::check_blend(const Image& image) {
     constexpr uint32_t kPerPixel = 1;
-    const uint32_t alpha = image.blend >> 16 & 0xFF, format = image.blend >> 24;
-    if ((format & kPerPixel) || (alpha != 0 && alpha != 1 && alpha != 255)) require_flag(kTransparency);
+    const uint32_t alpha = image.blend >> 16 & 0xFF;
+    const bool asks_per_pixel = (image.blend >> 24 & kPerPixel) != 0;
+    if (asks_per_pixel) allow_flag(kTransparency);
+    const bool per_pixel = asks_per_pixel && read_dib(image.pixels).depth == 32;
+    if (per_pixel || (alpha != 0 && alpha != 1 && alpha != 255)) require_flag(kTransparency);
 }
 
 void ContentChecker::require_flag(uint8_t flag) {

@@ -22,6 +22,8 @@ struct SeenPage {
 struct Found {
     std::vector<SeenPage> pages;
     uint32_t brushes = 0, fonts = 0, font_files = 0, largest_entry = 0, largest_clip = 0;
+    uint32_t largest_image = 0;     // record length with which an image counts
+    bool uncounted_images = false;  // some count in a way that the job does not tell
     bool names_tray = false;
 };
 

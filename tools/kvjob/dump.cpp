@@ -4,6 +4,7 @@
 
 #include "tools/kvjob/bodies.h"
 #include "tools/kvjob/index.h"
+#include "tools/kvjob/picture.h"
 #include "tools/kvjob/records.h"
 
 namespace kvjob {
@@ -101,22 +102,48 @@ void show_path(Bytes body, bool wide, Fields& out) {
     out.raw("entries", "[" + entries + "]");
 }
 
+const char* encoding_of(const Picture& picture) {
+    if (picture.is_jpeg()) return "JPEG";
+    switch (picture.dib().compression) {
+        case DibCompression::Rle8:
+            return "RLE8";
+        case DibCompression::Rle4:
+            return "RLE4";
+        default:
+            return "plain";
+    }
+}
+
+void show_picture(const Picture& picture, const std::string& prefix, Fields& out) {
+    out.string((prefix + "encoding").c_str(), encoding_of(picture));
+    out.number((prefix + "width").c_str(), picture.width());
+    out.number((prefix + "height").c_str(), picture.height());
+    const int depth = !picture.is_jpeg() ? picture.dib().depth : picture.grey() ? 8 : 24;
+    out.number((prefix + "bits").c_str(), depth);
+    if (!picture.is_jpeg() && picture.dib().compression == DibCompression::Masks) {
+        const auto& [red, green, blue] = picture.dib().masks;
+        out.hex((prefix + "red").c_str(), red);
+        out.hex((prefix + "green").c_str(), green);
+        out.hex((prefix + "blue").c_str(), blue);
+    }
+}
+
 void show_image(const Record& record, Bytes body, const TypeInfo& info, Fields& out) {
     const Image image = read_image(record.type, body);
     if (info.body == Body::Bitmap) out.hex("rop", image.rop);
-    if (info.body == Body::AlphaBlend) out.hex("blend", image.blend);
+    if (info.body == Body::AlphaBlend) {
+        out.number("alpha", image.blend >> 16 & 0xFF);
+        out.number("alpha_format", image.blend >> 24);
+    }
     if (info.body == Body::Transparent) {
         const auto& [red, green, blue, flags] = image.colour;
         out.hex("transparent_colour", static_cast<uint32_t>(red | green << 8 | blue << 16));
     }
-    if (info.body == Body::Masked) {
-        out.number("image_size", image.image_size);
-        out.number("mask_size", image.mask_size);
-    }
     out.rect("source", image.source);
     out.rect("target", image.target);
     out.number("pixel_bytes", static_cast<int64_t>(image.pixels.size()));
-    if (record.type == 31 || record.type == 53) out.string("encoding", "JPEG");
+    show_picture(Picture::of(record, image), "", out);
+    if (info.body == Body::Masked) show_picture(Picture::mask_of(image), "mask_", out);
 }
 
 void show_summary(const Summary& summary, Fields& out) {
@@ -155,6 +182,7 @@ void show_brush(const Brush& brush, Fields& out) {
         out.hex("background", brush.background);
     } else {
         out.number("bitmap_bytes", static_cast<int64_t>(brush.bitmap.size()));
+        show_picture(Picture::of_bitmap(brush.bitmap), "", out);
     }
 }
 
