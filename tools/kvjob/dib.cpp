@@ -59,7 +59,8 @@ Dib read_header(Reader& in, uint32_t& image_size) {
 
 // A field scaled to 8 bits.
 struct Channel {
-    explicit Channel(uint32_t mask) : mask_(mask), shift_(mask ? std::countr_zero(mask) : 0), top_(mask >> shift_) {}
+    explicit Channel(uint32_t mask)
+        : mask_(mask), shift_(mask ? std::countr_zero(mask) : 0), top_(mask ? mask >> shift_ : 1) {}
     uint32_t of(uint32_t pixel) const {
         const uint64_t value = (pixel & mask_) >> shift_;
         return top_ == 255 ? static_cast<uint32_t>(value) : static_cast<uint32_t>((value * 255 + top_ / 2) / top_);
