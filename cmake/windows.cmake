@@ -3,16 +3,20 @@
 enable_language(RC)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0600 WINVER=0x0600)
 
-# No package has libjpeg for this target: it is built from Debian's source.
+# Libraries that no package has for this target are built from Debian's source.
 string(REGEX REPLACE ".*/|-g\\+\\+.*$" "" triplet ${CMAKE_CXX_COMPILER})
-execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-libjpeg ${triplet} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
-set(jpeg ${CMAKE_SOURCE_DIR}/build/libjpeg/${triplet})
-add_library(JPEG::JPEG STATIC IMPORTED)
-set_target_properties(JPEG::JPEG PROPERTIES IMPORTED_LOCATION ${jpeg}/lib/libjpeg.a
-  INTERFACE_INCLUDE_DIRECTORIES ${jpeg}/include)
+function(windows_library target package archive includes)
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-windows-library ${package} ${triplet}
+                  COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+  set(folder ${CMAKE_SOURCE_DIR}/build/windows-libraries/${triplet})
+  add_library(${target} STATIC IMPORTED)
+  set_target_properties(${target} PROPERTIES IMPORTED_LOCATION ${folder}/lib/${archive}
+    INTERFACE_INCLUDE_DIRECTORIES ${folder}/${includes})
+endfunction()
+windows_library(JPEG::JPEG libjpeg-turbo libjpeg.a include)
 
 kv_module(platform FOLDER platform/windows)
-kv_module(support LINKS kv_platform)
+kv_module(support LINKS kv_platform wtsapi32)
 kv_module(settings LINKS kv_support)
 kv_module(image LINKS kv_settings JPEG::JPEG)
 kv_module(fonts LINKS kv_support)
@@ -33,8 +37,16 @@ set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
 target_link_options(kvgraph12 PRIVATE -static -s -Wl,--enable-stdcall-fixup -Wl,--kill-at)
 target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-whole-archive kv_record
-  ${engine_imports} gdi32 winspool wtsapi32 advapi32 shell32 ole32 user32 version)
+  ${engine_imports} gdi32 winspool advapi32 shell32 ole32 user32 version)
 
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 target_link_options(kvres1232 PRIVATE -nostdlib -s -Wl,--entry=0)
+
+# The programs that drive the DLL: only the 64-bit one can be run everywhere that this is built.
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  windows_library(Freetype::Freetype freetype libfreetype.a include/freetype2)
+  kv_module(engine LINKS Freetype::Freetype)
+  target_sources(kv_engine PRIVATE ${CMAKE_SOURCE_DIR}/platform/windows_engine/driver_module.cpp)
+  target_compile_definitions(kv_engine PUBLIC KV_ENGINE_SIDE)
+endif()

@@ -54,7 +54,10 @@ BOOL PDEVICE::alloc_working_state() {
 }
 
 void PDEVICE::release_document_state() {
+    if (dispatcher) dispatcher->EndDoc(nullptr);
+    job_id = 0;
     pending.clear();
+    dispatcher.reset();
     trays.reset();
     document_open = 0;
     EndDocument();

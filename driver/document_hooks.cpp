@@ -1,6 +1,7 @@
 #include "driver/hooks.h"
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
+#include "settings/job_name.h"
 
 using kv::PDEVICE;
 
@@ -27,7 +28,12 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
     if (!device) return FALSE;
     if (!device->document_open && (name || job_id != 0)) {
         BOOL started = FALSE;
-        if (!kv::guarded_call([&] { started = device->StartDocW(name, job_id); })) {
+        auto start = [&] {
+            kv::PathText title;
+            kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
+            started = device->StartDocW(title.c_str(), job_id);
+        };
+        if (!kv::guarded_call(start)) {
             SetLastError(ERROR_GEN_FAILURE);
             started = FALSE;
         }

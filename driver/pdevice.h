@@ -3,7 +3,9 @@
 // handles of this device. The document's half moves to another device when the application changes the device mode
 // between pages.
 
+#include "dispatch/dispatcher.h"
 #include "platform/ddi.h"
+#include "record/attached_data.h"
 #include "record/brush.h"
 #include "record/captured_path.h"
 #include "record/deflate_stream.h"
@@ -48,6 +50,7 @@ struct DocumentState {
     PathBuffer drawing_path, current_clip, cached_clip;
     LONG path_depth = 0;  // of nested path escapes; paths are captured while it is not 0
     CapturedPathRef captured;
+    SavedPaths saved_paths;
     DrawAttrs draw_state;  // what the job's reader knows
 
     PageIndex pages;
@@ -58,7 +61,9 @@ struct DocumentState {
     DWORD lengths_position = 0;  // of its two length fields
     HPALETTE palette = nullptr;
     BrushList brushes;
+    AttachedData attached;
     ObjectPtr<File> job;
+    ObjectPtr<CDispatcher> dispatcher;  // null where none is installed
     ObjectPtr<CGlobalObj> trays;  // 16-bit tray numbers in order of first use
     PathText printer_name, port_name;
     TextBuffer<256> document_name;
@@ -117,13 +122,16 @@ struct PDEVICE : DocumentState {
 private:
     BOOL begin_header(BYTE type, DWORD counted_length);
     BOOL begin_compressed(BYTE type);
+    BOOL announce_document(DWORD id);
     BOOL create_job_file();
     BOOL write_document_start();
     BOOL write_page_start();
     BOOL note_paper_tray(WORD tray);
     BOOL write_trailer();
+    BOOL write_attached_data();
     BOOL write_tray_names();
     BOOL copy_to_spooler();
+    PathText close_job(bool complete, DWORD recorded_pages);
     void reset_document();
 };
 

@@ -7,7 +7,7 @@
 namespace kv {
 namespace {
 
-constexpr UINT kJobHeaderString = 10060;
+constexpr UINT kJobHeaderString = 10060, kProductNumberString = 10061;
 
 const WCHAR* environment_of(WORD processor) {
     switch (processor) {
@@ -101,6 +101,9 @@ BOOL attach_process(HINSTANCE module) {
     WCHAR number[16] = {};
     if (LoadStringW(state.resource_module, kJobHeaderString, number, 16) > 0) {
         state.header_byte = LOBYTE(parse_number(number, 10));
+    }
+    if (LoadStringW(state.resource_module, kProductNumberString, number, 16) > 0) {
+        state.product_number = LOWORD(parse_number(number, 10));
     }
     format_text(state.dispatcher_name.data(), state.dispatcher_name.capacity(), TEXT("%s Dispatcher"),
                 state.product_name.c_str());

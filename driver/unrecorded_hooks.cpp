@@ -18,6 +18,3 @@ BOOL APIENTRY DrvTextOut(SURFOBJ* surface, STROBJ*, FONTOBJ*, CLIPOBJ*, RECTL*, 
                          MIX) {
     return accept(surface);
 }
-
-// No escape is supported.
-ULONG APIENTRY DrvEscape(SURFOBJ*, ULONG, ULONG, PVOID, ULONG, PVOID) { return 0; }

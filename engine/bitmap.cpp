@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
@@ -81,7 +81,7 @@ using namespace kv::engine;
 
 // Fills what of the rectangle lies within a bitmap. The colour is in the bitmap's own form.
 BOOL APIENTRY EngEraseSurface(SURFOBJ* surface, RECTL* rect, ULONG colour) {
-    if (kv::host::should_fail(kv::host::CallKind::Engine, "EngEraseSurface")) return FALSE;
+    if (kv::engine_call_fails("EngEraseSurface")) return FALSE;
     const int bits = surface && surface->iType == STYPE_BITMAP ? bits_per_pixel(surface->iBitmapFormat) : 0;
     if (bits == 0 || !rect) return FALSE;
     const LONG left = std::max<LONG>(rect->left, 0), right = std::min(rect->right, surface->sizlBitmap.cx);

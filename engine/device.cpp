@@ -3,34 +3,26 @@
 #include <stdexcept>
 #include <vector>
 
+#include "engine/services.h"
 #include "engine/surfaces.h"
-#include "platform/host/control.h"
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
 namespace kv::engine {
 namespace {
 constexpr ULONG kColorOnColor = 3;  // the stretching mode of most applications: pixels are dropped, not mixed
 }
 
-Driver::Driver() {
+Driver::Driver() : module_(services()) {
     constexpr ULONG kEngineVersion = 0x30001;
     DRVENABLEDATA data = {};
-    if (!DllMain(host::driver_module(), DLL_PROCESS_ATTACH, nullptr) ||
-        !DrvEnableDriver(kEngineVersion, sizeof data, &data)) {
-        throw std::runtime_error("the driver does not load");
-    }
+    if (!module_.enable(kEngineVersion, sizeof data, &data)) throw std::runtime_error("the driver does not load");
     for (ULONG i = 0; i < data.c; ++i) {
         if (data.pdrvfn[i].iFunc < table_.size()) table_[data.pdrvfn[i].iFunc] = data.pdrvfn[i].pfn;
     }
 }
 
-Driver::~Driver() {
-    hook<decltype(DrvDisableDriver)>(INDEX_DrvDisableDriver)();
-    DllMain(host::driver_module(), DLL_PROCESS_DETACH, nullptr);
-}
+Driver::~Driver() { hook<decltype(DrvDisableDriver)>(INDEX_DrvDisableDriver)(); }
 
-Device::Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const std::u16string& name)
+Device::Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const WideString& name)
     : driver_(driver), printer_(printer), name_(name) {
     handle_ = enable(mode);
     if (handle_) enable_surface();
@@ -71,8 +63,8 @@ void Device::disable_surface() {
     surface_handle_ = nullptr;
 }
 
-BOOL Device::start_document(const std::u16string& name, DWORD job_id) {
-    std::u16string text = name;
+BOOL Device::start_document(const WideString& name, DWORD job_id) {
+    WideString text = name;
     return driver_.hook<decltype(DrvStartDoc)>(INDEX_DrvStartDoc)(surface_, text.data(), job_id);
 }
 
@@ -81,6 +73,13 @@ BOOL Device::start_page() { return driver_.hook<decltype(DrvStartPage)>(INDEX_Dr
 BOOL Device::send_page() { return driver_.hook<decltype(DrvSendPage)>(INDEX_DrvSendPage)(surface_); }
 
 BOOL Device::end_document(FLONG flags) { return driver_.hook<decltype(DrvEndDoc)>(INDEX_DrvEndDoc)(surface_, flags); }
+
+ULONG Device::escape(ULONG code, std::span<const BYTE> in, std::span<BYTE> out) {
+    std::vector<BYTE> copy(in.begin(), in.end());
+    return driver_.hook<decltype(DrvEscape)>(INDEX_DrvEscape)(surface_, code, static_cast<ULONG>(copy.size()),
+                                                              copy.empty() ? nullptr : copy.data(),
+                                                              static_cast<ULONG>(out.size()), out.data());
+}
 
 BOOL Device::reset(const DEVMODEW& mode) {
     const DHPDEV old_handle = handle_;

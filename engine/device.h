@@ -2,11 +2,14 @@
 // The graphics engine's hold on a printer driver: the loaded driver, and devices whose hooks it calls.
 
 #include <array>
+#include <span>
 #include <string>
 
 #include "driver/hooks.h"
 #include "engine/objects.h"
 #include "engine/text.h"
+#include "engine/wide_string.h"
+#include "platform/driver_module.h"
 #include "settings/device_mode.h"
 
 namespace kv::engine {
@@ -26,6 +29,7 @@ public:
     }
 
 private:
+    DriverModule module_;
     std::array<PFN, 128> table_{};
 };
 
@@ -33,7 +37,7 @@ private:
 class Device {
 public:
     // mode: the application's, or null.
-    Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const std::u16string& name);
+    Device(Driver& driver, HANDLE printer, const DEVMODEW* mode, const WideString& name);
     ~Device();
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
@@ -44,10 +48,12 @@ public:
     SURFOBJ* surface() const { return surface_; }
     DHPDEV handle() const { return handle_; }
 
-    BOOL start_document(const std::u16string& name, DWORD job_id);
+    BOOL start_document(const WideString& name, DWORD job_id);
     BOOL start_page();
     BOOL send_page();
     BOOL end_document(FLONG flags = 0);
+    // What an application asks of the driver beside drawing; bytes in and out as the escape defines them.
+    ULONG escape(ULONG code, std::span<const BYTE> in, std::span<BYTE> out = {});
     // Another device mode between pages: the driver moves the document to a new device.
     BOOL reset(const DEVMODEW& mode);
 
@@ -88,7 +94,7 @@ private:
 
     Driver& driver_;
     HANDLE printer_;
-    std::u16string name_;
+    WideString name_;
     DHPDEV handle_ = nullptr;
     SURFOBJ* surface_ = nullptr;
     HSURF surface_handle_ = nullptr;

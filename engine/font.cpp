@@ -7,7 +7,7 @@
 #include "engine/device.h"
 #include "engine/font_metrics.h"
 #include "engine/path.h"
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
@@ -57,10 +57,8 @@ Font::~Font() {
     if (auto* destroy = driver_->hook<decltype(DrvDestroyFont)>(INDEX_DrvDestroyFont)) destroy(this);
 }
 
-void Font::rename(const std::u16string& family, const std::u16string& face) {
-    auto text_at = [&](LONG offset) {
-        return std::u16string(reinterpret_cast<const char16_t*>(metrics_.data() + offset));
-    };
+void Font::rename(const WideString& family, const WideString& face) {
+    auto text_at = [&](LONG offset) { return WideString(reinterpret_cast<const WCHAR*>(metrics_.data() + offset)); };
     FontTexts texts = {family, text_at(metrics().dpwszStyleName), face, text_at(metrics().dpwszUniqueName)};
     metrics_ = with_texts(metrics_, texts);
 }
@@ -101,39 +99,38 @@ GLYPHDATA* Font::glyph_data(HGLYPH glyph) {
 
 }  // namespace kv::engine
 
+using kv::engine_call_fails;
 using kv::engine::Font;
-using kv::host::CallKind;
-using kv::host::should_fail;
 
 namespace {
 Font& font_of(FONTOBJ* font) { return *static_cast<Font*>(font); }
 }  // namespace
 
 IFIMETRICS* APIENTRY FONTOBJ_pifi(FONTOBJ* font) {
-    if (should_fail(CallKind::Engine, "FONTOBJ_pifi")) return nullptr;
+    if (engine_call_fails("FONTOBJ_pifi")) return nullptr;
     return &font_of(font).metrics();
 }
 
 XFORMOBJ* APIENTRY FONTOBJ_pxoGetXform(FONTOBJ* font) {
-    if (should_fail(CallKind::Engine, "FONTOBJ_pxoGetXform")) return nullptr;
+    if (engine_call_fails("FONTOBJ_pxoGetXform")) return nullptr;
     return &font_of(font).transform();
 }
 
 PVOID APIENTRY FONTOBJ_pvTrueTypeFontFile(FONTOBJ* font, ULONG* size) {
     const auto& bytes = font_of(font).driver_bytes();
     *size = 0;
-    if (bytes.empty() || should_fail(CallKind::Engine, "FONTOBJ_pvTrueTypeFontFile")) return nullptr;
+    if (bytes.empty() || engine_call_fails("FONTOBJ_pvTrueTypeFontFile")) return nullptr;
     *size = static_cast<ULONG>(bytes.size());
     return const_cast<BYTE*>(bytes.data());
 }
 
 FD_GLYPHSET* APIENTRY FONTOBJ_pfdg(FONTOBJ* font) {
-    if (should_fail(CallKind::Engine, "FONTOBJ_pfdg")) return nullptr;
+    if (engine_call_fails("FONTOBJ_pfdg")) return nullptr;
     return font_of(font).face().glyph_set();
 }
 
 ULONG APIENTRY FONTOBJ_cGetGlyphs(FONTOBJ* font, ULONG mode, ULONG count, HGLYPH* handles, PVOID* glyphs) {
-    if (mode != FO_GLYPHBITS || should_fail(CallKind::Engine, "FONTOBJ_cGetGlyphs")) return 0;
+    if (mode != FO_GLYPHBITS || engine_call_fails("FONTOBJ_cGetGlyphs")) return 0;
     for (ULONG i = 0; i < count; ++i) glyphs[i] = font_of(font).glyph_data(handles[i]);
     return count;
 }

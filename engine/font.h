@@ -8,6 +8,7 @@
 
 #include "engine/font_file.h"
 #include "engine/objects.h"
+#include "engine/wide_string.h"
 
 namespace kv::engine {
 
@@ -34,7 +35,7 @@ public:
     // The driver that the font is drawn with.
     void bind(Driver* driver) { driver_ = driver; }
     // Other names than the file's own.
-    void rename(const std::u16string& family, const std::u16string& face);
+    void rename(const WideString& family, const WideString& face);
     // The bytes that drivers are given instead of the file's; none when empty.
     void give_bytes(std::vector<BYTE> bytes);
 

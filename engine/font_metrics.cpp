@@ -9,18 +9,18 @@
 namespace kv::engine {
 namespace {
 
-std::u16string big_endian_text(const FT_SfntName& name) {
-    std::u16string text;
+WideString big_endian_text(const FT_SfntName& name) {
+    WideString text;
     for (FT_UInt i = 0; i + 1 < name.string_len; i += 2) {
-        text += static_cast<char16_t>(name.string[i] << 8 | name.string[i + 1]);
+        text += static_cast<WCHAR>(name.string[i] << 8 | name.string[i + 1]);
     }
     return text;
 }
 
 // English before the first of any other language.
-std::u16string windows_name(FT_Face face, FT_UShort id) {
+WideString windows_name(FT_Face face, FT_UShort id) {
     constexpr FT_UShort kEnglish = 0x09;
-    std::u16string found;
+    WideString found;
     for (FT_UInt i = 0; i < FT_Get_Sfnt_Name_Count(face); ++i) {
         FT_SfntName name;
         if (FT_Get_Sfnt_Name(face, i, &name) != 0 || name.name_id != id) continue;
@@ -32,9 +32,9 @@ std::u16string windows_name(FT_Face face, FT_UShort id) {
     return found;
 }
 
-std::u16string wide(const char* text) {
-    std::u16string result;
-    for (; text && *text; ++text) result += static_cast<char16_t>(static_cast<unsigned char>(*text));
+WideString wide(const char* text) {
+    WideString result;
+    for (; text && *text; ++text) result += static_cast<WCHAR>(static_cast<unsigned char>(*text));
     return result;
 }
 
@@ -154,10 +154,10 @@ std::vector<BYTE> with_texts(const std::vector<BYTE>& metrics, const FontTexts& 
     std::vector<BYTE> block(metrics.begin(), metrics.begin() + sizeof(IFIMETRICS));
     IFIMETRICS head;
     std::memcpy(&head, block.data(), sizeof head);
-    auto add = [&](const std::u16string& text) {
+    auto add = [&](const WideString& text) {
         const auto offset = static_cast<LONG>(block.size());
         auto* bytes = reinterpret_cast<const BYTE*>(text.c_str());
-        block.insert(block.end(), bytes, bytes + (text.size() + 1) * sizeof(char16_t));
+        block.insert(block.end(), bytes, bytes + (text.size() + 1) * sizeof(WCHAR));
         return offset;
     };
     head.dpwszFamilyName = add(texts.family);

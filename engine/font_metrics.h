@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "engine/wide_string.h"
 #include "platform/ddi.h"
 
 namespace kv::engine {
 
 struct FontTexts {
-    std::u16string family, style, face, unique;
+    WideString family, style, face, unique;
 };
 
 // The Windows names, English ones first.

@@ -5,7 +5,7 @@
 
 #include "engine/device.h"
 #include "engine/region_outline.h"
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
@@ -113,29 +113,28 @@ ULONG Translation::translate(ULONG colour) const {
 
 }  // namespace kv::engine
 
+using kv::engine_call_fails;
 using kv::engine::Brush;
 using kv::engine::Clip;
 using kv::engine::Path;
 using kv::engine::Translation;
-using kv::host::CallKind;
-using kv::host::should_fail;
 
 PVOID APIENTRY BRUSHOBJ_pvAllocRbrush(BRUSHOBJ* brush, ULONG bytes) {
-    if (should_fail(CallKind::Engine, "BRUSHOBJ_pvAllocRbrush")) return nullptr;
+    if (engine_call_fails("BRUSHOBJ_pvAllocRbrush")) return nullptr;
     return static_cast<Brush*>(brush)->allocate(bytes);
 }
 
 PVOID APIENTRY BRUSHOBJ_pvGetRbrush(BRUSHOBJ* brush) { return static_cast<Brush*>(brush)->realized(); }
 
 PATHOBJ* APIENTRY CLIPOBJ_ppoGetPath(CLIPOBJ* clip) {
-    if (should_fail(CallKind::Engine, "CLIPOBJ_ppoGetPath")) return nullptr;
+    if (engine_call_fails("CLIPOBJ_ppoGetPath")) return nullptr;
     auto path = std::make_unique<Path>();
     kv::engine::add_outlines(static_cast<Clip*>(clip)->rects(), *path);
     return path.release();
 }
 
 BOOL APIENTRY XFORMOBJ_bApplyXform(XFORMOBJ* transform, ULONG mode, ULONG count, PVOID in, PVOID out) {
-    if (mode != XF_LTOL || should_fail(CallKind::Engine, "XFORMOBJ_bApplyXform")) return FALSE;
+    if (mode != XF_LTOL || engine_call_fails("XFORMOBJ_bApplyXform")) return FALSE;
     const XFORML& m = static_cast<kv::engine::Transform*>(transform)->matrix();
     auto* from = static_cast<const POINTL*>(in);
     auto* to = static_cast<POINTL*>(out);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <set>
 
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
@@ -34,11 +34,10 @@ size_t live_palettes() { return palettes.size(); }
 }  // namespace kv::engine
 
 using namespace kv::engine;
-using kv::host::CallKind;
-using kv::host::should_fail;
+using kv::engine_call_fails;
 
 HSURF APIENTRY EngCreateDeviceSurface(DHSURF driver_surface, SIZEL size, ULONG format) {
-    if (should_fail(CallKind::Engine, "EngCreateDeviceSurface")) return nullptr;
+    if (engine_call_fails("EngCreateDeviceSurface")) return nullptr;
     auto surface = std::make_unique<Surface>();
     surface->dhsurf = driver_surface;
     surface->hsurf = new_handle<HSURF>();
@@ -52,7 +51,7 @@ HSURF APIENTRY EngCreateDeviceSurface(DHSURF driver_surface, SIZEL size, ULONG f
 
 BOOL APIENTRY EngAssociateSurface(HSURF handle, HDEV device, FLONG hooks) {
     auto* surface = static_cast<Surface*>(surface_of(handle));
-    if (!surface || should_fail(CallKind::Engine, "EngAssociateSurface")) return FALSE;
+    if (!surface || engine_call_fails("EngAssociateSurface")) return FALSE;
     surface->hdev = device;
     surface->hooks = hooks;
     return TRUE;
@@ -63,7 +62,7 @@ BOOL APIENTRY EngMarkBandingSurface(HSURF surface) { return surface_of(surface) 
 BOOL APIENTRY EngDeleteSurface(HSURF surface) { return surfaces.erase(surface) > 0; }
 
 HPALETTE APIENTRY EngCreatePalette(ULONG, ULONG, ULONG*, FLONG, FLONG, FLONG) {
-    if (should_fail(CallKind::Engine, "EngCreatePalette")) return nullptr;
+    if (engine_call_fails("EngCreatePalette")) return nullptr;
     return *palettes.insert(new_handle<HPALETTE>()).first;
 }
 

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/host/control.h"
+#include "platform/driver_module.h"
 
 namespace kv::engine {
 namespace {
 
-std::vector<HGLYPH> glyphs_of(const Font& font, const std::u16string& characters) {
+std::vector<HGLYPH> glyphs_of(const Font& font, const WideString& characters) {
     std::vector<HGLYPH> glyphs;
-    for (char16_t unit : characters) glyphs.push_back(const_cast<Font&>(font).face().glyph_of(unit));
+    for (WCHAR unit : characters) glyphs.push_back(const_cast<Font&>(font).face().glyph_of(unit));
     return glyphs;
 }
 
@@ -43,10 +43,10 @@ RECTL line_box(Font& font, const Placement& placement) {
 
 }  // namespace
 
-String::String(Font& font, const std::u16string& characters, POINTL origin)
+String::String(Font& font, const WideString& characters, POINTL origin)
     : String(font, characters, along_baseline(font, glyphs_of(font, characters), origin)) {}
 
-String::String(Font& font, const std::u16string& characters, Placement placement)
+String::String(Font& font, const WideString& characters, Placement placement)
     : STROBJ{}, units_(characters.begin(), characters.end()) {
     for (HGLYPH glyph : glyphs_of(font, characters)) glyphs_.push_back({glyph, nullptr, {}});
     take(font, std::move(placement));
@@ -94,14 +94,13 @@ bool String::next_batch(ULONG& count, GLYPHPOS*& glyphs) {
 
 }  // namespace kv::engine
 
+using kv::engine_call_fails;
 using kv::engine::String;
-using kv::host::CallKind;
-using kv::host::should_fail;
 
 void APIENTRY STROBJ_vEnumStart(STROBJ* text) { static_cast<String*>(text)->start_enumeration(); }
 
 BOOL APIENTRY STROBJ_bEnumPositionsOnly(STROBJ* text, ULONG* count, GLYPHPOS** glyphs) {
-    if (should_fail(CallKind::Engine, "STROBJ_bEnumPositionsOnly")) return static_cast<BOOL>(DDI_ERROR);
+    if (engine_call_fails("STROBJ_bEnumPositionsOnly")) return static_cast<BOOL>(DDI_ERROR);
     return static_cast<String*>(text)->next_batch(*count, *glyphs);
 }
 

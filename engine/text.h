@@ -17,9 +17,9 @@ struct Placement {
 class String : public STROBJ {
 public:
     // One glyph a unit, placed by the font's advances along its baseline; each origin is rounded to whole pixels.
-    String(Font& font, const std::u16string& characters, POINTL origin);
+    String(Font& font, const WideString& characters, POINTL origin);
     // One glyph a unit, where they are placed. The placement has as many origins as there are units.
-    String(Font& font, const std::u16string& characters, Placement placement);
+    String(Font& font, const WideString& characters, Placement placement);
     // Text of glyph indices (SO_GLYPHINDEX_TEXTOUT).
     String(Font& font, const std::vector<USHORT>& glyphs, Placement placement);
     String(const String&) = delete;

@@ -7,7 +7,8 @@
 
 #include "platform/win32.h"
 
-#ifdef _WIN32
+// The program that plays the engine defines what the driver imports.
+#if defined(_WIN32) && !defined(KV_ENGINE_SIDE)
 #define KV_ENGINE_API extern "C" __declspec(dllimport)
 #else
 #define KV_ENGINE_API extern "C"

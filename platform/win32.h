@@ -19,6 +19,7 @@
 // windows.h comes before the rest.
 // clang-format off
 #include <windows.h>
+#include <sddl.h>
 #include <shellapi.h>
 #include <shlobj.h>
 #include <winspool.h>

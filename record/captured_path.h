@@ -1,6 +1,7 @@
 #pragma once
-// A path collected between the path escapes: current path of the device, and saved clip.
+// A path collected between the path escapes: the current one of the device, and saved clips.
 
+#include <array>
 #include <utility>
 
 #include "record/path_encoder.h"
@@ -32,9 +33,31 @@ public:
 
     explicit operator bool() const { return path_ != nullptr; }
     CapturedPath* operator->() const { return path_; }
+    CapturedPath& operator*() const { return *path_; }
 
 private:
     CapturedPath* path_ = nullptr;
+};
+
+// The clip paths that an application saved, the last one on top. A saved path may be none.
+class SavedPaths {
+public:
+    // False when eight are saved already.
+    bool push(CapturedPathRef path) {
+        if (count_ == paths_.size()) return false;
+        paths_[count_++] = std::move(path);
+        return true;
+    }
+    // Takes the top off and makes it the current path. False when nothing is saved.
+    bool pop(CapturedPathRef& current) {
+        if (count_ == 0) return false;
+        current = std::move(paths_[--count_]);
+        return true;
+    }
+
+private:
+    std::array<CapturedPathRef, 8> paths_;
+    size_t count_ = 0;
 };
 
 }  // namespace kv

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "dispatch/launch.h"
+#include "dispatch/product_file.h"
 #include "driver/pdevice.h"
 #include "record/record_types.h"
+#include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 
@@ -20,7 +23,7 @@ void throttle_stress_test(const char* application) {
     const DWORD objects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
     if (objects >= kManyObjects) delay = ((objects - kManyObjects) / 1000 + 3) * 5000;
     const DWORD start = GetTickCount();
-    while (GetTickCount() - start < delay) Sleep(kStep);
+    while (GetTickCount() - start < delay) SleepEx(kStep, TRUE);
 }
 
 // A new empty file in the temporary folder. The name of a temporary file is unique, but a job of that name may still
@@ -50,30 +53,51 @@ BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
     failed = 0;
     start_tick = GetTickCount();
     document_name.assign(name ? name : TEXT(""));
-    throttle_stress_test(settings.kv.application);
-    job_id = id;
-    if (job) job->CloseAndDelete(TRUE);
-    job.reset();
-    if (create_job_file() && write_document_start()) {
-        document_open = 1;
-        page_start = 0;
-        page_count = 0;
-        return TRUE;
+    if (announce_document(id)) {
+        job_id = id;
+        if (job) job->CloseAndDelete(TRUE);
+        job.reset();
+        if (create_job_file() && write_document_start()) {
+            document_open = 1;
+            page_start = 0;
+            page_count = 0;
+            return TRUE;
+        }
     }
     const DWORD error = GetLastError();
     if (job) job->CloseAndDelete(TRUE);
     job.reset();
+    if (dispatcher) dispatcher->Abort();
     job_id = 0;
     SetFailed();
     SetLastError(error);
     return FALSE;
 }
 
+// Tells the dispatcher where one is installed; without it the document is recorded all the same.
+BOOL PDEVICE::announce_document(DWORD id) {
+    if (!dispatcher) {
+        PathText program;
+        if (!FindProductFile(process_state().print_environment, kDispatcherProgram, program)) {
+            throttle_stress_test(settings.kv.application);
+            return TRUE;
+        }
+        dispatcher.reset(make_object<CDispatcher>(TEXT("Dispatcher"), TEXT("Disp")));
+        if (!dispatcher) {
+            report_out_of_memory(TEXT("PDEVICE::StartDocW"));
+            return FALSE;
+        }
+    }
+    return dispatcher->StartDoc({printer, printer_name.c_str(), settings, id, document_name.c_str()});
+}
+
 BOOL PDEVICE::create_job_file() {
+    constexpr int kFirstLevelWithOwnPath = 5;
     PathText path;
-    if (!make_job_path(path)) return FALSE;
+    const bool given = dispatcher && process_state().os_level < kFirstLevelWithOwnPath && dispatcher->GetJobPath(path);
+    if (!given && !make_job_path(path)) return FALSE;
     job.reset(NewFile(path.c_str(), kFileCreate | kFileReadWrite));
-    if (!job) DeleteFileW(path.c_str());
+    if (!job && !given) DeleteFileW(path.c_str());
     return job != nullptr;
 }
 
@@ -100,19 +124,29 @@ void PDEVICE::EndDocument() {
     }
     settings.kv.Compression = compression;
     reset_document();
-    if (job) {
-        if (complete && recorded_pages > 0 && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) {
-            copy_to_spooler();
-        }
-        job->CloseAndDelete(FALSE);
-        job.reset();
-    }
+    const PathText kept = close_job(complete, recorded_pages);
     job_id = 0;
+    if (dispatcher) dispatcher->EndDoc(kept.empty() ? nullptr : kept.c_str());
+}
+
+// Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it.
+PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
+    PathText kept;
+    if (!job) return kept;
+    const bool has_pages = complete && recorded_pages > 0;
+    if (has_pages && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) copy_to_spooler();
+    if (has_pages && dispatcher) kept.assign(job->GetName());
+    // What was buffered reaches the disk only now: without it the job is none.
+    if (!kept.empty() && !job->Close()) kept.clear();
+    if (kept.empty()) job->CloseAndDelete(FALSE);
+    job.reset();
+    return kept;
 }
 
 void PDEVICE::reset_document() {
     pages.clear();
     brushes.clear();
+    attached.clear();
     pending.clear();
     trays.reset();
     document_flags = 0;

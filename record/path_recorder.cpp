@@ -91,10 +91,10 @@ void AddInk(PDEVICE& device, const RECTL& rect) {
 bool is_page_blank(const PDEVICE& device) { return is_empty(device.page_marks) && !device.pending.is_pending(); }
 
 BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing) {
+    if (device.path_depth != 0) return capture_path(device, path);
     DrawAttrs attrs;
     set_stroke(device, drawing, attrs);
     set_fill(device, drawing, attrs);
-    if (device.path_depth != 0) return capture_path(device, path);
     if (!drawing.stroke_brush && !drawing.line && !drawing.fill_brush) return TRUE;
 
     const BYTE type = visible_type(drawing.record_type, attrs);

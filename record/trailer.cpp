@@ -111,6 +111,13 @@ BOOL PDEVICE::write_tray_names() {
     return TRUE;
 }
 
+BOOL PDEVICE::write_attached_data() {
+    for (const AttachedData::Block* block = attached.first(); block; block = block->next) {
+        if (!WriteRecord(kRecordAttachedData, block->size, block->data())) return FALSE;
+    }
+    return TRUE;
+}
+
 BOOL PDEVICE::write_trailer() {
     settings.kv.Compression = 0;  // nothing of the trailer is compressed
     BYTE trailer_position[4];
@@ -118,7 +125,7 @@ BOOL PDEVICE::write_trailer() {
     return write_index(*this) &&
            (document_name.empty() || WriteTextRecord(kRecordDocumentName, document_name.c_str())) &&
            (!settings.kv.application[0] || WriteStringRecord(kRecordApplicationName, settings.kv.application)) &&
-           write_tray_names() && WriteRecord(kRecordTrailerPosition, sizeof trailer_position, trailer_position);
+           write_attached_data() && write_tray_names() && WriteRecord(kRecordTrailerPosition, sizeof trailer_position, trailer_position);
 }
 
 }  // namespace kv

@@ -1,5 +1,5 @@
 #pragma once
-// Little-endian bytes of records and messages, into a buffer of fixed size.
+// Little-endian bytes of records, messages and escapes.
 
 #include <bit>
 #include <cstddef>
@@ -19,6 +19,8 @@ inline void store_u32(BYTE* at, uint32_t value) {
     store_u16(at, static_cast<uint16_t>(value));
     store_u16(at + 2, static_cast<uint16_t>(value >> 16));
 }
+inline uint16_t load_u16(const BYTE* at) { return static_cast<uint16_t>(at[0] | at[1] << 8); }
+inline uint32_t load_u32(const BYTE* at) { return load_u16(at) | uint32_t{load_u16(at + 2)} << 16; }
 
 // Writes into a span it does not own. A write that does not fit is dropped whole and remembered.
 class ByteWriter {

@@ -37,7 +37,8 @@ struct ProcessState {
     WORD processor = PROCESSOR_ARCHITECTURE_INTEL;
     int os_level = 0;
 
-    BYTE header_byte = 0;  // the last byte of every document header record
+    BYTE header_byte = 0;     // the last byte of every document header record
+    WORD product_number = 1;  // tells the dispatcher which product announces a document
     WORD default_paper = DMPAPER_LETTER;
     WORD default_units = 1;  // 1 inch-based, 2 metric
     DWORD compatibility = 0, silent = 0;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -18,10 +19,18 @@ struct Clock {
     std::atomic<bool> is_virtual{false};
     std::atomic<uint32_t> tick{0};
     std::vector<uint32_t> sleeps;
+    std::multimap<uint64_t, std::function<void()>> alarms;  // by the time passed since the virtual clock began
+    uint64_t passed = 0;
 };
 Clock& clock_state() {
     static Clock state;
     return state;
+}
+
+void forget(Clock& clock) {
+    clock.sleeps.clear();
+    clock.alarms.clear();
+    clock.passed = 0;
 }
 
 }  // namespace
@@ -29,14 +38,35 @@ Clock& clock_state() {
 void use_virtual_clock(uint32_t start_tick) {
     clock_state().tick = start_tick;
     clock_state().is_virtual = true;
-    clock_state().sleeps.clear();
+    forget(clock_state());
 }
 void use_real_clock() { clock_state().is_virtual = false; }
-void advance_clock(uint32_t milliseconds) { clock_state().tick += milliseconds; }
+void advance_clock(uint32_t milliseconds) {
+    Clock& clock = clock_state();
+    const uint64_t end = clock.passed + milliseconds;
+    while (!clock.alarms.empty() && clock.alarms.begin()->first <= end) {
+        auto due = clock.alarms.extract(clock.alarms.begin());
+        clock.tick += static_cast<uint32_t>(due.key() - clock.passed);
+        clock.passed = due.key();
+        due.mapped()();
+    }
+    clock.tick += static_cast<uint32_t>(end - clock.passed);
+    clock.passed = end;
+}
+void at_virtual_time(uint32_t milliseconds_from_now, std::function<void()> call) {
+    clock_state().alarms.emplace(clock_state().passed + milliseconds_from_now, std::move(call));
+}
+void pass_time(uint32_t milliseconds) {
+    if (clock_state().is_virtual) {
+        advance_clock(milliseconds);
+    } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    }
+}
 const std::vector<uint32_t>& sleeps() { return clock_state().sleeps; }
 void reset_clock() {
     use_real_clock();
-    clock_state().sleeps.clear();
+    forget(clock_state());
 }
 
 }  // namespace kv::host
@@ -52,12 +82,8 @@ DWORD GetTickCount() {
 void Sleep(DWORD milliseconds) { SleepEx(milliseconds, FALSE); }
 
 DWORD SleepEx(DWORD milliseconds, BOOL) {
-    if (clock_state().is_virtual) {
-        clock_state().sleeps.push_back(milliseconds);
-        clock_state().tick += milliseconds;
-    } else {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    }
+    if (clock_state().is_virtual) clock_state().sleeps.push_back(milliseconds);
+    kv::host::pass_time(milliseconds);
     return 0;
 }
 

@@ -113,6 +113,7 @@ void reset_all() {
     reset_modules();
     reset_printers();
     reset_files();
+    reset_shared_folder();
     last_error = 0;
 }
 

@@ -6,6 +6,7 @@
 // registry and one user, and is meant to be called before each test.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -49,6 +50,22 @@ std::string host_path(const std::u16string& win32_path);
 // The Win32 path ("Z:\...") of an absolute host path.
 std::u16string win32_path(const std::string& host_path);
 const std::vector<std::u16string>& files_deleted_at_restart();
+// A path of the machine that stands for a file of the host, such as a program that lies elsewhere.
+void map_file(const std::u16string& win32_path, const std::string& host_file);
+// The user's own folder for the product's data, made when missing: "karvo" below $XDG_DATA_HOME or ~/.local/share.
+std::string user_data_folder();
+// From here on "C:" is a drive that all processes of the user share and that stays, below user_data_folder().
+void use_user_drive();
+
+// Other processes -----------------------------------------------------------------------------------
+
+// Where the objects lie that processes share by name (pipes, mutexes): the user's alone, else nothing is shared. By
+// default "karvo" below $XDG_RUNTIME_DIR, or "karvo-<user id>" below the temporary folder. A process that
+// CreateProcessW starts shares this folder, the drive and the session with its parent.
+void set_shared_folder(const std::string& host_folder);
+std::string shared_folder();
+// The session of the process that started this one, or 1.
+uint32_t inherited_session();
 
 // Time ----------------------------------------------------------------------------------------------
 
@@ -57,6 +74,8 @@ void use_virtual_clock(uint32_t start_tick);
 void use_real_clock();
 void advance_clock(uint32_t milliseconds);
 const std::vector<uint32_t>& sleeps();
+// Called by whoever lets that time go by, in the order of time.
+void at_virtual_time(uint32_t milliseconds_from_now, std::function<void()> call);
 
 // The machine ---------------------------------------------------------------------------------------
 
@@ -75,10 +94,11 @@ struct Machine {
     uint32_t integrity = 0x2000;  // medium
     bool administrator = false;
     std::u16string user = u"user";
-    uint32_t session = 1, console_session = 1;
+    uint32_t session = inherited_session(), console_session = 1;
     bool session_query_fails = false;
     std::map<uint32_t, std::u16string> session_users = {{1, u"user"}};
     bool has_local_app_data_low = true;
+    std::u16string temp_folder = u"C:\\Windows\\Temp\\";
     std::u16string executable = u"C:\\Program Files\\Host\\host.exe";
     std::u16string driver = u"C:\\Windows\\System32\\spool\\drivers\\W32X86\\3\\kvgraph12.dll";
 };

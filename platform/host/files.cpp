@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 
 #include "platform/host/state.h"
 #include "platform/host/win32/system.h"
@@ -22,15 +24,20 @@ namespace fs = std::filesystem;
 namespace kv::host {
 namespace {
 
+void make_system_folders(const std::string& root) {
+    for (const char* folder : {"Windows/Temp", "Windows/Fonts", "Users/user/AppData/LocalLow"}) {
+        std::error_code ignored;
+        fs::create_directories(fs::path(root) / folder, ignored);
+    }
+}
+
 // The private drive: made on first use, removed when the process that made it ends.
 class PrivateDrive {
 public:
     PrivateDrive() {
         std::string name = (fs::temp_directory_path() / "karvo-drive-XXXXXX").string();
         if (mkdtemp(name.data())) root_ = name;
-        for (const char* folder : {"Windows/Temp", "Windows/Fonts", "Users/user/AppData/LocalLow"}) {
-            fs::create_directories(fs::path(root_) / folder);
-        }
+        if (!root_.empty()) make_system_folders(root_);
         owner_ = getpid();
     }
     ~PrivateDrive() {
@@ -46,6 +53,7 @@ private:
 
 struct Files {
     std::string drive_root;
+    std::map<std::u16string, std::string> mapped;  // by path in lower case
     std::vector<std::u16string> deleted_at_restart;
 };
 Files& files() {
@@ -55,6 +63,8 @@ Files& files() {
 
 const std::string& drive_root() {
     if (!files().drive_root.empty()) return files().drive_root;
+    static const std::string inherited = environment(kDriveVariable);
+    if (!inherited.empty()) return inherited;
     static PrivateDrive drive;
     return drive.root();
 }
@@ -145,9 +155,27 @@ LPWSTR put(const std::u16string& text, LPWSTR target) {
 
 void set_drive_root(const std::string& host_folder) { files().drive_root = host_folder; }
 const std::vector<std::u16string>& files_deleted_at_restart() { return files().deleted_at_restart; }
-void reset_files() {
-    files().drive_root.clear();
-    files().deleted_at_restart.clear();
+void reset_files() { files() = Files{}; }
+void map_file(const std::u16string& path, const std::string& host_file) {
+    files().mapped[lower_case(path)] = host_file;
+}
+
+std::string user_data_folder() {
+    std::string base = environment("XDG_DATA_HOME");
+    if (base.empty()) {
+        const passwd* user = getpwuid(getuid());
+        const std::string home = environment("HOME");
+        base = (!home.empty() ? home : user ? user->pw_dir : "/tmp") + "/.local/share";
+    }
+    std::error_code ignored;
+    fs::create_directories(base, ignored);
+    mkdir((base + "/karvo").c_str(), 0700);
+    return base + "/karvo";
+}
+
+void use_user_drive() {
+    set_drive_root(user_data_folder() + "/drive");
+    make_system_folders(drive_root());
 }
 
 std::u16string win32_path(const std::string& path) {
@@ -157,6 +185,10 @@ std::u16string win32_path(const std::string& path) {
 }
 
 std::string host_path(const std::u16string& text) {
+    const auto& mapped = files().mapped;
+    if (auto found = mapped.empty() ? mapped.end() : mapped.find(lower_case(text)); found != mapped.end()) {
+        return found->second;
+    }
     bool z_drive = text.size() >= 2 && (text[0] == 'Z' || text[0] == 'z') && text[1] == ':';
     std::string path = z_drive ? "" : drive_root();
     std::u16string rest = text.size() >= 2 && text[1] == ':' ? text.substr(2) : text;
@@ -176,6 +208,7 @@ std::string host_path(const std::u16string& text) {
 using namespace kv::host;
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition, DWORD, HANDLE) {
+    if (path && is_pipe_name(path)) return open_pipe(path);
     if (should_fail(CallKind::File, "CreateFileW")) return fail_with(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
     if (!path || !*path) return fail_with(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
     std::string host = host_path(path);
@@ -211,6 +244,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*
 
 BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD read_bytes, void*) {
     if (read_bytes) *read_bytes = 0;
+    if (Channel* channel = object_of<Channel>(handle)) return channel->read(buffer, bytes, read_bytes);
     if (should_fail(CallKind::File, "ReadFile")) return fail_with(ERROR_READ_FAULT);
     OpenFile* file = object_of<OpenFile>(handle);
     if (!file) return fail_with(ERROR_INVALID_HANDLE);
@@ -222,6 +256,11 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD read_bytes, voi
 
 BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD bytes, LPDWORD written, void*) {
     if (written) *written = 0;
+    if (Channel* channel = object_of<Channel>(handle)) {
+        const BOOL sent = channel->write(buffer, bytes);
+        if (sent && written) *written = bytes;
+        return sent;
+    }
     if (should_fail(CallKind::File, "WriteFile")) return fail_with(ERROR_DISK_FULL);
     OpenFile* file = object_of<OpenFile>(handle);
     if (!file) return fail_with(ERROR_INVALID_HANDLE);
@@ -287,14 +326,18 @@ BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
         return TRUE;
     }
     std::string source = host_path(from), target = host_path(to);
-    if (!(flags & MOVEFILE_REPLACE_EXISTING) && access(target.c_str(), F_OK) == 0)
-        return fail_with(ERROR_ALREADY_EXISTS);
-    if (rename(source.c_str(), target.c_str()) == 0) return TRUE;
+    const bool replace = flags & MOVEFILE_REPLACE_EXISTING;
+    if (renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), replace ? 0 : RENAME_NOREPLACE) == 0) return TRUE;
     if (errno != EXDEV || !(flags & MOVEFILE_COPY_ALLOWED)) return fail_with(error_for(source));
     std::error_code failed;
-    fs::copy_file(source, target, fs::copy_options::overwrite_existing, failed);
-    if (!failed) fs::remove(source, failed);
-    return failed ? fail_with(ERROR_ACCESS_DENIED) : TRUE;
+    const auto options = replace ? fs::copy_options::overwrite_existing : fs::copy_options::none;
+    if (!fs::copy_file(source, target, options, failed)) {
+        if (failed == std::errc::file_exists) return fail_with(ERROR_ALREADY_EXISTS);
+        unlink(target.c_str());
+        return fail_with(failed == std::errc::no_space_on_device ? ERROR_DISK_FULL : ERROR_ACCESS_DENIED);
+    }
+    fs::remove(source, failed);
+    return TRUE;
 }
 
 BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL fail_if_exists) {
@@ -337,7 +380,7 @@ BOOL CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES*) {
 
 DWORD GetTempPathW(DWORD capacity, LPWSTR path) {
     if (should_fail(CallKind::File, "GetTempPathW")) return fail_with(ERROR_PATH_NOT_FOUND, DWORD{0});
-    const std::u16string folder = u"C:\\Windows\\Temp\\";
+    const std::u16string& folder = machine().temp_folder;
     if (capacity <= folder.size()) return static_cast<DWORD>(folder.size() + 1);
     put(folder, path);
     return static_cast<DWORD>(folder.size());

@@ -29,6 +29,9 @@ public:
     Bytes bytes;
 };
 
+// The payloads of a job's trailer records of that type.
+std::vector<Bytes> trailer_records(const Bytes& job, BYTE type);
+
 class PrintTest : public testing::Test {
 protected:
     void SetUp() override;

@@ -46,20 +46,6 @@ TEST_F(DocumentTest, StartsAreIgnoredWhereThereIsNothingToStart) {
     EXPECT_TRUE(device->end_document());
 }
 
-// Records in the trailer of that type.
-std::vector<Bytes> trailer_records(const Bytes& job, BYTE type) {
-    std::vector<Bytes> found;
-    size_t at = job[job.size() - 4] | job[job.size() - 3] << 8 | job[job.size() - 2] << 16;
-    while (at < job.size()) {
-        size_t length = job[at + 1], head = 2;
-        if (length == 0xFE) length = job[at + 2] | job[at + 3] << 8, head = 4;
-        if (length == 0xFF) length = job[at + 3] | job[at + 4] << 8 | job[at + 5] << 16, head = 7;
-        if (job[at] == type) found.emplace_back(job.begin() + at + head, job.begin() + at + head + length);
-        at += head + length;
-    }
-    return found;
-}
-
 TEST_F(DocumentTest, IndexesPagesAcrossBlocks) {
     open_device();
     ASSERT_TRUE(device->start_document(u"", 1));

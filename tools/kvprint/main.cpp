@@ -11,7 +11,8 @@ enum : int { kDone = 0, kFailed = 1, kUsage = 2 };
 void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::printf("%s: %zu pages, %zu fills, %zu strokes\n", options.output.c_str(), played.pages, played.fills,
+        std::printf("%s: %zu pages, %zu fills, %zu strokes\n",
+                    options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages, played.fills,
                     played.strokes);
     }
     for (const auto& [kind, count] : played.missing) {

@@ -6,11 +6,13 @@
 namespace kvprint {
 
 const char* const kUsage =
-    "usage: kvprint INPUT.pdf -o JOB.kv [--pages 1-3,7] [--set NAME=VALUE ...] [--quiet]\n"
-    "Prints a PDF file through the Karvo driver into a job file.\n"
-    "  -o JOB.kv          the job file to write\n"
+    "usage: kvprint INPUT.pdf [-o JOB.kv] [--pages 1-3,7] [--set NAME=VALUE ...]\n"
+    "               [--data NAME=VALUE ...] [--quiet]\n"
+    "Prints a PDF file through the Karvo driver.\n"
+    "  -o JOB.kv          the job file to write; without it the job goes to the dispatcher, kvdisp12\n"
     "  --pages LIST       pages and ranges of pages to print\n"
     "  --set NAME=VALUE   a setting of the printer, such as Resolution=300 or Compression=0x10\n"
+    "  --data NAME=VALUE  a name and a text that the job carries\n"
     "  --quiet            says nothing when all went well\n";
 
 namespace {
@@ -41,10 +43,17 @@ std::vector<std::pair<int, int>> parse_pages(const std::string& list) {
     return pages;
 }
 
-std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
+std::pair<std::string, std::string> parse_pair(const std::string& text, const std::string& what) {
     const size_t equals = text.find('=');
-    if (equals == std::string::npos || equals == 0) throw UsageError("--set: expected NAME=VALUE: " + text);
-    return {text.substr(0, equals), parse_number(text.substr(equals + 1), "--set")};
+    if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
+        throw UsageError(what + ": expected NAME=VALUE: " + text);
+    }
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
+    const auto [name, value] = parse_pair(text, "--set");
+    return {name, parse_number(value, "--set")};
 }
 
 }  // namespace
@@ -69,6 +78,8 @@ Options parse_options(const std::vector<std::string>& arguments) {
             options.pages = parse_pages(value());
         } else if (argument == "--set") {
             options.settings.push_back(parse_setting(value()));
+        } else if (argument == "--data") {
+            options.data.push_back(parse_pair(value(), "--data"));
         } else if (argument == "--quiet") {
             options.quiet = true;
         } else if (argument == "--help" || argument == "-h") {
@@ -83,7 +94,6 @@ Options parse_options(const std::vector<std::string>& arguments) {
     }
     if (options.help) return options;
     if (options.input.empty()) throw UsageError("no input");
-    if (options.output.empty()) throw UsageError("no output: give -o JOB.kv");
     return options;
 }
 

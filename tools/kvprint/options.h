@@ -1,5 +1,6 @@
 #pragma once
-// The command line: kvprint INPUT.pdf -o JOB.kv [--pages 1-3] [--set NAME=VALUE ...] [--quiet]
+// The command line: kvprint INPUT.pdf [-o JOB.kv] [--pages 1-3] [--set NAME=VALUE ...]
+// [--data NAME=VALUE ...] [--quiet]
 
 #include <cstdint>
 #include <stdexcept>
@@ -10,9 +11,10 @@
 namespace kvprint {
 
 struct Options {
-    std::string input, output;
+    std::string input, output;               // no output: the job goes to the dispatcher
     std::vector<std::pair<int, int>> pages;  // first and last, from 1; empty: all
     std::vector<std::pair<std::string, uint32_t>> settings;
+    std::vector<std::pair<std::string, std::string>> data;  // attached to the job, names and values not empty
     bool quiet = false, help = false;
 
     bool wants_page(int number) const;

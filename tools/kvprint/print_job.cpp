@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "platform/host/control.h"
+#include "tools/kvprint/handover.h"
 #include "tools/kvprint/papers.h"
 
 namespace kvprint {
@@ -126,7 +127,8 @@ private:
     fz_rect bounds_ = {};
 };
 
-// The printer as the machine knows it, with the whole page printable and the user's settings.
+// The printer as the machine knows it, with the whole page printable and the user's settings. Without an output only
+// the dispatcher gets the job.
 HANDLE open_printer(const Options& options, const std::string& output) {
     for (auto margin : {u"MarginLeft", u"MarginTop", u"MarginRight", u"MarginBottom"}) {
         host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, margin, 0);
@@ -136,9 +138,18 @@ HANDLE open_printer(const Options& options, const std::string& output) {
     }
     host::Printer printer;
     printer.name = kPrinterName;
-    printer.port = u"FILE:";
+    printer.port = output.empty() ? u"KARVO:" : u"FILE:";
     printer.output_path = output;
     return host::open_printer(printer);
+}
+
+// Names and values as the PASSTHROUGH escape takes them: the word 2, then UTF-16 texts, the last one empty.
+std::vector<BYTE> data_block(const Options& options) {
+    std::u16string block = u"\x2";
+    for (const auto& [name, value] : options.data) block += widen(name) + u'\0' + widen(value) + u'\0';
+    block += u'\0';
+    const auto* bytes = reinterpret_cast<const BYTE*>(block.data());
+    return {bytes, bytes + block.size() * sizeof(char16_t)};
 }
 
 // The job under a name of its own, renamed when it is whole.
@@ -169,8 +180,8 @@ void show_progress(const Options& options, int page, int pages) {
 
 class Printing {
 public:
-    Printing(const Options& options, const Output& output, fz_context* context)
-        : options_(options), context_(context), printer_(open_printer(options, output.partial())) {}
+    Printing(const Options& options, const std::string& output, fz_context* context)
+        : options_(options), context_(context), printer_(open_printer(options, output)) {}
 
     void print(const Pdf& pdf) {
         for (int number = 1; number <= pdf.pages(); ++number) {
@@ -179,6 +190,8 @@ public:
             print_page(pdf, number);
         }
         if (!device_) throw std::runtime_error("no such page");
+    }
+    void finish() {
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
         device_.reset();
         host::close_printer(printer_);  // writes the output
@@ -193,10 +206,18 @@ private:
             if (!device_->is_open() || !device_->start_document(widen(name), 1)) {
                 throw std::runtime_error("the driver cannot start a document");
             }
+            attach_data();
         } else if (std::memcmp(&mode, &mode_, sizeof mode) != 0 && !device_->reset(mode)) {
             throw std::runtime_error("the driver does not take another page size");
         }
         mode_ = mode;
+    }
+
+    void attach_data() {
+        constexpr ULONG kPassThrough = 19;
+        if (!options_.data.empty() && !device_->escape(kPassThrough, data_block(options_))) {
+            throw std::runtime_error("the driver does not take the data");
+        }
     }
 
     void print_page(const Pdf& pdf, int number) {
@@ -224,11 +245,22 @@ private:
 Played print_file(const Options& options) {
     Context context;
     Pdf pdf(context.fz, options.input);
-    Output output(options.output);
-    Printing printing(options, output, context.fz);
+    std::optional<Handover> handover;
+    std::optional<Output> output;
+    if (options.output.empty()) {
+        handover.emplace();
+    } else {
+        output.emplace(options.output);
+    }
+    Printing printing(options, output ? output->partial() : "", context.fz);
     printing.print(pdf);
     if (context.found_damage()) throw std::runtime_error("damaged: content is missing");
-    output.finish();
+    printing.finish();
+    if (output) {
+        output->finish();
+    } else {
+        handover->finish();
+    }
     return printing.played();
 }
 

@@ -15,6 +15,7 @@ enum : DWORD {
     GR_GDIOBJECTS = 0,
     SW_SHOWNORMAL = 1,
     PIPE_ACCESS_DUPLEX = 3,
+    FILE_FLAG_FIRST_PIPE_INSTANCE = 0x80000,
     PIPE_READMODE_MESSAGE = 2,
     PIPE_TYPE_MESSAGE = 4,
     PIPE_WAIT = 0,
@@ -58,9 +59,12 @@ LONG_PTR DispatchMessageW(const MSG* message);
 void PostQuitMessage(int exit_code);
 DWORD GetGuiResources(HANDLE process, DWORD flags);
 
+// On the host a mutex needs a name; with "Local\\" in front it is the session's.
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initial_owner, LPCWSTR name);
 BOOL ReleaseMutex(HANDLE mutex);
 
+// On the host pipes carry messages, both ways, and one process serves a name: in others CreateNamedPipeW fails with
+// ERROR_ACCESS_DENIED. No call on an instance may be running when it is closed.
 BOOL WaitNamedPipeW(LPCWSTR name, DWORD milliseconds);
 BOOL SetNamedPipeHandleState(HANDLE pipe, LPDWORD mode, LPDWORD collection_count, LPDWORD collection_timeout);
 BOOL TransactNamedPipe(HANDLE pipe, LPVOID request, DWORD request_size, LPVOID reply, DWORD reply_size, LPDWORD read,

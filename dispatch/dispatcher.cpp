@@ -1,0 +1,194 @@
+#include "dispatch/dispatcher.h"
+
+#include <cstring>
+#include <utility>
+
+#include "dispatch/launch.h"
+#include "dispatch/named_mutex.h"
+#include "dispatch/pipe.h"
+#include "dispatch/session_choice.h"
+#include "settings/device_settings.h"
+#include "support/little_endian.h"
+#include "support/memory.h"
+#include "support/message.h"
+#include "support/process_state.h"
+#include "support/session.h"
+
+namespace kv {
+namespace {
+
+constexpr UINT kMessageText = 12144;
+// Milliseconds: to find out whether a dispatcher is there, to reach one that must be there, and one that is starting.
+constexpr DWORD kProbeBudget = 50, kReachBudget = 1000, kLaunchBudget = 30000;
+
+size_t text_size(const WCHAR* text) { return (text_length(text) + 1) * sizeof(WCHAR); }
+
+void put_text(ByteWriter& out, const WCHAR* text) {
+    out.bytes(text, text_length(text) * sizeof(WCHAR));
+    out.u16(0);
+}
+
+DispatcherArguments launch_arguments(const WCHAR* source_name, DWORD job_id, DWORD session, bool minimal) {
+    DispatcherArguments arguments;
+    TextBuffer<kPathCapacity + 16> part;
+    if (*source_name) {
+        format_text(part.data(), part.capacity(), TEXT("/source=%s "), source_name);
+        arguments.append(part.c_str());
+    }
+    if (session != kNoSession) {
+        format_text(part.data(), part.capacity(), TEXT("/session=%d "), static_cast<int>(session));
+        arguments.append(part.c_str());
+    }
+    format_text(part.data(), part.capacity(), TEXT("/job=%d /autoexit=1 /housekeeping=%s"), static_cast<int>(job_id),
+                minimal ? TEXT("minimal") : TEXT("none"));
+    arguments.append(part.c_str());
+    return arguments;
+}
+
+BOOL report_launch_failure() {
+    report_message(kMessageText, TEXT("PrepareDispatcher was unable to launch the dispatcher."));
+    return FALSE;
+}
+
+}  // namespace
+
+BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int) {
+    constexpr DWORD kStartPause = 50;
+    if (ConnectDispatcher(dispatcher, kProbeBudget, session)) {
+        SendDispatch(kDispatchPrepare, {}, {}, dispatcher);
+        return TRUE;
+    }
+    // Before the document itself has begun, the dispatcher only starts and nobody waits for it.
+    const bool only_start = find_text(source_name, TEXT("DOCUMENTEVENT_STARTDOCPRE")) != nullptr;
+    if (!LaunchDispatcher(launch_arguments(source_name, job_id, session, !only_start).c_str())) {
+        return report_launch_failure();
+    }
+    if (only_start) return TRUE;
+    SleepEx(kStartPause, TRUE);
+    return ConnectDispatcher(dispatcher, kLaunchBudget, session) ? TRUE : report_launch_failure();
+}
+
+BOOL ConnectDispatcher(CDispatcher& dispatcher, DWORD budget, DWORD session) {
+    return dispatcher.pipe_ || WaitForDispatcher(dispatcher.pipe_name_.c_str(), session, budget, &dispatcher.pipe_);
+}
+
+DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> reply, CDispatcher& dispatcher) {
+    if (!dispatcher.pipe_) {
+        report_message(kMessageText, TEXT("SendDispatch failed."));
+        return kDispatchNotConnected;
+    }
+    BYTE ignored[sizeof(DispatchReply)];
+    if (reply.empty()) reply = ignored;
+    HeapArray<BYTE> request;
+    const size_t size = sizeof code + payload.size();
+    if (!request.alloc(size)) return kDispatchFailed;
+    store_u32(request.get(), code);
+    if (!payload.empty()) std::memcpy(request.get() + sizeof code, payload.data(), payload.size());
+    DWORD received = 0;
+    return TransactNamedPipe(dispatcher.pipe_, request.get(), static_cast<DWORD>(size), reply.data(),
+                             static_cast<DWORD>(reply.size()), &received, nullptr)
+               ? DWORD{kDispatchDone}
+               : DWORD{kDispatchFailed};
+}
+
+CDispatcher::~CDispatcher() {
+    Abort();
+    disconnect();
+}
+
+BOOL CDispatcher::StartDoc(const DocumentInfo& document, bool launch_allowed) {
+    if (reach(choose_session(), document.job_id, launch_allowed) && announce(document)) return TRUE;
+    disconnect();  // nothing more is said of this document, and the next one asks anew
+    return FALSE;
+}
+
+BOOL CDispatcher::reach(DWORD session, DWORD job_id, bool launch_allowed) {
+    if (launch_allowed) {
+        if (ConnectDispatcher(*this, kProbeBudget, session)) return TRUE;
+        TextBuffer<kPathCapacity> name(TEXT("Launch"));
+        name.append(mutex_name_.c_str());
+        ObjectName object;
+        MakeObjectName(ObjectScope::Local, TEXT("Mutex"), name.c_str(), object);
+        CNamedMutex mutex(object.c_str());
+        if (mutex.Acquire(0)) {
+            PathText source;
+            make_source_name(source);
+            return PrepareDispatcher(*this, source.c_str(), job_id, session, -1);
+        }
+    }
+    // Allowed to launch, another process is just doing so.
+    if (ConnectDispatcher(*this, launch_allowed ? kLaunchBudget : kReachBudget, session)) return TRUE;
+    report_message(kMessageText, TEXT("CDispatcher::StartDoc could not communicate with the dispatcher."));
+    return FALSE;
+}
+
+// The settings are those of this moment, which may have changed since the device was opened.
+BOOL CDispatcher::announce(const DocumentInfo& document) {
+    constexpr const WCHAR* kInterfaceLibrary = TEXT("kvui12.dll");
+    DriverDevMode settings;
+    LoadDeviceSettings(document.printer, nullptr, document.printer_name, &document.settings, settings);
+    const StartDocHeader header = {kDispatchFormat,     document.job_id,
+                                   kProductFamily,      process_state().product_number,
+                                   settings.kv.ShowDlg, settings.kv.KvAction};
+    HeapArray<BYTE> payload;
+    const size_t size = sizeof header + text_size(document.document_name) + text_size(document.printer_name) +
+                        text_size(kInterfaceLibrary);
+    if (!payload.alloc(size)) return FALSE;
+    ByteWriter out({payload.get(), size});
+    out.bytes(&header, sizeof header);
+    put_text(out, document.document_name);
+    put_text(out, document.printer_name);
+    put_text(out, kInterfaceLibrary);
+    BYTE reply[sizeof(DispatchReply)] = {};
+    if (SendDispatch(kDispatchStartDoc, {payload.get(), size}, reply, *this) != kDispatchDone) return FALSE;
+    const DWORD accepted = load_u32(reply);
+    if (accepted != 0) job_id_ = document.job_id ? document.job_id : accepted;
+    return accepted != 0;
+}
+
+BOOL CDispatcher::EndDoc(const WCHAR* job_path) {
+    if (!has_job()) return TRUE;
+    if (job_path) {
+        const EndDocHeader header = {kDispatchFormat, job_id_, 1, 1};
+        HeapArray<BYTE> payload;
+        const size_t size = sizeof header + text_size(job_path);
+        if (payload.alloc(size)) {
+            ByteWriter out({payload.get(), size});
+            out.bytes(&header, sizeof header);
+            put_text(out, job_path);
+            if (SendDispatch(kDispatchEndDoc, {payload.get(), size}, {}, *this) == kDispatchDone) {
+                job_id_ = 0;
+                disconnect();
+                return TRUE;
+            }
+        }
+    }
+    Abort();
+    return FALSE;
+}
+
+void CDispatcher::Abort() {
+    if (!has_job()) return;
+    BYTE id[sizeof job_id_];
+    store_u32(id, job_id_);
+    SendDispatch(kDispatchAbort, id, {}, *this);
+    job_id_ = 0;
+    disconnect();
+}
+
+BOOL CDispatcher::GetJobPath(PathText& path) {
+    static_assert(PathText::capacity() * sizeof(WCHAR) == kJobPathReplySize);
+    path = PathText();
+    BYTE reply[kJobPathReplySize] = {};
+    if (SendDispatch(kDispatchJobPath, {}, reply, *this) == kDispatchDone) {
+        std::memcpy(path.data(), reply, sizeof reply);
+        path.truncate(path.capacity() - 1);
+    }
+    return !path.empty();
+}
+
+void CDispatcher::disconnect() {
+    if (HANDLE pipe = std::exchange(pipe_, nullptr)) CloseHandle(pipe);
+}
+
+}  // namespace kv

@@ -1,0 +1,32 @@
+#include "dispatch/named_mutex.h"
+
+#include "dispatch/open_security.h"
+
+namespace kv {
+
+CNamedMutex::~CNamedMutex() {
+    while (count_ > 0 && Release()) {
+    }
+    if (handle_) CloseHandle(handle_);
+}
+
+BOOL CNamedMutex::Acquire(DWORD milliseconds) {
+    if (!handle_) {
+        OpenSecurity security;
+        handle_ = CreateMutexW(security.attributes(), FALSE, name_.c_str());
+        if (!handle_) return FALSE;
+    }
+    const DWORD result = WaitForSingleObject(handle_, milliseconds);
+    if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED) return FALSE;
+    owner_ = GetCurrentThreadId();
+    ++count_;
+    return TRUE;
+}
+
+BOOL CNamedMutex::Release() {
+    if (count_ <= 0 || owner_ != GetCurrentThreadId() || !ReleaseMutex(handle_)) return FALSE;
+    if (--count_ == 0) owner_ = 0;
+    return TRUE;
+}
+
+}  // namespace kv

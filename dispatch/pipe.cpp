@@ -1,0 +1,54 @@
+#include "dispatch/pipe.h"
+
+#include <algorithm>
+
+#include "dispatch/object_names.h"
+
+namespace kv {
+namespace {
+
+// Null on failure.
+HANDLE open_pipe(const WCHAR* name) {
+    HANDLE pipe = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    return pipe == INVALID_HANDLE_VALUE ? nullptr : pipe;
+}
+
+// Null, and the pipe closed, when it does not read message by message.
+HANDLE in_message_mode(HANDLE pipe) {
+    DWORD mode = PIPE_READMODE_MESSAGE;
+    if (SetNamedPipeHandleState(pipe, &mode, nullptr, nullptr)) return pipe;
+    CloseHandle(pipe);
+    return nullptr;
+}
+
+}  // namespace
+
+HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
+    constexpr DWORD kLongSlice = 5000, kPause = 10;
+    const DWORD slice = budget == INFINITE ? kLongSlice : budget / 4;
+    const DWORD start = GetTickCount();
+    for (;;) {
+        if (WaitNamedPipeW(pipe_name, slice)) {
+            if (HANDLE pipe = open_pipe(pipe_name)) return in_message_mode(pipe);
+            if (GetLastError() != ERROR_PIPE_BUSY) return nullptr;  // another client was faster: once more
+        } else {
+            SleepEx(kPause, TRUE);
+        }
+        if (budget != INFINITE && GetTickCount() - start > budget) return nullptr;
+    }
+}
+
+BOOL WaitForDispatcher(const WCHAR* name, DWORD session, DWORD budget, HANDLE* pipe) {
+    constexpr DWORD kDefaultBudget = 10000, kLongestTry = 1000;
+    if (budget == INFINITE) budget = kDefaultBudget;
+    ObjectName pipe_name;
+    MakePipeName(nullptr, name, session, pipe_name);
+    const DWORD start = GetTickCount();
+    do {
+        *pipe = OpenDispatcherPipe(pipe_name.c_str(), std::min(budget, kLongestTry));
+        if (*pipe) return TRUE;
+    } while (budget != 0 && GetTickCount() - start <= budget);
+    return FALSE;
+}
+
+}  // namespace kv

@@ -1,0 +1,79 @@
+#include "dispatch/product_file.h"
+
+#include "support/memory.h"
+#include "support/paths.h"
+#include "support/process_state.h"
+#include "support/reg_key.h"
+
+namespace kv {
+namespace {
+
+bool is_address(const WCHAR* name) {
+    return starts_with(name, TEXT("mailto:")) || find_text(name, TEXT("://")) != nullptr;
+}
+
+BOOL driver_directory(const WCHAR* environment, PathText& folder) {
+    PathText name(environment);  // the system takes it as writable text
+    DWORD needed = 0;
+    HeapArray<BYTE> buffer;
+    if (GetPrinterDriverDirectoryW(nullptr, name.data(), 1, nullptr, 0, &needed) || !buffer.alloc(needed) ||
+        !GetPrinterDriverDirectoryW(nullptr, name.data(), 1, buffer.get(), needed, &needed)) {
+        return FALSE;
+    }
+    folder.assign(reinterpret_cast<const WCHAR*>(buffer.get()));
+    return !folder.empty();
+}
+
+bool lies_inside(const PathText& folder, const PathText& parent) {
+    if (!starts_with_ignoring_case(folder.c_str(), parent.c_str())) return false;
+    const WCHAR next = folder.c_str()[parent.length()];
+    return next == '\\' || next == 0;
+}
+
+// Of the machine, or else of the user; empty when neither says.
+PathText install_location() {
+    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+        CRegKey key;
+        const WCHAR* text = open_product_key(key, root) ? key.ReadString(TEXT("InstallLocation")) : nullptr;
+        if (text && *text) return PathText(text);
+    }
+    return PathText();
+}
+
+BOOL join_existing(const WCHAR* folder, const WCHAR* name, PathText& path) {
+    JoinPath(folder, name, path);
+    return FileExists(path.c_str());
+}
+
+}  // namespace
+
+BOOL FindProductFile(const WCHAR* environment, const WCHAR* file_name, PathText& path) {
+    if (is_address(file_name)) {
+        path.assign(file_name);
+        return TRUE;
+    }
+    PathText driver, driver_folder, directory, preferred;
+    GetModuleFileName(process_state().module, driver);
+    GetFolder(driver.c_str(), driver_folder);
+    if (!file_name || !*file_name) {
+        path = driver_folder;
+        return TRUE;
+    }
+    if (driver_directory(environment, directory) && lies_inside(driver_folder, directory)) {
+        PathText current;
+        JoinPath(directory.c_str(), TEXT("3"), current);
+        if (join_existing(current.c_str(), file_name, path)) return TRUE;
+        preferred = path;
+    }
+    const PathText location = install_location();
+    if (!location.empty() && join_existing(location.c_str(), file_name, path)) return TRUE;
+    if (join_existing(driver_folder.c_str(), file_name, path)) return TRUE;
+    if (!preferred.empty()) {
+        path = preferred;
+    } else if (!location.empty()) {
+        JoinPath(location.c_str(), file_name, path);
+    }
+    return FALSE;
+}
+
+}  // namespace kv

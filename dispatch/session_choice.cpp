@@ -1,0 +1,61 @@
+#include "dispatch/session_choice.h"
+
+#include <algorithm>
+#include <span>
+
+#include "support/process_state.h"
+#include "support/session.h"
+#include "support/text.h"
+
+namespace kv {
+namespace {
+
+using UserName = TextBuffer<257>;  // the system's limit
+
+UserName thread_user() {
+    UserName user;
+    DWORD capacity = static_cast<DWORD>(user.capacity());
+    if (!GetUserNameW(user.data(), &capacity)) user.clear();
+    return user;
+}
+
+bool is_session_of(DWORD session, const WCHAR* user) {
+    LPWSTR name = nullptr;
+    DWORD bytes = 0;
+    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, WTSUserName, &name, &bytes) || !name) {
+        return false;
+    }
+    const bool same = same_text_ignoring_case(name, user);
+    WTSFreeMemory(name);
+    return same;
+}
+
+// The lowest session that the user is logged on in.
+DWORD session_of_user(const WCHAR* user) {
+    WTS_SESSION_INFOW* list = nullptr;
+    DWORD count = 0, found = kNoSession;
+    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &list, &count)) return kNoSession;
+    std::span<WTS_SESSION_INFOW> sessions(list, count);
+    std::ranges::sort(sessions, {}, &WTS_SESSION_INFOW::SessionId);
+    const auto at = std::ranges::find_if(
+        sessions, [&](const WTS_SESSION_INFOW& session) { return is_session_of(session.SessionId, user); });
+    if (at != sessions.end()) found = at->SessionId;
+    WTSFreeMemory(list);
+    return found;
+}
+
+}  // namespace
+
+DWORD choose_session() {
+    constexpr int kFirstLevelWithIsolation = 5;
+    const DWORD session = current_session();
+    if (process_state().os_level < kFirstLevelWithIsolation || session != 0) return session;
+    const UserName user = thread_user();
+    if (!user.empty() && !same_text_ignoring_case(user.c_str(), TEXT("SYSTEM"))) {
+        const DWORD of_user = session_of_user(user.c_str());
+        if (of_user != kNoSession) return of_user;
+    }
+    return GetSystemMetrics(SM_REMOTESESSION) ? session : WTSGetActiveConsoleSessionId();
+}
+
+}  // namespace kv

@@ -1,0 +1,106 @@
+// The escapes by which applications reach the driver beside the drawing calls.
+
+#include <algorithm>
+#include <cstring>
+
+#include "driver/hooks.h"
+#include "driver/pdevice.h"
+#include "platform/guarded_call.h"
+#include "record/path_escapes.h"
+#include "support/little_endian.h"
+#include "support/process_state.h"
+
+using kv::PDEVICE;
+
+namespace {
+
+// What an application hands over and where it wants the answer.
+struct Buffers {
+    std::span<const BYTE> in;
+    char* out;
+    ULONG out_size;
+
+    bool has(size_t bytes) const { return in.data() && in.size() >= bytes; }
+};
+
+ULONG query_support(const PDEVICE& device, const Buffers& buffers) {
+    if (!buffers.has(sizeof(DWORD))) return 0;
+    switch (kv::load_u32(buffers.in.data())) {
+        case QUERYESCSUPPORT:
+        case PASSTHROUGH:
+        case GETTECHNOLOGY:
+            return 1;
+        case BEGIN_PATH:
+        case CLIP_TO_PATH:
+        case END_PATH:
+            return device.settings.kv.PathEscapes;
+        default:
+            return 0;
+    }
+}
+
+ULONG attach_data(PDEVICE& device, const Buffers& buffers) {
+    constexpr WORD kNamesAndValues = 2;
+    const bool sound = buffers.has(sizeof(WORD) + 1) && kv::load_u16(buffers.in.data()) == kNamesAndValues;
+    if (!sound || device.failed || !device.document_open) return 0;
+    return device.attached.add(buffers.in.subspan(sizeof(WORD)));
+}
+
+// A copy that is cut short is terminated and does not end in half a double-byte character.
+void copy_technology(char* out, ULONG size) {
+    static constexpr char kTechnology[] = "Karvo";
+    if (!out || size == 0) return;
+    const size_t kept = std::min<size_t>(sizeof kTechnology, size) - 1;
+    std::memcpy(out, kTechnology, kept);
+    out[kept] = 0;
+    const kv::ProcessState& state = kv::process_state();
+    const bool cut = size < sizeof kTechnology && kept > 0;
+    if (cut && state.dbcs_enabled && IsDBCSLeadByteEx(state.gui_code_page, static_cast<BYTE>(out[kept - 1]))) {
+        out[kept - 1] = 0;
+    }
+}
+
+ULONG path_escape(PDEVICE& device, ULONG code, const Buffers& buffers) {
+    if (!device.settings.kv.PathEscapes) return 0;
+    switch (code) {
+        case BEGIN_PATH:
+            kv::begin_path(device);
+            return 1;
+        case CLIP_TO_PATH:
+            return buffers.has(2 * sizeof(WORD)) && kv::clip_to_path(device, kv::load_u16(buffers.in.data()));
+        default:
+            return kv::end_path(device, buffers.in.data(), static_cast<ULONG>(buffers.in.size()));
+    }
+}
+
+ULONG answer(PDEVICE& device, ULONG code, const Buffers& buffers) {
+    constexpr ULONG kTechnologyCopied = 9;
+    switch (code) {
+        case QUERYESCSUPPORT:
+            return query_support(device, buffers);
+        case PASSTHROUGH:
+            return attach_data(device, buffers);
+        case GETTECHNOLOGY:
+            copy_technology(buffers.out, buffers.out_size);
+            return kTechnologyCopied;
+        case BEGIN_PATH:
+        case CLIP_TO_PATH:
+        case END_PATH:
+            return path_escape(device, code, buffers);
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+ULONG APIENTRY DrvEscape(SURFOBJ* surface, ULONG escape, ULONG in_size, PVOID in, ULONG out_size, PVOID out) {
+    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
+    if (!device) return 0;
+    const Buffers buffers = {{static_cast<const BYTE*>(in), in ? in_size : 0}, static_cast<char*>(out), out_size};
+    ULONG result = 0;
+    if (kv::guarded_call([&] { result = answer(*device, escape, buffers); })) return result;
+    SetLastError(ERROR_GEN_FAILURE);
+    device->SetFailed();
+    return 0;
+}

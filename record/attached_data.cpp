@@ -1,0 +1,46 @@
+#include "record/attached_data.h"
+
+#include <cstring>
+
+#include "support/little_endian.h"
+
+namespace kv {
+namespace {
+
+// Behind the application's bytes, so that an unfinished character, its text, a missing value and the sequence end.
+constexpr size_t kPadding = 8;
+
+// The bytes up to and with the terminating 0 of the text that ends the sequence: an empty name, or an empty value. 0
+// when that is the first text. The padding holds the last one at the latest.
+size_t length_of_texts(const BYTE* data) {
+    size_t at = 0;
+    for (;;) {
+        const bool empty = load_u16(data + at) == 0;
+        if (empty) return at == 0 ? 0 : at + sizeof(WCHAR);
+        while (load_u16(data + at) != 0) at += sizeof(WCHAR);
+        at += sizeof(WCHAR);
+    }
+}
+
+}  // namespace
+
+BOOL AttachedData::add(std::span<const BYTE> texts) {
+    constexpr size_t kLargest = 0x7FFFFFFF;
+    void* memory = nullptr;
+    if (texts.size() > kLargest || !AllocMem(&memory, sizeof(Block) + texts.size() + kPadding, true)) return FALSE;
+    auto* block = static_cast<Block*>(memory);
+    std::memcpy(block + 1, texts.data(), texts.size());
+    block->size = static_cast<DWORD>(length_of_texts(block->data()));
+    if (block->size == 0) {
+        FreeMem(block);
+        return TRUE;
+    }
+    block->next = std::exchange(first_, block);
+    return TRUE;
+}
+
+void AttachedData::clear() {
+    while (first_) FreeMem(std::exchange(first_, first_->next));
+}
+
+}  // namespace kv

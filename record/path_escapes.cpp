@@ -1,0 +1,153 @@
+#include "record/path_escapes.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "driver/pdevice.h"
+#include "record/clip_recorder.h"
+#include "record/path_recorder.h"
+#include "support/little_endian.h"
+
+namespace kv {
+namespace {
+
+enum ClipMode : WORD { kClipSave = 0, kClipRestore = 1, kClipInclusive = 2 };
+enum RenderMode : WORD { kNoDisplay = 0, kOpen = 1, kClosed = 2 };
+constexpr DWORD kColour = 0xFFFFFF;  // the rest of a COLORREF says where the colour comes from
+
+// Styles are PS_* and BS_*, colours 0x00BBGGRR, lengths device pixels.
+struct PathInfo {
+    WORD render_mode;
+    BYTE fill_mode;
+    DWORD pen_style, pen_width, pen_colour;
+    DWORD brush_style, brush_colour, hatch;
+
+    bool has_pen() const { return pen_style != PS_NULL; }
+    // Patterns are handles of the application's, which mean nothing here.
+    bool has_brush() const { return brush_style == BS_SOLID || brush_style == BS_HATCHED; }
+};
+
+PathInfo read_info(const BYTE* bytes) {
+    PathInfo info = {};
+    info.render_mode = load_u16(bytes);
+    info.fill_mode = bytes[2];
+    info.pen_style = load_u32(bytes + 4);
+    info.pen_width = load_u32(bytes + 8);
+    info.pen_colour = load_u32(bytes + 16) & kColour;
+    info.brush_style = load_u32(bytes + 20);
+    info.brush_colour = load_u32(bytes + 24) & kColour;
+    info.hatch = load_u32(bytes + 28);
+    return info;
+}
+
+bool has_content(const CapturedPathRef& path) { return path && path->path.head().length > 0; }
+
+// A count of the path format, and the place behind it.
+DWORD read_count(const BYTE*& at) {
+    constexpr BYTE kLongCount = 0xFE;
+    if (*at != kLongCount) return *at++;
+    const DWORD count = load_u16(at + 1);
+    at += 3;
+    return count;
+}
+
+// The flags of the last entry of an encoded path that is not empty.
+BYTE& last_entry_flags(PathBuffer& path) {
+    const size_t point_size = path.head().kind == PathKind::Path32 ? 8 : 4;
+    const BYTE* at = path.body().data() + 1;
+    const BYTE* last = at;
+    for (DWORD left = read_count(at); left > 0; --left) {
+        last = at++;
+        const DWORD points = read_count(at);
+        at += points * point_size;
+    }
+    return path.body()[static_cast<size_t>(last - path.body().data())];
+}
+
+void close_figure(PathBuffer& path, bool closed) {
+    BYTE& flags = last_entry_flags(path);
+    flags = static_cast<BYTE>(closed ? flags | PD_CLOSEFIGURE : flags & ~PD_CLOSEFIGURE);
+}
+
+void set_pen(const PathInfo& info, DrawAttrs& attrs) {
+    // The gaps of the solid, dash, dot, dash-dot and dash-dot-dot pens; other pens are solid.
+    static constexpr BYTE kGaps[] = {0x00, 0x03, 0x55, 0x1B, 0x15};
+    attrs.presence |= kAttrStrokeBrush | kAttrStrokeRop | kAttrWidth | kAttrStyleMask | kAttrGeometric;
+    attrs.width = std::max<WORD>(static_cast<WORD>(info.pen_width), 1);
+    attrs.style_mask = info.pen_style < std::size(kGaps) ? kGaps[info.pen_style] : BYTE{0};
+}
+
+DrawAttrs make_attrs(PDEVICE& device, const PathInfo& info) {
+    DrawAttrs attrs;
+    attrs.presence = kAttrFillMode;
+    attrs.fill_mode = info.fill_mode == kFillAlternate ? kFillAlternate : kFillWinding;
+    if (info.has_pen()) {
+        RealizedBrush pen = {kNoBrush, BrushKind::Solid, info.pen_colour, 0, 0};
+        attrs.stroke_brush = ResolveRealizedBrush(device, pen);
+        set_pen(info, attrs);
+    }
+    if (info.has_brush()) {
+        const bool hatched = info.brush_style == BS_HATCHED && info.hatch < HS_DDI_MAX;
+        RealizedBrush brush = {kNoBrush, hatched ? BrushKind::Hatched : BrushKind::Solid, info.brush_colour,
+                               hatched ? info.hatch : 0, 0};
+        attrs.presence |= kAttrFillBrush | kAttrFillRop;
+        attrs.fill_brush = ResolveRealizedBrush(device, brush);
+    }
+    return attrs;
+}
+
+BYTE record_type(const PathInfo& info, bool wide) {
+    BYTE type = kRecordStrokeAndFillPath16;
+    if (!info.has_pen()) type = kRecordFillPath16;
+    if (!info.has_brush()) type = kRecordStrokePath16;
+    return static_cast<BYTE>(wide ? type + kWidePathStep : type);
+}
+
+BOOL render(PDEVICE& device, CapturedPath& captured, const PathInfo& info) {
+    PathBuffer& path = captured.path;
+    close_figure(path, info.render_mode == kClosed);
+    if (!info.has_pen() && !info.has_brush()) return TRUE;
+    const DrawAttrs attrs = make_attrs(device, info);
+    if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
+    const BYTE type = record_type(info, path.head().kind == PathKind::Path32);
+    if (!WriteDrawState(device, attrs) || !device.WriteRecord(type, path.head().length, path.body().data())) {
+        return FALSE;
+    }
+    AddInk(device, captured.metrics.bounds);
+    device.note_largest_entry(captured.metrics.largest_entry);
+    return TRUE;
+}
+
+}  // namespace
+
+void begin_path(PDEVICE& device) {
+    if (device.path_depth < 0x7FFFFFFF) ++device.path_depth;
+}
+
+BOOL clip_to_path(PDEVICE& device, WORD mode) {
+    switch (mode) {
+        case kClipSave:
+            return device.saved_paths.push(device.captured);
+        case kClipRestore:
+            return device.saved_paths.pop(device.captured);
+        case kClipInclusive:
+            // Outside a page no clip is set anyhow, and a path waits for the next one.
+            if (device.page_start == 0) return !has_content(device.captured);
+            return RecordClip(device, nullptr, nullptr);
+        default:
+            return FALSE;
+    }
+}
+
+BOOL end_path(PDEVICE& device, const BYTE* bytes, ULONG size) {
+    if (device.path_depth > 0) --device.path_depth;
+    if (size < kPathInfoSize || !bytes || !device.captured) return FALSE;
+    const CapturedPathRef path = std::exchange(device.captured, {});
+    const PathInfo info = read_info(bytes);
+    if (info.render_mode == kNoDisplay) return TRUE;
+    if (info.render_mode != kOpen && info.render_mode != kClosed) return FALSE;
+    // A path that was used up as a clip is none.
+    return has_content(path) && device.page_start != 0 && render(device, *path, info);
+}
+
+}  // namespace kv

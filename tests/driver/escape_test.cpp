@@ -1,0 +1,411 @@
+// The escapes: what they answer, what they attach, and the paths that they capture, save, clip with and draw.
+
+#include <random>
+
+#include "support/process_state.h"
+#include "tests/common/fault_test.h"
+
+namespace kv::test {
+namespace {
+
+using engine::Brush;
+using engine::Clip;
+using engine::Path;
+
+Bytes word(int value) { return BytesBuilder().u16({value}).bytes; }
+Bytes dword(int64_t value) { return BytesBuilder().u32({value}).bytes; }
+
+struct Pen {
+    int style, width;
+    int64_t colour;
+};
+struct Fill {
+    int style;
+    int64_t colour;
+    int hatch;
+};
+constexpr Pen kNoPen = {PS_NULL, 0, 0};
+constexpr Fill kNoFill = {BS_NULL, 0, 0};
+
+Bytes path_info(int render_mode, int fill_mode, const Pen& pen, const Fill& fill) {
+    BytesBuilder info;
+    info.u16({render_mode}).u8({fill_mode, 0}).u32({pen.style, pen.width, 0, pen.colour});
+    info.u32({fill.style, fill.colour, fill.hatch});
+    return info.bytes;
+}
+
+// An open figure of three points.
+struct Corner : Path {
+    explicit Corner(int x = 10) {
+        move_to(at(x, 10));
+        line_to(at(x + 10, 10));
+        line_to(at(x + 10, 30));
+    }
+};
+// Its points, and a path record's body up to them with the flags of its only entry.
+const char* kPoints = "0A00 0A00 1400 0A00 1400 1E00";
+std::string body(const char* entry_flags) { return std::string("10 00 01 ") + entry_flags + " 03 " + kPoints; }
+
+struct EscapeTest : FaultTest {
+    ULONG escape(ULONG code, const Bytes& in = {}) { return device->escape(code, in); }
+    BOOL stroke(Path& path, Clip* clip = nullptr) {
+        Brush black = Brush::solid(0);
+        return device->stroke(path, clip, nullptr, black, hairline());
+    }
+    void capture(int x = 10) {
+        Corner corner(x);
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        EXPECT_TRUE(stroke(corner));
+    }
+    void expect_page(const std::string& hex) {
+        end_page_and_document();
+        EXPECT_EQ(to_hex(page_records()), to_hex(from_hex(hex)));
+        EXPECT_EQ(faults_of(job()), "");
+    }
+};
+
+TEST_F(EscapeTest, SayWhichAreSupported) {
+    set(u"PathEscapes", 3);
+    open_device();
+    for (int code : {QUERYESCSUPPORT, PASSTHROUGH, GETTECHNOLOGY}) EXPECT_EQ(escape(QUERYESCSUPPORT, dword(code)), 1u);
+    for (int code : {BEGIN_PATH, CLIP_TO_PATH, END_PATH}) EXPECT_EQ(escape(QUERYESCSUPPORT, dword(code)), 3u);
+    for (int code : {0, 0x801, 4099, 0x10008}) EXPECT_EQ(escape(QUERYESCSUPPORT, dword(code)), 0u);
+    EXPECT_EQ(escape(QUERYESCSUPPORT, {8, 0, 0}), 0u);
+    EXPECT_EQ(DrvEscape(device->surface(), QUERYESCSUPPORT, 4, nullptr, 0, nullptr), 0u);
+    EXPECT_EQ(escape(4099, dword(0)), 0u);
+    EXPECT_EQ(DrvEscape(nullptr, QUERYESCSUPPORT, 4, dword(8).data(), 0, nullptr), 0u);
+}
+
+TEST_F(EscapeTest, NameTheTechnology) {
+    open_device();
+    for (bool dbcs : {false, true}) {
+        process_state().dbcs_enabled = dbcs;
+        struct {
+            ULONG size;
+            std::string text;
+        } cases[] = {{1, ""}, {3, "Ka"}, {5, "Karv"}, {6, "Karvo"}, {9, "Karvo"}};
+        for (const auto& test : cases) {
+            Bytes out(test.size, 'x');
+            EXPECT_EQ(device->escape(GETTECHNOLOGY, {}, out), 9u);
+            EXPECT_EQ(reinterpret_cast<const char*>(out.data()), test.text);
+        }
+    }
+    process_state().dbcs_enabled = false;
+    EXPECT_EQ(DrvEscape(device->surface(), GETTECHNOLOGY, 0, nullptr, 9, nullptr), 9u);
+    EXPECT_EQ(DrvEscape(device->surface(), GETTECHNOLOGY, 0, nullptr, 0, reinterpret_cast<PVOID>(8)), 9u);
+}
+
+TEST_F(EscapeTest, AttachTextsAsTheyStandUpToTheEmptyOne) {
+    struct {
+        const char *in, *block;  // null: accepted without a block
+    } cases[] = {
+        {"0200 6100 0000 3100 0000 0000", "6100 0000 3100 0000 0000"},
+        {"0200 6100 0000 3100 0000 0000 FFFF", "6100 0000 3100 0000 0000"},
+        {"0200 6100 0000 3100 0000 6200 0000 3200 0000 0000", "6100 0000 3100 0000 6200 0000 3200 0000 0000"},
+        {"0200 6100 0000 0000 6200 0000", "6100 0000 0000"},  // ended by an empty value
+        {"0200 6100 0000 3132", "6100 0000 3132 0000 0000"},  // not terminated
+        {"0200 6100 6200", "6100 6200 0000 0000"},
+        {"0200 6100 62", "6100 6200 0000 0000"},  // an odd number of bytes
+        {"0200 61", "6100 0000 0000"},
+        {"0200 0000 6100 0000", nullptr},
+        {"0200 00", nullptr},
+    };
+    open_device();
+    for (const auto& test : cases) {
+        ASSERT_TRUE(device->start_document(u"", 1));
+        EXPECT_EQ(escape(PASSTHROUGH, from_hex(test.in)), 1u);
+        ASSERT_TRUE(device->start_page());
+        end_page_and_document();
+        const auto blocks = trailer_records(job(), 40);
+        ASSERT_EQ(blocks.size(), test.block ? 1u : 0u) << test.in;
+        if (test.block) {
+            EXPECT_EQ(to_hex(blocks[0]), to_hex(from_hex(test.block)));
+        }
+        EXPECT_EQ(faults_of(job()), "") << test.in;
+        host::printer(printer).output.clear();
+    }
+}
+
+TEST_F(EscapeTest, WriteAttachedBlocksLastFirst) {
+    start_page();
+    EXPECT_EQ(escape(PASSTHROUGH, from_hex("0200 6100 0000 3100 0000 0000")), 1u);
+    ASSERT_TRUE(device->send_page());
+    DEVMODEW same = {};
+    same.dmSize = sizeof same;
+    ASSERT_TRUE(device->reset(same));  // the blocks go with the document
+    ASSERT_TRUE(device->start_page());
+    EXPECT_EQ(escape(PASSTHROUGH, from_hex("0200 6200 0000 3200 0000 0000")), 1u);
+    end_page_and_document();
+    const auto blocks = trailer_records(job(), 40);
+    ASSERT_EQ(blocks.size(), 2u);
+    EXPECT_EQ(blocks[0][0], 'b');
+    EXPECT_EQ(blocks[1][0], 'a');
+    host::printer(printer).output.clear();
+    start_page();  // the next document has none
+    end_page_and_document();
+    EXPECT_TRUE(trailer_records(job(), 40).empty());
+}
+
+TEST_F(EscapeTest, RefuseDataThatHasNoPlace) {
+    const Bytes pair = from_hex("0200 6100 0000 3100 0000 0000");
+    open_device();
+    EXPECT_EQ(escape(PASSTHROUGH, pair), 0u);  // no document is open
+    ASSERT_TRUE(device->start_document(u"", 1));
+    EXPECT_EQ(escape(PASSTHROUGH, from_hex("0100 6100 0000")), 0u);
+    EXPECT_EQ(escape(PASSTHROUGH, word(2)), 0u);
+    EXPECT_EQ(escape(PASSTHROUGH, {2}), 0u);
+    EXPECT_EQ(DrvEscape(device->surface(), PASSTHROUGH, 12, nullptr, 0, nullptr), 0u);
+    pdevice().SetFailed();
+    EXPECT_EQ(escape(PASSTHROUGH, pair), 0u);
+    EXPECT_EQ(pdevice().attached.first(), nullptr);
+    EXPECT_TRUE(device->end_document());
+}
+
+// Of a pen and a brush, the job's records behind the page start.
+TEST_F(EscapeTest, DrawTheCapturedPath) {
+    const Pen pen = {PS_SOLID, 3, 0xFF112233}, dash = {1, 0, 0}, inside_frame = {6, 300, 0x112233};
+    const Fill red = {BS_SOLID, 0x0000FF, 99}, cross = {BS_HATCHED, 0x0000FF, 4};
+    struct {
+        int mode, fill_mode;
+        Pen pen;
+        Fill fill;
+        ULONG result;
+        std::string records;
+    } cases[] = {
+        {2, 1, pen, kNoFill, 1, "27 0B F208 33221140 0D 03 00 01 00  22" + body("0F")},
+        {1, 1, pen, kNoFill, 1, "27 0B F208 33221140 0D 03 00 01 00  22" + body("07")},
+        {2, 2, inside_frame, kNoFill, 1, "27 0C D218 2C01 33221140 0D 00 02 00  22" + body("0F")},
+        {1, 2, kNoPen, red, 1, "27 08 0E00 FF000040 0D 02  23" + body("07")},
+        {2, 7, dash, cross, 1,
+         "07 14 12000020 02000000 FF000000 04000000 00000000"
+         "27 10 FE08 04000080 0D 01 03 12000020 0D 02 00  24" +
+             body("0F")},
+        {2, 1, kNoPen, {BS_HATCHED, 0x0000FF, 6}, 1, "27 08 0E00 FF000040 0D 01  23" + body("0F")},
+        {2, 1, pen, {BS_PATTERN, 0, 0x12345678}, 1, "27 0B F208 33221140 0D 03 00 01 00  22" + body("0F")},
+        {2, 1, kNoPen, kNoFill, 1, ""},
+        {2, 1, {PS_SOLID, 1, 0xFFFFFF}, kNoFill, 1, ""},  // white on a blank page
+        {0, 1, pen, red, 1, ""},
+        {3, 1, pen, red, 0, ""},
+        {-1, 1, pen, red, 0, ""},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.records);
+        start_page();
+        capture();
+        EXPECT_EQ(escape(END_PATH, path_info(test.mode, test.fill_mode, test.pen, test.fill)), test.result);
+        EXPECT_FALSE(pdevice().captured);
+        const RECTL marks = pdevice().page_marks;
+        const RECTL expected = test.records.empty() ? kEmptyRect : RECTL{10, 10, 20, 30};
+        EXPECT_TRUE(marks.left == expected.left && marks.top == expected.top && marks.right == expected.right &&
+                    marks.bottom == expected.bottom);
+        EXPECT_EQ(pdevice().statistics.largest_entry, 3u);
+        expect_page(test.records);
+        host::printer(printer).output.clear();
+    }
+}
+
+TEST_F(EscapeTest, DrawAndClipWithWideCoordinates) {
+    const std::string wide = "1C 00 01 FLAGS 03 409C0000 0A000000 4A9C0000 0A000000 4A9C0000 1E000000";
+    auto with_flags = [&](const char* flags) { return std::string(wide).replace(9, 5, flags); };
+    start_page();
+    capture(40000);
+    EXPECT_EQ(escape(END_PATH, path_info(2, 1, {PS_SOLID, 3, 0x112233}, kNoFill)), 1u);
+    capture(40000);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(END_PATH, path_info(2, 1, {PS_SOLID, 3, 0x112233}, kNoFill)), 0u) << "the path is used up";
+    EXPECT_FALSE(pdevice().captured);
+    expect_page("27 0B F208 33221140 0D 03 00 01 00  2F" + with_flags("0F") + "2E" + with_flags("07"));
+}
+
+TEST_F(EscapeTest, ClipWithTheCapturedPathOnce) {
+    start_page();
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);  // nothing captured, no clip
+    capture();
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);  // used up: clips nothing
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(END_PATH), 0u);
+    capture();
+    EXPECT_EQ(escape(END_PATH), 0u);
+    Corner corner;
+    EXPECT_TRUE(stroke(corner));  // the path takes the place of a clip
+    Clip rect = Clip::rectangle({0, 0, 15, 15});
+    EXPECT_TRUE(stroke(corner, &rect));  // a clip of the engine's ends it
+    EXPECT_FALSE(pdevice().captured);
+    const std::string clip = "21" + body("07"), drawn = "22" + body("07");
+    const std::string state = "27 0A F008 04000080 0D 01 00 00";
+    expect_page(clip + "0A 00" + clip + state + drawn + "0C 08 0000 0000 0F00 0F00" + drawn);
+}
+
+TEST_F(EscapeTest, SaveAndRestoreClipPaths) {
+    start_page();
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 0u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);  // saves that there is none
+    capture();
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);
+    capture(50);
+    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 50);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
+    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 10);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
+    EXPECT_FALSE(pdevice().captured);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 0u);
+    for (int other : {3, 9}) EXPECT_EQ(escape(CLIP_TO_PATH, dword(other)), 0u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, {2, 0, 0}), 0u);
+    capture(70);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 0u);
+    // Drawing the path frees it for the device; what is saved stays.
+    EXPECT_EQ(escape(END_PATH, path_info(0, 1, kNoPen, kNoFill)), 1u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
+    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 70);
+    expect_page("21" + body("07"));
+}
+
+TEST_F(EscapeTest, CountTheirNesting) {
+    const Bytes info = path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill);
+    const std::string drawn = "22" + body("07"), state = "27 0B F208 04000080 0D 01 00 01 00";
+    Corner corner;
+    start_page();
+    EXPECT_EQ(escape(END_PATH, info), 0u);  // an end without a beginning counts for nothing
+    EXPECT_TRUE(stroke(corner));
+    EXPECT_EQ(escape(BEGIN_PATH), 1u);
+    capture();
+    EXPECT_EQ(escape(END_PATH, Bytes(info.begin(), info.end() - 1)), 0u);  // too short: ends, but draws nothing
+    EXPECT_TRUE(stroke(corner));
+    EXPECT_EQ(escape(END_PATH, info), 1u);
+    EXPECT_TRUE(stroke(corner));
+    expect_page("27 0A F008 04000080 0D 01 00 00" + drawn + "27 03 0200 01" + drawn + drawn);
+}
+
+TEST_F(EscapeTest, CaptureNothingWhereTheyAreTurnedOff) {
+    set(u"PathEscapes", 0);
+    start_page();
+    for (int code : {BEGIN_PATH, CLIP_TO_PATH, END_PATH}) {
+        EXPECT_EQ(escape(QUERYESCSUPPORT, dword(code)), 0u);
+        EXPECT_EQ(escape(code, path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill)), 0u);
+    }
+    Corner corner;
+    EXPECT_TRUE(stroke(corner));
+    expect_page("27 0A F008 04000080 0D 01 00 00 22" + body("07"));
+}
+
+// Paths outlive pages, but records have their place in one.
+TEST_F(EscapeTest, WriteNothingOutsidePages) {
+    start_page();
+    capture();
+    ASSERT_TRUE(device->send_page());
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 0u);
+    EXPECT_TRUE(pdevice().captured);
+    EXPECT_EQ(escape(END_PATH, path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill)), 0u);
+    EXPECT_FALSE(pdevice().captured);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_TRUE(device->end_document());
+    EXPECT_EQ(to_hex(page_records()), "");
+    EXPECT_EQ(faults_of(job()), "");
+}
+
+TEST_F(EscapeTest, CaptureWithoutTouchingTheJob) {
+    start_page();
+    const DWORD position = pdevice().position;
+    Path rect, dot;
+    rect.add_rect({10, 10, 20, 20});
+    dot.add_rect({5, 5, 5, 5});
+    Brush hatch = Brush::hatched(2, 0, 0xFFFFFF);
+    EXPECT_EQ(escape(BEGIN_PATH), 1u);
+    EXPECT_TRUE(device->fill(rect, nullptr, hatch, FP_WINDINGMODE));
+    EXPECT_TRUE(device->fill(dot, nullptr, hatch, FP_WINDINGMODE, R2_NOP));  // collapses: the last path stays
+    EXPECT_EQ(pdevice().position, position);
+    EXPECT_EQ(pdevice().captured->metrics.bounds.right, 20);
+    EXPECT_EQ(escape(END_PATH), 0u);
+    end_page_and_document();
+}
+
+TEST_F(EscapeTest, LeaveASoundJobUnderEveryFailure) {
+    fail_each_call([](engine::Device& out, Answers& note) {
+        note(out.start_document(u"Escapes", 2));
+        out.escape(PASSTHROUGH, from_hex("0200 6100 0000 3100 0000 0000"));
+        note(out.start_page());
+        Path large;
+        large.move_to(at(0, 0));
+        for (int i = 1; i < 9000; ++i) large.line_to(at(i % 800, i % 2 ? 9 : 900));  // beyond the device's buffers
+        Corner corner;
+        Brush black = Brush::solid(0);
+        out.escape(BEGIN_PATH, {});
+        note(out.stroke(large, nullptr, nullptr, black, hairline()));
+        out.escape(CLIP_TO_PATH, dword(0));
+        note(out.stroke(corner, nullptr, nullptr, black, hairline()));
+        out.escape(END_PATH, path_info(2, 1, {PS_SOLID, 1, 0}, {BS_HATCHED, 255, 1}));
+        out.escape(CLIP_TO_PATH, dword(1));
+        out.escape(CLIP_TO_PATH, dword(2));
+        note(out.stroke(corner, nullptr, nullptr, black, hairline()));
+        note(out.send_page());
+        note(out.end_document());
+    });
+}
+
+// Applications that call anything at any time.
+struct RandomEscapes : EscapeTest {
+    std::mt19937 random;
+    int below(int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); }
+
+    void call_escape() {
+        static constexpr ULONG kCodes[] = {BEGIN_PATH, CLIP_TO_PATH, CLIP_TO_PATH, END_PATH, END_PATH, PASSTHROUGH, 8,
+                                           20};
+        Bytes in(static_cast<size_t>(below(50)));
+        for (BYTE& byte : in) byte = static_cast<BYTE>(below(3) ? below(6) : below(256));
+        escape(kCodes[below(std::size(kCodes))], in);
+    }
+    void draw() {
+        Path path;
+        const int far = below(8) == 0 ? 40000 : 0;
+        path.move_to(at(far + below(800), below(1000)));
+        for (int i = below(6); i >= 0; --i) path.line_to(at(far + below(800), below(1000)));
+        if (below(2)) path.close();
+        Clip rect = Clip::rectangle({below(400), below(400), 400 + below(400), 400 + below(400)});
+        Clip region = Clip::region({{0, 0, below(800), 9}, {below(9), 20, 90, 30}});
+        Clip* clips[] = {nullptr, nullptr, &rect, &region};
+        Brush solid = Brush::solid(below(3) ? 0xFFFFFF : 0x808080),
+              hatch = Brush::hatched(below(6), below(3), 0xFFFFFF);
+        Clip* clip = clips[below(4)];
+        Brush& brush = below(2) ? solid : hatch;
+        const MIX mix = static_cast<MIX>(1 + below(16));
+        switch (below(3)) {
+            case 0:
+                EXPECT_TRUE(device->stroke(path, clip, nullptr, brush, hairline(below(400)), mix));
+                break;
+            case 1:
+                EXPECT_TRUE(device->fill(path, clip, brush, FP_ALTERNATEMODE, mix));
+                break;
+            default:
+                EXPECT_TRUE(
+                    device->stroke_and_fill(path, clip, nullptr, solid, hairline(), hatch, FP_WINDINGMODE, mix));
+        }
+    }
+    void play() {
+        ASSERT_TRUE(device->start_document(u"Random", 1));
+        for (int page = below(3); page >= 0; --page) {
+            if (below(4) == 0) call_escape();
+            ASSERT_TRUE(device->start_page());
+            for (int i = below(30); i > 0; --i) below(3) ? draw() : call_escape();
+            ASSERT_TRUE(device->send_page());
+        }
+        ASSERT_TRUE(device->end_document());
+    }
+};
+
+TEST_F(RandomEscapes, LeaveASoundJob) {
+    open_device();
+    for (unsigned seed = 1; seed <= 300 && !HasFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        random.seed(seed);
+        host::printer(printer).output.clear();
+        play();
+        ASSERT_FALSE(job().empty());
+        EXPECT_EQ(faults_of(job()), "");
+    }
+}
+
+}  // namespace
+}  // namespace kv::test

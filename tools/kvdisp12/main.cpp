@@ -1,0 +1,77 @@
+#include <cstdio>
+
+#include "dispatch/object_names.h"
+#include "support/os_level.h"
+#include "support/process_state.h"
+#include "tools/kvdisp12/machine.h"
+#include "tools/kvdisp12/options.h"
+#include "tools/kvdisp12/server.h"
+
+namespace kvdisp12 {
+namespace {
+
+enum : int { kDone = 0, kFailed = 1, kUsageFault = 2 };
+
+Text pipe_name(const Options& options) {
+    kv::ObjectName name;
+    kv::MakePipeName(nullptr, TEXT("Dispatcher"), options.has_session ? options.session : kv::kOwnSession, name);
+    return name.c_str();
+}
+
+void log_start(const Options& options, const Text& pipe, Log& log) {
+    log.line("Start source " + quoted(options.source) + " pipe " + quoted(to_utf8(pipe)) + " job " +
+             std::to_string(options.job) + " autoexit " + std::to_string(options.autoexit) + " housekeeping " +
+             quoted(options.housekeeping));
+}
+
+int serve(const Options& options, const std::string& folder, Log& log) {
+    const Text pipe = pipe_name(options);
+    log_start(options, pipe, log);
+    const Outbox outbox(system_path(options.outbox.empty() ? folder + "/outbox" : options.outbox));
+    if (options.runonce) return kDone;
+    Server server(pipe, outbox, log);
+    if (!server.open()) {
+        log.line("End: another dispatcher serves the session");
+        return kFailed;
+    }
+    if (options.autoexit) {
+        server.run_until_idle(std::chrono::milliseconds(static_cast<long>(options.idle * 1000)));
+    } else {
+        server.run();
+    }
+    log.line("End: idle");
+    return kDone;
+}
+
+int start(const Options& options) {
+    join_machine();
+    kv::process_state().os_level = kv::GetOsLevel();
+    const std::string folder = default_folder();
+    Log log(options.log.empty() ? folder + "/kvdisp12.log" : options.log);
+    try {
+        return serve(options, folder, log);
+    } catch (const std::exception& error) {
+        log.line(std::string("End: ") + error.what());  // started by the driver, there is no one else to tell
+        throw;
+    }
+}
+
+int run(const std::vector<std::string>& arguments) {
+    try {
+        const Options options = parse_options(arguments);
+        if (!options.help) return start(options);
+        std::fputs(kUsage, stdout);
+        return kDone;
+    } catch (const UsageError& error) {
+        std::fprintf(stderr, "kvdisp12: %s\n%s", error.what(), kUsage);
+        return kUsageFault;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kvdisp12: %s\n", error.what());
+        return kFailed;
+    }
+}
+
+}  // namespace
+}  // namespace kvdisp12
+
+int main(int argc, char** argv) { return kvdisp12::run({argv + 1, argv + argc}); }
