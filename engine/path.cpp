@@ -67,6 +67,14 @@ RECTFX Path::bounds() const {
     return {all.xLeft, all.yTop, all.xRight + 1, all.yBottom + 1};
 }
 
+size_t Path::block_count() const {
+    constexpr size_t kSegment = 3;
+    const size_t block = std::max<size_t>(block_size_, kSegment) / kSegment * kSegment;
+    size_t count = 0;
+    for (const Run& run : runs_) count += run.points.size() / block + 1;
+    return count;
+}
+
 ULONG Path::block_length(const Run& run) const {
     const ULONG left = static_cast<ULONG>(run.points.size() - offset_);
     ULONG wanted = std::max<ULONG>(block_size_, 1);

@@ -27,6 +27,8 @@ public:
     void add_rect(const RECTL& pixels);
     bool empty() const { return runs_.empty(); }
     RECTFX bounds() const;
+    // Blocks that an enumeration hands out at most.
+    size_t block_count() const;
 
     // Points in a block at most; a block of curves holds whole segments, so at least one.
     void set_block_size(ULONG points) { block_size_ = points; }

@@ -1,8 +1,5 @@
 // MuPDF's device interface over a page player.
 
-#include <algorithm>
-#include <cmath>
-
 #include "tools/kvprint/page_player.h"
 
 namespace kvprint {
@@ -17,6 +14,8 @@ struct PlayerDevice {
 constexpr float kBlack[] = {0};
 
 PagePlayer& player_of(fz_device* device) { return *reinterpret_cast<PlayerDevice*>(device)->player; }
+
+FillRule rule_of(int even_odd) { return even_odd ? FillRule::EvenOdd : FillRule::Winding; }
 
 // The colour in the surface's order, blue low. What is translucent is blended with the white of the paper.
 ULONG device_colour(fz_context* context, fz_device* device, fz_colorspace* space, const float* colour, float alpha,
@@ -35,41 +34,48 @@ ULONG device_colour(fz_context* context, fz_device* device, fz_colorspace* space
 void fill_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm,
                fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
     if (!player_of(device).is_drawing()) return;
-    player_of(device).fill(path, even_odd, ctm, device_colour(context, device, space, colour, alpha, parameters));
+    const ULONG rgb = device_colour(context, device, space, colour, alpha, parameters);
+    as_callback(context, [&] { player_of(device).fill(path, rule_of(even_odd), ctm, rgb); });
 }
 
 void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
     if (!player_of(device).is_drawing()) return;
-    player_of(device).stroke(path, *state, ctm, device_colour(context, device, space, colour, alpha, parameters));
+    const ULONG rgb = device_colour(context, device, space, colour, alpha, parameters);
+    as_callback(context, [&] { player_of(device).stroke(path, *state, ctm, rgb); });
 }
 
-void clip_path(fz_context*, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm, fz_rect) {
-    player_of(device).push_path_clip(path, even_odd, ctm);
+void clip_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm, fz_rect) {
+    as_callback(context, [&] { player_of(device).clip_to_path(path, rule_of(even_odd), ctm); });
+}
+
+template <class Draw>
+void clip_drawing(fz_context* context, fz_device* device, fz_rect bounds, Draw draw) {
+    as_callback(context, [&] { player_of(device).clip_to_drawing(bounds, draw); });
 }
 
 void clip_stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
                       fz_matrix ctm, fz_rect) {
-    player_of(device).push_drawn_clip(fz_bound_path(context, path, state, ctm), [&](fz_device* mask) {
+    clip_drawing(context, device, fz_bound_path(context, path, state, ctm), [&](fz_device* mask) {
         fz_stroke_path(context, mask, path, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_rect) {
-    player_of(device).push_drawn_clip(fz_bound_text(context, text, nullptr, ctm), [&](fz_device* mask) {
+    clip_drawing(context, device, fz_bound_text(context, text, nullptr, ctm), [&](fz_device* mask) {
         fz_fill_text(context, mask, text, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
                       fz_matrix ctm, fz_rect) {
-    player_of(device).push_drawn_clip(fz_bound_text(context, text, state, ctm), [&](fz_device* mask) {
+    clip_drawing(context, device, fz_bound_text(context, text, state, ctm), [&](fz_device* mask) {
         fz_stroke_text(context, mask, text, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
 
 void clip_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_rect) {
-    player_of(device).push_drawn_clip(fz_transform_rect(fz_unit_rect, ctm), [&](fz_device* mask) {
+    clip_drawing(context, device, fz_transform_rect(fz_unit_rect, ctm), [&](fz_device* mask) {
         fz_fill_image_mask(context, mask, image, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
     });
 }
@@ -103,9 +109,9 @@ void begin_mask(fz_context*, fz_device* device, fz_rect, int, fz_colorspace*, co
 }
 
 // What the mask applies to follows, and is ended like a clip.
-void end_mask(fz_context*, fz_device* device) {
+void end_mask(fz_context* context, fz_device* device) {
     player_of(device).show();
-    player_of(device).push_same_clip();
+    as_callback(context, [&] { player_of(device).clip_to_same(); });
 }
 
 void begin_group(fz_context*, fz_device* device, fz_rect, fz_colorspace*, int, int, int blend_mode, float alpha) {

@@ -11,11 +11,18 @@ const char* const kUsage =
     "Prints a PDF file through the Karvo driver.\n"
     "  -o JOB.kv          the job file to write; without it the job goes to the dispatcher, kvdisp12\n"
     "  --pages LIST       pages and ranges of pages to print\n"
-    "  --set NAME=VALUE   a setting of the printer, such as Resolution=300 or Compression=0x10\n"
+    "  --set NAME=VALUE   a setting of the printer: Resolution, BitDepth, Compression, JpegQuality, ResDownSamp,\n"
+    "                     ResDownSampMono, MarginLeft, MarginTop, MarginRight, MarginBottom, PathEscapes, AutoEm,\n"
+    "                     EmbedFonts or CaptureFonts\n"
     "  --data NAME=VALUE  a name and a text that the job carries\n"
     "  --quiet            says nothing when all went well\n";
 
 namespace {
+
+constexpr const char* kSettings[] = {
+    "Resolution", "BitDepth",    "Compression",  "JpegQuality", "ResDownSamp", "ResDownSampMono", "MarginLeft",
+    "MarginTop",  "MarginRight", "MarginBottom", "PathEscapes", "AutoEm",      "EmbedFonts",      "CaptureFonts",
+};
 
 uint32_t parse_number(const std::string& text, const std::string& what) {
     const bool hex = text.starts_with("0x") || text.starts_with("0X");
@@ -53,7 +60,10 @@ std::pair<std::string, std::string> parse_pair(const std::string& text, const st
 
 std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
     const auto [name, value] = parse_pair(text, "--set");
-    return {name, parse_number(value, "--set")};
+    if (std::find(std::begin(kSettings), std::end(kSettings), name) == std::end(kSettings)) {
+        throw UsageError("--set: no such setting: " + name);
+    }
+    return {name, parse_number(value, "--set " + name)};
 }
 
 }  // namespace

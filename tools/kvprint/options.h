@@ -11,10 +11,10 @@
 namespace kvprint {
 
 struct Options {
-    std::string input, output;               // no output: the job goes to the dispatcher
-    std::vector<std::pair<int, int>> pages;  // first and last, from 1; empty: all
-    std::vector<std::pair<std::string, uint32_t>> settings;
-    std::vector<std::pair<std::string, std::string>> data;  // attached to the job, names and values not empty
+    std::string input, output;                               // no output: the job goes to the dispatcher
+    std::vector<std::pair<int, int>> pages;                  // first and last, from 1; empty: all
+    std::vector<std::pair<std::string, uint32_t>> settings;  // by their names in the registry
+    std::vector<std::pair<std::string, std::string>> data;   // attached to the job, names and values not empty
     bool quiet = false, help = false;
 
     bool wants_page(int number) const;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 namespace kvprint {
 namespace {
@@ -15,21 +14,28 @@ constexpr Paper kPapers[] = {
     {1, 215.9, 279.4},   // Letter
     {3, 279.4, 431.8},   // Tabloid
     {5, 215.9, 355.6},   // Legal
+    {6, 139.7, 215.9},   // Statement
     {7, 184.15, 266.7},  // Executive
     {8, 297, 420},       // A3
     {9, 210, 297},       // A4
     {11, 148, 210},      // A5
+    {13, 182, 257},      // B5 (JIS)
+    {34, 176, 250},      // Envelope B5
+    {66, 420, 594},      // A2
 };
 constexpr SHORT kCustomPaper = 256;
+constexpr double kLargest = 3276.7, kSmallest = 1;  // millimetres
 
 }  // namespace
 
-DEVMODEW device_mode_for(float width, float height) {
-    constexpr double kMillimetresPerPoint = 25.4 / 72, kLargest = 3276.7;
-    const double across = width * kMillimetresPerPoint, down = height * kMillimetresPerPoint;
-    if (!(across >= 0.1 && down >= 0.1)) throw std::runtime_error("a page has no area");
-    if (across > kLargest || down > kLargest) throw std::runtime_error("a page is larger than 3.2 m");
-    DEVMODEW mode = {};
+PageFit fit_page(float width, float height) {
+    constexpr double kMillimetresPerPoint = 25.4 / 72;
+    double across = width * kMillimetresPerPoint, down = height * kMillimetresPerPoint;
+    const double scale = std::min(1.0, kLargest / std::max(across, down));
+    across *= scale;
+    down *= scale;
+    PageFit fit = {{}, static_cast<float>(scale)};
+    DEVMODEW& mode = fit.mode;
     mode.dmSize = sizeof mode;
     mode.dmSpecVersion = 0x0401;
     mode.dmFields = DM_ORIENTATION | DM_PAPERSIZE;
@@ -38,14 +44,15 @@ DEVMODEW device_mode_for(float width, float height) {
     for (const Paper& paper : kPapers) {
         if (std::abs(narrow - paper.width) <= 1 && std::abs(wide - paper.height) <= 1) {
             mode.dmPaperSize = paper.code;
-            return mode;
+            return fit;
         }
     }
+    auto tenths = [](double size) { return static_cast<SHORT>(std::lround(std::max(size, kSmallest) * 10)); };
     mode.dmPaperSize = kCustomPaper;
     mode.dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
-    mode.dmPaperWidth = static_cast<SHORT>(std::lround(narrow * 10));
-    mode.dmPaperLength = static_cast<SHORT>(std::lround(wide * 10));
-    return mode;
+    mode.dmPaperWidth = tenths(narrow);
+    mode.dmPaperLength = tenths(wide);
+    return fit;
 }
 
 }  // namespace kvprint

@@ -1,12 +1,17 @@
 #pragma once
-// The device mode of a page of a size in points.
+// The papers that pages are printed on.
 
 #include "platform/win32.h"
 
 namespace kvprint {
 
-// A standard paper where one is within a millimetre, else a custom size in tenths of a millimetre. Throws
-// std::runtime_error for a page that is larger than a device mode can say (3.2 m) or has no area.
-DEVMODEW device_mode_for(float width, float height);
+struct PageFit {
+    DEVMODEW mode;
+    float scale;  // of the page on the paper: 1, or less for a page that is larger than any paper
+};
+
+// A standard paper where one is within a millimetre of a page of that size in points, else a custom size in tenths of
+// a millimetre, from 1 mm to 3.2 m, the most that a device mode can say.
+PageFit fit_page(float width, float height);
 
 }  // namespace kvprint

@@ -1,24 +1,25 @@
 #include "tools/kvprint/print_job.h"
 
-#include <mupdf/pdf.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <optional>
-#include <stdexcept>
 
 #include "platform/host/control.h"
 #include "tools/kvprint/handover.h"
+#include "tools/kvprint/page_player.h"
 #include "tools/kvprint/papers.h"
+#include "tools/kvprint/pdf_input.h"
 
 namespace kvprint {
 namespace {
 
 namespace host = kv::host;
 const std::u16string kPrinterName = u"Karvo";
-const std::u16string kPrinterKey = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\Karvo";
+const std::u16string kProductKey = u"Software\\Velmora Software\\Karvo12";
+const std::u16string kPrinterKey = kProductKey + u"\\KarvoPrinters\\Karvo";
 
 std::u16string widen(const std::string& text) {
     std::u16string wide(text.size() + 1, u'\0');
@@ -28,113 +29,24 @@ std::u16string widen(const std::string& text) {
     return wide;
 }
 
-// Runs calls that may raise MuPDF's errors; what they hold must survive a jump out of them.
-template <class Calls>
-void with_errors(fz_context* context, Calls calls) {
-    const char* message = nullptr;
-    fz_var(message);
-    fz_try(context) { calls(); }
-    fz_catch(context) { message = fz_caught_message(context); }
-    if (message) throw std::runtime_error(message);
+// The library of texts that is installed with the driver.
+void install_resource_library() {
+    host::Module library = host::driver_resources();
+    library.path = u"C:\\Windows\\System32\\spool\\drivers\\W32X86\\3\\kvres1232.dll";
+    host::set_registry_string(HKEY_LOCAL_MACHINE, kProductKey, u"ResourceLibrary0409", library.path);
+    host::register_module(std::move(library));
 }
-
-struct Context {
-    fz_context* fz = fz_new_context(nullptr, nullptr, FZ_STORE_DEFAULT);
-    Context() {
-        if (!fz) throw std::runtime_error("out of memory");
-        fz_set_warning_callback(fz, &Context::take_warning, this);
-        fz_set_error_callback(
-            fz, [](void*, const char*) {}, nullptr);
-        fz_set_aa_level(fz, 0);  // clips are whole pixels
-        with_errors(fz, [&] { fz_register_document_handlers(fz); });
-    }
-    ~Context() { fz_drop_context(fz); }
-    bool found_damage() const { return damage_; }
-    Context(const Context&) = delete;
-    Context& operator=(const Context&) = delete;
-
-private:
-    // Streams that end too early or do not inflate are only warned about, and their rest is missing.
-    static void take_warning(void* context, const char* message) {
-        for (const char* damage : {"zlib error", "premature end", "truncated"}) {
-            if (std::strstr(message, damage)) static_cast<Context*>(context)->damage_ = true;
-        }
-    }
-    bool damage_ = false;
-};
-
-class Pdf {
-public:
-    Pdf(fz_context* context, const std::string& path) : context_(context) {
-        if (!std::filesystem::is_regular_file(path)) throw std::runtime_error("no such file");
-        try {
-            with_errors(context_, [&] { document_ = pdf_open_document(context_, path.c_str()); });
-        } catch (const std::runtime_error&) {
-            throw std::runtime_error("not a PDF file");
-        }
-        if (pdf_needs_password(context_, document_)) throw std::runtime_error("encrypted: it needs a password");
-        with_errors(context_, [&] { pages_ = pdf_count_pages(context_, document_); });
-        if (pages_ < 1) throw std::runtime_error("damaged: it has no pages");
-    }
-    ~Pdf() { pdf_drop_document(context_, document_); }
-    Pdf(const Pdf&) = delete;
-    Pdf& operator=(const Pdf&) = delete;
-
-    int pages() const { return pages_; }
-    pdf_document* get() const { return document_; }
-
-private:
-    fz_context* context_;
-    pdf_document* document_ = nullptr;
-    int pages_ = 0;
-};
-
-class PdfPage {
-public:
-    PdfPage(fz_context* context, const Pdf& pdf, int number) : context_(context) {
-        with_errors(context_, [&] {
-            page_ = pdf_load_page(context_, pdf.get(), number - 1);
-            bounds_ = pdf_bound_page(context_, page_);
-        });
-    }
-    ~PdfPage() { fz_drop_page(context_, reinterpret_cast<fz_page*>(page_)); }
-    PdfPage(const PdfPage&) = delete;
-    PdfPage& operator=(const PdfPage&) = delete;
-
-    const fz_rect& bounds() const { return bounds_; }  // points
-
-    void play(PagePlayer& player, float resolution) {
-        fz_device* device = nullptr;
-        fz_cookie cookie = {};
-        const float scale = resolution / 72;
-        const fz_matrix ctm = fz_concat(fz_translate(-bounds_.x0, -bounds_.y0), fz_scale(scale, scale));
-        fz_var(device);
-        with_errors(context_, [&] {
-            fz_try(context_) {
-                device = player.make_fz_device();
-                pdf_run_page(context_, page_, device, ctm, &cookie);
-                fz_close_device(context_, device);
-            }
-            fz_always(context_) { fz_drop_device(context_, device); }
-            fz_catch(context_) { fz_rethrow(context_); }
-        });
-        if (cookie.errors > 0) throw std::runtime_error("damaged: a page cannot be read to its end");
-    }
-
-private:
-    fz_context* context_;
-    pdf_page* page_ = nullptr;
-    fz_rect bounds_ = {};
-};
 
 // The printer as the machine knows it, with the whole page printable and the user's settings. Without an output only
 // the dispatcher gets the job.
 HANDLE open_printer(const Options& options, const std::string& output) {
+    install_resource_library();
     for (auto margin : {u"MarginLeft", u"MarginTop", u"MarginRight", u"MarginBottom"}) {
         host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, margin, 0);
     }
     for (const auto& [name, value] : options.settings) {
-        host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, widen(name), value);
+        const bool of_product = name == "EmbedFonts" || name == "CaptureFonts";
+        host::set_registry_dword(HKEY_CURRENT_USER, of_product ? kProductKey : kPrinterKey, widen(name), value);
     }
     host::Printer printer;
     printer.name = kPrinterName;
@@ -155,11 +67,18 @@ std::vector<BYTE> data_block(const Options& options) {
 // The job under a name of its own, renamed when it is whole.
 class Output {
 public:
-    explicit Output(std::string path) : path_(std::move(path)), partial_(path_ + ".part") {}
+    explicit Output(std::string path) : path_(std::move(path)), partial_(path_ + ".part") {
+        FILE* file = std::fopen(partial_.c_str(), "wb");
+        if (!file) throw std::runtime_error("cannot write " + path_ + ": " + std::strerror(errno));
+        std::fclose(file);
+    }
     ~Output() {
         std::error_code ignored;
         std::filesystem::remove(partial_, ignored);
     }
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
     const std::string& partial() const { return partial_; }
     void finish() {
         std::error_code error;
@@ -183,11 +102,12 @@ public:
     Printing(const Options& options, const std::string& output, fz_context* context)
         : options_(options), context_(context), printer_(open_printer(options, output)) {}
 
-    void print(const Pdf& pdf) {
+    void print(Pdf& pdf) {
         for (int number = 1; number <= pdf.pages(); ++number) {
             if (!options_.wants_page(number)) continue;
             show_progress(options_, number, pdf.pages());
             print_page(pdf, number);
+            pdf.forget_page();
         }
         if (!device_) throw std::runtime_error("no such page");
     }
@@ -222,18 +142,23 @@ private:
 
     void print_page(const Pdf& pdf, int number) {
         PdfPage page(context_, pdf, number);
-        const fz_rect& bounds = page.bounds();
-        use_mode(device_mode_for(bounds.x1 - bounds.x0, bounds.y1 - bounds.y0));
+        const PageFit fit = fit_page(page.width(), page.height());
+        use_mode(fit.mode);
+        if (fit.scale < 1) ++played_.missing["pages in their size (made smaller to fit the largest paper)"];
         if (!device_->start_page()) throw std::runtime_error("the driver cannot start a page");
-        PagePlayer player(context_, *device_, played_);
-        page.play(player, static_cast<float>(device_->info().ulLogPixelsX));
-        if (player.failed() || !device_->send_page()) throw std::runtime_error("the driver cannot record a page");
+        Canvas canvas(*device_, played_);
+        PagePlayer player(context_, canvas);
+        const auto fz = make_held<DrawDevice>(context_, [&] { return player.make_fz_device(); });
+        const GDIINFO& info = device_->info();
+        page.run(fz.get(), fit.scale * static_cast<float>(info.ulLogPixelsX) / 72,
+                 {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)});
+        if (canvas.failed() || !device_->send_page()) throw std::runtime_error("the driver cannot record a page");
         ++played_.pages;
     }
 
     const Options& options_;
     fz_context* context_;
-    HANDLE printer_;
+    const HANDLE printer_;
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     DEVMODEW mode_ = {};
@@ -244,7 +169,7 @@ private:
 
 Played print_file(const Options& options) {
     Context context;
-    Pdf pdf(context.fz, options.input);
+    Pdf pdf(context.get(), options.input);
     std::optional<Handover> handover;
     std::optional<Output> output;
     if (options.output.empty()) {
@@ -252,7 +177,7 @@ Played print_file(const Options& options) {
     } else {
         output.emplace(options.output);
     }
-    Printing printing(options, output ? output->partial() : "", context.fz);
+    Printing printing(options, output ? output->partial() : "", context.get());
     printing.print(pdf);
     if (context.found_damage()) throw std::runtime_error("damaged: content is missing");
     printing.finish();

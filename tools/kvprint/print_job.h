@@ -1,10 +1,8 @@
 #pragma once
 // Prints a PDF file: one document through the driver, page by page.
 
-#include <mupdf/fitz.h>
-
+#include "tools/kvprint/canvas.h"
 #include "tools/kvprint/options.h"
-#include "tools/kvprint/page_player.h"
 
 namespace kvprint {
 

@@ -26,14 +26,9 @@ void Region::append(LONG top, LONG bottom, std::vector<Span> spans) {
     if (!bands_.empty() && bands_.back().bottom == top && bands_.back().spans == spans) {
         bands_.back().bottom = bottom;
     } else {
+        rect_count_ += spans.size();
         bands_.push_back({top, bottom, std::move(spans)});
     }
-}
-
-Region Region::from_rows(const RECTL& bounds, const std::function<std::vector<Span>(LONG)>& row_spans) {
-    Region region;
-    for (LONG y = bounds.top; y < bounds.bottom; ++y) region.append(y, y + 1, row_spans(y));
-    return region;
 }
 
 Region Region::intersected(const Region& other) const {
@@ -58,6 +53,7 @@ RECTL Region::bounds() const {
 
 std::vector<RECTL> Region::rects() const {
     std::vector<RECTL> all;
+    all.reserve(rect_count_);
     for (const Band& band : bands_) {
         for (const Span& span : band.spans) all.push_back({span.left, band.top, span.right, band.bottom});
     }

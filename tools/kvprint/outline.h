@@ -1,0 +1,26 @@
+#pragma once
+// MuPDF's paths in device pixels: as the engine's paths, as lines alone, and as rectangles.
+
+#include <vector>
+
+#include "engine/path.h"
+#include "tools/kvprint/geometry.h"
+
+namespace kvprint {
+
+struct Figure {
+    std::vector<fz_point> points;
+    bool closed = false;
+};
+
+// Lines that no curve leaves by more than a tenth of a pixel.
+std::vector<Figure> flatten(fz_context* context, const fz_path* path, fz_matrix ctm);
+
+// Points go to the nearest whole pixels.
+void add_path(fz_context* context, const fz_path* source, fz_matrix ctm, kv::engine::Path& target);
+void add_figure(const Figure& figure, kv::engine::Path& target);
+
+// True for one figure of four sides along the axes.
+bool find_rect(fz_context* context, const fz_path* path, fz_matrix ctm, fz_rect& rect);
+
+}  // namespace kvprint

@@ -1,0 +1,75 @@
+// Clips of every kind as regions.
+
+#include "tools/kvprint/page_player.h"
+
+namespace kvprint {
+namespace {
+
+std::vector<Region::Span> dark_spans(const unsigned char* row, LONG left, LONG width) {
+    constexpr unsigned char kHalf = 128;
+    std::vector<Region::Span> spans;
+    for (LONG x = 0; x < width; ++x) {
+        if (row[x] >= kHalf) continue;
+        const LONG start = x;
+        while (x < width && row[x] < kHalf) ++x;
+        spans.push_back({left + start, left + x});
+    }
+    return spans;
+}
+
+}  // namespace
+
+void PagePlayer::clip_to_path(const fz_path* path, FillRule rule, fz_matrix ctm) {
+    const Region& current = canvas_.clip();
+    fz_rect rect;
+    if (hidden_ > 0) {
+        canvas_.push_same();
+    } else if (find_rect(context_, path, ctm, rect)) {
+        canvas_.push(current.intersected(Region(nearest_pixels(rect))));
+    } else {
+        const fz_rect bounds = fz_bound_path(context_, path, nullptr, ctm);
+        Region inside = scan(flatten(context_, path, ctm), rule, common(covering(bounds), current.bounds()));
+        const bool thin = bounds.x1 - bounds.x0 < 1 || bounds.y1 - bounds.y0 < 1;
+        if (inside.empty() && thin && bounds.x0 <= bounds.x1) inside = Region(nearest_pixels(bounds));
+        canvas_.push(current.intersected(inside));
+    }
+}
+
+void PagePlayer::clip_to_drawing(fz_rect bounds, const Draw& draw) {
+    if (hidden_ > 0) {
+        canvas_.push_same();
+        return;
+    }
+    const Region& current = canvas_.clip();
+    canvas_.push(current.intersected(region_of(common(covering(bounds), current.bounds()), draw)));
+}
+
+Region PagePlayer::region_of(const RECTL& area, const Draw& draw) {
+    constexpr LONG kBandBytes = 1 << 24;
+    Region region;
+    if (is_empty(area)) return region;
+    const LONG width = area.right - area.left, band = std::max<LONG>(kBandBytes / width, 1);
+    for (LONG top = area.top; top < area.bottom; top += band) {
+        const LONG bottom = std::min(top + band, area.bottom);
+        const auto mask = make_held<Pixmap>(context_, [&] {
+            return fz_new_pixmap_with_bbox(context_, fz_device_gray(context_),
+                                           fz_make_irect(area.left, top, area.right, bottom), nullptr, 0);
+        });
+        const auto device = make_held<DrawDevice>(context_, [&] {
+            fz_clear_pixmap_with_value(context_, mask.get(), 255);
+            return fz_new_draw_device(context_, fz_identity, mask.get());
+        });
+        with_errors(context_, [&] {
+            draw(device.get());
+            fz_close_device(context_, device.get());
+        });
+        const unsigned char* samples = fz_pixmap_samples(context_, mask.get());
+        const ptrdiff_t stride = fz_pixmap_stride(context_, mask.get());
+        for (LONG y = top; y < bottom; ++y) {
+            region.append(y, y + 1, dark_spans(samples + (y - top) * stride, area.left, width));
+        }
+    }
+    return region;
+}
+
+}  // namespace kvprint
