@@ -19,6 +19,7 @@ kv_module(platform FOLDER platform/windows)
 kv_module(support LINKS kv_platform wtsapi32)
 kv_module(settings LINKS kv_support)
 kv_module(image LINKS kv_settings JPEG::JPEG)
+target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector code
 kv_module(fonts LINKS kv_support)
 kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)

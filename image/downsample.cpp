@@ -77,8 +77,11 @@ void SampleRows::convert(DWORD index) {
     if (!mono_) return pixels_.read(index, 0, pixels_.width(), reinterpret_cast<DWORD*>(buffer_.get()));
     const BYTE* from = pixels_.stored_row(index);
     BYTE* to = buffer_.get();
-    for (DWORD x = 0; x < pixels_.width(); x += 8, ++from) {
-        for (int bit = 7; bit >= 0; --bit) *to++ = *from >> bit & 1;
+    for (DWORD x = 0; x < pixels_.width(); x += 8, ++from, to += 8) {
+        // Eight copies, of which each keeps its bit, the highest in the first byte; then any bit becomes 1.
+        const uint64_t bits = *from * 0x0101010101010101ull & 0x0102040810204080ull;
+        const uint64_t ones = (bits + 0x7F7F7F7F7F7F7F7Full) >> 7 & 0x0101010101010101ull;
+        std::memcpy(to, &ones, sizeof ones);
     }
 }
 

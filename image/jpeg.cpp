@@ -15,7 +15,7 @@ namespace kv {
 namespace {
 
 constexpr DWORD kFirstBuffer = 0x10000;
-constexpr int kRgb = 3;
+constexpr int kColorSamples = 3;
 constexpr DWORD kCoreHeader = 12, kInfoHeader = 40, kLongCoreHeader = 64;
 
 struct ErrorManager {
@@ -61,11 +61,12 @@ void end_stream(j_compress_ptr compressor) {
     target.stream->set_used(static_cast<DWORD>(target.stream->size() - target.base.free_in_buffer));
 }
 
-// Reads the rows of a bitmap in memory, top row first, as red, green, blue.
+// The rows of a bitmap in memory, delivered top row first.
 struct DibReader {
     DWORD width, height, stride;
     WORD bit_count;
     DWORD x_density, y_density;  // pixels per metre
+    bool gray;                   // 8 bits per pixel are levels, without a look at the table
     const BYTE* colors;          // blue, green, red, reserved
     const BYTE* bits;
 };
@@ -102,26 +103,27 @@ bool open_reader(const DibView& dib, DibReader& reader) {
         return false;
     }
     reader.bit_count = bit_count_of(header);
+    reader.gray = reader.bit_count == 8 && has_gray_ramp(dib);
     reader.stride = static_cast<DWORD>(dib_stride(static_cast<LONG>(reader.width), reader.bit_count));
     reader.colors = dib.table();
     reader.bits = dib.bits;
     return true;
 }
 
-void read_row(const DibReader& reader, DWORD row, BYTE* rgb) {
-    const BYTE* from = reader.bits + size_t{reader.height - 1 - row} * reader.stride;
-    const DWORD step = reader.bit_count == 24 ? 3 : 1;
-    for (DWORD x = 0; x < reader.width; ++x, from += step, rgb += kRgb) {
-        const BYTE* bgr = step == 3 ? from : reader.colors + size_t{*from} * 4;
-        rgb[0] = bgr[2];
-        rgb[1] = bgr[1];
-        rgb[2] = bgr[0];
+const BYTE* stored_row(const DibReader& reader, DWORD row) {
+    return reader.bits + size_t{reader.height - 1 - row} * reader.stride;
+}
+
+void look_up_colors(const DibReader& reader, const BYTE* indices, BYTE* samples) {
+    for (DWORD x = 0; x < reader.width; ++x, samples += kColorSamples) {
+        std::memcpy(samples, reader.colors + size_t{indices[x]} * 4, kColorSamples);
     }
 }
 
 void set_parameters(jpeg_compress_struct& compressor, const DibReader& reader, int quality) {
-    compressor.in_color_space = JCS_RGB;
-    compressor.input_components = kRgb;
+    // Colours as they are stored, blue first; levels of gray need no table.
+    compressor.in_color_space = reader.gray ? JCS_GRAYSCALE : JCS_EXT_BGR;
+    compressor.input_components = reader.gray ? 1 : kColorSamples;
     jpeg_set_defaults(&compressor);
     if (reader.bit_count == 8) jpeg_set_colorspace(&compressor, JCS_GRAYSCALE);
     compressor.dct_method = JDCT_FLOAT;
@@ -141,12 +143,16 @@ void set_parameters(jpeg_compress_struct& compressor, const DibReader& reader, i
     jpeg_set_quality(&compressor, quality, TRUE);
 }
 
-void write_rows(jpeg_compress_struct& compressor, const DibReader& reader) {
+// Not a part of its caller, in which setjmp keeps every variable in memory.
+[[gnu::noinline]] void write_rows(jpeg_compress_struct& compressor, const DibReader& reader) {
+    const bool look_up = reader.bit_count == 8 && !reader.gray;
     auto* common = reinterpret_cast<j_common_ptr>(&compressor);
-    JSAMPARRAY row = compressor.mem->alloc_sarray(common, JPOOL_IMAGE, reader.width * kRgb, 1);
+    JSAMPARRAY buffer = nullptr;
+    if (look_up) buffer = compressor.mem->alloc_sarray(common, JPOOL_IMAGE, reader.width * kColorSamples, 1);
     while (compressor.next_scanline < compressor.image_height) {
-        read_row(reader, compressor.next_scanline, row[0]);
-        jpeg_write_scanlines(&compressor, row, 1);
+        JSAMPROW row = const_cast<JSAMPROW>(stored_row(reader, compressor.next_scanline));
+        if (look_up) look_up_colors(reader, row, buffer[0]);
+        jpeg_write_scanlines(&compressor, look_up ? buffer : &row, 1);
     }
 }
 

@@ -143,7 +143,10 @@ void PixelReader::read(DWORD row, DWORD first, DWORD count, DWORD* colors) const
             for (DWORD x = 0; x < count; ++x) colors[x] = masked(load_24(from + (size_t{first} + x) * 3));
             return;
         case Kind::Masked32:
-            for (DWORD x = 0; x < count; ++x) colors[x] = masked(load<DWORD>(from + (size_t{first} + x) * 4));
+            for (DWORD x = 0; x < count; ++x) {
+                const DWORD pixel = load<DWORD>(from + (size_t{first} + x) * 4);
+                colors[x] = masked(pixel) | fields_[3].of(pixel) << 24;
+            }
             return;
     }
 }

@@ -34,8 +34,7 @@ private:
     bool set_masks(DWORD red, DWORD green, DWORD blue, DWORD alpha);
     bool read_masks(const DibView& dib, Alpha alpha);
     DWORD masked(DWORD pixel) const {
-        return fields_[0].of(pixel) | fields_[1].of(pixel) << 8 | fields_[2].of(pixel) << 16 |
-               fields_[3].of(pixel) << 24;
+        return fields_[0].of(pixel) | fields_[1].of(pixel) << 8 | fields_[2].of(pixel) << 16;
     }
 
     Kind kind_ = Kind::Index1;

@@ -9,8 +9,8 @@
 namespace kv {
 namespace {
 
-constexpr DWORD kMostColors = 256;
-constexpr DWORD kChunk = 1024;  // pixels handled at a time
+constexpr DWORD kMostColors = 256;  // that a table holds
+constexpr DWORD kChunk = 1024;      // pixels handled at a time
 
 // Up to 256 colours in order of appearance, found by hash.
 class ColorSet {
@@ -53,14 +53,14 @@ bool for_each_chunk(const PixelReader& pixels, Visit visit) {
     return true;
 }
 
-// False when there are too many.
-bool collect_colors(const PixelReader& pixels, ColorSet& set) {
+// False when there are more than `most`.
+bool collect_colors(const PixelReader& pixels, DWORD most, ColorSet& set) {
     DWORD last = ~0u;  // no colour
     return for_each_chunk(pixels, [&](DWORD, DWORD, DWORD count, const DWORD* colors) {
         for (DWORD x = 0; x < count; ++x) {
             if (colors[x] == last) continue;
             last = colors[x];
-            if (set.add(last) == kMostColors) return false;
+            if (set.add(last) >= most) return false;
         }
         return true;
     });
@@ -93,12 +93,10 @@ void pack_indices(const BYTE* indices, DWORD count, WORD bit_count, BYTE* to) {
     }
 }
 
+// 4 bytes at a time, of which the next pixel overwrites one.
 void pack_bgr24(const DWORD* colors, DWORD count, BYTE* to) {
-    for (DWORD x = 0; x < count; ++x, to += 3) {
-        to[0] = static_cast<BYTE>(colors[x]);
-        to[1] = static_cast<BYTE>(colors[x] >> 8);
-        to[2] = static_cast<BYTE>(colors[x] >> 16);
-    }
+    for (DWORD x = 0; x + 1 < count; ++x, to += 3) std::memcpy(to, colors + x, sizeof(DWORD));
+    std::memcpy(to, colors + count - 1, 3);
 }
 
 void convert(const PixelReader& pixels, ColorSet& set, PackedDib& result) {
@@ -119,6 +117,9 @@ void convert(const PixelReader& pixels, ColorSet& set, PackedDib& result) {
     });
 }
 
+// How many colours a depth holds that is below the source's.
+DWORD most_colors(WORD source_bits) { return source_bits <= 4 ? 2 : source_bits <= 8 ? 16 : kMostColors; }
+
 WORD depth_for(DWORD colors) { return colors < 3 ? 1 : colors <= 16 ? 4 : 8; }
 
 }  // namespace
@@ -129,10 +130,10 @@ BOOL ReduceColorDepth(const DibView& source, PackedDib& result) {
     PixelReader pixels;
     if (header.biBitCount < 4 || !pixels.open(source)) return FALSE;
     ColorSet set;
-    const bool all_in_table = collect_colors(pixels, set);
-    if (!all_in_table && header.biBitCount != 16 && header.biBitCount != 32) return FALSE;
-    const WORD depth = all_in_table ? depth_for(set.count()) : WORD{24};
-    if (depth >= header.biBitCount && header.biBitCount != 16) return FALSE;
+    const bool few = collect_colors(pixels, most_colors(header.biBitCount), set);
+    // Pixels of 16 bits are always converted: readers of jobs need not know their fields. Those of 32 bits lose a byte.
+    if (!few && header.biBitCount != 16 && header.biBitCount != 32) return FALSE;
+    const WORD depth = few ? depth_for(set.count()) : WORD{24};
     if (!result.create(dib_header(header.biWidth, header.biHeight, depth))) return FALSE;
     if (depth <= 8) std::copy_n(set.colors(), set.count(), result.table());
     convert(pixels, set, result);
