@@ -11,6 +11,8 @@ struct WindowsEncoding {
     BYTE charset;    // as in LOGFONTW
 };
 WindowsEncoding windows_encoding(WORD encoding_id);
+// The Windows map's characters are those of a legacy Chinese, Japanese or Korean code page.
+inline bool is_legacy_cjk(WORD encoding_id) { return encoding_id >= 2 && encoding_id <= 6; }
 
 struct CmapRecord {
     WORD platform, encoding;

@@ -16,7 +16,7 @@ public:
 
     // After a parse: different names (whatever their letter case), sorted.
     DWORD full_name_count() const { return count_; }
-    const WCHAR* full_name(DWORD index) const { return names_[index].text.get(); }
+    const WCHAR* full_name(DWORD index) const { return names_[index].text; }
 
 protected:
     bool WantTable(DWORD table_tag) const override;
@@ -25,7 +25,7 @@ protected:
 
 private:
     struct FullName {
-        HeapArray<WCHAR> text;
+        WCHAR* text;  // owned
         DWORD order;  // of the record
     };
 

@@ -9,6 +9,11 @@ namespace kv {
 enum : WORD { kPlatformUnicode = 0, kPlatformMacintosh = 1, kPlatformWindows = 3 };
 enum : WORD { kNameFamily = 1, kNameUnique = 3, kNameFull = 4, kNamePostScript = 6 };
 
+// The names that a font is known by; no other is decoded.
+inline bool is_read_name(WORD id) {
+    return id == kNameFamily || id == kNameUnique || id == kNameFull || id == kNamePostScript;
+}
+
 struct NameRecord {
     WORD platform, encoding, language, name;
     WORD length, offset;  // of the text in the storage, in bytes

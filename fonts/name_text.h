@@ -9,11 +9,14 @@ namespace kv {
 // end at their first 0.
 class NameText {
 public:
-    // FALSE when memory is out. What was held is replaced.
-    BOOL assign_wide(const WCHAR* units, size_t length, UINT code_page);
-    BOOL assign_ansi(const char* bytes, size_t length, UINT code_page);
+    // Take over terminated arrays; what was held is replaced.
+    void adopt_wide(HeapArray<WCHAR> units, UINT code_page);
+    void adopt_ansi(HeapArray<char> bytes, UINT code_page);
+    // FALSE when memory is out.
     BOOL assign(const NameText& other);
+    BOOL assign_wide(const WCHAR* text, UINT code_page);
     void reset();
+    HeapArray<WCHAR> take_wide() { return std::move(wide_); }
 
     // Null while the text has no such form.
     const WCHAR* wide() const { return wide_.get(); }
@@ -31,6 +34,10 @@ private:
     HeapArray<char> ansi_;
     UINT code_page_ = 0;
 };
+
+enum class Fits { No, Yes, NoMemory };
+// Whether each character of the text has a place in the code page.
+Fits fits_code_page(const NameText& text, UINT code_page);
 
 // From 0 (empty) to 5 (English and representable in code page 1252). -1 when memory is out.
 int NameScore(const NameText& text, LANGID language, UINT ansi_code_page);

@@ -77,6 +77,9 @@ private:
 // Turns numTables, searchRange, entrySelector, rangeShift and the numbers of each entry around. Tags stay.
 void swap_directory(std::span<BYTE> image, ByteOrder from);
 
+// Makes the offset of each entry, in file order, relative to a position.
+void make_relative(std::span<BYTE> image, DWORD position);
+
 // The header of a collection, in file order. Members that the file cuts off do not count.
 class CollectionHeader {
 public:
@@ -84,12 +87,15 @@ public:
 
     explicit CollectionHeader(std::span<const BYTE> file);
     DWORD count() const { return count_; }
+    // The number of members that the header states.
+    DWORD declared() const { return declared_; }
+    DWORD size() const { return kHeaderSize + count_ * kOffsetSize; }
     // Of the member's offset table, from the start of the file.
     DWORD offset(DWORD member) const;
 
 private:
     const BYTE* file_;
-    DWORD count_ = 0;
+    DWORD count_ = 0, declared_ = 0;
 };
 
 }  // namespace kv

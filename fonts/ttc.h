@@ -34,7 +34,7 @@ public:
 private:
     static constexpr DWORD kMostMembers = 4096;
 
-    BOOL split_member(DWORD index);
+    BOOL split_member(const CollectionHeader& header, DWORD index);
 
     CGlobalObj buffer_;
     std::span<BYTE> bytes_;

@@ -139,14 +139,19 @@ protected:
     ByteOrder directory_order() const { return directory_order_; }
 
 private:
-    BOOL take_buffer(DWORD size);
     BYTE* locate(const SfntEntry& entry) const;
     BOOL list_tables();
-    void refuse_overlapping_tables();
-    void convert(CTtfTable& table, ByteOrder order, DWORD loca_values);
+    void drop_conflicting_tables();
+    bool conflicts(const CTtfTable& table, std::span<const CTtfTable* const> taken) const;
+    void convert(CTtfTable& table, ByteOrder order);
+    // values: at most so many, 0 for the whole table.
     void convert_loca(CTtfTable& table, ByteOrder order, DWORD values);
+    BYTE loca_unit() const;
     void set_directory_order(ByteOrder order);
     const CTtfTable* find_table(DWORD table_tag) const;
+    BOOL parse_all_tables();
+    BOOL list_glyph_names(std::span<const BYTE> strings, DWORD count);
+    WORD format0_glyph(DWORD code) const;
     bool has_outline(WORD glyph) const;
     void find_blank_space_glyph();
 

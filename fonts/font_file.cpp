@@ -1,0 +1,18 @@
+#include "fonts/font_file.h"
+
+#include "support/file.h"
+
+namespace kv {
+
+BOOL read_font_file(const WCHAR* path, CGlobalObj& block) {
+    File file;
+    if (!path || !*path || !file.OpenRead(path, TRUE)) return FALSE;
+    const LONG size = file.GetSize();
+    if (size < 0 || !block.Alloc(static_cast<DWORD>(size))) return FALSE;
+    DWORD got = 0;
+    if (!file.Read(block.data(), static_cast<DWORD>(size), &got) || got != static_cast<DWORD>(size)) return FALSE;
+    block.set_used(got);
+    return TRUE;
+}
+
+}  // namespace kv

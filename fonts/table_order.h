@@ -1,0 +1,15 @@
+#pragma once
+// The byte order of tables of fixed fields.
+
+#include "fonts/sfnt.h"
+
+namespace kv {
+
+// Turns the numbers of a table around: of 'head', 'hhea', 'hmtx', 'maxp', 'OS/2', 'name', 'cmap' or 'post'. A table
+// shorter than its fixed part is left alone, as is one of any other tag.
+void swap_table(DWORD table_tag, std::span<BYTE> bytes, ByteOrder from);
+
+// The most bytes of a table that are turned around; 0 for a table that stays as it is.
+DWORD convertible_size(DWORD table_tag, DWORD length);
+
+}  // namespace kv
