@@ -100,9 +100,9 @@ BOOL CPendingBitmap::append(const BitmapBand& band) {
     return TRUE;
 }
 
-// The second step starts with the first one's left top corner.
+// The second step starts with the first one's left top corner, and has a bit for each of its pixels.
 BOOL CPendingBitmap::offer_mask(PDEVICE& device, const BitmapBand& band) {
-    if (!is_mask(band.image)) return FALSE;
+    if (band.image.header->biWidth != newest_->dib.header().biWidth || !is_mask(band.image)) return FALSE;
     if (mask_) return mask_->offer_bitmap(device, band);
     const RECTL& to = band.destination;
     if (to.left != destination_.left || to.right != destination_.right || to.top != destination_.top) return FALSE;
@@ -112,6 +112,10 @@ BOOL CPendingBitmap::offer_mask(PDEVICE& device, const BitmapBand& band) {
     return TRUE;
 }
 
+bool CPendingBitmap::mask_fits() const {
+    return mask_ && same_rect(mask_->destination_, destination_) && mask_->rows_ == rows_;
+}
+
 BOOL CPendingBitmap::offer_bitmap(PDEVICE& device, const BitmapBand& band) {
     if (complete_ || !is_mergeable(band)) return FALSE;
     if (is_empty()) return append(band);
@@ -119,8 +123,8 @@ BOOL CPendingBitmap::offer_bitmap(PDEVICE& device, const BitmapBand& band) {
         // An image whose first step is in the job already: this is its third one.
         if (same_rect(destination_, device.pending.last_xor())) return FALSE;
         if (band.rop == kXor && same_rect(destination_, band.destination)) {
-            complete_ = true;
-            return TRUE;
+            complete_ = !mask_ || mask_fits();
+            return complete_;
         }
         if (band.rop == kAnd) return offer_mask(device, band);
     }
@@ -156,7 +160,7 @@ BOOL CPendingBitmap::flush_masked(PDEVICE& device) {
 
 BOOL CPendingBitmap::flush(PDEVICE& device) {
     if (is_empty()) return TRUE;
-    if (mask_ && same_rect(mask_->destination_, destination_)) return flush_masked(device);
+    if (mask_fits()) return flush_masked(device);
     PackedDib image, prepared;
     if (!join(image)) return FALSE;
     const WORD resolution = ImageResolution(device, whole_of(image.view()), destination_);

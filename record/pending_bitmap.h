@@ -33,6 +33,7 @@ private:
     bool continues(const BitmapBand& band) const;
     BOOL append(const BitmapBand& band);
     BOOL offer_mask(PDEVICE& device, const BitmapBand& band);
+    bool mask_fits() const;
     BOOL join(PackedDib& image);
     BOOL flush_masked(PDEVICE& device);
 
