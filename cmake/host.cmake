@@ -5,6 +5,7 @@ find_package(PkgConfig REQUIRED)
 find_package(Freetype REQUIRED)
 find_package(JPEG REQUIRED)
 find_package(PNG REQUIRED)
+find_package(Fontconfig REQUIRED)
 
 kv_module(platform FOLDER platform/host LINKS Threads::Threads)
 kv_module(support LINKS kv_platform)

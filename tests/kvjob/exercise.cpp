@@ -5,7 +5,9 @@
 
 #include "tools/kvjob/checker.h"
 #include "tools/kvjob/dump.h"
+#include "tools/kvjob/fonts.h"
 #include "tools/kvjob/info.h"
+#include "tools/kvjob/page_text.h"
 
 namespace kvjob::test {
 namespace {
@@ -30,6 +32,12 @@ void exercise(Bytes job) {
     expect_answer([&] { print_info(job, nowhere.get()); });
     expect_answer([&] { dump_job(job, {false, std::nullopt}, nowhere.get()); });
     expect_answer([&] { dump_job(job, {true, 1}, nowhere.get()); });
+    expect_answer([&] { list_fonts(job, "", nowhere.get()); });
+    expect_answer([&] {
+        const JobMap map(job);
+        FontStore fonts(map);
+        for (size_t page = 0; page < map.pages().size(); ++page) page_text(map, fonts, page);
+    });
 }
 
 }  // namespace kvjob::test

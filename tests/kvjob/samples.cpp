@@ -1,6 +1,47 @@
 #include "tests/kvjob/samples.h"
 
+#include <fstream>
+
 namespace kvjob::test {
+namespace {
+
+Body font_head(uint32_t id, int height, int escapement, int weight, bool italic, int clip_precision) {
+    Body font;
+    font.u32({id, height, 0, escapement, escapement, weight});
+    return font.u8({italic, 0, 0, 1, 7, clip_precision, 2, 0x22});
+}
+
+}  // namespace
+
+Buffer font_definition(uint32_t id, int height, const std::u16string& face, int escapement, int weight, bool italic) {
+    Body font = font_head(id, height, escapement, weight, italic, 0x20);
+    font.text(face).u16({0});
+    return font.fill(2 * (31 - face.size()), 0xFF);
+}
+
+Buffer embedded_font_definition(uint32_t id, int height, uint32_t file, int flags, const Buffer& rest) {
+    Body font = font_head(id, height, 0, 400, false, 0x80);
+    font.u32({file}).u16({0, flags}).add(rest);
+    return font.fill(56 - rest.size(), 0);
+}
+
+const Buffer& sample_font() {
+    static const Buffer font = [] {
+        std::ifstream in("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", std::ios::binary);
+        return Buffer(std::istreambuf_iterator<char>(in), {});
+    }();
+    return font;
+}
+
+uint32_t start_page_with_font(JobBuilder& job, int height) {
+    const uint32_t file = job.start_page().next_id();
+    const auto size = static_cast<int64_t>(sample_font().size());
+    job.record(28, Body().u32({file, size}).add(sample_font()));
+    const uint32_t font = job.next_id();
+    job.record(9, embedded_font_definition(font, height, file, 1));
+    return font;
+}
+
 namespace {
 
 Buffer star16(int points) {
@@ -90,8 +131,26 @@ Buffer image_job() {
     return job.finish();
 }
 
+// No font files: theirs would be most of the bytes.
+Buffer text_job() {
+    JobBuilder job;
+    job.page_width = 40000;
+    const uint32_t file = job.start_page().next_id();
+    job.compressed_record(28, Body().u32({file, 400}).add(Buffer(sample_font().begin(), sample_font().begin() + 400)));
+    const uint32_t embedded = job.next_id();
+    job.record(9, embedded_font_definition(embedded, -40, file, 3, Body().u32({1})));
+    const uint32_t named = job.next_id();
+    job.record(9, font_definition(named, -30, u"DejaVu Sans", 450, 700, true));
+    job.record(19, Body().u8({0xE8}).u32({named, 0xFF, 0xFFFFFF}).u8({2}));
+    job.record(30,
+               Body().u8({0x78, 2}).u16({'a', 'b', 0, 7, 8, -5, 20, 11, 12}).add(rect16(1, 2, 30, 40)).u16({0, -3}));
+    job.record(19, Body().u8({0x90}).u32({embedded, 1252}));
+    job.record(54, Body().u8({0x20, 1}).u16({7}).u32({33000, 5}).u16({5}));
+    return job.end_page(0, {0, 0, 40000, 1100}).finish();
+}
+
 }  // namespace
 
-std::vector<Buffer> sample_jobs() { return {vector_job(), wide_job(), image_job()}; }
+std::vector<Buffer> sample_jobs() { return {vector_job(), wide_job(), image_job(), text_job()}; }
 
 }  // namespace kvjob::test

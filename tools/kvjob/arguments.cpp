@@ -9,7 +9,9 @@ const char* const kUsage =
     "usage: kvjob info JOB.kv                         what the job holds\n"
     "       kvjob check JOB.kv                        every fault with its file offset\n"
     "       kvjob dump [--json] [--page N] JOB.kv     the records\n"
-    "       kvjob images --out DIR JOB.kv             the bitmaps as PNG files, JPEG streams as they are\n";
+    "       kvjob images --out DIR JOB.kv             the bitmaps as PNG files, JPEG streams as they are\n"
+    "       kvjob text [--page N] JOB.kv              the text in reading order\n"
+    "       kvjob fonts [--extract DIR] JOB.kv        the fonts, and their embedded files\n";
 
 namespace {
 
@@ -33,9 +35,11 @@ struct Option {
 constexpr Option kOptions[] = {
     {"dump", "--json", [](Arguments& to, const std::string&) { to.json = true; }, false},
     {"dump", "--page", [](Arguments& to, const std::string& value) { to.page = parse_page(value); }},
+    {"text", "--page", [](Arguments& to, const std::string& value) { to.page = parse_page(value); }},
+    {"fonts", "--extract", [](Arguments& to, const std::string& value) { to.out = value; }},
     {"images", "--out", [](Arguments& to, const std::string& value) { to.out = value; }},
 };
-constexpr const char* kCommands[] = {"info", "check", "dump", "images"};
+constexpr const char* kCommands[] = {"info", "check", "dump", "images", "text", "fonts"};
 
 const Option* find_option(const std::string& command, const std::string& name) {
     for (const Option& option : kOptions) {

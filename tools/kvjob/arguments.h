@@ -18,7 +18,7 @@ struct Arguments {
     bool help = false;
     bool json = false;             // dump
     std::optional<uint32_t> page;  // dump, text: from 1
-    std::string out;               // images: the folder
+    std::string out;               // images, fonts: the folder
 };
 
 // Throws UsageError.

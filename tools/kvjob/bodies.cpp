@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tools/kvjob/records.h"
+#include "tools/kvjob/utf.h"
 
 namespace kvjob {
 namespace {
@@ -23,39 +24,10 @@ uint32_t read_count(Reader& in) {
     return count;
 }
 
-void append_utf8(std::string& text, uint32_t code) {
-    auto tail = [&](int shift) { text += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
-    if (code < 0x80) {
-        text += static_cast<char>(code);
-    } else if (code < 0x800) {
-        text += static_cast<char>(0xC0 | code >> 6);
-        tail(0);
-    } else if (code < 0x10000) {
-        text += static_cast<char>(0xE0 | code >> 12);
-        tail(6), tail(0);
-    } else {
-        text += static_cast<char>(0xF0 | code >> 18);
-        tail(12), tail(6), tail(0);
-    }
-}
-
-// Reads up to a terminating 0. A surrogate without its half becomes the replacement character.
 std::string read_terminated(Reader& in) {
-    std::string text;
-    uint32_t high = 0;
-    for (uint16_t unit = in.u16(); unit != 0; unit = in.u16()) {
-        const bool is_low = unit >= 0xDC00 && unit < 0xE000;
-        if (high && is_low) {
-            append_utf8(text, 0x10000 + ((high - 0xD800) << 10) + (unit - 0xDC00u));
-            high = 0;
-            continue;
-        }
-        if (high) append_utf8(text, 0xFFFD);
-        high = unit >= 0xD800 && unit < 0xDC00 ? unit : 0;
-        if (!high) append_utf8(text, is_low ? 0xFFFD : unit);
-    }
-    if (high) append_utf8(text, 0xFFFD);
-    return text;
+    std::vector<uint16_t> units;
+    for (uint16_t unit = in.u16(); unit != 0; unit = in.u16()) units.push_back(unit);
+    return utf8_of(units.begin(), units.end());
 }
 
 Rect normalised(const Rect& rect) {

@@ -17,6 +17,18 @@ std::string hex(uint32_t value) {
     return text;
 }
 
+// Near black or near white, and not quite.
+bool is_nearly(uint32_t colour) {
+    constexpr uint32_t kBlack = 0, kWhite = 0xFFFFFF;
+    bool dark = true, light = true;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const uint32_t channel = colour >> shift & 0xFF;
+        dark = dark && channel < 10;
+        light = light && channel > 245;
+    }
+    return (dark && colour != kBlack) || (light && colour != kWhite);
+}
+
 void expect_wide_needed(bool wide, bool fits) {
     if (wide && fits) throw BodyFault("32-bit coordinates where 16 bits do");
 }
@@ -27,6 +39,7 @@ void ContentChecker::start_page(uint64_t offset) {
     found_.pages.push_back({offset});
     clip_ = {};
     state_ = {};
+    text_ = {};
 }
 
 void ContentChecker::check(const Record& record, Bytes body) {
@@ -36,9 +49,13 @@ void ContentChecker::check(const Record& record, Bytes body) {
         case Body::Brush:
             return check_brush(record, body);
         case Body::Font:
-            return check_font(body);
+            return check_font(record, body);
         case Body::FontFile:
-            return check_font_file(body);
+            return check_font_file(record, body);
+        case Body::TextState:
+            return check_text_state(read_text_state(body));
+        case Body::Text:
+            return check_text(read_text(body, info.wide), info.wide);
         case Body::DrawState:
             return check_state(read_draw_state(body));
         case Body::Path:
@@ -97,16 +114,46 @@ void ContentChecker::check_brush(const Record& record, Bytes body) {
     if (brush.kind == 5) check_pattern(brush.bitmap);
 }
 
-void ContentChecker::check_font(Bytes body) {
+void ContentChecker::check_font(const Record& record, Bytes body) {
     ++found_.fonts;
-    if (body.size() != 96) throw BodyFault("length is not 96");
+    const FontDefinition font = read_font(body);
+    check_identifier(record, font.id, font_ids_);
+    if (font.char_set == 0) throw BodyFault("character set 0");
+    if (font.out_precision != 0 && font.out_precision != 7) throw BodyFault("output precision");
+    if (font.clip_precision != 0 && font.clip_precision != 0x20 && !font.embedded()) throw BodyFault("clip precision");
+    if (font.quality != 2) throw BodyFault("quality");
+    if (font.file && !font_file_ids_.contains(font.file->file)) {
+        throw BodyFault("font file " + hex(font.file->file) + " was not introduced");
+    }
+    // The definition of a font with a file is found by its name only once.
+    const std::string logical(body.begin() + 4, body.end());
+    if (!font.file && !logical_fonts_.insert(logical).second) throw BodyFault("the same font was defined before");
 }
 
-void ContentChecker::check_font_file(Bytes body) {
+void ContentChecker::check_font_file(const Record& record, Bytes body) {
     ++found_.font_files;
-    Reader in(body);
-    in.u32();
-    if (in.u32() != in.left()) throw BodyFault("size does not match the length");
+    check_identifier(record, read_font_file(body).id, font_file_ids_);
+}
+
+void ContentChecker::check_text_state(const TextState& next) {
+    const uint8_t repeated = repeated_fields(text_, next);
+    apply(text_, next);
+    if ((next.changed & kFont) && !font_ids_.contains(next.font)) {
+        throw BodyFault("font " + hex(next.font) + " was not introduced");
+    }
+    if ((next.changed & kTextColour) && is_nearly(next.colour)) throw BodyFault("text colour is not snapped");
+    if ((next.changed & kTextColour) && (next.changed & kBackColour) && next.colour == 0 && next.background == 0) {
+        throw BodyFault("black text on black");
+    }
+    if (repeated) throw BodyFault("fields " + hex(repeated) + " repeat what they were");
+}
+
+void ContentChecker::check_text(const TextRun& run, bool wide) const {
+    constexpr uint8_t kOpaqueMode = 2;
+    if (!(text_.changed & kFont)) throw BodyFault("no font was set on the page");
+    if (run.opaque && text_.mode != kOpaqueMode) throw BodyFault("opaque rectangle of transparent text");
+    const bool fits = fits_16_bits(run.x) && fits_16_bits(run.y) && (!run.opaque || fits_16_bits(*run.opaque));
+    expect_wide_needed(wide, fits);
 }
 
 void ContentChecker::check_brush_reference(uint32_t id) const {

@@ -6,6 +6,7 @@
 #include "tools/kvjob/bodies.h"
 #include "tools/kvjob/index.h"
 #include "tools/kvjob/records.h"
+#include "tools/kvjob/text_bodies.h"
 
 namespace kvjob {
 
@@ -46,8 +47,10 @@ private:
 
     void check_clip(const Record& record, Bytes body);
     void check_brush(const Record& record, Bytes body);
-    void check_font(Bytes body);
-    void check_font_file(Bytes body);
+    void check_font(const Record& record, Bytes body);
+    void check_font_file(const Record& record, Bytes body);
+    void check_text_state(const TextState& next);
+    void check_text(const TextRun& run, bool wide) const;
     void check_state(const DrawState& next);
     void check_path(uint8_t type, Bytes body, bool wide);
     void check_rect_fill(const RectFill& fill, bool wide);
@@ -63,9 +66,11 @@ private:
 
     std::vector<IndexedPage> announced_;
     Found found_;
-    std::unordered_set<uint32_t> brush_ids_;
+    std::unordered_set<uint32_t> brush_ids_, font_ids_, font_file_ids_;
+    std::unordered_set<std::string> logical_fonts_;  // without files of their own
     Clip clip_;
     DrawState state_;  // its change bits say which fields are known on the page
+    TextState text_;   // likewise
 };
 
 }  // namespace kvjob

@@ -1,74 +1,13 @@
 #include "tools/kvjob/dump.h"
 
-#include <cmath>
-
 #include "tools/kvjob/bodies.h"
+#include "tools/kvjob/dump_text.h"
 #include "tools/kvjob/index.h"
 #include "tools/kvjob/picture.h"
 #include "tools/kvjob/records.h"
 
 namespace kvjob {
 namespace {
-
-// The fields of one record, as "name=value" or as members of a JSON object.
-class Fields {
-public:
-    explicit Fields(bool json) : json_(json) {}
-
-    void number(const char* name, int64_t value) { add(name, std::to_string(value)); }
-    void real(const char* name, float value) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%g", double{value});
-        if (std::isfinite(value)) {
-            add(name, text);
-        } else {
-            string(name, text);
-        }
-    }
-    void hex(const char* name, uint32_t value) {
-        char text[16];
-        std::snprintf(text, sizeof text, json_ ? "\"0x%X\"" : "0x%X", value);
-        add(name, text);
-    }
-    void string(const char* name, const std::string& value) { add(name, quoted(value)); }
-    void rect(const char* name, const Rect& r) { add(name, list(r)); }
-    void rects(const char* name, const std::vector<Rect>& all) {
-        std::string text;
-        for (const Rect& r : all) text += (text.empty() ? "" : ", ") + list(r);
-        add(name, "[" + text + "]");
-    }
-    void raw(const char* name, const std::string& value) { add(name, value); }
-
-    const std::string& text() const { return text_; }
-
-    static std::string quoted(const std::string& value) {
-        std::string text = "\"";
-        for (char c : value) {
-            if (c == '"' || c == '\\') {
-                text += '\\';
-                text += c;
-            } else if (static_cast<unsigned char>(c) < 0x20) {
-                char escape[8];
-                std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-                text += escape;
-            } else {
-                text += c;
-            }
-        }
-        return text + "\"";
-    }
-
-private:
-    static std::string list(const Rect& r) {
-        return "[" + std::to_string(r.left) + ", " + std::to_string(r.top) + ", " + std::to_string(r.right) + ", " +
-               std::to_string(r.bottom) + "]";
-    }
-    void add(const char* name, const std::string& value) {
-        text_ += json_ ? std::string(", \"") + name + "\": " + value : std::string(" ") + name + "=" + value;
-    }
-    bool json_;
-    std::string text_;
-};
 
 void show_state(const DrawState& state, Fields& out) {
     if (state.changed & kEndCap) out.number("end_cap", state.end_cap);
@@ -83,9 +22,7 @@ void show_state(const DrawState& state, Fields& out) {
     if (state.changed & kFillMode) out.string("fill_mode", state.fill_mode == 1 ? "alternate" : "winding");
     if (state.changed & kGeometric) out.number("geometric", state.geometric);
     if (state.changed & kDashes) {
-        std::string list;
-        for (uint16_t dash : state.dashes) list += (list.empty() ? "" : ", ") + std::to_string(dash);
-        out.raw("dashes", "[" + list + "]");
+        out.numbers("dashes", state.dashes);
     }
 }
 
@@ -102,24 +39,11 @@ void show_path(Bytes body, bool wide, Fields& out) {
     out.raw("entries", "[" + entries + "]");
 }
 
-const char* encoding_of(const Picture& picture) {
-    if (picture.is_jpeg()) return "JPEG";
-    switch (picture.dib().compression) {
-        case DibCompression::Rle8:
-            return "RLE8";
-        case DibCompression::Rle4:
-            return "RLE4";
-        default:
-            return "plain";
-    }
-}
-
 void show_picture(const Picture& picture, const std::string& prefix, Fields& out) {
-    out.string((prefix + "encoding").c_str(), encoding_of(picture));
+    out.string((prefix + "encoding").c_str(), picture.encoding());
     out.number((prefix + "width").c_str(), picture.width());
     out.number((prefix + "height").c_str(), picture.height());
-    const int depth = !picture.is_jpeg() ? picture.dib().depth : picture.grey() ? 8 : 24;
-    out.number((prefix + "bits").c_str(), depth);
+    out.number((prefix + "bits").c_str(), picture.depth());
     if (!picture.is_jpeg() && picture.dib().compression == DibCompression::Masks) {
         const auto& [red, green, blue] = picture.dib().masks;
         out.hex((prefix + "red").c_str(), red);
@@ -226,6 +150,21 @@ void show_body(const Record& record, Bytes body, Fields& out) {
     switch (info.body) {
         case Body::Brush:
             show_brush(read_brush(body), out);
+            break;
+        case Body::Font:
+            show_font(read_font(body), out);
+            break;
+        case Body::FontFile: {
+            const FontFile font = read_font_file(body);
+            out.hex("id", font.id);
+            out.number("font_bytes", static_cast<int64_t>(font.bytes.size()));
+            break;
+        }
+        case Body::TextState:
+            show_text_state(read_text_state(body), out);
+            break;
+        case Body::Text:
+            show_text(read_text(body, info.wide), out);
             break;
         case Body::ClipRects:
             show_clip(body, info.wide, out);

@@ -3,7 +3,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <memory>
 
 namespace kvjob {
 namespace {
@@ -11,8 +10,21 @@ namespace {
 // Deflate cannot make more of a byte than this.
 constexpr uint64_t kLargestRatio = 1032;
 
-struct InflateEnd {
-    void operator()(z_stream* stream) const { inflateEnd(stream); }
+class Stream {
+public:
+    explicit Stream(Bytes data) {
+        constexpr int kRaw = -15;
+        if (inflateInit2(&stream_, kRaw) != Z_OK) throw BodyFault("out of memory");
+        stream_.next_in = const_cast<Bytef*>(data.data());
+        stream_.avail_in = static_cast<uInt>(data.size());
+    }
+    ~Stream() { inflateEnd(&stream_); }
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+    z_stream& get() { return stream_; }
+
+private:
+    z_stream stream_ = {};
 };
 
 // Runs inflate to its end, growing the output as it is produced. Stops one byte beyond the length.
@@ -37,17 +49,22 @@ void run(z_stream& stream, uint64_t length, std::vector<uint8_t>& out) {
 
 void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out) {
     if (length > (data.size() + 1) * kLargestRatio) throw BodyFault("deflate data cannot hold the declared length");
-    z_stream stream = {};
-    constexpr int kRaw = -15;
-    if (inflateInit2(&stream, kRaw) != Z_OK) throw BodyFault("out of memory");
-    std::unique_ptr<z_stream, InflateEnd> owner(&stream);
-    stream.next_in = const_cast<Bytef*>(data.data());
-    stream.avail_in = static_cast<uInt>(data.size());
-    run(stream, length, out);
-    if (stream.avail_in != 0) throw BodyFault("bytes after the deflate data");
+    Stream stream(data);
+    run(stream.get(), length, out);
+    if (stream.get().avail_in != 0) throw BodyFault("bytes after the deflate data");
     if (out.size() != length) {
         throw BodyFault("inflates to " + std::to_string(out.size()) + " bytes, declared " + std::to_string(length));
     }
+}
+
+std::vector<uint8_t> inflate_start(Bytes data, size_t length) {
+    Stream stream(data);
+    std::vector<uint8_t> start(length);
+    stream.get().next_out = start.data();
+    stream.get().avail_out = static_cast<uInt>(length);
+    inflate(&stream.get(), Z_SYNC_FLUSH);
+    start.resize(stream.get().total_out);
+    return start;
 }
 
 }  // namespace kvjob

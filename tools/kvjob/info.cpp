@@ -1,9 +1,12 @@
 #include "tools/kvjob/info.h"
 
 #include <array>
+#include <map>
 
 #include "tools/kvjob/bodies.h"
 #include "tools/kvjob/index.h"
+#include "tools/kvjob/picture.h"
+#include "tools/kvjob/text_bodies.h"
 
 namespace kvjob {
 namespace {
@@ -32,6 +35,38 @@ void take_name(const Record& record, Names& names) {
     }
 }
 
+// What fonts and images the records hold.
+struct Contents {
+    size_t fonts = 0, fonts_with_files = 0, files = 0, file_bytes = 0;
+    std::map<std::string, size_t> images;  // by encoding and depth
+};
+
+void take_contents(const Record& record, Contents& contents, std::vector<uint8_t>& buffer) {
+    const TypeInfo& info = type_info(record.type);
+    try {
+        if (info.body == Body::Font) {
+            ++contents.fonts;
+            contents.fonts_with_files += read_font(body_of(record, buffer)).file ? 1 : 0;
+        } else if (info.body == Body::FontFile) {
+            ++contents.files;
+            contents.file_bytes += record.inflated_length;
+        } else if (info.marks) {
+            const Picture picture = Picture::of(record, read_image(record.type, body_of(record, buffer)));
+            ++contents.images[std::to_string(picture.depth()) + " bits, " + picture.encoding()];
+        }
+    } catch (const BodyFault& fault) {
+        throw Fault(record.offset, fault.what());
+    }
+}
+
+void print_contents(const Contents& contents, std::FILE* out) {
+    if (contents.fonts > 0) {
+        std::fprintf(out, "fonts: %zu, %zu of them by %zu embedded files of %zu bytes\n", contents.fonts,
+                     contents.fonts_with_files, contents.files, contents.file_bytes);
+    }
+    for (const auto& [kind, count] : contents.images) std::fprintf(out, "images of %s: %zu\n", kind.c_str(), count);
+}
+
 double millimetres(int32_t pixels, uint16_t resolution) { return resolution ? pixels * 25.4 / resolution : 0; }
 
 void print_pages(const Summary& summary, std::FILE* out) {
@@ -57,12 +92,15 @@ void print_info(Bytes file, std::FILE* out) {
     const Summary summary = find_summary(file);
     std::array<TypeCount, 256> counts{};
     Names names;
+    Contents contents;
+    std::vector<uint8_t> buffer;
     for (uint64_t at = kMagicSize; at < file.size();) {
         const Record record = read_record(file, at);
         const uint64_t end = record.end(file.data());
         ++counts[record.type].records;
         counts[record.type].bytes += end - at;
         take_name(record, names);
+        take_contents(record, contents, buffer);
         at = end;
     }
     if (!names.document.empty()) std::fprintf(out, "document: %s\n", names.document.c_str());
@@ -73,6 +111,7 @@ void print_info(Bytes file, std::FILE* out) {
     std::fprintf(out, "size: %zu bytes\n", file.size());
     std::fprintf(out, "pages: %zu\n", summary.pages.size());
     print_pages(summary, out);
+    print_contents(contents, out);
     std::fprintf(out, "records:\n");
     for (size_t type = 0; type < counts.size(); ++type) {
         if (counts[type].records == 0) continue;

@@ -3,9 +3,11 @@
 #include "tools/kvjob/arguments.h"
 #include "tools/kvjob/checker.h"
 #include "tools/kvjob/dump.h"
+#include "tools/kvjob/fonts.h"
 #include "tools/kvjob/images.h"
 #include "tools/kvjob/info.h"
 #include "tools/kvjob/job_file.h"
+#include "tools/kvjob/page_text.h"
 
 namespace kvjob {
 namespace {
@@ -29,10 +31,31 @@ int run_images(const Arguments& arguments, Bytes file) {
     return extracted.damaged == 0 ? kDone : kFaulty;
 }
 
+int run_text(const Arguments& arguments, Bytes file) {
+    const JobMap map(file);
+    FontStore fonts(map);
+    const size_t pages = map.pages().size();
+    const size_t first = arguments.page ? *arguments.page - 1 : 0, end = arguments.page ? *arguments.page : pages;
+    if (end > pages) throw std::runtime_error("the job has " + std::to_string(pages) + " pages");
+    for (size_t page = first; page < end; ++page) {
+        std::fputs(page_text(map, fonts, page).c_str(), stdout);
+        if (!arguments.page) std::fputc('\f', stdout);
+    }
+    if (map.broken()) throw *map.broken();
+    return kDone;
+}
+
+int run_fonts(const Arguments& arguments, Bytes file) {
+    if (!arguments.out.empty()) std::filesystem::create_directories(arguments.out);
+    return list_fonts(file, arguments.out, stdout) == 0 ? kDone : kFaulty;
+}
+
 int run(const Arguments& arguments) {
     const JobFile file(arguments.job);
     if (arguments.command == "check") return run_check(arguments, file.bytes());
     if (arguments.command == "images") return run_images(arguments, file.bytes());
+    if (arguments.command == "text") return run_text(arguments, file.bytes());
+    if (arguments.command == "fonts") return run_fonts(arguments, file.bytes());
     if (arguments.command == "info") {
         print_info(file.bytes(), stdout);
     } else {

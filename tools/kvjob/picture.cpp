@@ -46,6 +46,18 @@ Picture Picture::of_jpeg(Bytes stream) {
     return picture;
 }
 
+const char* Picture::encoding() const {
+    if (is_jpeg()) return "JPEG";
+    switch (dib_.compression) {
+        case DibCompression::Rle8:
+            return "RLE8";
+        case DibCompression::Rle4:
+            return "RLE4";
+        default:
+            return "plain";
+    }
+}
+
 void Picture::read_jpeg(const RowSink& sink) const {
     JpegReader reader(jpeg_);
     std::vector<uint32_t> row(static_cast<size_t>(width_));

@@ -27,7 +27,9 @@ public:
 
     int32_t width() const { return width_; }
     int32_t height() const { return height_; }
-    bool grey() const { return grey_; }  // a JPEG stream of one component
+    int depth() const { return !is_jpeg() ? dib_.depth : grey_ ? 8 : 24; }  // bits a pixel
+    const char* encoding() const;                                           // for people
+    bool grey() const { return grey_; }                                     // a JPEG stream of one component
     bool is_jpeg() const { return !jpeg_.empty(); }
     Bytes jpeg() const { return jpeg_; }
     const Dib& dib() const { return dib_; }  // where it is no JPEG stream

@@ -1,0 +1,223 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/kvjob/job_builder.h"
+#include "tests/kvjob/samples.h"
+#include "tools/kvjob/checker.h"
+#include "tools/kvjob/fonts.h"
+#include "tools/kvjob/glyph_run.h"
+#include "tools/kvjob/page_text.h"
+
+namespace kvjob::test {
+namespace {
+
+TEST(TextBodiesTest, ATextRecordHoldsWhatItsFlagsSay) {
+    // characters, glyphs, an opaque rectangle and offsets of two glyphs
+    const Buffer body =
+        Body().u8({0x78, 2}).u16({'a', 'b', 0, 7, 8, -5, 20, 11, 12}).add(rect16(1, 2, 3, 4)).u16({0, -3});
+    const TextRun run = read_text(body, false);
+    EXPECT_EQ(run.count, 2u);
+    EXPECT_EQ(run.characters, (std::vector<uint16_t>{'a', 'b'}));
+    EXPECT_EQ(run.glyphs, (std::vector<uint16_t>{7, 8}));
+    EXPECT_EQ(run.x, -5);
+    EXPECT_EQ(run.y, 20);
+    EXPECT_EQ(run.advances, (std::vector<uint16_t>{11, 12}));
+    EXPECT_EQ(run.opaque, (Rect{1, 2, 3, 4}));
+    EXPECT_EQ(run.offsets, (std::vector<uint16_t>{0, 0xFFFD}));
+    const TextRun wide = read_text(Body().u8({0x20, 1}).u16({7}).u32({100000, -2}).u16({5}).bytes, true);
+    EXPECT_EQ(wide.x, 100000);
+    EXPECT_EQ(wide.y, -2);
+    EXPECT_TRUE(wide.characters.empty());
+}
+
+TEST(TextBodiesTest, AFontNamesAFaceOrAFile) {
+    const FontDefinition named = read_font(font_definition(9, -50, u"Ab"));
+    EXPECT_EQ(named.id, 9u);
+    EXPECT_EQ(named.height, -50);
+    EXPECT_EQ(named.weight, 400);
+    EXPECT_EQ(named.face, "Ab");
+    EXPECT_FALSE(named.file);
+    const FontDefinition member = read_font(embedded_font_definition(9, -50, 0x20000077, 3, Body().u32({2})));
+    ASSERT_TRUE(member.file);
+    EXPECT_EQ(member.file->file, 0x20000077u);
+    EXPECT_EQ(member.file->member, 2);
+    EXPECT_FALSE(member.file->vertical);
+    EXPECT_TRUE(read_font(embedded_font_definition(9, -50, 1, 5)).file->vertical);
+}
+
+std::vector<std::string> fault_messages(const Buffer& job) {
+    std::vector<std::string> messages;
+    for (const Finding& finding : check_job(job)) messages.push_back(finding.message);
+    return messages;
+}
+
+// A page with a font of the identifier that fill is given, and what fill adds.
+template <class Fill>
+std::vector<std::string> faults_on_page(Fill fill) {
+    JobBuilder job;
+    const uint32_t font = job.start_page().next_id();
+    job.record(9, font_definition(font, -50, u"DejaVu Sans"));
+    fill(job, font);
+    return fault_messages(job.end_page().finish());
+}
+
+Buffer one_glyph() { return Body().u8({0x40, 1}).u16({'a', 0, 5, 5, 9}); }
+
+TEST(TextCheckTest, FindsFaultsOfFontsAndText) {
+    using Messages = std::vector<std::string>;
+    auto record = [](int type, const Buffer& body) {
+        return faults_on_page([&](JobBuilder& job, uint32_t font) {
+            job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(type, body);
+        });
+    };
+    EXPECT_EQ(record(30, one_glyph()), Messages{});
+    EXPECT_EQ(record(30, Body().u8({0x40, 0})), Messages{"text: no glyphs"});
+    EXPECT_EQ(record(30, Body().u8({0, 1})), Messages{"text: neither characters nor glyphs"});
+    EXPECT_EQ(record(30, Body().u8({0x41, 1})), Messages{"text: unknown flags"});
+    EXPECT_EQ(record(30, Body().u8({0x40, 1}).u16({'a', 1, 5, 5, 9})), Messages{"text: characters without their end"});
+    EXPECT_EQ(record(30, Body().u8({0x40, 1}).u16({'a', 0, 5, 5})), Messages{"text: body ends too early"});
+    EXPECT_EQ(record(30, Body().u8({0x48, 1}).u16({'a', 0, 5, 5, 9, 2})),
+              Messages{"text: the first glyph lies off its own baseline"});
+    EXPECT_EQ(record(30, Body().u8({0x50, 1}).u16({'a', 0, 5, 5, 9, 1, 1, 2, 2})),
+              Messages{"text: opaque rectangle of transparent text"});
+    EXPECT_EQ(record(54, Body().u8({0x40, 1}).u16({'a', 0}).u32({5, 5}).u16({9})),
+              Messages{"text: 32-bit coordinates where 16 bits do"});
+    EXPECT_EQ(record(19, Body().u8({0x48}).u32({0}).u8({2})),
+              Messages{"text state: fields 0x40 repeat what they were"});
+    EXPECT_EQ(record(19, Body().u8({0x40}).u32({0x090909})), Messages{"text state: text colour is not snapped"});
+    EXPECT_EQ(record(19, Body().u8({0x80}).u32({77})), Messages{"text state: font 0x4D was not introduced"});
+    EXPECT_EQ(record(19, Body().u8({0x08, 3})), Messages{"text state: background mode is 3"});
+    EXPECT_EQ(record(19, Body().u8({0x04, 3})), Messages{"text state: unknown change bits"});
+    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) { job.record(30, one_glyph()); }),
+              Messages{"text: no font was set on the page"});
+    auto definition = [](auto change) {
+        return faults_on_page([&](JobBuilder& job, uint32_t) {
+            Buffer body = font_definition(job.next_id(), -40, u"A");
+            change(body);
+            job.record(9, body);
+        });
+    };
+    EXPECT_EQ(definition([](Buffer& body) { body[4] = 40, body[7] = 0, body[5] = body[6] = 0; }),
+              Messages{"font definition: height of cells instead of the em"});
+    EXPECT_EQ(definition([](Buffer& body) { body[16] = 1; }),
+              Messages{"font definition: orientation differs from the escapement"});
+    EXPECT_EQ(definition([](Buffer& body) { body[24] = 2; }), Messages{"font definition: style flag is 2"});
+    EXPECT_EQ(definition([](Buffer& body) { body[27] = 0; }), Messages{"font definition: character set 0"});
+    EXPECT_EQ(definition([](Buffer& body) { body[95] = 0; }), Messages{"font definition: bytes behind the face name"});
+    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
+                  job.record(9, font_definition(job.next_id(), -50, u"DejaVu Sans"));
+              }),
+              Messages{"font definition: the same font was defined before"});
+    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
+                  job.record(9, embedded_font_definition(job.next_id(), -50, 0x20000001, 1));
+              }),
+              Messages{"font definition: font file 0x20000001 was not introduced"});
+    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
+                  job.record(28, Body().u32({static_cast<int64_t>(job.next_id()), 5}).fill(4, 0));
+              }),
+              Messages{"embedded font file: size does not match the length"});
+}
+
+TextRun run_of(int x, int y, const std::vector<uint16_t>& advances, const std::vector<uint16_t>& offsets = {}) {
+    TextRun run;
+    run.count = advances.size();
+    run.characters.assign(run.count, 'x');
+    run.x = x, run.y = y;
+    run.advances = advances;
+    run.offsets = offsets;
+    return run;
+}
+
+TEST(GlyphRunTest, GlyphsFollowTheBaseline) {
+    struct Case {
+        int escapement;
+        double x, y;  // of the second glyph: 10 along the baseline and 2 above it
+    };
+    const double half = std::sqrt(0.5);
+    for (const Case& each : {Case{0, 110, 198},
+                             {3595, 110, 198},
+                             {900, 98, 190},
+                             {905, 98, 190},
+                             {1800, 90, 202},
+                             {2700, 102, 210},
+                             {450, 100 + 8 * half, 200 - 12 * half}}) {
+        FontDefinition font = {};
+        font.escapement = each.escapement;
+        const auto glyphs = place_glyphs(run_of(100, 200, {10, 5}, {0, 2}), font, nullptr);
+        ASSERT_EQ(glyphs.size(), 2u);
+        EXPECT_EQ(glyphs[0].x, 100);
+        EXPECT_NEAR(glyphs[1].x, each.x, 1e-9) << each.escapement;
+        EXPECT_NEAR(glyphs[1].y, each.y, 1e-9) << each.escapement;
+    }
+    const auto backwards = place_glyphs(run_of(100, 200, {0xFFF6, 0}), {}, nullptr);
+    EXPECT_EQ(backwards[1].x, 90);
+    TextRun pair = run_of(0, 0, {7, 3, 1});
+    pair.characters = {0xD83D, 0xDE00, 'a'};
+    const auto joined = place_glyphs(pair, {}, nullptr);
+    ASSERT_EQ(joined.size(), 2u);
+    EXPECT_EQ(joined[0].character, 0x1F600u);
+    EXPECT_EQ(joined[1].x, 10);
+}
+
+// The glyphs of the sample font follow each other from the blank, which is 3, as in ASCII.
+Buffer text_record(const std::string& text, int x, int y, int advance, bool by_glyph = false) {
+    Body body;
+    body.u8({by_glyph ? 0x20 : 0x40, static_cast<int>(text.size())});
+    for (char c : text) body.u16({by_glyph ? c - ' ' + 3 : c});
+    if (!by_glyph) body.u16({0});
+    body.u16({x, y});
+    for (size_t i = 0; i < text.size(); ++i) body.u16({advance});
+    return body;
+}
+
+std::string text_of(const Buffer& job) {
+    const JobMap map(job);
+    FontStore fonts(map);
+    return page_text(map, fonts, 0);
+}
+
+TEST(PageTextTest, LinesRunsAndBlanks) {
+    JobBuilder job;
+    const uint32_t font = start_page_with_font(job, -100);
+    job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1}));
+    job.record(30, text_record("none", 400, 210, 62));  // a little lower, to the right
+    job.record(30, text_record("dug", 100, 400, 62));
+    job.record(30, text_record("bead", 152, 200, 62));  // ends where the next begins
+    job.record(30, text_record("ABBA", 900, 200, 68, true));
+    job.record(30, text_record("iii", 100, 600, 60));  // 28 wide, so far apart
+    EXPECT_EQ(text_of(job.end_page().finish()), "beadnone ABBA\ndug\ni i i\n");
+}
+
+TEST(PageTextTest, TurnedTextFollowsTheUprightText) {
+    JobBuilder job;
+    const uint32_t font = start_page_with_font(job, -100);
+    const uint32_t turned = job.next_id();
+    job.record(9, font_definition(turned, -100, u"DejaVu Sans", 900));
+    job.record(19, Body().u8({0xC8}).u32({turned, 0}).u8({1}));
+    job.record(30, text_record("up", 300, 500, 60)).record(30, text_record("down", 400, 500, 62));
+    job.record(19, Body().u8({0x80}).u32({font})).record(30, text_record("gone", 300, 500, 62));
+    EXPECT_EQ(text_of(job.end_page().finish()), "gone\nup\ndown\n");
+}
+
+TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
+    JobBuilder job;
+    start_page_with_font(job, -100);
+    const Buffer bytes = job.end_page().finish();
+    EXPECT_EQ(fault_messages(bytes), std::vector<std::string>{});
+    char name[] = "/tmp/kvjob_test_XXXXXX";
+    const std::filesystem::path folder = mkdtemp(name);
+    std::FILE* list = std::fopen((folder / "list").c_str(), "w");
+    EXPECT_EQ(list_fonts(bytes, folder, list), 0u);
+    std::fclose(list);
+    std::ifstream in(folder / "font-20000012.ttf", std::ios::binary);  // its record follows the page start
+    EXPECT_EQ(Buffer(std::istreambuf_iterator<char>(in), {}), sample_font());
+    std::ifstream lines(folder / "list");
+    EXPECT_NE(std::string(std::istreambuf_iterator<char>(lines), {}).find("\"DejaVu Sans\""), std::string::npos);
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace kvjob::test

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "tools/kvjob/bytes.h"
+
+namespace kvjob {
+
+// Lists the fonts and the embedded files of a job. With a folder, which must exist, the files are stored there as
+// font-20000123.ttf, the number being the file's identifier. Returns the number of damaged records, which are reported
+// to standard error. Throws Fault for no job, and std::runtime_error for a file that cannot be written.
+size_t list_fonts(Bytes file, const std::string& folder, std::FILE* out);
+
+}  // namespace kvjob
