@@ -18,7 +18,7 @@ const TT_OS2* os2_of(FT_Face face) {
 }  // namespace
 
 std::shared_ptr<Face> Face::open(Library library, Bytes bytes, std::vector<uint8_t> storage, int32_t member) {
-    std::shared_ptr<Face> face(new Face(std::move(library), std::move(storage)));
+    auto face = std::make_shared<Face>(Key(), std::move(library), std::move(storage));
     if (!face->storage_.empty()) bytes = face->storage_;
     const auto size = static_cast<FT_Long>(bytes.size());
     if (FT_New_Memory_Face(face->library_.get(), bytes.data(), size, member, &face->face_) != 0) return nullptr;
@@ -27,7 +27,7 @@ std::shared_ptr<Face> Face::open(Library library, Bytes bytes, std::vector<uint8
 }
 
 std::shared_ptr<Face> Face::open(Library library, const std::string& path, int32_t member) {
-    std::shared_ptr<Face> face(new Face(std::move(library), {}));
+    auto face = std::make_shared<Face>(Key(), std::move(library), std::vector<uint8_t>());
     if (FT_New_Face(face->library_.get(), path.c_str(), member, &face->face_) != 0) return nullptr;
     face->choose_map();
     return face;
@@ -104,11 +104,12 @@ const FontDefinition& FontStore::definition(uint32_t id) {
 }
 
 std::shared_ptr<Face> FontStore::face(const FontDefinition& font) {
-    auto found = std::find_if(open_.begin(), open_.end(), [&](const Open& open) { return open.font == font.id; });
+    const auto found = std::find_if(open_.begin(), open_.end(), [&](const Open& open) { return open.font == font.id; });
     if (found != open_.end()) {
-        open_.splice(open_.begin(), open_, found);
+        std::rotate(open_.begin(), found, found + 1);
     } else {
-        open_.push_front({font.id, load(font)});
+        std::shared_ptr<Face> face = load(font);
+        open_.insert(open_.begin(), Open{font.id, std::move(face)});
         drop_costly();
     }
     return open_.front().face;
@@ -116,11 +117,12 @@ std::shared_ptr<Face> FontStore::face(const FontDefinition& font) {
 
 void FontStore::drop_costly() {
     constexpr size_t kMostFaces = 64, kMostBytes = 64 << 20;
-    size_t bytes = 0, faces = 0;
-    open_.remove_if([&](const Open& open) {
-        bytes += open.face ? open.face->cost() : 0;
-        return ++faces > 1 && (faces > kMostFaces || bytes > kMostBytes);
-    });
+    size_t keep = 0;
+    for (size_t bytes = 0; keep < std::min(open_.size(), kMostFaces); ++keep) {
+        bytes += open_[keep].face ? open_[keep].face->cost() : 0;
+        if (keep > 0 && bytes > kMostBytes) break;
+    }
+    open_.resize(keep);
 }
 
 std::shared_ptr<Face> FontStore::load(const FontDefinition& font) const {

@@ -4,7 +4,6 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
-#include <list>
 #include <memory>
 #include <unordered_map>
 
@@ -15,11 +14,15 @@ namespace kvjob {
 
 // One face of a font file. It keeps what it needs, so that it may outlive the store.
 class Face {
+    struct Key {};  // faces are made by open alone
+
 public:
     using Library = std::shared_ptr<FT_LibraryRec_>;
     // Bytes of a file: `storage` owns them, or they are part of the job. Null where they are no font.
     static std::shared_ptr<Face> open(Library library, Bytes bytes, std::vector<uint8_t> storage, int32_t member);
     static std::shared_ptr<Face> open(Library library, const std::string& path, int32_t member);
+    Face(Key, Library library, std::vector<uint8_t> storage)
+        : library_(std::move(library)), storage_(std::move(storage)) {}
     ~Face();
     Face(const Face&) = delete;
     Face& operator=(const Face&) = delete;
@@ -37,7 +40,6 @@ public:
     double average_width() const;
 
 private:
-    Face(Library library, std::vector<uint8_t> storage) : library_(std::move(library)), storage_(std::move(storage)) {}
     void choose_map();
 
     Library library_;
@@ -67,7 +69,7 @@ private:
     const JobMap& map_;
     Face::Library library_;
     std::unordered_map<uint32_t, FontDefinition> definitions_;
-    std::list<Open> open_;  // the most recently used first
+    std::vector<Open> open_;  // the most recently used first
 };
 
 }  // namespace kvjob
