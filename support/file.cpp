@@ -1,6 +1,7 @@
 #include "support/file.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -114,6 +115,41 @@ BOOL File::Write(const void* data, DWORD n) {
     }
     position_ = position;
     return TRUE;
+}
+
+// format(target, units) gives the units of the whole text, or -1.
+template <class Unit, class Format>
+BOOL File::write_formatted(Format format) {
+    constexpr size_t kSmall = 516, kStep = 4096, kLargest = 204800;  // bytes, the terminator included
+    Unit small[kSmall / sizeof(Unit)];
+    const auto length = static_cast<long long>(format(small, std::size(small)));
+    if (length < 0) return FALSE;
+    const auto bytes = static_cast<size_t>(length) * sizeof(Unit);
+    if (bytes < kSmall) return Write(small, static_cast<DWORD>(bytes));
+    const size_t size = (bytes + sizeof(Unit) + kStep - 1) / kStep * kStep;
+    if (size > kLargest) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    CGlobalObj block;
+    if (!block.Alloc(static_cast<DWORD>(size))) return FALSE;
+    format(reinterpret_cast<Unit*>(block.data()), size / sizeof(Unit));
+    return Write(block.data(), static_cast<DWORD>(bytes));
+}
+
+BOOL File::printfV(const char* format, va_list arguments) {
+    return write_formatted<char>([&](char* target, size_t size) {
+        va_list again;
+        va_copy(again, arguments);
+        const int length = std::vsnprintf(target, size, format, again);
+        va_end(again);
+        return length;
+    });
+}
+
+BOOL File::printfV(const WCHAR* format, va_list arguments) {
+    return write_formatted<WCHAR>(
+        [&](WCHAR* target, size_t units) { return vformat_text(target, units, format, arguments); });
 }
 
 BOOL File::end_buffering() {

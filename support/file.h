@@ -35,6 +35,10 @@ public:
     virtual BOOL IsOpen() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
     virtual BOOL OpenRead(const WCHAR* path, BOOL quiet);
     virtual BOOL OpenAlways(const WCHAR* path, BOOL quiet);
+    // Writes a formatted text without its terminator. The 8-bit form formats as printf does, the other as format_text.
+    // FALSE when the text takes more than 204800 bytes (last error 122); nothing is written then.
+    virtual BOOL printfV(const char* format, va_list arguments);
+    virtual BOOL printfV(const WCHAR* format, va_list arguments);
     virtual BOOL Seek(LONG position);
     // Cuts the file at the current position.
     virtual BOOL SetEndOfFile();
@@ -50,6 +54,8 @@ private:
     BOOL write_through(const BYTE* data, DWORD n);
     BOOL end_buffering();
     BOOL fail(UINT message);
+    template <class Unit, class Format>
+    BOOL write_formatted(Format format);
 
     static constexpr DWORD kBufferSize = 32768;
     static constexpr DWORD kFlushPiece = 512;

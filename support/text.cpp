@@ -1,7 +1,6 @@
 #include "support/text.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstring>
 
 namespace kv {
@@ -60,86 +59,6 @@ const WCHAR* find_text(const WCHAR* text, const WCHAR* part) {
         if (starts_with(text, part)) return text;
     }
     return nullptr;
-}
-
-namespace {
-
-// Appends to a buffer of fixed capacity, always terminated.
-struct Sink {
-    WCHAR* target;
-    size_t capacity, length = 0;
-
-    void put(WCHAR unit) {
-        if (length + 1 < capacity) target[length++] = unit;
-        target[length] = 0;
-    }
-    void put(const WCHAR* text) {
-        for (; text && *text; ++text) put(*text);
-    }
-};
-
-struct NumberFormat {
-    unsigned base;
-    bool upper;
-    WCHAR pad;
-    size_t width;
-};
-
-void put_number(Sink& sink, unsigned value, bool negative, const NumberFormat& format) {
-    WCHAR digits[16];
-    size_t count = 0;
-    do {
-        unsigned digit = value % format.base;
-        digits[count++] = static_cast<WCHAR>(digit < 10 ? '0' + digit : (format.upper ? 'A' : 'a') + digit - 10);
-        value /= format.base;
-    } while (value);
-    size_t used = count + (negative ? 1 : 0);
-    if (negative && format.pad == '0') sink.put(WCHAR{'-'});
-    for (size_t i = used; i < format.width; ++i) sink.put(format.pad);
-    if (negative && format.pad != '0') sink.put(WCHAR{'-'});
-    while (count) sink.put(digits[--count]);
-}
-
-}  // namespace
-
-size_t format_text(WCHAR* target, size_t capacity, const WCHAR* format, ...) {
-    Sink sink{target, capacity};
-    target[0] = 0;
-    va_list arguments;
-    va_start(arguments, format);
-    for (; *format; ++format) {
-        if (*format != '%') {
-            sink.put(*format);
-            continue;
-        }
-        NumberFormat number{10, false, WCHAR{' '}, 0};
-        if (format[1] == '0') number.pad = *++format;
-        while (format[1] >= '0' && format[1] <= '9') number.width = number.width * 10 + (*++format - WCHAR{'0'});
-        if (!format[1]) break;
-        switch (*++format) {
-            case 's':
-                sink.put(va_arg(arguments, const WCHAR*));
-                break;
-            case 'd': {
-                int value = va_arg(arguments, int);
-                unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
-                put_number(sink, magnitude, value < 0, number);
-                break;
-            }
-            case 'x':
-            case 'X':
-                number.base = 16;
-                number.upper = *format == 'X';
-                [[fallthrough]];
-            case 'u':
-                put_number(sink, va_arg(arguments, unsigned), false, number);
-                break;
-            default:
-                sink.put(*format);
-        }
-    }
-    va_end(arguments);
-    return sink.length;
 }
 
 size_t copy_ansi(char* target, size_t capacity, const char* source, size_t source_capacity) {

@@ -1,6 +1,7 @@
 #pragma once
 // UTF-16 texts in fixed buffers. Every copy truncates to the buffer and terminates it.
 
+#include <cstdarg>
 #include <cstddef>
 
 #include "platform/win32.h"
@@ -22,9 +23,11 @@ const WCHAR* find_last(const WCHAR* text, WCHAR unit);
 // The first occurrence of a text, or null.
 const WCHAR* find_text(const WCHAR* text, const WCHAR* part);
 
-// Formats "%s" (UTF-16 text), "%d" (int), "%u", "%x" and "%X" (unsigned), with an optional 0 flag and
-// width, and "%%". Truncates like copy_text. Returns the units written.
+// Formats as the C library's printf does, with "%s" for UTF-16 text and "%hs" for 8-bit text (ASCII). Numbers have a
+// precision of at most 150. Truncates like copy_text. Returns the units written.
 size_t format_text(WCHAR* target, size_t capacity, const WCHAR* format, ...);
+// The same; returns the units of the whole text, which may be more than fit.
+size_t vformat_text(WCHAR* target, size_t capacity, const WCHAR* format, va_list arguments);
 
 // A text of at most Capacity - 1 units.
 template <size_t Capacity>

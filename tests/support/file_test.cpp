@@ -99,6 +99,48 @@ TEST_F(FileTest, ReportsAFailedOpenWithNumberedTexts) {
     EXPECT_EQ(host::messages()[1].text.find(u"An error of type 12151"), 0u) << "no resource module is set here";
 }
 
+BOOL print(File& file, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const BOOL printed = file.printfV(format, arguments);
+    va_end(arguments);
+    return printed;
+}
+BOOL print(File& file, const WCHAR* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const BOOL printed = file.printfV(format, arguments);
+    va_end(arguments);
+    return printed;
+}
+
+TEST_F(FileTest, PrintsTextsOfEverySize) {
+    File* file = NewFile(kPath, 0x1001);
+    EXPECT_TRUE(print(*file, "%d %s", 12, "ab") && print(*file, TEXT("<%s>"), TEXT("c")) && file->Flush());
+    EXPECT_EQ(content(kPath), std::string("12 ab<\0c\0>\0", 11));
+    // Around the ends of the buffer on the stack, the first blocks and the last one.
+    for (int length : {0, 514, 515, 516, 4095, 4096, 8191, 8192, 102399, 102400, 204799, 204800}) {
+        EXPECT_TRUE(file->Seek(0) && file->SetEndOfFile());
+        const std::string text(static_cast<size_t>(length), 'x');
+        EXPECT_EQ(print(*file, "%s", text.c_str()), length < 204800) << length;
+        EXPECT_TRUE(file->Flush());
+        EXPECT_EQ(content(kPath), length < 204800 ? text : "");
+
+        EXPECT_TRUE(file->Seek(0) && file->SetEndOfFile());
+        const std::u16string wide(static_cast<size_t>(length), u'x');
+        SetLastError(0);
+        EXPECT_EQ(print(*file, TEXT("%s"), wide.c_str()), length < 102400) << length;
+        EXPECT_EQ(GetLastError(), length < 102400 ? DWORD{0} : DWORD{ERROR_INSUFFICIENT_BUFFER});
+        EXPECT_EQ(size_on_disk(kPath), length < 102400 ? 2u * wide.size() : 0u);
+    }
+    host::fail_call(host::CallKind::Allocation, 1);
+    EXPECT_FALSE(print(*file, "%600d", 1));
+    host::clear_failures();
+    EXPECT_TRUE(file->CloseAndDelete(FALSE));
+    EXPECT_FALSE(print(*file, "closed"));
+    destroy_object(file);
+}
+
 // Every call of every kind failing in its turn: the result says so, nothing leaks, no file stays.
 TEST_F(FileTest, SurvivesEachFailingCall) {
     for (auto kind : {host::CallKind::Allocation, host::CallKind::File}) {

@@ -34,6 +34,23 @@ TEST(TextTest, FormatsNumbersAndTexts) {
     EXPECT_EQ(Text(small.c_str()), TEXT("-21"));
 }
 
+TEST(TextTest, FormatsAsTheLibraryDoes) {
+    PathText out;
+    auto format = [&](const WCHAR* pattern, auto... values) {
+        format_text(out.data(), out.capacity(), pattern, values...);
+        return Text(out.c_str());
+    };
+    EXPECT_EQ(format(TEXT("%-4d|%+d|% d|%04d|%-04d|"), 7, 7, 7, -7, 7), TEXT("7   |+7| 7|-007|7   |"));
+    EXPECT_EQ(format(TEXT("%.3d|%5.3d|%05.3d"), 7, 7, 7), TEXT("007|  007|  007"));
+    EXPECT_EQ(format(TEXT("%#x|%#06x|%o|%hd|%hhu"), 10, 10, 8, 65537, 257), TEXT("0xa|0x000a|10|1|1"));
+    EXPECT_EQ(format(TEXT("%lld|%lu"), -9000000000LL, 5UL), TEXT("-9000000000|5"));
+    EXPECT_EQ(format(TEXT("%*d|%-*d|%.*f"), 3, 7, -3, 7, 2, 1.125), TEXT("  7|7  |1.12"));
+    EXPECT_EQ(format(TEXT("%07.1f|%g"), -2.5, 0.5), TEXT("-0002.5|0.5"));
+    EXPECT_EQ(format(TEXT("%5s|%-3s|%.1s|%hs|%c%%"), TEXT("ab"), TEXT("c"), TEXT("de"), "f", 'g'),
+              TEXT("   ab|c  |d|f|g%"));
+    EXPECT_EQ(format(TEXT("%s|%q|%"), static_cast<const WCHAR*>(nullptr)), TEXT("|q|"));
+}
+
 TEST(TextTest, KeepsDoubleByteCharactersWhole) {
     host::reset_all();
     host::machine().ansi_code_page = 932;
