@@ -361,6 +361,10 @@ TEST_F(PrepareTest, PreparesAsTheSettingsAsk) {
     Dib photo = Dib::noise(1200, 900, 24, random);
     Dib two_colors = of_colors(1200, 900, 24, 2, random);
     Dib mono = Dib::noise(1200, 900, 1, random);
+    Dib evens = Dib::noise(1200, 900, 24, random);  // many colours, of which each pair averages to gray
+    for (LONG i = 0; i < 1200 * 900; i += 2) {
+        evens.set(i % 1200 + 1, i / 1200, ~pixel_of(evens.view(), i % 1200, i / 1200));
+    }
     constexpr WORD kReduce = kCompressReduceColors, kColor = kCompressDownsample, kMono = kCompressDownsampleMono;
     struct {
         const Dib& source;
@@ -377,6 +381,7 @@ TEST_F(PrepareTest, PreparesAsTheSettingsAsk) {
         {mono, kColor, 150, 300, 600, 1200, 1},
         {two_colors, kReduce, 150, 300, 600, 1200, 1},
         {two_colors, kReduce | kColor, 150, 300, 600, 300, 1},  // its depth was 24 when it came
+        {evens, kReduce | kColor, 150, 300, 600, 300, 1},       // reduced once more
         {two_colors, kReduce | kMono, 150, 300, 600, 1200, 1},
         {two_colors, kColor, 150, 300, 600, 300, 24},
         {two_colors, 0, 150, 300, 600, 1200, 24},
