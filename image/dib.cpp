@@ -51,10 +51,6 @@ DWORD DibView::color(DWORD index) const {
     return entry;
 }
 
-DibView packed_view(const BITMAPINFOHEADER* header) {
-    return {header, reinterpret_cast<const BYTE*>(header) + dib_head_size(*header)};
-}
-
 bool has_gray_ramp(const DibView& dib) {
     if (dib.header->biBitCount != 8) return false;
     for (DWORD level = 0; level < 256; ++level) {

@@ -44,9 +44,6 @@ struct DibView {
     DWORD color(DWORD index) const;
 };
 
-// A bitmap whose bits follow directly behind its head.
-DibView packed_view(const BITMAPINFOHEADER* header);
-
 // 8 bits per pixel, and colour i of the table is exactly i x 0x010101 (compared as 32 bits).
 bool has_gray_ramp(const DibView& dib);
 

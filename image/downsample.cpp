@@ -102,8 +102,7 @@ BOOL make_result(const DibView& source, const SampleRows& rows, Alpha alpha, LON
     if (keep_alpha) header.biCompression = from.biCompression;
     if (dib_size(header) >= dib_size(from) || !result.create(header)) return FALSE;
     if (header.biBitCount == 1) std::memcpy(result.table(), source.table(), 2 * sizeof(DWORD));
-    if (header.biBitCount == 8)
-        for (DWORD i = 0; i < 256; ++i) result.table()[i] = i * 0x010101;
+    for (DWORD i = 0; rows.gray() && i < 256; ++i) result.table()[i] = i * 0x010101;
     if (header.biCompression == BI_BITFIELDS) std::copy_n(kStandardMasks, 3, result.table());
     return TRUE;
 }

@@ -13,7 +13,6 @@ public:
 
     DWORD width() const { return width_; }
     DWORD rows() const { return rows_; }
-    bool has_palette() const { return kind_ <= Kind::Index8; }
     // The bytes blue, green, red (and a fourth) of each pixel, just as they are stored.
     bool is_stored_bgr() const { return kind_ == Kind::Bgr24; }
     bool is_stored_bgrx() const { return kind_ == Kind::Bgr32; }
