@@ -374,7 +374,7 @@ TEST_F(TtfTest, RestoresDamagedFontsAndLeavesNothing) {
     std::mt19937 random(1);
     for (int round = 0; round < 6000; ++round) {
         Bytes file = sound;
-        for (DWORD changes = random() % 8 + 1; changes > 0; --changes) {
+        for (auto changes = random() % 8 + 1; changes > 0; --changes) {
             // Mostly the directory and small values: they decide what is read.
             const size_t at = random() % (random() % 2 ? file.size() : 240);
             file[at] = static_cast<BYTE>(random() % 2 ? random() : random() % 8);
