@@ -217,7 +217,7 @@ void Averager<Sum>::write_means(BYTE* to) const {
     const DWORD stored = result_.header().biBitCount / 8u;
     for (DWORD i = 0; i < width_; ++i, to += stored) {
         const Span& span = columns_[i];
-        Total totals[channels];
+        Total totals[channels] = {};
         sum_columns(span, totals);
         for (DWORD c = 0; c < stored; ++c) to[c] = mean(totals[c], span.total(scale_));
     }
@@ -230,7 +230,7 @@ void Averager<Sum>::write_mono(BYTE* to) const {
     DWORD byte = 0;
     for (DWORD i = 0; i < width_; ++i) {
         const Span& span = columns_[i];
-        Total ones[1];
+        Total ones[1] = {};
         sum_columns(span, ones);
         const Total half_weight_twice = Total{span.total(scale_)} * row_weight_;
         byte = byte << 1 | (2 * ones[0] + tie > half_weight_twice);

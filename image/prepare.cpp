@@ -16,8 +16,8 @@ LONG resolution_limit(const PrivateDevMode& settings, WORD bit_count) {
 
 // Puts the bitmap that a step made in the place of the one before it.
 void replace(PackedDib& current, PackedDib& next) {
+    current.reset();
     current = std::move(next);
-    next.reset();
 }
 
 }  // namespace
