@@ -65,7 +65,7 @@ RECTL whole_of(const DibView& dib) { return {0, 0, dib.header->biWidth, dib.head
 
 }  // namespace
 
-void CPendingBitmap::reset() {
+void CPendingBitmap::drop() {
     while (newest_) newest_ = std::move(newest_->older);
     mask_.reset();
     count_ = 0;

@@ -19,8 +19,8 @@ struct BitmapBand {
 
 class CPendingBitmap : public PendingOperation {
 public:
-    ~CPendingBitmap() override { reset(); }
-    void reset() override;
+    ~CPendingBitmap() override { drop(); }
+    void reset() override { drop(); }
     BOOL offer_bitmap(PDEVICE& device, const BitmapBand& band) override;
     BOOL flush(PDEVICE& device) override;
     bool is_empty() const override { return !newest_; }
@@ -30,6 +30,7 @@ private:
         ObjectPtr<Band> older;
         PackedDib dib;
     };
+    void drop();
     bool continues(const BitmapBand& band) const;
     BOOL append(const BitmapBand& band);
     BOOL offer_mask(PDEVICE& device, const BitmapBand& band);
