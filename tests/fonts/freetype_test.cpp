@@ -1,0 +1,26 @@
+// The installed DejaVu fonts, as scripts/check-fonts compares many more.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/fonts/freetype_names.h"
+
+namespace kv::test {
+namespace {
+
+TEST(RealFonts, HaveTheNamesAndCharactersThatFreeTypeFinds) {
+    for (const char* name : {"DejaVuSans-Bold.ttf", "DejaVuSansMono.ttf", "DejaVuSerif.ttf"}) {
+        std::ifstream in(std::string("/usr/share/fonts/truetype/dejavu/") + name, std::ios::binary);
+        const std::vector<BYTE> file(std::istreambuf_iterator<char>(in), {});
+        ASSERT_FALSE(file.empty()) << name;
+        FontComparison result;
+        compare_with_freetype(file, name, result);
+        EXPECT_EQ(result.faces, 1u);
+        EXPECT_GE(result.names, 16u);
+        for (const std::string& fault : result.faults) ADD_FAILURE() << fault;
+    }
+}
+
+}  // namespace
+}  // namespace kv::test
