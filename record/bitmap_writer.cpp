@@ -142,7 +142,8 @@ private:
 
 UsedColors::UsedColors(const DibView& image) : bits_(image.header->biBitCount) {
     const auto stride = static_cast<size_t>(dib_stride(*image.header));
-    const size_t row_bits = size_t{static_cast<DWORD>(image.header->biWidth)} * bits_, full = row_bits / 8;
+    const uint64_t row_bits = uint64_t{static_cast<DWORD>(image.header->biWidth)} * bits_;
+    const auto full = static_cast<size_t>(row_bits / 8);
     bool seen[256] = {};
     for (LONG y = 0; y < image.header->biHeight; ++y) {
         const BYTE* row = image.bits + y * stride;

@@ -59,14 +59,15 @@ bool stride_matches(const SURFOBJ& surface, const BITMAPINFOHEADER& header) {
 
 // Pixels from `left` on of a row, moved to the front of another of `width` pixels.
 void crop_row(const BYTE* from, BYTE* to, LONG left, LONG width, int bit_count) {
-    const size_t first_bit = size_t{static_cast<DWORD>(left)} * bit_count;
-    const size_t bits = size_t{static_cast<DWORD>(width)} * bit_count, bytes = (bits + 7) / 8;
+    const uint64_t first_bit = uint64_t{static_cast<DWORD>(left)} * bit_count;
+    const uint64_t bits = uint64_t{static_cast<DWORD>(width)} * bit_count;
+    const auto bytes = static_cast<size_t>((bits + 7) / 8);
     const int shift = static_cast<int>(first_bit % 8);
     from += first_bit / 8;
     if (shift == 0) {
         std::memcpy(to, from, bytes);
     } else {
-        const size_t available = (shift + bits + 7) / 8;
+        const uint64_t available = (shift + bits + 7) / 8;
         for (size_t i = 0; i < bytes; ++i) {
             const int next = i + 1 < available ? from[i + 1] : 0;
             to[i] = static_cast<BYTE>(from[i] << shift | next >> (8 - shift));
@@ -309,6 +310,7 @@ BOOL SurfaceConverter::convert() {
 }
 
 BOOL ConvertSurfaceToDib(PDEVICE& device, const SurfaceRequest& request, SurfaceImage& image) {
+    image = SurfaceImage();
     return SurfaceConverter(device, request, image).convert();
 }
 
