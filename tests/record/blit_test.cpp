@@ -421,5 +421,20 @@ TEST_F(BlitTest, FailuresAndMissingPointers) {
     EXPECT_TRUE(job().empty());
 }
 
+TEST_F(BlitTest, NoJobGrowsBeyondItsPositions) {
+    Bitmap bitmap(BMF_8BPP, 64, 64);
+    Translation table(grays(256, 0x010101));
+    for (WORD compression : {0x00, 0x01, 0x08, 0x10}) {
+        close_device();
+        set_private(compression);
+        start_page();
+        pdevice().position = 0x7FFFFFFF - 40;  // room for what stands before the pixels
+        EXPECT_FALSE(copy(bitmap, &table)) << compression;
+        EXPECT_TRUE(pdevice().failed);
+        EXPECT_TRUE(device->end_document());
+        EXPECT_TRUE(job().empty());
+    }
+}
+
 }  // namespace
 }  // namespace kv::test
