@@ -424,7 +424,7 @@ TEST_F(BlitTest, FailuresAndMissingPointers) {
 TEST_F(BlitTest, NoJobGrowsBeyondItsPositions) {
     Bitmap bitmap(BMF_8BPP, 64, 64);
     Translation table(grays(256, 0x010101));
-    for (WORD compression : {0x00, 0x01, 0x08, 0x10}) {
+    for (WORD compression : std::initializer_list<WORD>{0x00, 0x01, 0x08, 0x10}) {
         close_device();
         set_private(compression);
         start_page();
