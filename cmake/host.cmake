@@ -68,6 +68,8 @@ if(KV_FUZZ)
   endforeach()
   target_sources(job_fuzz PRIVATE tests/kvjob/exercise.cpp tests/kvjob/job_builder.cpp tests/kvjob/samples.cpp)
   target_link_libraries(job_fuzz kvjob_draw)
+  add_executable(font_seeds tests/fuzz/font_seeds.cpp)
+  target_link_libraries(font_seeds kv_fonts)
 endif()
 
 # The product's exports and imports, as scripts/test builds it.
