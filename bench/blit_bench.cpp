@@ -64,7 +64,7 @@ void run(benchmark::State& state, engine::Bitmap& bitmap, uint32_t compression) 
     OpenDocument document(compression);
     reset_peak();
     const int64_t before = memory("VmRSS");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (LONG y = 0; y < kSide; y += bitmap.height()) {
             document.device().stretch_blt(bitmap, nullptr, nullptr, translation,
                                           {0, y / 2, kSide / 2, (y + bitmap.height()) / 2},
