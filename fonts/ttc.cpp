@@ -4,7 +4,6 @@
 #include <new>
 
 #include "fonts/font_file.h"
-#include "support/message.h"
 
 namespace kv {
 
@@ -47,10 +46,7 @@ BOOL CTtc::Split() {
     if (header.count() != header.declared() || header.count() > kMostMembers) return FALSE;
     if (header.count() == 0) return TRUE;
     void* block = nullptr;
-    if (!AllocMem(&block, header.count() * sizeof(CTtf), false)) {
-        report_out_of_memory(TEXT("CTtc::Split"));
-        return FALSE;
-    }
+    if (!AllocMem(&block, header.count() * sizeof(CTtf), false, TEXT("CTtc::Split"))) return FALSE;
     members_ = static_cast<CTtf*>(block);
     for (; constructed_ < header.count(); ++constructed_) new (members_ + constructed_) CTtf();
     for (DWORD i = 0; i < header.count(); ++i) {

@@ -7,7 +7,6 @@
 #include "fonts/font_file.h"
 #include "fonts/font_names.h"
 #include "fonts/table_order.h"
-#include "support/message.h"
 
 namespace kv {
 namespace {
@@ -82,10 +81,7 @@ BYTE* CTtf::locate(const SfntEntry& entry) const {
 BOOL CTtf::list_tables() {
     const SfntDirectory directory(image(), directory_order_);
     if (tables_ || directory.count() == 0) return TRUE;
-    if (!tables_.alloc(directory.count())) {
-        report_out_of_memory(TEXT("CTtf::ParseFont"));
-        return FALSE;
-    }
+    if (!tables_.alloc(directory.count(), TEXT("CTtf::ParseFont"))) return FALSE;
     table_count_ = directory.count();
     for (DWORD i = 0; i < table_count_; ++i) {
         const SfntEntry entry = directory.entry(i);

@@ -5,7 +5,6 @@
 #include "fonts/font_names.h"
 #include "fonts/table_order.h"
 #include "fonts/ttf.h"
-#include "support/message.h"
 
 namespace kv {
 namespace {
@@ -228,10 +227,7 @@ BOOL CTtf::ParsePost(CTtfTable* table) {
 }
 
 BOOL CTtf::list_glyph_names(std::span<const BYTE> strings, DWORD count) {
-    if (!found_.glyph_names.alloc(count)) {
-        report_out_of_memory(TEXT("CTtf::ParsePost"));
-        return FALSE;
-    }
+    if (!found_.glyph_names.alloc(count, TEXT("CTtf::ParsePost"))) return FALSE;
     found_.glyph_name_count = count;
     for (DWORD i = 0; i < count; ++i) {
         if (strings.empty() || strings[0] >= strings.size()) {

@@ -6,7 +6,6 @@
 #include "dispatch/product_file.h"
 #include "driver/pdevice.h"
 #include "record/record_types.h"
-#include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 
@@ -82,11 +81,9 @@ BOOL PDEVICE::announce_document(DWORD id) {
             throttle_stress_test(settings.kv.application);
             return TRUE;
         }
-        dispatcher.reset(make_object<CDispatcher>(TEXT("Dispatcher"), TEXT("Disp")));
-        if (!dispatcher) {
-            report_out_of_memory(TEXT("PDEVICE::StartDocW"));
-            return FALSE;
-        }
+        constexpr const WCHAR* kOperation = TEXT("PDEVICE::StartDocW");
+        dispatcher.reset(make_object_for<CDispatcher>(kOperation, TEXT("Dispatcher"), TEXT("Disp")));
+        if (!dispatcher) return FALSE;
     }
     return dispatcher->StartDoc({printer, printer_name.c_str(), settings, id, document_name.c_str()});
 }

@@ -28,10 +28,7 @@ BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info
         return fail(quiet);
     }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (!info.alloc(needed)) {
-            if (!quiet) report_out_of_memory(TEXT("CPrinter::GetPrinterInfo"));
-            return FALSE;
-        }
+        if (!info.alloc(needed, quiet ? nullptr : TEXT("CPrinter::GetPrinterInfo"))) return FALSE;
         if (GetPrinterW(printer, level, info.get(), needed, &needed)) return TRUE;
         DWORD error = GetLastError();
         info.reset();

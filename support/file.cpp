@@ -257,8 +257,7 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
     DWORD left = start < size ? size - start : 0;
     if (count >= 0) left = std::min(left, static_cast<DWORD>(count));
     HeapArray<BYTE> piece;
-    BOOL ok = piece.alloc(kFlushPiece);
-    if (!ok) report_out_of_memory(TEXT("File::CopyFromFile"));
+    BOOL ok = piece.alloc(kFlushPiece, TEXT("File::CopyFromFile"));
     while (ok && left > 0) {
         DWORD got = 0;
         if (!ReadFile(other, piece.get(), std::min(left, kFlushPiece), &got, nullptr) || got == 0) {
@@ -274,11 +273,8 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
 }
 
 File* NewFile(const WCHAR* path, UINT flags, SECURITY_ATTRIBUTES* security) {
-    File* file = make_object<File>();
-    if (!file) {
-        report_out_of_memory(TEXT("NewFile"));
-        return nullptr;
-    }
+    File* file = make_object_for<File>(TEXT("NewFile"));
+    if (!file) return nullptr;
     if (flags & kFileCreate) {
         file->Create(path, FALSE, security);
     } else if (flags & (kFileReadWrite | kFileOpenAlways)) {

@@ -4,12 +4,12 @@
 
 namespace kv {
 
-BOOL AllocMem(void** out, size_t size, bool zero) {
+BOOL AllocMem(void** out, size_t size, bool zero, const WCHAR* operation) {
     *out = nullptr;
     if (size == 0) return FALSE;
     *out = HeapAlloc(GetProcessHeap(), zero ? DWORD{HEAP_ZERO_MEMORY} : DWORD{0}, size);
     if (*out) return TRUE;
-    report_out_of_memory(TEXT("AllocMem"));
+    if (operation) report_out_of_memory(operation);
     return FALSE;
 }
 

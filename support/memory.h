@@ -9,9 +9,12 @@
 
 namespace kv {
 
-// Stores a block of size bytes, zero-filled when asked. FALSE and null for size 0 and when memory is out,
-// which is reported ("AllocMem").
-BOOL AllocMem(void** out, size_t size, bool zero);
+// Whose failure the user is told of when memory is out.
+inline constexpr const WCHAR* kAllocMem = TEXT("AllocMem");
+
+// Stores a block of size bytes, zero-filled when asked. FALSE and null for size 0 and when memory is out, which is
+// reported under the operation's name; without a name nothing is said.
+BOOL AllocMem(void** out, size_t size, bool zero, const WCHAR* operation = kAllocMem);
 void FreeMem(void* block);
 
 // Owns a block of AllocMem seen as an array of plain values.
@@ -27,10 +30,11 @@ public:
     ~HeapArray() { reset(); }
 
     // Zero-filled; replaces what is held. On failure nothing is held.
-    BOOL alloc(size_t count) {
+    BOOL alloc(size_t count, const WCHAR* operation = kAllocMem) {
         reset();
         void* block = nullptr;
-        if (count > static_cast<size_t>(-1) / sizeof(T) || !AllocMem(&block, count * sizeof(T), true)) return FALSE;
+        if (count > static_cast<size_t>(-1) / sizeof(T)) return FALSE;
+        if (!AllocMem(&block, count * sizeof(T), true, operation)) return FALSE;
         block_ = static_cast<T*>(block);
         return TRUE;
     }
@@ -52,9 +56,14 @@ private:
 
 // Makes an object in AllocMem's memory, null when memory is out; destroy_object undoes it.
 template <class T, class... Arguments>
-T* make_object(Arguments&&... arguments) {
+T* make_object_for(const WCHAR* operation, Arguments&&... arguments) {
     void* block = nullptr;
-    return AllocMem(&block, sizeof(T), true) ? new (block) T(std::forward<Arguments>(arguments)...) : nullptr;
+    if (!AllocMem(&block, sizeof(T), true, operation)) return nullptr;
+    return new (block) T(std::forward<Arguments>(arguments)...);
+}
+template <class T, class... Arguments>
+T* make_object(Arguments&&... arguments) {
+    return make_object_for<T>(kAllocMem, std::forward<Arguments>(arguments)...);
 }
 template <class T>
 void destroy_object(T*& object) {

@@ -332,6 +332,27 @@ TEST_F(SettingsTest, MergesPaperTraysByOwner) {
     }
 }
 
+TEST_F(SettingsTest, ReportsPrinterFailuresOnlyWhenAsked) {
+    host::Printer printer;
+    printer.name = TEXT("P");
+    HANDLE handle = host::open_printer(printer);
+    HeapArray<BYTE> info;
+    for (bool quiet : {true, false}) {
+        host::fail_call(host::CallKind::Spooler, 1);
+        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
+        host::fail_call(host::CallKind::Spooler, 2);
+        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
+        host::fail_call(host::CallKind::Allocation, 1);
+        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
+        EXPECT_FALSE(info);
+        EXPECT_EQ(host::messages().size(), quiet ? 0u : 3u);
+    }
+    EXPECT_TRUE(host::messages()[0].text.starts_with(u"GetPrinter: "));
+    EXPECT_EQ(host::messages()[2].text, u"Out of memory (CPrinter::GetPrinterInfo).");
+    EXPECT_TRUE(CPrinter::GetPrinterInfo(handle, 5, info, false));
+    host::close_printer(handle);
+}
+
 // Whatever call fails, settings are loaded from what remains, and nothing is held afterwards.
 TEST_F(SettingsTest, LoadsThroughEachFailingCall) {
     custom_paper(TEXT("Roll"), 0, 123456, 654321, 2);

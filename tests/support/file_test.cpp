@@ -99,6 +99,26 @@ TEST_F(FileTest, ReportsAFailedOpenWithNumberedTexts) {
     EXPECT_EQ(host::messages()[1].text.find(u"An error of type 12151"), 0u) << "no resource module is set here";
 }
 
+// One failure is one message, and names what failed.
+TEST_F(FileTest, NamesWhatRanOutOfMemory) {
+    auto last_message = [] { return host::messages().empty() ? u"" : host::messages().back().text; };
+    host::fail_call(host::CallKind::Allocation, 1);
+    EXPECT_FALSE(NewFile(kPath, 0x1001));
+    ASSERT_EQ(host::messages().size(), 1u);
+    EXPECT_EQ(last_message(), u"Out of memory (NewFile).");
+    File* file = NewFile(kPath, 0x1001);
+    ASSERT_TRUE(file);
+    HANDLE other =
+        CreateFileW(TEXT("C:\\Windows\\Temp\\b"), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    host::fail_call(host::CallKind::Allocation, 1);
+    EXPECT_FALSE(file->CopyFromFile(other, 0, -1, FALSE));
+    ASSERT_EQ(host::messages().size(), 2u);
+    EXPECT_EQ(last_message(), u"Out of memory (File::CopyFromFile).");
+    CloseHandle(other);
+    EXPECT_TRUE(file->CloseAndDelete(FALSE));
+    destroy_object(file);
+}
+
 BOOL print(File& file, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
