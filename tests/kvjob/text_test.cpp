@@ -176,7 +176,8 @@ Buffer text_record(const std::string& text, int x, int y, int advance, bool by_g
 std::string text_of(const Buffer& job) {
     const JobMap map(job);
     FontStore fonts(map);
-    return page_text(map, fonts, 0);
+    Reports reports(stderr);
+    return page_text(map, fonts, 0, reports);
 }
 
 TEST(PageTextTest, LinesRunsAndBlanks) {
@@ -210,7 +211,9 @@ TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
     char name[] = "/tmp/kvjob_test_XXXXXX";
     const std::filesystem::path folder = mkdtemp(name);
     std::FILE* list = std::fopen((folder / "list").c_str(), "w");
-    EXPECT_EQ(list_fonts(bytes, folder, list), 0u);
+    Reports reports(stderr);
+    list_fonts(bytes, folder, list, reports);
+    EXPECT_EQ(reports.count(), 0u);
     std::fclose(list);
     std::ifstream in(folder / "font-20000012.ttf", std::ios::binary);  // its record follows the page start
     EXPECT_EQ(Buffer(std::istreambuf_iterator<char>(in), {}), sample_font());

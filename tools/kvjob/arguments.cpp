@@ -11,17 +11,48 @@ const char* const kUsage =
     "       kvjob dump [--json] [--page N] JOB.kv     the records\n"
     "       kvjob images --out DIR JOB.kv             the bitmaps as PNG files, JPEG streams as they are\n"
     "       kvjob text [--page N] JOB.kv              the text in reading order\n"
-    "       kvjob fonts [--extract DIR] JOB.kv        the fonts, and their embedded files\n";
+    "       kvjob fonts [--extract DIR] JOB.kv        the fonts, and their embedded files\n"
+    "       kvjob render [-r DPI] [--pages 1-3,7] -o page-%d.png JOB.kv   the pages as pictures\n"
+    "       kvjob render [-r DPI] [--pages 1-3,7] -o NAME.pdf JOB.kv      the pages as a PDF file\n";
 
 namespace {
 
+template <class Number>
+bool parse_whole(const std::string& text, Number& number) {
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end;
+}
+
 uint32_t parse_page(const std::string& text) {
     uint32_t page = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), page);
-    if (error != std::errc() || stop != text.data() + text.size() || page == 0) {
-        throw UsageError("--page needs a number from 1");
-    }
+    if (!parse_whole(text, page) || page == 0) throw UsageError("--page needs a number from 1");
     return page;
+}
+
+double parse_dots(const std::string& text) {
+    constexpr double kLeast = 1, kMost = 9600;
+    double dots = 0;
+    if (!parse_whole(text, dots) || !(dots >= kLeast && dots <= kMost)) {
+        throw UsageError("-r needs dots per inch, from 1 to 9600");
+    }
+    return dots;
+}
+
+std::vector<std::pair<size_t, size_t>> parse_pages(const std::string& list) {
+    std::vector<std::pair<size_t, size_t>> pages;
+    for (size_t at = 0; at <= list.size();) {
+        const size_t comma = std::min(list.find(',', at), list.size());
+        const std::string part = list.substr(at, comma - at);
+        const size_t dash = std::min(part.find('-'), part.size());
+        size_t first = 0, last = 0;
+        const bool numbers = parse_whole(part.substr(0, dash), first) &&
+                             parse_whole(dash == part.size() ? part : part.substr(dash + 1), last);
+        if (!numbers || first == 0 || last < first) throw UsageError("--pages: no such range: " + part);
+        pages.emplace_back(first, last);
+        at = comma + 1;
+    }
+    return pages;
 }
 
 // What an option needs to be one of the command's.
@@ -37,9 +68,12 @@ constexpr Option kOptions[] = {
     {"dump", "--page", [](Arguments& to, const std::string& value) { to.page = parse_page(value); }},
     {"text", "--page", [](Arguments& to, const std::string& value) { to.page = parse_page(value); }},
     {"fonts", "--extract", [](Arguments& to, const std::string& value) { to.out = value; }},
+    {"render", "-r", [](Arguments& to, const std::string& value) { to.render.dots_per_inch = parse_dots(value); }},
+    {"render", "-o", [](Arguments& to, const std::string& value) { to.render.output = value; }},
+    {"render", "--pages", [](Arguments& to, const std::string& value) { to.render.pages = parse_pages(value); }},
     {"images", "--out", [](Arguments& to, const std::string& value) { to.out = value; }},
 };
-constexpr const char* kCommands[] = {"info", "check", "dump", "images", "text", "fonts"};
+constexpr const char* kCommands[] = {"info", "check", "dump", "images", "text", "fonts", "render"};
 
 const Option* find_option(const std::string& command, const std::string& name) {
     for (const Option& option : kOptions) {
@@ -52,6 +86,11 @@ void check(const Arguments& parsed) {
     const bool known = std::find(std::begin(kCommands), std::end(kCommands), parsed.command) != std::end(kCommands);
     if (!known) throw UsageError(parsed.command.empty() ? "no command" : "no such command: " + parsed.command);
     if (parsed.job.empty()) throw UsageError("no job file");
+    if (parsed.command == "render") {
+        const std::string& output = parsed.render.output;
+        if (output.empty()) throw UsageError("no output: give -o page-%d.png or -o NAME.pdf");
+        if (!output.ends_with(".png") && !output.ends_with(".pdf")) throw UsageError("-o: neither .png nor .pdf");
+    }
     if (parsed.command == "images" && parsed.out.empty()) throw UsageError("no folder: give --out DIR");
 }
 

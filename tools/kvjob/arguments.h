@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/kvjob/render/render_job.h"
+
 namespace kvjob {
 
 struct UsageError : std::runtime_error {
@@ -18,7 +20,8 @@ struct Arguments {
     bool help = false;
     bool json = false;             // dump
     std::optional<uint32_t> page;  // dump, text: from 1
-    std::string out;               // images, fonts: the folder
+    RenderOptions render;
+    std::string out;  // images, fonts: the folder
 };
 
 // Throws UsageError.

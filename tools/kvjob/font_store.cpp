@@ -82,6 +82,19 @@ double Face::advance_of(uint32_t glyph) const {
     return static_cast<double>(advance) / face_->units_per_EM;
 }
 
+bool Face::can_draw(uint32_t glyph) const {
+    return glyph < static_cast<uint32_t>(face_->num_glyphs) && FT_IS_SCALABLE(face_) &&
+           FT_Load_Glyph(face_, glyph, FT_LOAD_NO_SCALE) == 0;
+}
+
+double Face::ascent() const {
+    return face_->units_per_EM ? static_cast<double>(face_->ascender) / face_->units_per_EM : 0;
+}
+
+double Face::descent() const {
+    return face_->units_per_EM ? -static_cast<double>(face_->descender) / face_->units_per_EM : 0;
+}
+
 double Face::average_width() const {
     const TT_OS2* os2 = os2_of(face_);
     if (!os2 || os2->xAvgCharWidth <= 0 || face_->units_per_EM == 0) return 0;
@@ -104,12 +117,16 @@ const FontDefinition& FontStore::definition(uint32_t id) {
 }
 
 std::shared_ptr<Face> FontStore::face(const FontDefinition& font) {
-    const auto found = std::find_if(open_.begin(), open_.end(), [&](const Open& open) { return open.font == font.id; });
+    auto known = sources_.find(font.id);
+    if (known == sources_.end()) known = sources_.emplace(font.id, source_of(font)).first;
+    const Source& source = known->second;
+    const auto found =
+        std::find_if(open_.begin(), open_.end(), [&](const Open& open) { return open.source == source; });
     if (found != open_.end()) {
         std::rotate(open_.begin(), found, found + 1);
     } else {
-        std::shared_ptr<Face> face = load(font);
-        open_.insert(open_.begin(), Open{font.id, std::move(face)});
+        std::shared_ptr<Face> face = load(source);
+        open_.insert(open_.begin(), Open{source, std::move(face)});
         drop_costly();
     }
     return open_.front().face;
@@ -125,21 +142,26 @@ void FontStore::drop_costly() {
     open_.resize(keep);
 }
 
-std::shared_ptr<Face> FontStore::load(const FontDefinition& font) const {
-    if (font.file) return load_embedded(*font.file);
+FontStore::Source FontStore::source_of(const FontDefinition& font) const {
+    if (font.file) return {font.file->file, "", font.file->member.value_or(0)};
     const auto place = find_system_font(font);
-    return place ? Face::open(library_, place->path, place->member) : nullptr;
+    return place ? Source{0, place->path, place->member} : Source{};
 }
 
-std::shared_ptr<Face> FontStore::load_embedded(const FontReference& reference) const {
-    const Record* record = map_.font_file(reference.file);
+std::shared_ptr<Face> FontStore::load(const Source& source) const {
+    const auto& [file, path, member] = source;
+    return path.empty() ? load_embedded(file, member) : Face::open(library_, path, member);
+}
+
+std::shared_ptr<Face> FontStore::load_embedded(uint32_t file, int32_t member) const {
+    const Record* record = map_.font_file(file);
     if (!record) return nullptr;
     try {
         std::vector<uint8_t> buffer;
         const Bytes bytes = read_font_file(body_of(*record, buffer)).bytes;
         std::vector<uint8_t> storage;
         if (record->compressed()) storage.assign(bytes.begin(), bytes.end());
-        return Face::open(library_, bytes, std::move(storage), reference.member.value_or(0));
+        return Face::open(library_, bytes, std::move(storage), member);
     } catch (const BodyFault&) {
         return nullptr;
     }

@@ -5,6 +5,8 @@
 #include FT_FREETYPE_H
 
 #include <memory>
+#include <string>
+#include <tuple>
 #include <unordered_map>
 
 #include "tools/kvjob/job_map.h"
@@ -35,9 +37,13 @@ public:
     // 0 where the font has none.
     uint32_t glyph_of(uint32_t character) const;
     uint32_t character_of(uint32_t glyph);
+    // The glyph's outline can be loaded.
+    bool can_draw(uint32_t glyph) const;
     // In ems.
     double advance_of(uint32_t glyph) const;
     double average_width() const;
+    double ascent() const;
+    double descent() const;  // below the baseline
 
 private:
     void choose_map();
@@ -58,18 +64,22 @@ public:
     std::shared_ptr<Face> face(const FontDefinition& font);
 
 private:
+    // What tells faces apart: an embedded file or the path of an installed one, and the member.
+    using Source = std::tuple<uint32_t, std::string, int32_t>;
     struct Open {
-        uint32_t font;
+        Source source;
         std::shared_ptr<Face> face;
     };
-    std::shared_ptr<Face> load(const FontDefinition& font) const;
-    std::shared_ptr<Face> load_embedded(const FontReference& reference) const;
+    Source source_of(const FontDefinition& font) const;
+    std::shared_ptr<Face> load(const Source& source) const;
+    std::shared_ptr<Face> load_embedded(uint32_t file, int32_t member) const;
     void drop_costly();
 
     const JobMap& map_;
     Face::Library library_;
     std::unordered_map<uint32_t, FontDefinition> definitions_;
-    std::vector<Open> open_;  // the most recently used first
+    std::unordered_map<uint32_t, Source> sources_;  // by definition
+    std::vector<Open> open_;                        // the most recently used first
 };
 
 }  // namespace kvjob

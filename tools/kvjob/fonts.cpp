@@ -46,11 +46,10 @@ void print_definition(const FontDefinition& font, FontStore& store, std::FILE* o
 
 }  // namespace
 
-size_t list_fonts(Bytes file, const std::string& folder, std::FILE* out) {
+void list_fonts(Bytes file, const std::string& folder, std::FILE* out, Reports& reports) {
     const JobMap map(file);
     FontStore fonts(map);
     std::vector<uint8_t> buffer;
-    size_t damaged = 0;
     for (const Record& record : map.font_records()) {
         try {
             const Bytes body = body_of(record, buffer);
@@ -62,13 +61,10 @@ size_t list_fonts(Bytes file, const std::string& folder, std::FILE* out) {
             std::fprintf(out, "file 0x%X: %zu bytes\n", font.id, font.bytes.size());
             if (!folder.empty()) store(font, folder);
         } catch (const BodyFault& fault) {
-            ++damaged;
-            std::fprintf(stderr, "0x%llX: %s: %s\n", static_cast<unsigned long long>(record.offset),
-                         type_info(record.type).name, fault.what());
+            reports.add(record.offset, type_info(record.type).name, fault.what());
         }
     }
     if (map.broken()) throw *map.broken();
-    return damaged;
 }
 
 }  // namespace kvjob

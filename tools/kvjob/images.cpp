@@ -62,9 +62,10 @@ void write_picture(const Picture& picture, const std::string& path) {
 
 class Extractor {
 public:
-    Extractor(Bytes file, std::string folder) : file_(file), folder_(std::move(folder)) {}
+    Extractor(Bytes file, std::string folder, Reports& reports)
+        : file_(file), folder_(std::move(folder)), reports_(reports) {}
 
-    Extracted run() {
+    size_t run() {
         constexpr uint64_t kMagicSize = 4;
         for (uint64_t at = kMagicSize; at < file_.size();) {
             const Record record = read_record(file_, at);
@@ -72,7 +73,7 @@ public:
             if (record.type == 5 || record.type == 44) ++page_;
             take(record);
         }
-        return extracted_;
+        return images_;
     }
 
 private:
@@ -87,9 +88,7 @@ private:
                 take_image(record, read_image(record.type, body));
             }
         } catch (const BodyFault& fault) {
-            ++extracted_.damaged;
-            std::fprintf(stderr, "0x%llX: %s: %s\n", static_cast<unsigned long long>(record.offset), info.name,
-                         fault.what());
+            reports_.add(record.offset, info.name, fault.what());
         }
     }
 
@@ -97,7 +96,7 @@ private:
         constexpr uint32_t kPattern = 5;
         if (brush.kind != kPattern) return;
         write_picture(Picture::of_bitmap(brush.bitmap), path(record, "pattern.png"));
-        ++extracted_.images;
+        ++images_;
     }
 
     void take_image(const Record& record, const Image& image) {
@@ -120,7 +119,7 @@ private:
                   : write_picture(mask, path(record, "mask.png"));
         }
         if (picture.is_jpeg()) store(picture.jpeg(), path(record, "image.jpg"));
-        ++extracted_.images;
+        ++images_;
     }
 
     // Alpha of a pixel's own is premultiplied.
@@ -159,11 +158,14 @@ private:
     std::string folder_;
     uint32_t page_ = 0;
     std::vector<uint8_t> buffer_;
-    Extracted extracted_;
+    Reports& reports_;
+    size_t images_ = 0;
 };
 
 }  // namespace
 
-Extracted extract_images(Bytes file, const std::string& folder) { return Extractor(file, folder).run(); }
+size_t extract_images(Bytes file, const std::string& folder, Reports& reports) {
+    return Extractor(file, folder, reports).run();
+}
 
 }  // namespace kvjob

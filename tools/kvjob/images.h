@@ -4,17 +4,14 @@
 #include <string>
 
 #include "tools/kvjob/bytes.h"
+#include "tools/kvjob/reports.h"
 
 namespace kvjob {
 
-struct Extracted {
-    size_t images = 0, damaged = 0;
-};
-
 // Writes every bitmap of a job into a folder that exists, as page0001-0000012A-image.png: the number of the page and
 // the record's file offset in hexadecimal; -mask for the mask of a masked image, -pattern for a brush. JPEG streams
-// are besides stored as they are. Damaged bitmaps are reported to standard error and left out. Throws Fault where the
-// framing ends, and std::runtime_error for a file that cannot be written.
-Extracted extract_images(Bytes file, const std::string& folder);
+// are besides stored as they are. Damaged bitmaps are reported and left out. Returns the number of images. Throws Fault
+// where the framing ends, and std::runtime_error for a file that cannot be written.
+size_t extract_images(Bytes file, const std::string& folder, Reports& reports);
 
 }  // namespace kvjob

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "tools/kvjob/arguments.h"
@@ -24,44 +26,49 @@ int run_check(const Arguments& arguments, Bytes file) {
     return findings.empty() ? kDone : kFaulty;
 }
 
-int run_images(const Arguments& arguments, Bytes file) {
+void run_images(const Arguments& arguments, Bytes file, Reports& reports) {
     std::filesystem::create_directories(arguments.out);
-    const Extracted extracted = extract_images(file, arguments.out);
-    std::printf("%s: %zu images\n", arguments.out.c_str(), extracted.images);
-    return extracted.damaged == 0 ? kDone : kFaulty;
+    const size_t images = extract_images(file, arguments.out, reports);
+    std::printf("%s: %zu images\n", arguments.out.c_str(), images);
 }
 
-int run_text(const Arguments& arguments, Bytes file) {
+void run_text(const Arguments& arguments, Bytes file, Reports& reports) {
     const JobMap map(file);
     FontStore fonts(map);
     const size_t pages = map.pages().size();
     const size_t first = arguments.page ? *arguments.page - 1 : 0, end = arguments.page ? *arguments.page : pages;
-    if (end > pages) throw std::runtime_error("the job has " + std::to_string(pages) + " pages");
+    if (end > pages) throw std::runtime_error("no such page; the job has " + std::to_string(pages));
     for (size_t page = first; page < end; ++page) {
-        std::fputs(page_text(map, fonts, page).c_str(), stdout);
+        std::fputs(page_text(map, fonts, page, reports).c_str(), stdout);
         if (!arguments.page) std::fputc('\f', stdout);
     }
     if (map.broken()) throw *map.broken();
-    return kDone;
 }
 
-int run_fonts(const Arguments& arguments, Bytes file) {
+void run_fonts(const Arguments& arguments, Bytes file, Reports& reports) {
     if (!arguments.out.empty()) std::filesystem::create_directories(arguments.out);
-    return list_fonts(file, arguments.out, stdout) == 0 ? kDone : kFaulty;
+    list_fonts(file, arguments.out, stdout, reports);
+}
+
+void run_render(const Arguments& arguments, Bytes file, Reports& reports) {
+    RenderOptions options = arguments.render;
+    options.progress = isatty(STDERR_FILENO) != 0;
+    render_job(file, options, reports);
 }
 
 int run(const Arguments& arguments) {
-    const JobFile file(arguments.job);
-    if (arguments.command == "check") return run_check(arguments, file.bytes());
-    if (arguments.command == "images") return run_images(arguments, file.bytes());
-    if (arguments.command == "text") return run_text(arguments, file.bytes());
-    if (arguments.command == "fonts") return run_fonts(arguments, file.bytes());
-    if (arguments.command == "info") {
-        print_info(file.bytes(), stdout);
-    } else {
-        dump_job(file.bytes(), {arguments.json, arguments.page}, stdout);
-    }
-    return kDone;
+    const JobFile job(arguments.job);
+    const Bytes file = job.bytes();
+    const std::string& command = arguments.command;
+    if (command == "check") return run_check(arguments, file);
+    Reports reports(stderr);
+    if (command == "info") print_info(file, stdout);
+    if (command == "dump") dump_job(file, {arguments.json, arguments.page}, stdout);
+    if (command == "images") run_images(arguments, file, reports);
+    if (command == "text") run_text(arguments, file, reports);
+    if (command == "fonts") run_fonts(arguments, file, reports);
+    if (command == "render") run_render(arguments, file, reports);
+    return reports.count() == 0 ? kDone : kFaulty;
 }
 
 int main_of(const std::vector<std::string>& words) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <map>
 
 #include "tools/kvjob/glyph_run.h"
@@ -83,7 +82,7 @@ std::string joined_lines(std::vector<Piece>& pieces) {
 
 class Collector {
 public:
-    explicit Collector(FontStore& fonts) : fonts_(fonts) {}
+    Collector(FontStore& fonts, Reports& reports) : fonts_(fonts), reports_(reports) {}
 
     void take(const Record& record) {
         const TypeInfo& info = type_info(record.type);
@@ -92,8 +91,7 @@ public:
             const Bytes body = body_of(record, buffer_);
             info.body == Body::TextState ? apply(state_, read_text_state(body)) : add(read_text(body, info.wide));
         } catch (const BodyFault& fault) {
-            std::fprintf(stderr, "0x%llX: %s: %s\n", static_cast<unsigned long long>(record.offset), info.name,
-                         fault.what());
+            reports_.add(record.offset, info.name, fault.what());
         }
     }
 
@@ -114,6 +112,7 @@ private:
     }
 
     FontStore& fonts_;
+    Reports& reports_;
     TextState state_;
     std::map<int, std::vector<Piece>> directions_;  // by whole degrees
     std::vector<uint8_t> buffer_;
@@ -121,8 +120,8 @@ private:
 
 }  // namespace
 
-std::string page_text(const JobMap& map, FontStore& fonts, size_t page) {
-    Collector collector(fonts);
+std::string page_text(const JobMap& map, FontStore& fonts, size_t page, Reports& reports) {
+    Collector collector(fonts, reports);
     map.for_each_record(page, [&](const Record& record) { collector.take(record); });
     return collector.text();
 }

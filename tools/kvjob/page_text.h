@@ -3,12 +3,13 @@
 #include <string>
 
 #include "tools/kvjob/font_store.h"
+#include "tools/kvjob/reports.h"
 
 namespace kvjob {
 
 // A page's text in reading order, UTF-8: lines by their baselines, runs along them, a blank where a gap says so; text
 // of other directions behind the upright one. Glyphs without a character are U+FFFD. Pages count from 0. Damaged
-// records are reported to standard error and left out. Throws Fault where the framing ends.
-std::string page_text(const JobMap& map, FontStore& fonts, size_t page);
+// records are reported and left out. Throws Fault where the framing ends.
+std::string page_text(const JobMap& map, FontStore& fonts, size_t page, Reports& reports);
 
 }  // namespace kvjob
