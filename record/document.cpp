@@ -46,6 +46,10 @@ BOOL make_job_path(PathText& path) {
     return FALSE;
 }
 
+bool is_null_port(const PathText& port) {
+    return same_text_ignoring_case(port.c_str(), TEXT("NUL:")) || same_text_ignoring_case(port.c_str(), TEXT("NUL"));
+}
+
 }  // namespace
 
 BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
@@ -126,13 +130,14 @@ void PDEVICE::EndDocument() {
     if (dispatcher) dispatcher->EndDoc(kept.empty() ? nullptr : kept.c_str());
 }
 
-// Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it.
+// Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it; what
+// is printed to the null port is for nobody.
 PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
     const bool has_pages = complete && recorded_pages > 0;
     if (has_pages && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) copy_to_spooler();
-    if (has_pages && dispatcher) kept.assign(job->GetName());
+    if (has_pages && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
     // What was buffered reaches the disk only now: without it the job is none.
     if (!kept.empty() && !job->Close()) kept.clear();
     if (kept.empty()) job->CloseAndDelete(FALSE);
