@@ -45,6 +45,14 @@ DispatcherArguments launch_arguments(const WCHAR* source_name, DWORD job_id, DWO
     return arguments;
 }
 
+// What is left of a reply that was too long would stand in front of the next one.
+void discard_rest(HANDLE pipe) {
+    BYTE rest[512];
+    DWORD got = 0;
+    while (!ReadFile(pipe, rest, sizeof rest, &got, nullptr) && GetLastError() == ERROR_MORE_DATA) {
+    }
+}
+
 BOOL report_launch_failure() {
     report_message(kMessageText, TEXT("PrepareDispatcher was unable to launch the dispatcher."));
     return FALSE;
@@ -85,10 +93,12 @@ DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> re
     store_u32(request.get(), code);
     if (!payload.empty()) std::memcpy(request.get() + sizeof code, payload.data(), payload.size());
     DWORD received = 0;
-    return TransactNamedPipe(dispatcher.pipe_, request.get(), static_cast<DWORD>(size), reply.data(),
-                             static_cast<DWORD>(reply.size()), &received, nullptr)
-               ? DWORD{kDispatchDone}
-               : DWORD{kDispatchFailed};
+    if (TransactNamedPipe(dispatcher.pipe_, request.get(), static_cast<DWORD>(size), reply.data(),
+                          static_cast<DWORD>(reply.size()), &received, nullptr)) {
+        return kDispatchDone;
+    }
+    if (GetLastError() == ERROR_MORE_DATA) discard_rest(dispatcher.pipe_);
+    return kDispatchFailed;
 }
 
 CDispatcher::~CDispatcher() {
@@ -142,8 +152,12 @@ BOOL CDispatcher::announce(const DocumentInfo& document) {
     BYTE reply[sizeof(DispatchReply)] = {};
     if (SendDispatch(kDispatchStartDoc, {payload.get(), size}, reply, *this) != kDispatchDone) return FALSE;
     const DWORD accepted = load_u32(reply);
-    if (accepted != 0) job_id_ = document.job_id ? document.job_id : accepted;
-    return accepted != 0;
+    if (accepted == 0) {
+        SetLastError(ERROR_GEN_FAILURE);
+        return FALSE;
+    }
+    job_id_ = document.job_id ? document.job_id : accepted;
+    return TRUE;
 }
 
 BOOL CDispatcher::EndDoc(const WCHAR* job_path) {

@@ -83,6 +83,8 @@ public:
     explicit MessageSocket(Descriptor socket = {}) : socket_(std::move(socket)) {}
 
     bool is_open() const { return static_cast<bool>(socket_); }
+    // Whether a part of a message was received and not yet read.
+    bool has_rest() const { return !rest_.empty(); }
     void close() {
         socket_.reset();
         rest_.clear();
@@ -172,7 +174,9 @@ private:
     std::vector<Instance*> instances_;
 };
 
-Instance::~Instance() { server->remove(this); }
+Instance::~Instance() {
+    if (server) server->remove(this);
+}
 
 BOOL Instance::read(LPVOID buffer, DWORD bytes, LPDWORD got) {
     DWORD size = 0;
@@ -404,6 +408,7 @@ BOOL TransactNamedPipe(HANDLE handle, LPVOID request, DWORD request_size, LPVOID
     Client* client = object_of<Client>(handle);
     if (!client) return fail_with(ERROR_INVALID_HANDLE);
     if (!client->reads_messages) return fail_with(ERROR_BAD_PIPE);
+    if (client->socket.has_rest()) return fail_with(ERROR_PIPE_BUSY);
     DWORD error = client->socket.send(request, request_size);
     if (error == ERROR_SUCCESS) error = client->socket.receive(reply, reply_size, &size);
     if (got) *got = size;

@@ -99,6 +99,32 @@ void OtherProcess::send(int socket, const Bytes& message) {
     ::send(socket, message.data(), message.size(), MSG_NOSIGNAL);
 }
 
+Bytes OtherProcess::receive(int socket) {
+    Bytes message(4096);
+    const ssize_t size = recv(socket, message.data(), message.size(), 0);
+    message.resize(size > 0 ? static_cast<size_t>(size) : 0);
+    return message;
+}
+
+Bytes OtherProcess::ask(const Bytes& message) {
+    send(socket_, message);
+    return receive(socket_);
+}
+
+MutexProbe::MutexProbe(const WCHAR* name)
+    : OtherProcess([name](int socket) {
+          send(socket, kReady);
+          for (Bytes order = receive(socket); !order.empty(); order = receive(socket)) {
+              if (order[0] > 0) host::machine().session = order[0];
+              HANDLE mutex = CreateMutexW(nullptr, FALSE, name);
+              const bool taken = WaitForSingleObject(mutex, 0) != WAIT_TIMEOUT;
+              if (order[0] == 0) _exit(0);
+              if (taken) ReleaseMutex(mutex);
+              CloseHandle(mutex);
+              send(socket, {BYTE{taken}});
+          }
+      }) {}
+
 ScriptedDispatcher::ScriptedDispatcher(const DispatcherScript& script)
     : OtherProcess([&](int socket) { run_script(script, socket); }) {}
 

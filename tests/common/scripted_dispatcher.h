@@ -34,12 +34,27 @@ public:
     void kill();
     // What it sent since the last call. Never waits.
     std::vector<Bytes> received();
+    // Sends a message, not empty, and waits for the answer; empty when the process is gone.
+    Bytes ask(const Bytes& message);
+    // The same for the other side.
     static void send(int socket, const Bytes& message);
+    static Bytes receive(int socket);
 
 private:
     pid_t process_ = -1;
     int socket_ = -1;
     bool ready_ = false;
+};
+
+// Tries to take a mutex at once; a process that exists before this one opens the mutex shares nothing of it but the
+// name.
+class MutexProbe : public OtherProcess {
+public:
+    explicit MutexProbe(const WCHAR* name);
+    // In a session of that number. Gives it back.
+    bool can_take(BYTE session = 1) { return ask({session}) == Bytes{1}; }
+    // Takes it and dies with it.
+    bool take_and_die() { return ask({0}).empty(); }
 };
 
 // Serves one client at a time.

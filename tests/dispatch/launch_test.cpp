@@ -161,26 +161,24 @@ TEST_F(LaunchTest, WaitsForAProcess) {
 }
 
 TEST_F(LaunchTest, TheMutexIsTheThreadsAndTheProcesss) {
-    CNamedMutex mutex(TEXT("Local\\KV12_test")), again(TEXT("Local\\KV12_test"));
-    EXPECT_FALSE(mutex.Release());
-    ASSERT_TRUE(mutex.Acquire(0) && mutex.Acquire(0) && again.Acquire(0));
-    const auto taken_elsewhere = [] {
-        const OtherProcess other([](int socket) {
-            CNamedMutex same(TEXT("Local\\KV12_test"));
-            if (!same.Acquire(0)) return;
-            OtherProcess::send(socket, OtherProcess::kReady);
-            pause();
-        });
-        return other.is_ready();
-    };
-    EXPECT_FALSE(taken_elsewhere());
-    EXPECT_TRUE(again.Release() && mutex.Release());
-    EXPECT_FALSE(taken_elsewhere());
-    EXPECT_TRUE(mutex.Release());
-    EXPECT_FALSE(mutex.Release());
-    EXPECT_TRUE(taken_elsewhere());
-    // That process was killed: the mutex is abandoned, which is as good.
-    EXPECT_TRUE(mutex.Acquire(0));
+    constexpr const WCHAR* kName = TEXT("Local\\KV12_test");
+    MutexProbe other(kName);
+    {
+        CNamedMutex mutex(kName), again(kName);
+        EXPECT_FALSE(mutex.Release());
+        ASSERT_TRUE(mutex.Acquire(0) && mutex.Acquire(0) && again.Acquire(0));
+        EXPECT_FALSE(other.can_take());
+        EXPECT_TRUE(again.Release() && mutex.Release());
+        EXPECT_FALSE(other.can_take());
+        EXPECT_TRUE(mutex.Release());
+        EXPECT_FALSE(mutex.Release());
+        EXPECT_TRUE(other.can_take());
+        EXPECT_TRUE(mutex.Acquire(0) && mutex.Acquire(0));
+    }
+    EXPECT_TRUE(other.can_take());  // given up with its object
+    EXPECT_TRUE(other.take_and_die());
+    CNamedMutex abandoned(kName);
+    EXPECT_TRUE(abandoned.Acquire(0));
 }
 
 TEST_F(LaunchTest, EveryoneMayOpenTheMutex) {

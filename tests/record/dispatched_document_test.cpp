@@ -115,7 +115,7 @@ TEST_F(DispatchedDocument, StaysWhereItIsWhenTheDispatcherDies) {
         serve();
         ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
         dispatcher->kill();
-        EXPECT_TRUE(device->end_document(aborted ? ED_ABORTDOC : 0));
+        EXPECT_TRUE(device->end_document(aborted ? FLONG{ED_ABORTDOC} : 0));
         EXPECT_EQ(temporary_files().size(), aborted ? 0u : 1u);
         EXPECT_FALSE(pdevice().dispatcher->has_job());
         remove_temporary_files();
@@ -160,6 +160,7 @@ TEST_F(DispatchedDocument, LiesWhereTheDispatcherSaysOnOldSystems) {
                  {4, {}, true, false},
                  {4, Bytes(521, 'x'), true, false},  // one byte too long
                  {5, utf16(path), false, false}};
+    host::machine().administrator = true;  // else the temporary folder is another one there
     for (const auto& test : cases) {
         process_state().os_level = test.level;
         dispatcher.reset();
@@ -210,6 +211,7 @@ TEST_F(DispatchedDocument, SurvivesEachFailingCall) {
             host::fail_call(static_cast<host::CallKind>(kind), call);
             open_device();
             const bool started = device->is_open() && print();
+            const bool found = device->is_open() && pdevice().dispatcher;
             close_device();
             const std::string failed = host::failed_function();
             host::clear_failures();
@@ -219,18 +221,20 @@ TEST_F(DispatchedDocument, SurvivesEachFailingCall) {
             const bool accepted = std::ranges::any_of(received, [](const Bytes& message) { return message[0] == 1; });
             const bool handed_over = !received.empty() && received.back()[0] == kDispatchEndDoc;
             const bool withdrawn = !received.empty() && received.back()[0] == kDispatchAbort;
-            EXPECT_TRUE(!started || accepted);
-            if (!started) {
-                EXPECT_FALSE(handed_over);
-            }
+            // Where the dispatcher's program was not found, the document is recorded without it.
+            const bool looked_up = failed == "HeapAlloc" || failed.starts_with("Reg") || failed.starts_with("Get");
+            EXPECT_EQ(started && found, started && accepted);
+            EXPECT_TRUE(!started || found || looked_up);
+            EXPECT_TRUE(started || !handed_over);
             if (handed_over) {
-                EXPECT_EQ(files.size(), 1u);
-                EXPECT_EQ(faults_of(content(text_at(received.back(), 20))), "");
+                const std::u16string path = text_at(received.back(), 20);
+                EXPECT_EQ(faults_of(content(path)), "");
+                EXPECT_TRUE(DeleteFileW(path.c_str()));
             } else if (failed != "DeleteFileW") {
                 // Sending or asking for the hand-over failed, and with it perhaps the withdrawal.
                 const bool hand_over_failed = started && (failed == "TransactNamedPipe" || failed == "HeapAlloc");
                 EXPECT_LE(files.size(), hand_over_failed ? 1u : 0u);
-                EXPECT_TRUE(withdrawn || !started || hand_over_failed);
+                EXPECT_TRUE(withdrawn || !accepted || !started || hand_over_failed);
             }
             EXPECT_EQ(host::live_objects(), before);
             remove_temporary_files();
