@@ -13,6 +13,7 @@ kv_module(settings LINKS kv_support)
 kv_module(image LINKS kv_settings JPEG::JPEG)
 target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector code
 kv_module(fonts LINKS kv_support)
+target_compile_options(kv_fonts PRIVATE -O3)  # loops over tables become vector code
 kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)

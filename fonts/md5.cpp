@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <utility>
 
 #include "support/little_endian.h"
 
@@ -23,23 +22,19 @@ constexpr uint32_t kSines[64] = {
 
 constexpr int kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
-struct Mix {
-    uint32_t bits;
-    unsigned word;
-};
-
-// The auxiliary function of step i and the word of the block that it takes.
-Mix mix(unsigned i, uint32_t b, uint32_t c, uint32_t d) {
-    switch (i / 16) {
-        case 0:
-            return {(b & c) | (~b & d), i};
-        case 1:
-            return {(b & d) | (c & ~d), (5 * i + 1) % 16};
-        case 2:
-            return {b ^ c ^ d, (3 * i + 5) % 16};
-        default:
-            return {c ^ (b | ~d), (7 * i) % 16};
+// The 16 steps of a round. Step i takes the word that stands (first + stride * i) words into the block, round it.
+template <class Mix>
+void add_round(std::array<uint32_t, 4>& state, const uint32_t* words, unsigned round, unsigned first, unsigned stride,
+               Mix mix) {
+    auto [a, b, c, d] = state;
+    for (unsigned i = 0; i < 16; ++i) {
+        const uint32_t sum = a + mix(b, c, d) + words[(first + stride * i) % 16] + kSines[16 * round + i];
+        a = d;
+        d = c;
+        c = b;
+        b += std::rotl(sum, kShifts[round][i % 4]);
     }
+    state = {a, b, c, d};
 }
 
 }  // namespace
@@ -50,13 +45,13 @@ void Md5::add_block(const BYTE* block) {
         const BYTE* at = block + 4 * i;
         words[i] = uint32_t{at[0]} | uint32_t{at[1]} << 8 | uint32_t{at[2]} << 16 | uint32_t{at[3]} << 24;
     }
-    auto [a, b, c, d] = state_;
-    for (unsigned i = 0; i < 64; ++i) {
-        const Mix m = mix(i, b, c, d);
-        const uint32_t next = b + std::rotl(a + m.bits + words[m.word] + kSines[i], kShifts[i / 16][i % 4]);
-        a = std::exchange(d, std::exchange(c, std::exchange(b, next)));
-    }
-    state_ = {state_[0] + a, state_[1] + b, state_[2] + c, state_[3] + d};
+    std::array<uint32_t, 4> state = state_;
+    using Word = uint32_t;
+    add_round(state, words, 0, 0, 1, [](Word b, Word c, Word d) { return (b & c) | (~b & d); });
+    add_round(state, words, 1, 1, 5, [](Word b, Word c, Word d) { return (b & d) | (c & ~d); });
+    add_round(state, words, 2, 5, 3, [](Word b, Word c, Word d) { return b ^ c ^ d; });
+    add_round(state, words, 3, 0, 7, [](Word b, Word c, Word d) { return c ^ (b | ~d); });
+    for (size_t i = 0; i < state.size(); ++i) state_[i] += state[i];
 }
 
 void Md5::update(std::span<const BYTE> data) {

@@ -172,20 +172,19 @@ TEST_F(FontNamesTest, MergesTheTwoFormsOfAName) {
     struct Case {
         std::vector<Name> names;
         std::u16string wide;
-        LANGID wide_language;
         std::string ansi;
-        LANGID ansi_language;
+        LANGID wide_language, ansi_language;
     };
     const Case cases[] = {
-        {{windows_name(1, u"Caf\xE9", 0x40C)}, u"Caf\xE9", 0x40C, "Caf\xE9", 0x40C},
-        {{mac_name(1, ascii("Police"), 1)}, u"Police", 0x40C, "Police", 0x40C},
-        {{mac_name(1, ascii("\xCF\xF0"), 32, 7)}, u"\x41F\x440", 0x419, "\xCF\xF0", 0x419},
-        {{mac_name(1, ascii("Police"), 1), windows_name(1, u"Font")}, u"Font", 0x409, "Font", 0x409},
-        {{mac_name(1, ascii("Font")), windows_name(1, u"Police", 0x40C)}, u"Font", 0x409, "Font", 0x409},
+        {{windows_name(1, u"Caf\xE9", 0x40C)}, u"Caf\xE9", "Caf\xE9", 0x40C, 0x40C},
+        {{mac_name(1, ascii("Police"), 1)}, u"Police", "Police", 0x40C, 0x40C},
+        {{mac_name(1, ascii("\xCF\xF0"), 32, 7)}, u"\x41F\x440", "\xCF\xF0", 0x419, 0x419},
+        {{mac_name(1, ascii("Police"), 1), windows_name(1, u"Font")}, u"Font", "Font", 0x409, 0x409},
+        {{mac_name(1, ascii("Font")), windows_name(1, u"Police", 0x40C)}, u"Font", "Font", 0x409, 0x409},
         // A language that is not known is not replaced and replaces nothing.
-        {{mac_name(1, ascii("Eight"), 34), windows_name(1, u"Font")}, u"Font", 0x409, "Eight", 0},
-        {{mac_name(1, ascii("Font")), {0, 3, 0, 1, utf16(u"Unicode")}}, u"Unicode", 0, "Font", 0x409},
-        {{mac_name(1, ascii("Police"), 1), windows_name(1, u"Schrift", 0x407)}, u"Schrift", 0x407, "Police", 0x40C},
+        {{mac_name(1, ascii("Eight"), 34), windows_name(1, u"Font")}, u"Font", "Eight", 0x409, 0},
+        {{mac_name(1, ascii("Font")), {0, 3, 0, 1, utf16(u"Unicode")}}, u"Unicode", "Font", 0, 0x409},
+        {{mac_name(1, ascii("Police"), 1), windows_name(1, u"Schrift", 0x407)}, u"Schrift", "Police", 0x407, 0x40C},
     };
     for (const Case& c : cases) {
         const Parsed font(c.names);
