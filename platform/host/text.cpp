@@ -83,6 +83,23 @@ size_t character_bytes(UINT code_page, LPCSTR at, size_t left) {
     return std::min(bytes, left);
 }
 
+// The code pages that begin with ASCII. Johab has a currency sign at 0x5C elsewhere, but not on Windows.
+bool begins_with_ascii(UINT code_page) {
+    switch (code_page) {
+        case 874:
+        case 932:
+        case 936:
+        case 949:
+        case 950:
+        case 1361:
+        case 10000:
+        case CP_UTF8:
+            return true;
+        default:
+            return code_page >= 1250 && code_page <= 1258;
+    }
+}
+
 // Windows maps the bytes that Windows-125x leaves undefined to the C1 controls of the same number.
 bool is_windows_single_byte(UINT code_page) { return code_page >= 1250 && code_page <= 1258; }
 
@@ -150,12 +167,18 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR source, int source_s
     UINT page = resolved(code_page);
     Converter* from = converter(page, true);
     if (!from || !source || source_size == 0) return fail_with(ERROR_INVALID_PARAMETER);
+    const bool ascii = begins_with_ascii(page);
     size_t left = source_size < 0 ? std::strlen(source) + 1 : static_cast<size_t>(source_size);
     int count = 0;
     while (left > 0) {
         size_t bytes = character_bytes(page, source, left);
         WCHAR units[4];
-        int size = from->convert(source, bytes, units, sizeof units);
+        int size = 2;
+        if (ascii && static_cast<BYTE>(*source) < 0x80) {
+            units[0] = static_cast<WCHAR>(*source);
+        } else {
+            size = from->convert(source, bytes, units, sizeof units);
+        }
         if (size < 0) {
             if (flags & MB_ERR_INVALID_CHARS) return fail_with(1113);  // ERROR_NO_UNICODE_TRANSLATION
             units[0] = is_windows_single_byte(page) ? static_cast<BYTE>(*source) : (page == CP_UTF8 ? 0xFFFD : u'?');
@@ -180,13 +203,19 @@ int WideCharToMultiByte(UINT code_page, DWORD, LPCWSTR source, int source_length
     Converter* to = converter(page, false);
     if (!to || !source || source_length == 0) return fail_with(ERROR_INVALID_PARAMETER);
     if (used_default) *used_default = FALSE;
+    const bool ascii = begins_with_ascii(page);
     size_t left = source_length < 0 ? static_cast<size_t>(lstrlenW(source)) + 1 : static_cast<size_t>(source_length);
     int count = 0;
     while (left > 0) {
         bool pair = left > 1 && source[0] >= 0xD800 && source[0] < 0xDC00 && source[1] >= 0xDC00 && source[1] < 0xE000;
         size_t units = pair ? 2 : 1;
         char bytes[8];
-        int size = to->convert(source, units * 2, bytes, sizeof bytes);
+        int size = 1;
+        if (ascii && *source < 0x80) {
+            bytes[0] = static_cast<char>(*source);
+        } else {
+            size = to->convert(source, units * 2, bytes, sizeof bytes);
+        }
         if (size < 0 && is_windows_single_byte(page) && *source >= 0x80 && *source < 0xA0) {
             WCHAR back = 0;
             bytes[0] = static_cast<char>(*source);
