@@ -49,12 +49,14 @@ void read_locale(ProcessState& state) {
     }
     GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SENGLANGUAGE, state.language_name.data(),
                    static_cast<int>(state.language_name.capacity()));
-    constexpr DWORD kLetter = 1;
+    constexpr DWORD kLetter = 1;  // also where the system does not say
     const bool letter =
-        GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) && parse_number(text, 10) == kLetter;
+        !GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) || parse_number(text, 10) == kLetter;
     state.default_paper = letter ? DMPAPER_LETTER : DMPAPER_A4;
     state.default_units = letter ? 1 : 2;
 }
+
+}  // namespace
 
 void read_system(ProcessState& state) {
     state.clipboard_file = RegisterClipboardFormatW(TEXT("CF_KvFile"));
@@ -71,6 +73,8 @@ void read_system(ProcessState& state) {
     read_locale(state);
 }
 
+namespace {
+
 // The user's font for the product's texts, where one is set.
 void read_ui_fonts(ProcessState& state) {
     CRegKey key;
@@ -80,6 +84,7 @@ void read_ui_fonts(ProcessState& state) {
 }
 
 void read_product_settings(ProcessState& state) {
+    state.compatibility = state.silent = 0;
     for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
         CRegKey key;
         if (!open_product_key(key, root)) continue;

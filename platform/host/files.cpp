@@ -346,6 +346,7 @@ BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL fail_if_exists) {
     auto options = fail_if_exists ? fs::copy_options::none : fs::copy_options::overwrite_existing;
     std::string source = host_path(from);
     fs::copy_file(source, host_path(to), options, failed);
+    if (!failed) copy_module(from, to);
     if (!failed) return TRUE;
     return fail_with(access(source.c_str(), F_OK) != 0
                          ? not_found_error(source)

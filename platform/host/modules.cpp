@@ -86,6 +86,14 @@ HMODULE register_module(Module module) {
     return handle_of(modules().all.back());
 }
 
+void copy_module(const std::u16string& from, const std::u16string& to) {
+    const Loaded* entry = find_by_name(from);
+    if (!entry) return;
+    Module copy = entry->module;
+    copy.path = to;
+    register_module(std::move(copy));
+}
+
 HMODULE driver_module() {
     if (modules().all.empty()) reset_modules();
     return handle_of(modules().all.front());

@@ -74,6 +74,8 @@ std::u16string from_utf8(const std::string& text);
 void reset_registry();
 void reset_messages();
 void reset_modules();
+// A copy of a module's file is a module too.
+void copy_module(const std::u16string& from, const std::u16string& to);
 void reset_printers();
 void reset_clock();
 void reset_files();
