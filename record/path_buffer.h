@@ -44,7 +44,9 @@ public:
     PathView view() { return {head(), body().data()}; }
     // FALSE when it does not fit.
     BOOL assign(const PathView& source);
-    void clear_head() { head() = {}; }
+    void clear_head() {
+        if (block_) head() = {};
+    }
 
 private:
     HeapArray<BYTE> block_;

@@ -1,0 +1,197 @@
+// Devices: what they report to the engine, their surfaces, and the hand-over of a document from one to another.
+
+#include <cstring>
+
+#include "engine/surfaces.h"
+#include "settings/device_mode.h"
+#include "tests/common/print_test.h"
+
+namespace kv::test {
+namespace {
+
+struct DeviceTest : PrintTest {
+    static DEVMODEW mode_named(const char16_t* name) {
+        DEVMODEW mode = {};
+        mode.dmSize = sizeof mode;
+        mode.dmSpecVersion = 0x0401;
+        std::copy_n(name, std::char_traits<char16_t>::length(name), mode.dmDeviceName);
+        return mode;
+    }
+    void set_margins(uint32_t left, uint32_t top, uint32_t right, uint32_t bottom) {
+        set(u"MarginLeft", left);
+        set(u"MarginTop", top);
+        set(u"MarginRight", right);
+        set(u"MarginBottom", bottom);
+    }
+};
+
+TEST_F(DeviceTest, TakesItsNameFromTheSpoolerTheModeOrTheEngine) {
+    const DEVMODEW mode = mode_named(u"Mode"), nameless = mode_named(u"");
+    struct {
+        std::u16string spooler;
+        const DEVMODEW* mode;
+        std::u16string expected;
+    } cases[] = {{u"Spooler", &mode, u"Spooler"}, {u"", &mode, u"Mode"}, {u"", &nameless, u"P"}, {u"", nullptr, u"P"}};
+    for (const auto& test : cases) {
+        host::printer(printer).name = test.spooler;
+        open_device(test.mode);
+        EXPECT_EQ(pdevice().printer_name.c_str(), test.expected);
+        EXPECT_EQ(pdevice().port_name.c_str(), std::u16string(u"FILE:"));
+        close_device();
+    }
+    DEVMODEW full = mode_named(u"12345678901234567890123456789012");  // not terminated
+    open_device(&full);
+    EXPECT_EQ(pdevice().printer_name.length(), 32u);
+}
+
+TEST_F(DeviceTest, ReportsThePageToTheEngine) {
+    set(u"Resolution", 600);
+    set_margins(250, 500, 125, 1000);
+    open_device();
+    const GDIINFO& info = device->info();
+    // Letter: 215.9 x 279.4 mm, 5100 x 6600 pixels; a quarter of an inch is 6 mm and 150 pixels.
+    EXPECT_EQ(info.ulVersion, 0x5004u);
+    EXPECT_EQ(info.ulTechnology, 2u);
+    EXPECT_EQ(info.ulHorzSize, 215u - 6 - 3);
+    EXPECT_EQ(info.ulVertSize, 279u - 13 - 25);
+    EXPECT_EQ(info.ulHorzRes, 5100u - 150 - 75);
+    EXPECT_EQ(info.ulVertRes, 6600u - 300 - 600);
+    EXPECT_TRUE(info.cBitsPixel == 24 && info.cPlanes == 1 && info.ulNumColors == 0x4000);
+    EXPECT_TRUE(info.ulLogPixelsX == 600 && info.ulLogPixelsY == 600 && info.ulAspectX == 600 && info.ulAspectY == 600);
+    EXPECT_EQ(info.ulAspectXY, 849u);
+    EXPECT_EQ(info.flTextCaps, 0x1DFFu);
+    EXPECT_TRUE(info.xStyleStep == 4 && info.yStyleStep == 4 && info.denStyleStep == 8);
+    EXPECT_TRUE(info.ptlPhysOffset.x == 150 && info.ptlPhysOffset.y == 300);
+    EXPECT_TRUE(info.szlPhysSize.cx == 5100 && info.szlPhysSize.cy == 6600);
+    EXPECT_EQ(info.ulPrimaryOrder, 4u);
+    EXPECT_EQ(info.ulHTPatternSize, 6u);
+    EXPECT_EQ(info.ulHTOutputFormat, 6u);
+    EXPECT_EQ(info.flShadeBlend, 5u);
+    EXPECT_TRUE(info.flRaster == 0 && info.ulNumPalReg == 0 && info.ulDevicePelsDPI == 0 && info.flHTFlags == 0);
+
+    const DEVINFO& devinfo = device->devinfo();
+    EXPECT_EQ(devinfo.flGraphicsCaps, 0x1020A53Fu);
+    EXPECT_TRUE(devinfo.cFonts == 3 && devinfo.cxDither == 0 && devinfo.cyDither == 0 && devinfo.flGraphicsCaps2 == 0);
+    EXPECT_EQ(devinfo.hpalDefault, pdevice().palette);
+    const LOGFONTW& font = devinfo.lfDefaultFont;
+    EXPECT_TRUE(font.lfHeight == -100 && font.lfWidth == 0 && font.lfWeight == 400 && font.lfCharSet == 1);
+    EXPECT_EQ(font.lfFaceName, std::u16string(u"Courier New"));
+    EXPECT_EQ(std::memcmp(&font, &devinfo.lfAnsiVarFont, sizeof font), 0);
+    EXPECT_EQ(std::memcmp(&font, &devinfo.lfAnsiFixFont, sizeof font), 0);
+}
+
+TEST_F(DeviceTest, ReportsTheDepthsItKnows) {
+    struct {
+        uint32_t depth;
+        ULONG bits, dither;
+    } cases[] = {{8, 24, BMF_24BPP}, {16, 16, BMF_16BPP}, {24, 24, BMF_24BPP}, {32, 32, BMF_32BPP}, {0, 24, BMF_24BPP}};
+    for (const auto& test : cases) {
+        set(u"BitDepth", test.depth);
+        open_device();
+        EXPECT_EQ(device->info().cBitsPixel, test.bits);
+        EXPECT_EQ(device->devinfo().iDitherFormat, test.dither);
+        EXPECT_EQ(device->surface()->iBitmapFormat, ULONG{BMF_24BPP});
+        close_device();
+    }
+}
+
+TEST_F(DeviceTest, FillsTheEnginesBuffersAsFarAsTheyGo) {
+    HSURF patterns[2] = {reinterpret_cast<HSURF>(1), reinterpret_cast<HSURF>(1)};
+    std::vector<BYTE> info(sizeof(GDIINFO) + 96, 0xEE), devinfo(200, 0xEE);
+    auto open = [&](ULONG info_size, ULONG devinfo_size) {
+        return DrvEnablePDEV(nullptr, nullptr, 2, patterns, info_size, reinterpret_cast<ULONG*>(info.data()),
+                             devinfo_size, reinterpret_cast<DEVINFO*>(devinfo.data()), nullptr, nullptr, printer);
+    };
+    DHPDEV handle = open(static_cast<ULONG>(info.size()), 199);
+    ASSERT_TRUE(handle);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    EXPECT_TRUE(info[0] == 0x04 && info[1] == 0x50);
+    EXPECT_EQ(info[sizeof(GDIINFO) - 1], 0);
+    EXPECT_EQ(std::vector<BYTE>(info.end() - 96, info.end()), std::vector<BYTE>(96));
+    EXPECT_TRUE(devinfo[0] == 0x3F && devinfo[199] == 0xEE && !patterns[0] && !patterns[1]);
+    DrvDisablePDEV(handle);
+    info.assign(info.size(), 0xEE);
+    handle = open(0, 0);
+    EXPECT_EQ(info[0], 0xEE);
+    DrvDisablePDEV(handle);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    handle = DrvEnablePDEV(nullptr, nullptr, 2, nullptr, 9, nullptr, 9, nullptr, nullptr, nullptr, printer);
+    ASSERT_TRUE(handle);
+    DrvDisablePDEV(handle);
+}
+
+TEST_F(DeviceTest, MakesASurfaceOfThePrintableArea) {
+    set_margins(1000, 500, 500, 2000);  // 100, 50, 50 and 200 pixels
+    open_device();
+    const SURFOBJ* surface = device->surface();
+    EXPECT_TRUE(surface->sizlBitmap.cx == 700 && surface->sizlBitmap.cy == 850);
+    EXPECT_EQ(reinterpret_cast<void*>(surface->dhsurf), reinterpret_cast<void*>(device->handle()));
+    EXPECT_EQ(engine::hooks_of(surface), 0x1A4EBu);
+    close_device();
+    host::fail_call(host::CallKind::Engine, 2);  // the palette, the surface
+    open_device();
+    EXPECT_EQ(host::failed_function(), "EngCreateDeviceSurface");
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+    EXPECT_FALSE(device->is_open());
+    EXPECT_EQ(pdevice().surface, nullptr);
+}
+
+TEST_F(DeviceTest, NamesTheReasonWhenItCannotBeMade) {
+    for (uint64_t call = 1;; ++call) {
+        host::fail_call(host::CallKind::Allocation, call);
+        open_device();
+        const DWORD error = GetLastError();
+        if (device->handle()) {
+            EXPECT_EQ(error, DWORD{ERROR_SUCCESS});
+        } else {
+            EXPECT_EQ(error, call == 1 ? DWORD{ERROR_NOT_ENOUGH_MEMORY} : DWORD{ERROR_GEN_FAILURE}) << call;
+        }
+        const bool reached = !host::failed_function().empty();
+        close_device();
+        if (!reached) break;
+    }
+}
+
+TEST_F(DeviceTest, AnswersForNoDevice) {
+    auto expect_error = [] {
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+        SetLastError(0);
+    };
+    open_device();
+    DrvCompletePDEV(nullptr, nullptr), expect_error();
+    EXPECT_FALSE(DrvResetPDEV(nullptr, device->handle())), expect_error();
+    EXPECT_FALSE(DrvResetPDEV(device->handle(), nullptr)), expect_error();
+    EXPECT_FALSE(DrvEnableSurface(nullptr)), expect_error();
+    DrvDisableSurface(nullptr), expect_error();
+    DrvDisablePDEV(nullptr), expect_error();
+}
+
+TEST_F(DeviceTest, LeavesAnEmptyDeviceBehindAReset) {
+    start_page();
+    ASSERT_TRUE(device->send_page());
+    // The engine's hands are tied here: the old device stays, and is called once more.
+    DHPDEV fresh = DrvEnablePDEV(nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, printer);
+    ASSERT_TRUE(fresh);
+    ASSERT_TRUE(DrvResetPDEV(device->handle(), fresh));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(pdevice().signature, 0x564B);
+    EXPECT_FALSE(pdevice().document_open);
+    DrvSendPage(device->surface());
+    WCHAR title[] = TEXT("T");
+    EXPECT_TRUE(DrvEndDoc(device->surface(), 0));
+    DrvStartDoc(device->surface(), title, 9);
+    DrvStartPage(device->surface());
+    DrvEscape(device->surface(), CLIP_TO_PATH, 4, title, 0, nullptr);
+    EXPECT_TRUE(DrvEndDoc(device->surface(), 0));
+    EXPECT_EQ(temporary_files().size(), 1u) << "the document that moved";
+    close_device();
+    SURFOBJ surface = {};
+    surface.iType = STYPE_DEVICE;
+    surface.dhpdev = fresh;
+    EXPECT_TRUE(DrvStartPage(&surface) && DrvSendPage(&surface) && DrvEndDoc(&surface, 0));
+    EXPECT_FALSE(job().empty());
+    DrvDisablePDEV(fresh);
+}
+
+}  // namespace
+}  // namespace kv::test
