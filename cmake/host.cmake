@@ -49,7 +49,7 @@ kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
 kv_tests(engine kv_test_common)
 
-foreach(tool kvjob kvdisp12 kvprint)
+foreach(tool kvjob kvdisp12 kvprint fidelity)
   if(EXISTS ${CMAKE_SOURCE_DIR}/tools/${tool}/CMakeLists.txt)
     add_subdirectory(tools/${tool})
   endif()
