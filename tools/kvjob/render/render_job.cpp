@@ -86,18 +86,20 @@ public:
           map_(file),
           fonts_(map_),
           texts_(fonts_),
-          brushes_(map_, summary_.resolution, BrushTable::Drawing::Pixels),
+          brushes_(map_, summary_.resolution, is_pdf() ? BrushTable::Drawing::Lines : BrushTable::Drawing::Pixels),
           painter_(map_, brushes_, texts_, reports) {
         if (summary_.resolution == 0) throw std::runtime_error("the job does not tell its resolution");
         choose_pages();
     }
 
     void run() {
-        options_.output.ends_with(".pdf") ? write_pdf() : write_pngs();
+        is_pdf() ? write_pdf() : write_pngs();
         if (options_.progress) std::fputs("\r\033[K", stderr);
     }
 
 private:
+    bool is_pdf() const { return options_.output.ends_with(".pdf"); }
+
     void choose_pages() {
         const size_t count = std::min(map_.pages().size(), summary_.pages.size());
         for (size_t i = 0; i < count; ++i) {

@@ -28,6 +28,11 @@ inline void set_source(cairo_t* context, const Tint& tint) {
     }
     cairo_set_source_surface(context, tint.tile, 0, 0);
     cairo_pattern_set_extend(cairo_get_source(context), CAIRO_EXTEND_REPEAT);
+    // Pixels of a pattern stay squares where they are made larger.
+    cairo_matrix_t matrix;
+    cairo_get_matrix(context, &matrix);
+    const bool shrinks = matrix.xx < 1 && cairo_surface_get_type(cairo_get_target(context)) == CAIRO_SURFACE_TYPE_IMAGE;
+    cairo_pattern_set_filter(cairo_get_source(context), shrinks ? CAIRO_FILTER_GOOD : CAIRO_FILTER_NEAREST);
 }
 
 // A brush that paints nothing, in an operation that needs one.
