@@ -73,7 +73,7 @@ BOOL CTtfFullNameReader::ParseName(CTtfTable* table) {
     free_names();
     if (!CTtf::ParseName(table)) return FALSE;
     if (counted_ == 0) return TRUE;
-    if (!names_.alloc(size_t{counted_} + 1)) return FALSE;
+    if (!names_.alloc(size_t{counted_} + 1, kQuietly)) return FALSE;
     capacity_ = counted_;
     collecting_ = true;
     const BOOL parsed = CTtf::ParseName(table);

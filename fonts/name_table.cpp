@@ -21,7 +21,7 @@ Decoded read_narrow_units(std::span<const BYTE> bytes, ByteOrder order, NameText
     if (bytes.size() % 2 != 0) return Decoded::Nothing;
     const size_t count = bytes.size() / 2;
     HeapArray<char> narrow;
-    if (!narrow.alloc(count + 1)) return Decoded::NoMemory;
+    if (!narrow.alloc(count + 1, kQuietly)) return Decoded::NoMemory;
     for (size_t i = 0; i < count; ++i) {
         const WORD unit = load_u16(bytes.data() + 2 * i, order);
         if (unit > 0xFF) return Decoded::Nothing;
@@ -33,7 +33,7 @@ Decoded read_narrow_units(std::span<const BYTE> bytes, ByteOrder order, NameText
 
 Decoded read_bytes(std::span<const BYTE> bytes, UINT code_page, NameText& text) {
     HeapArray<char> copy;
-    if (!copy.alloc(bytes.size() + 1)) return Decoded::NoMemory;
+    if (!copy.alloc(bytes.size() + 1, kQuietly)) return Decoded::NoMemory;
     std::copy(bytes.begin(), bytes.end(), copy.get());
     text.adopt_ansi(std::move(copy), code_page);
     return Decoded::Text;
@@ -63,7 +63,7 @@ Decoded decode_utf16(const NameTable& table, const NameRecord& record, const Nam
     }
     const size_t count = bytes.size() / 2;
     HeapArray<WCHAR> units;
-    if (!units.alloc(count + 1)) return Decoded::NoMemory;
+    if (!units.alloc(count + 1, kQuietly)) return Decoded::NoMemory;
     for (size_t i = 0; i < count; ++i) units[i] = static_cast<WCHAR>(load_u16(bytes.data() + 2 * i, table.order()));
     text.adopt_wide(std::move(units),
                     record.platform == kPlatformWindows ? windows_encoding(record.encoding).code_page : 0);

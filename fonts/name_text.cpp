@@ -25,7 +25,7 @@ template <class To, class From>
 BOOL copy_units(HeapArray<To>& target, const From* source) {
     size_t size = 1;
     while (source[size - 1]) ++size;
-    if (!target.alloc(size)) return FALSE;
+    if (!target.alloc(size, kQuietly)) return FALSE;
     for (size_t i = 0; i < size; ++i) target[i] = static_cast<To>(source[i]);
     return TRUE;
 }
@@ -36,7 +36,7 @@ BOOL to_utf16(HeapArray<WCHAR>& target, const char* text, UINT code_page) {
     const int bytes = static_cast<int>(std::strlen(text));
     const int units = MultiByteToWideChar(code_page, 0, text, bytes, nullptr, 0);
     if (units <= 0) return TRUE;
-    if (!target.alloc(static_cast<size_t>(units) + 1)) return FALSE;
+    if (!target.alloc(static_cast<size_t>(units) + 1, kQuietly)) return FALSE;
     MultiByteToWideChar(code_page, 0, text, bytes, target.get(), units);
     return TRUE;
 }
@@ -46,7 +46,7 @@ BOOL to_code_page(HeapArray<char>& target, const WCHAR* text, UINT code_page) {
     const int units = static_cast<int>(text_length(text));
     const int bytes = WideCharToMultiByte(code_page, 0, text, units, nullptr, 0, nullptr, nullptr);
     if (bytes <= 0) return TRUE;
-    if (!target.alloc(static_cast<size_t>(bytes) + 1)) return FALSE;
+    if (!target.alloc(static_cast<size_t>(bytes) + 1, kQuietly)) return FALSE;
     WideCharToMultiByte(code_page, 0, text, units, target.get(), bytes, nullptr, nullptr);
     return TRUE;
 }

@@ -371,6 +371,11 @@ TEST_F(FontNamesTest, SurvivesEachFailingAllocation) {
             EXPECT_EQ(done, !reached) << what << " allocation " << n;
         }
     }
+    // Names are read quietly; only the copy of the font and the list of its tables are not.
+    std::vector<std::u16string> shown;
+    for (const host::Message& message : host::messages()) shown.push_back(message.text);
+    EXPECT_EQ(shown, (std::vector<std::u16string>{u"Out of memory (CGlobalObj::Alloc).",
+                                                  u"Out of memory (CTtf::ParseFont)."}));
     host::clear_failures();
 }
 
