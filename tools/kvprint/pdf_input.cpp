@@ -63,10 +63,16 @@ Pdf::Pdf(fz_context* context, const std::string& path) : context_(context) {
         }
         with_errors(context_, [&] { pages_ = pdf_count_pages(context_, document_); });
         if (pages_ < 1) throw std::runtime_error("damaged: it has no pages");
+        with_errors(context_, [&] { pdf_load_page_tree(context_, document_); });  // a page is found at once
     } catch (...) {
         pdf_drop_document(context_, document_);
         throw;
     }
+}
+
+Pdf::~Pdf() {
+    pdf_drop_page_tree(context_, document_);
+    pdf_drop_document(context_, document_);
 }
 
 void Pdf::forget_page() {

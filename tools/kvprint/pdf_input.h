@@ -30,7 +30,7 @@ private:
 class Pdf {
 public:
     Pdf(fz_context* context, const std::string& path);
-    ~Pdf() { pdf_drop_document(context_, document_); }
+    ~Pdf();
     Pdf(const Pdf&) = delete;
     Pdf& operator=(const Pdf&) = delete;
 
