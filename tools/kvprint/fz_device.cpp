@@ -17,121 +17,227 @@ PagePlayer& player_of(fz_device* device) { return *reinterpret_cast<PlayerDevice
 
 FillRule rule_of(int even_odd) { return even_odd ? FillRule::EvenOdd : FillRule::Winding; }
 
-// The colour in the surface's order, blue low. What is translucent is blended with the white of the paper.
-ULONG device_colour(fz_context* context, fz_device* device, fz_colorspace* space, const float* colour, float alpha,
-                    fz_color_params parameters) {
+Paint make_paint(fz_context* context, const PagePlayer& player, fz_colorspace* space, const float* colour, float alpha,
+                 fz_color_params parameters) {
+    if (player.glyph_paint()) return *player.glyph_paint();
     float rgb[3] = {0, 0, 0};
-    if (space) fz_convert_color(context, space, colour, fz_device_rgb(context), rgb, nullptr, parameters);
-    if (alpha < 1) player_of(device).count_missing("translucent paths (blended with white)");
-    ULONG result = 0;
-    for (float component : rgb) {
-        const float over_white = component * alpha + (1 - alpha);
-        result = result << 8 | static_cast<ULONG>(std::lround(std::clamp(over_white, 0.0f, 1.0f) * 255));
+    if (space) {
+        with_errors(context, [&] {
+            fz_convert_color(context, space, colour, fz_device_rgb(context), rgb, nullptr, parameters);
+        });
     }
-    return result;
+    ULONG value = 0;
+    for (float component : rgb) {
+        value = value << 8 | static_cast<ULONG>(std::lround(std::clamp(component, 0.0f, 1.0f) * 255));
+    }
+    return {value, alpha * player.alpha()};
+}
+
+// A mask that is held is for something else than its image.
+void settle_mask(fz_context* context, PagePlayer& player) {
+    if (!player.holds_mask()) return;
+    bool captures = false;
+    as_callback(context, [&] { captures = player.settle_mask(); });
+    if (captures) player.clip_to_held_mask(player.capturing());
+}
+
+// A call that draws: again(target) makes it once more on another device, play() plays it.
+template <class Again, class Play>
+void draw(fz_context* context, fz_device* device, Again again, Play play) {
+    PagePlayer& player = player_of(device);
+    settle_mask(context, player);
+    if (!player.pass_on_drawing(again)) as_callback(context, [&] { play(player); });
+}
+
+// A call that begins a clip: play() tells whether a capture began.
+template <class Again, class Play>
+void begin(fz_context* context, fz_device* device, bool is_clip, Again again, Play play) {
+    PagePlayer& player = player_of(device);
+    settle_mask(context, player);
+    if (player.pass_on_begin(is_clip, again)) return;
+    bool captures = false;
+    as_callback(context, [&] { captures = play(player); });
+    if (captures && player.capturing()) again(player.capturing());
+}
+
+template <class Again, class Play>
+void end(fz_context* context, fz_device* device, Again again, Play play) {
+    PagePlayer& player = player_of(device);
+    if (player.pass_on_end(again)) {
+        as_callback(context, [&] { player.end_captured(); });
+    } else {
+        play(player);
+    }
 }
 
 void fill_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm,
                fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
-    if (!player_of(device).is_drawing()) return;
-    const ULONG rgb = device_colour(context, device, space, colour, alpha, parameters);
-    as_callback(context, [&] { player_of(device).fill(path, rule_of(even_odd), ctm, rgb); });
+    draw(
+        context, device,
+        [&](fz_device* to) { fz_fill_path(context, to, path, even_odd, ctm, space, colour, alpha, parameters); },
+        [&](PagePlayer& player) {
+            player.fill(path, rule_of(even_odd), ctm, make_paint(context, player, space, colour, alpha, parameters));
+        });
 }
 
 void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
-    if (!player_of(device).is_drawing()) return;
-    const ULONG rgb = device_colour(context, device, space, colour, alpha, parameters);
-    as_callback(context, [&] { player_of(device).stroke(path, *state, ctm, rgb); });
+    draw(
+        context, device,
+        [&](fz_device* to) { fz_stroke_path(context, to, path, state, ctm, space, colour, alpha, parameters); },
+        [&](PagePlayer& player) {
+            player.stroke(path, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
+        });
 }
 
-void clip_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm, fz_rect) {
-    as_callback(context, [&] { player_of(device).clip_to_path(path, rule_of(even_odd), ctm); });
+void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
+               const float* colour, float alpha, fz_color_params parameters) {
+    draw(
+        context, device, [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
+        [&](PagePlayer& player) {
+            player.fill_text(text, ctm, make_paint(context, player, space, colour, alpha, parameters));
+        });
 }
 
-template <class Draw>
-void clip_drawing(fz_context* context, fz_device* device, fz_rect bounds, Draw draw) {
-    as_callback(context, [&] { player_of(device).clip_to_drawing(bounds, draw); });
+void stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
+                 fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
+    draw(
+        context, device,
+        [&](fz_device* to) { fz_stroke_text(context, to, text, state, ctm, space, colour, alpha, parameters); },
+        [&](PagePlayer& player) {
+            player.stroke_text(text, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
+        });
+}
+
+void fill_shade(fz_context* context, fz_device* device, fz_shade* shade, fz_matrix ctm, float alpha,
+                fz_color_params parameters) {
+    draw(
+        context, device, [&](fz_device* to) { fz_fill_shade(context, to, shade, ctm, alpha, parameters); },
+        [&](PagePlayer& player) { player.shade(shade, ctm, alpha * player.alpha(), parameters); });
+}
+
+void fill_image(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, float alpha,
+                fz_color_params parameters) {
+    PagePlayer& player = player_of(device);
+    if (!player.is_mask_of(image)) settle_mask(context, player);
+    if (player.pass_on_drawing([&](fz_device* to) { fz_fill_image(context, to, image, ctm, alpha, parameters); }))
+        return;
+    as_callback(context, [&] { player.image(image, ctm, alpha * player.alpha(), parameters); });
+}
+
+void fill_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_colorspace* space,
+                     const float* colour, float alpha, fz_color_params parameters) {
+    draw(
+        context, device,
+        [&](fz_device* to) { fz_fill_image_mask(context, to, image, ctm, space, colour, alpha, parameters); },
+        [&](PagePlayer& player) {
+            player.stencil(image, ctm, make_paint(context, player, space, colour, alpha, parameters));
+        });
+}
+
+void clip_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm,
+               fz_rect scissor) {
+    begin(
+        context, device, true, [&](fz_device* to) { fz_clip_path(context, to, path, even_odd, ctm, scissor); },
+        [&](PagePlayer& player) { return !player.clip_to_path(path, rule_of(even_odd), ctm); });
 }
 
 void clip_stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
-                      fz_matrix ctm, fz_rect) {
-    clip_drawing(context, device, fz_bound_path(context, path, state, ctm), [&](fz_device* mask) {
-        fz_stroke_path(context, mask, path, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
-    });
+                      fz_matrix ctm, fz_rect scissor) {
+    begin(
+        context, device, true, [&](fz_device* to) { fz_clip_stroke_path(context, to, path, state, ctm, scissor); },
+        [&](PagePlayer& player) {
+            return !player.clip_to_drawing(fz_bound_path(context, path, state, ctm), [&](fz_device* mask) {
+                fz_stroke_path(context, mask, path, state, ctm, fz_device_gray(context), kBlack, 1,
+                               fz_default_color_params);
+            });
+        });
 }
 
-void clip_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_rect) {
-    clip_drawing(context, device, fz_bound_text(context, text, nullptr, ctm), [&](fz_device* mask) {
-        fz_fill_text(context, mask, text, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
-    });
+void clip_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_rect scissor) {
+    begin(
+        context, device, true, [&](fz_device* to) { fz_clip_text(context, to, text, ctm, scissor); },
+        [&](PagePlayer& player) { return !player.clip_to_text(text, ctm); });
 }
 
 void clip_stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
-                      fz_matrix ctm, fz_rect) {
-    clip_drawing(context, device, fz_bound_text(context, text, state, ctm), [&](fz_device* mask) {
-        fz_stroke_text(context, mask, text, state, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
-    });
+                      fz_matrix ctm, fz_rect scissor) {
+    begin(
+        context, device, true, [&](fz_device* to) { fz_clip_stroke_text(context, to, text, state, ctm, scissor); },
+        [&](PagePlayer& player) {
+            return !player.clip_to_drawing(fz_bound_text(context, text, state, ctm), [&](fz_device* mask) {
+                fz_stroke_text(context, mask, text, state, ctm, fz_device_gray(context), kBlack, 1,
+                               fz_default_color_params);
+            });
+        });
 }
 
-void clip_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_rect) {
-    clip_drawing(context, device, fz_transform_rect(fz_unit_rect, ctm), [&](fz_device* mask) {
-        fz_fill_image_mask(context, mask, image, ctm, fz_device_gray(context), kBlack, 1, fz_default_color_params);
-    });
+void clip_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_rect scissor) {
+    begin(
+        context, device, true, [&](fz_device* to) { fz_clip_image_mask(context, to, image, ctm, scissor); },
+        [&](PagePlayer& player) {
+            player.hold_mask(image, ctm);
+            return false;
+        });
 }
 
-void fill_text(fz_context*, fz_device* device, const fz_text*, fz_matrix, fz_colorspace*, const float*, float,
-               fz_color_params) {
-    player_of(device).count_missing("texts");
+void pop_clip(fz_context* context, fz_device* device) {
+    end(
+        context, device, [&](fz_device* to) { fz_pop_clip(context, to); },
+        [](PagePlayer& player) {
+            player.drop_mask();
+            player.pop_clip();
+        });
 }
 
-void stroke_text(fz_context*, fz_device* device, const fz_text*, const fz_stroke_state*, fz_matrix, fz_colorspace*,
-                 const float*, float, fz_color_params) {
-    player_of(device).count_missing("outlined texts");
-}
-
-void fill_shade(fz_context*, fz_device* device, fz_shade*, fz_matrix, float, fz_color_params) {
-    player_of(device).count_missing("shadings");
-}
-
-void fill_image(fz_context*, fz_device* device, fz_image*, fz_matrix, float, fz_color_params) {
-    player_of(device).count_missing("images");
-}
-
-void fill_image_mask(fz_context*, fz_device* device, fz_image*, fz_matrix, fz_colorspace*, const float*, float,
-                     fz_color_params) {
-    player_of(device).count_missing("image masks");
-}
-
-void begin_mask(fz_context*, fz_device* device, fz_rect, int, fz_colorspace*, const float*, fz_color_params) {
-    player_of(device).count_missing("soft masks");
-    player_of(device).hide();
+void begin_mask(fz_context* context, fz_device* device, fz_rect area, int luminosity, fz_colorspace* space,
+                const float* backdrop, fz_color_params parameters) {
+    begin(
+        context, device, false,
+        [&](fz_device* to) { fz_begin_mask(context, to, area, luminosity, space, backdrop, parameters); },
+        [&](PagePlayer& player) {
+            player.begin_mask(area);
+            return true;
+        });
 }
 
 // What the mask applies to follows, and is ended like a clip.
 void end_mask(fz_context* context, fz_device* device) {
-    player_of(device).show();
-    as_callback(context, [&] { player_of(device).clip_to_same(); });
+    player_of(device).pass_on([&](fz_device* to) { fz_end_mask(context, to); });
 }
 
-void begin_group(fz_context*, fz_device* device, fz_rect, fz_colorspace*, int, int, int blend_mode, float alpha) {
-    if (blend_mode != FZ_BLEND_NORMAL) player_of(device).count_missing("blend modes");
-    if (alpha < 1) player_of(device).count_missing("translucent groups");
+void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colorspace* space, int isolated, int knockout,
+                 int blend_mode, float alpha) {
+    begin(
+        context, device, false,
+        [&](fz_device* to) { fz_begin_group(context, to, area, space, isolated, knockout, blend_mode, alpha); },
+        [&](PagePlayer& player) { return player.begin_group(area, knockout, blend_mode, alpha); });
 }
 
-int begin_tile(fz_context*, fz_device* device, fz_rect, fz_rect, float, float, fz_matrix, int) {
-    player_of(device).count_missing("tiled patterns");
-    player_of(device).hide();
+void end_group(fz_context* context, fz_device* device) {
+    end(
+        context, device, [&](fz_device* to) { fz_end_group(context, to); }, [](PagePlayer&) {});
+}
+
+int begin_tile(fz_context* context, fz_device* device, fz_rect area, fz_rect view, float across, float down,
+               fz_matrix ctm, int) {
+    begin(
+        context, device, false, [&](fz_device* to) { fz_begin_tile(context, to, area, view, across, down, ctm); },
+        [&](PagePlayer& player) {
+            player.begin_tile({area, view, across, down, ctm});
+            return true;
+        });
     return 0;
 }
 
-void end_tile(fz_context*, fz_device* device) { player_of(device).show(); }
+void end_tile(fz_context* context, fz_device* device) {
+    end(
+        context, device, [&](fz_device* to) { fz_end_tile(context, to); }, [](PagePlayer&) {});
+}
 
-}  // namespace
-
-fz_device* PagePlayer::make_fz_device() {
-    auto* device = reinterpret_cast<PlayerDevice*>(fz_new_device_of_size(context_, sizeof(PlayerDevice)));
-    device->player = this;
+fz_device* make_device(fz_context* context, PagePlayer* player) {
+    auto* device = reinterpret_cast<PlayerDevice*>(fz_new_device_of_size(context, sizeof(PlayerDevice)));
+    device->player = player;
     fz_device& base = device->base;
     base.fill_path = fill_path;
     base.stroke_path = stroke_path;
@@ -140,7 +246,7 @@ fz_device* PagePlayer::make_fz_device() {
     base.clip_text = clip_text;
     base.clip_stroke_text = clip_stroke_text;
     base.clip_image_mask = clip_image_mask;
-    base.pop_clip = [](fz_context*, fz_device* self) { player_of(self).pop_clip(); };
+    base.pop_clip = pop_clip;
     base.fill_text = fill_text;
     base.stroke_text = stroke_text;
     base.fill_shade = fill_shade;
@@ -149,9 +255,18 @@ fz_device* PagePlayer::make_fz_device() {
     base.begin_mask = begin_mask;
     base.end_mask = end_mask;
     base.begin_group = begin_group;
+    base.end_group = end_group;
     base.begin_tile = begin_tile;
     base.end_tile = end_tile;
     return &base;
 }
+
+}  // namespace
+
+PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, float resolution)
+    : context_(context),
+      canvas_(canvas),
+      renderer_(context, resolution),
+      device_(make_held<DrawDevice>(context, [&] { return make_device(context, this); })) {}
 
 }  // namespace kvprint

@@ -1,5 +1,5 @@
 #pragma once
-// Rectangles and pixels: right and bottom are exclusive.
+// Rectangles, whose right and bottom are exclusive, pixels and colours.
 
 #include <mupdf/fitz.h>
 
@@ -41,6 +41,14 @@ inline RECTL nearest_pixels(fz_rect rect) {
 inline RECTL common(const RECTL& a, const RECTL& b) {
     return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
 }
+
+// A colour of the surface, blue low, as MuPDF takes it.
+struct Rgb {
+    float components[3];
+    explicit Rgb(ULONG colour) {
+        for (int i = 0; i < 3; ++i) components[i] = static_cast<float>(colour >> (16 - 8 * i) & 0xFF) / 255;
+    }
+};
 
 inline bool is_empty(const RECTL& rect) { return rect.left >= rect.right || rect.top >= rect.bottom; }
 

@@ -11,9 +11,12 @@ enum : int { kDone = 0, kFailed = 1, kUsage = 2 };
 void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::printf("%s: %zu pages, %zu fills, %zu strokes\n",
+        std::printf("%s: %zu pages, %zu fills, %zu strokes, %zu images\n",
                     options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages, played.fills,
-                    played.strokes);
+                    played.strokes, played.images);
+        for (const auto& [kind, count] : played.as_images) {
+            if (count > 0) std::printf("  drawn as images: %zu %s\n", count, kind.c_str());
+        }
     }
     for (const auto& [kind, count] : played.missing) {
         std::fprintf(stderr, "%s: not printed: %zu %s\n", options.input.c_str(), count, kind.c_str());

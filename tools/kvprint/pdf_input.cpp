@@ -44,7 +44,7 @@ Context::Context() : fz_(fz_new_context(nullptr, nullptr, kStoreSize)) {
 
 // Streams that end too early or do not inflate are only warned about, and their rest is missing.
 void Context::take_warning(void* context, const char* message) {
-    for (const char* damage : {"zlib error", "read error", "premature end", "truncated"}) {
+    for (const char* damage : {"zlib error", "read error", "premature end", "broken object", "corrupt"}) {
         if (std::strstr(message, damage)) static_cast<Context*>(context)->damage_ = true;
     }
 }
@@ -86,8 +86,30 @@ void Pdf::forget_page() {
 PdfPage::PdfPage(fz_context* context, const Pdf& pdf, int number) : context_(context) {
     with_errors(context_, [&] {
         page_ = pdf_load_page(context_, pdf.get(), number - 1);
+        // With the page tree loaded, MuPDF 1.21 holds the page's object once more than it drops it: beside the page
+        // only the table of objects has it.
+        constexpr int kHolders = 2;
+        if (!pdf_is_indirect(context_, page_->obj) && pdf_obj_refs(context_, page_->obj) > kHolders) {
+            pdf_drop_obj(context_, page_->obj);
+        }
         bounds_ = pdf_bound_page(context_, page_);
     });
+}
+
+bool PdfPage::blends() {
+    if (!page_->transparency) return false;
+    struct Probe {
+        fz_device base;
+        bool found;
+    };
+    const auto device = make_held<DrawDevice>(
+        context_, [&] { return static_cast<fz_device*>(fz_new_device_of_size(context_, sizeof(Probe))); });
+    auto* probe = reinterpret_cast<Probe*>(device.get());
+    probe->base.begin_group = [](fz_context*, fz_device* self, fz_rect, fz_colorspace*, int, int, int mode, float) {
+        if (mode != FZ_BLEND_NORMAL) reinterpret_cast<Probe*>(self)->found = true;
+    };
+    run(device.get(), 1, {0, 0});
+    return probe->found;
 }
 
 void PdfPage::run(fz_device* device, float scale, fz_point corner) {

@@ -55,6 +55,8 @@ public:
 
     float width() const { return bounds_.x1 - bounds_.x0; }  // points
     float height() const { return bounds_.y1 - bounds_.y0; }
+    // Something on the page is blended with what lies under it by another mode than the normal one.
+    bool blends();
     // Runs the page on a device. scale: pixels a point; corner: where its left top corner lies, pixels.
     void run(fz_device* device, float scale, fz_point corner);
 

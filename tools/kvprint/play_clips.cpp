@@ -19,29 +19,72 @@ std::vector<Region::Span> dark_spans(const unsigned char* row, LONG left, LONG w
 
 }  // namespace
 
-void PagePlayer::clip_to_path(const fz_path* path, FillRule rule, fz_matrix ctm) {
-    const Region& current = canvas_.clip();
-    fz_rect rect;
-    if (hidden_ > 0) {
-        canvas_.push_same();
-    } else if (find_rect(context_, path, ctm, rect)) {
-        canvas_.push(current.intersected(Region(nearest_pixels(rect))));
-    } else {
-        const fz_rect bounds = fz_bound_path(context_, path, nullptr, ctm);
-        Region inside = scan(flatten(context_, path, ctm), rule, common(covering(bounds), current.bounds()));
-        const bool thin = bounds.x1 - bounds.x0 < 1 || bounds.y1 - bounds.y0 < 1;
-        if (inside.empty() && thin && bounds.x0 <= bounds.x1) inside = Region(nearest_pixels(bounds));
-        canvas_.push(current.intersected(inside));
+bool PagePlayer::push(Region region) {
+    if (region.rect_count() <= kFinestRegion) {
+        canvas_.push(std::move(region));
+        return true;
     }
+    count_as_image("clips too fine for outlines");
+    begin_capture(Capture::Kind::Layer, region.bounds());
+    return false;
 }
 
-void PagePlayer::clip_to_drawing(fz_rect bounds, const Draw& draw) {
-    if (hidden_ > 0) {
-        canvas_.push_same();
-        return;
+bool PagePlayer::clip_to_path(const fz_path* path, FillRule rule, fz_matrix ctm) {
+    const Region& current = canvas_.clip();
+    fz_rect rect;
+    if (find_rect(context_, path, ctm, rect)) return push(current.intersected(Region(nearest_pixels(rect))));
+    const fz_rect bounds = fz_bound_path(context_, path, nullptr, ctm);
+    Region inside = scan(flatten(context_, path, ctm), rule, common(covering(bounds), current.bounds()));
+    const bool thin = bounds.x1 - bounds.x0 < 1 || bounds.y1 - bounds.y0 < 1;
+    if (inside.empty() && thin && bounds.x0 <= bounds.x1) inside = Region(nearest_pixels(bounds));
+    return push(current.intersected(inside));
+}
+
+bool PagePlayer::clip_to_text(const fz_text* text, fz_matrix ctm) {
+    std::vector<Figure> figures;
+    for (const fz_text_span* span = text->head; span; span = span->next) {
+        if (span->font->t3procs) {
+            return clip_to_drawing(fz_bound_text(context_, text, nullptr, ctm), [&](fz_device* device) {
+                constexpr float kBlack[] = {0};
+                fz_fill_text(context_, device, text, ctm, fz_device_gray(context_), kBlack, 1, fz_default_color_params);
+            });
+        }
+        for (Figure& figure : outlines_of(*span, ctm)) figures.push_back(std::move(figure));
     }
     const Region& current = canvas_.clip();
-    canvas_.push(current.intersected(region_of(common(covering(bounds), current.bounds()), draw)));
+    return push(current.intersected(scan(figures, FillRule::Winding, current.bounds())));
+}
+
+bool PagePlayer::clip_to_drawing(fz_rect bounds, const Draw& draw) {
+    const Region& current = canvas_.clip();
+    return push(current.intersected(region_of(common(covering(bounds), current.bounds()), draw)));
+}
+
+void PagePlayer::hold_mask(fz_image* mask, fz_matrix ctm) {
+    held_mask_ = {{context_, fz_keep_image(context_, mask)}, ctm};
+    canvas_.push_same();
+}
+
+bool PagePlayer::settle_mask() {
+    settled_mask_ = std::exchange(held_mask_, std::nullopt);
+    const HeldMask& mask = *settled_mask_;
+    canvas_.pop();
+    const fz_rect bounds = fz_transform_rect(fz_unit_rect, mask.ctm);
+    if (mask.image.get()->imagemask) {
+        return !clip_to_drawing(bounds, [&](fz_device* device) {
+            constexpr float kBlack[] = {0};
+            fz_fill_image_mask(context_, device, mask.image.get(), mask.ctm, fz_device_gray(context_), kBlack, 1,
+                               fz_default_color_params);
+        });
+    }
+    count_as_image("drawings under soft masks");
+    begin_capture(Capture::Kind::Layer, covering(bounds));
+    return true;
+}
+
+void PagePlayer::clip_to_held_mask(fz_device* device) const {
+    const HeldMask& mask = *settled_mask_;
+    fz_clip_image_mask(context_, device, mask.image.get(), mask.ctm, fz_infinite_rect);
 }
 
 Region PagePlayer::region_of(const RECTL& area, const Draw& draw) {

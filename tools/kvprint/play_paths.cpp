@@ -7,13 +7,29 @@ namespace {
 
 using kv::engine::Path;
 
-constexpr float kBlack[] = {0};
 constexpr size_t kFewestPointsOfBlock = 1000;
 
 }  // namespace
 
-void PagePlayer::fill(const fz_path* source, FillRule rule, fz_matrix ctm, ULONG colour) {
-    if (!is_drawing()) return;
+void PagePlayer::fill(const fz_path* path, FillRule rule, fz_matrix ctm, Paint paint) {
+    if (!is_drawing() || paint.alpha <= 0) return;
+    const fz_rect bounds = fz_bound_path(context_, path, nullptr, ctm);
+    if (canvas_.make_opaque(paint, nearest_pixels(bounds))) {
+        fill_opaque(path, rule, ctm, paint.colour);
+        return;
+    }
+    fz_rect rect;
+    const bool is_rect = find_rect(context_, path, ctm, rect);
+    const RECTL area = common(covering(bounds), canvas_.clip().bounds());
+    const Rgb rgb(paint.colour);
+    blend(is_rect ? Region(nearest_pixels(rect)) : scan(flatten(context_, path, ctm), rule, area), paint,
+          [&](fz_device* device) {
+              fz_fill_path(context_, device, path, rule == FillRule::EvenOdd, ctm, fz_device_rgb(context_),
+                           rgb.components, paint.alpha, fz_default_color_params);
+          });
+}
+
+void PagePlayer::fill_opaque(const fz_path* source, FillRule rule, fz_matrix ctm, ULONG colour) {
     fz_rect rect;
     if (find_rect(context_, source, ctm, rect)) {
         canvas_.fill(nearest_pixels(rect), colour);
@@ -32,12 +48,44 @@ void PagePlayer::fill(const fz_path* source, FillRule rule, fz_matrix ctm, ULONG
     }
 }
 
-void PagePlayer::stroke(const fz_path* source, const fz_stroke_state& state, fz_matrix ctm, ULONG colour) {
-    if (!is_drawing()) return;
-    if (is_uneven(state, ctm)) {
-        stroke_region(source, state, ctm, colour);
+void PagePlayer::blend(const Region& region, Paint paint, const Draw& draw) {
+    if (region.rect_count() <= kFinestRegion) {
+        canvas_.blend(region, paint);
         return;
     }
+    count_as_image("translucent drawings too fine for outlines");
+    const RECTL bounds = region.bounds();
+    render({static_cast<float>(bounds.left), static_cast<float>(bounds.top), static_cast<float>(bounds.right),
+            static_cast<float>(bounds.bottom)},
+           draw);
+}
+
+void PagePlayer::stroke(const fz_path* path, const fz_stroke_state& state, fz_matrix ctm, Paint paint) {
+    if (!is_drawing() || paint.alpha <= 0) return;
+    const fz_rect bounds = fz_bound_path(context_, path, &state, ctm);
+    const RECTL area = common(covering(bounds), canvas_.clip().bounds());
+    const bool opaque = canvas_.make_opaque(paint, area);
+    if (opaque && !is_uneven(state, ctm)) {
+        stroke_opaque(path, state, ctm, paint.colour);
+        return;
+    }
+    const Region region = region_of(area, [&](fz_device* device) {
+        constexpr float kBlack[] = {0};
+        fz_stroke_path(context_, device, path, &state, ctm, fz_device_gray(context_), kBlack, 1,
+                       fz_default_color_params);
+    });
+    if (opaque) {
+        canvas_.fill(region, paint.colour);
+        return;
+    }
+    const Rgb rgb(paint.colour);
+    blend(region, paint, [&](fz_device* device) {
+        fz_stroke_path(context_, device, path, &state, ctm, fz_device_rgb(context_), rgb.components, paint.alpha,
+                       fz_default_color_params);
+    });
+}
+
+void PagePlayer::stroke_opaque(const fz_path* source, const fz_stroke_state& state, fz_matrix ctm, ULONG colour) {
     const float scale = fz_matrix_expansion(ctm);
     Path path;
     add_path(context_, source, ctm, path);
@@ -67,15 +115,6 @@ void PagePlayer::stroke_figures(const std::vector<Figure>& figures, const Pen& p
         }
         if (!part.empty()) canvas_.stroke(part, pen.line, colour);
     }
-}
-
-void PagePlayer::stroke_region(const fz_path* path, const fz_stroke_state& state, fz_matrix ctm, ULONG colour) {
-    const RECTL area = common(covering(fz_bound_path(context_, path, &state, ctm)), canvas_.clip().bounds());
-    const Region region = region_of(area, [&](fz_device* device) {
-        fz_stroke_path(context_, device, path, &state, ctm, fz_device_gray(context_), kBlack, 1,
-                       fz_default_color_params);
-    });
-    canvas_.fill(region, colour);
 }
 
 }  // namespace kvprint

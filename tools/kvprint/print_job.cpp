@@ -146,12 +146,14 @@ private:
         use_mode(fit.mode);
         if (fit.scale < 1) ++played_.missing["pages in their size (made smaller to fit the largest paper)"];
         if (!device_->start_page()) throw std::runtime_error("the driver cannot start a page");
-        Canvas canvas(*device_, played_);
-        PagePlayer player(context_, canvas);
-        const auto fz = make_held<DrawDevice>(context_, [&] { return player.make_fz_device(); });
         const GDIINFO& info = device_->info();
-        page.run(fz.get(), fit.scale * static_cast<float>(info.ulLogPixelsX) / 72,
+        const auto resolution = static_cast<float>(info.ulLogPixelsX);
+        Canvas canvas(*device_, played_);
+        PagePlayer player(context_, canvas, resolution);
+        if (page.blends()) player.keep_page();
+        page.run(player.device(), fit.scale * resolution / 72,
                  {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)});
+        player.finish();
         if (canvas.failed() || !device_->send_page()) throw std::runtime_error("the driver cannot record a page");
         ++played_.pages;
     }
