@@ -131,13 +131,14 @@ BOOL read_names(const NameTable& table, FontNames& found) {
     return found.names.merge();
 }
 
-// Steps that one search may take over directory entries and name records. Members share their tables, so that a
-// damaged collection could ask for the square of its size.
-constexpr DWORD kMostSearchSteps = 1 << 22;
+// Steps that one search may take over directory entries and name records: as many as the file has bytes, where a sound
+// one needs a tenth, and some more for small ones. Members may share tables, so that a damaged collection could ask
+// for the square of its size.
+constexpr DWORD kFreeSearchSteps = 1 << 16;
 
 struct FamilySearch {
+    uint64_t steps_left;
     NameText face;
-    DWORD steps_left = kMostSearchSteps;
 
     bool step() { return steps_left && steps_left--; }
 };
@@ -212,7 +213,7 @@ LONG find_collection_member(const void* data, DWORD size, const WCHAR* face_name
     if (!data || size < 16 || IsCollection(data, size) != 1) return -1;
     if (face_name && *face_name == WCHAR{'@'}) ++face_name;
     if (!face_name || !*face_name) return -1;
-    FamilySearch search;
+    FamilySearch search = {uint64_t{size} + kFreeSearchSteps, {}};
     if (!search.face.assign_wide(face_name, CP_ACP) || !search.face.ensure_ansi()) return -1;
     const Bytes file(static_cast<const BYTE*>(data), size);
     const CollectionHeader header(file);
