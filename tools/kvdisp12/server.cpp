@@ -73,8 +73,10 @@ bool Server::begin_client() {
     std::unique_lock guard(lock_);
     ++clients_;
     changed_.notify_all();
-    changed_.wait(guard, [&] { return state_ != State::Deciding; });
-    if (state_ == State::Ended) return false;
+    if (state_ == State::Deciding) {  // most of these clients are the server itself: no need for more instances
+        changed_.wait(guard, [&] { return state_ != State::Deciding; });
+        return state_ != State::Ended;
+    }
     while (workers_.size() - clients_ < kWaiting && add_worker(false)) {
     }
     return true;
@@ -128,10 +130,15 @@ bool Server::try_to_end(std::unique_lock<std::mutex>& guard) {
         guard.unlock();
         const HANDLE pipe =
             CreateFileW(pipe_name_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        refused = pipe == INVALID_HANDLE_VALUE && GetLastError() != ERROR_PIPE_BUSY;
-        if (pipe != INVALID_HANDLE_VALUE) own.push_back(pipe);
+        const DWORD error = GetLastError();
         guard.lock();
-        changed_.wait_for(guard, milliseconds(1));
+        if (pipe != INVALID_HANDLE_VALUE) {
+            own.push_back(pipe);
+        } else if (error == ERROR_PIPE_BUSY) {
+            changed_.wait_for(guard, milliseconds(1));  // for the workers to notice, or to wait for clients again
+        } else {
+            refused = true;
+        }
     }
     const bool ended = !refused && own.size() == clients_;
     state_ = ended ? State::Ended : State::Serving;

@@ -1,0 +1,420 @@
+// The dispatcher as a process: spoken to by hand, started by the driver, and by kvprint.
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "tests/common/fault_test.h"
+#include "tests/common/scripted_dispatcher.h"
+
+extern char** environ;
+
+namespace kv::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kPrograms = KV_BIN_DIR "/";
+
+// A user of their own: data, runtime folder and log are the test's.
+struct DispatcherTest : DispatchTest {
+    void SetUp() override {
+        DispatchTest::SetUp();
+        host::use_real_clock();
+        install(kPrograms + "kvdisp12");
+        fs::create_directory(shared + "/run");
+        fs::permissions(shared + "/run", fs::perms::owner_all);
+        setenv("XDG_DATA_HOME", (shared + "/data").c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", (shared + "/run").c_str(), 1);
+        host::set_shared_folder(shared + "/run/karvo");
+    }
+    void TearDown() override {
+        for (const pid_t process : started()) kill(process, SIGKILL);
+        for (const pid_t process : own_) waitpid(process, nullptr, 0);
+        DispatchTest::TearDown();
+        unsetenv("XDG_DATA_HOME");
+        unsetenv("XDG_RUNTIME_DIR");
+    }
+
+    pid_t start(const std::string& program, std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), kPrograms + program);
+        std::vector<char*> pointers;
+        for (std::string& argument : arguments) pointers.push_back(argument.data());
+        pointers.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        const int flags = O_WRONLY | O_CREAT | O_APPEND;
+        for (int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+            posix_spawn_file_actions_addopen(&actions, stream, (shared + "/output").c_str(), flags, 0600);
+        }
+        pid_t process = -1;
+        EXPECT_EQ(posix_spawn(&process, pointers[0], &actions, nullptr, pointers.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        own_.push_back(process);
+        return process;
+    }
+    int end_of(pid_t process) {
+        int status = 0;
+        waitpid(process, &status, 0);
+        std::erase(own_, process);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    int run(const std::string& program, const std::vector<std::string>& arguments) {
+        return end_of(start(program, arguments));
+    }
+    // A dispatcher that serves this test's drive, started by hand.
+    pid_t start_dispatcher(std::vector<std::string> arguments = {}) {
+        setenv("KARVO_DRIVE", host::host_path(u"C:\\").c_str(), 1);
+        const pid_t process = start("kvdisp12", std::move(arguments));
+        unsetenv("KARVO_DRIVE");
+        wait_until([&] {
+            siginfo_t info = {};
+            waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT);
+            return info.si_pid != 0 || WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1);
+        });
+        return process;
+    }
+    static void wait_until(const std::function<bool()>& done) {
+        bool reached = done();
+        for (int i = 0; i < 20000 && !reached; ++i) {
+            usleep(1000);
+            reached = done();
+        }
+        EXPECT_TRUE(reached);
+    }
+
+    std::string file(const std::string& path) const {
+        std::ifstream in(shared + "/" + path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    std::string log() const { return file("data/karvo/kvdisp12.log"); }
+    size_t logged(const std::string& part) const {
+        size_t count = 0;
+        const std::string text = log();
+        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+        return count;
+    }
+    // The dispatchers that wrote the log.
+    std::vector<pid_t> started() const {
+        std::vector<pid_t> processes;
+        std::istringstream lines(log());
+        for (std::string line, date, time; std::getline(lines, line);) {
+            pid_t process = 0;
+            std::istringstream words(line);
+            if (words >> date >> time >> process && line.find(" Start source ") != std::string::npos) {
+                processes.push_back(process);
+            }
+        }
+        return processes;
+    }
+    std::vector<std::string> outbox() const {
+        std::vector<std::string> names;
+        std::error_code none;
+        for (const auto& entry : fs::directory_iterator(shared + "/data/karvo/outbox", none)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::ranges::sort(names);
+        return names;
+    }
+    Bytes job_named(const std::string& name) const {
+        const std::string bytes = file("data/karvo/outbox/" + name);
+        return {bytes.begin(), bytes.end()};
+    }
+
+private:
+    std::vector<pid_t> own_;
+};
+
+// A client that speaks byte by byte.
+class Client {
+public:
+    Client() {
+        DWORD mode = PIPE_READMODE_MESSAGE;
+        pipe_ = CreateFileW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                            OPEN_EXISTING, 0, nullptr);
+        SetNamedPipeHandleState(pipe_, &mode, nullptr, nullptr);
+    }
+    ~Client() { CloseHandle(pipe_); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    Bytes ask(Bytes request) {
+        Bytes reply(600);
+        DWORD got = 0;
+        EXPECT_TRUE(TransactNamedPipe(pipe_, request.data(), static_cast<DWORD>(request.size()), reply.data(), 600,
+                                      &got, nullptr));
+        reply.resize(got);
+        return reply;
+    }
+    Bytes start(const std::u16string& name, const std::string& job_id = "01000000") {
+        Bytes request = from_hex("01000000 0200040C " + job_id + " 01000100 00000000 0000");
+        for (const std::u16string& text : {name, std::u16string(u"P"), std::u16string(u"kvui12.dll")}) {
+            const Bytes bytes = utf16(text);
+            request.insert(request.end(), bytes.begin(), bytes.end());
+        }
+        return ask(request);
+    }
+    Bytes end(const std::u16string& path, const std::string& job_id = "01000000") {
+        Bytes request = from_hex("02000000 0200040C " + job_id + " 01000000 01000000"), text = utf16(path);
+        request.insert(request.end(), text.begin(), text.end());
+        return ask(request);
+    }
+
+private:
+    HANDLE pipe_;
+};
+
+const Bytes kRefused = {0, 0, 0, 0};
+
+struct ProtocolTest : DispatcherTest {
+    // A job of nothing but its magic and a mark.
+    static std::u16string make_job(const std::string& mark, const std::string& magic = "KARV") {
+        const std::u16string path = u"C:\\job-" + std::u16string(mark.begin(), mark.end()) + u".kv";
+        std::ofstream(host::host_path(path)) << magic << mark;
+        return path;
+    }
+};
+
+TEST_F(ProtocolTest, AnswersWhatItCannotUnderstand) {
+    start_dispatcher();
+    Client client;
+    const std::string header = "01000000 0200040C 01000000 01000100 00000000 0000";
+    for (const std::string& request : {std::string("010000"), std::string("01000000"), std::string("63000000"), header,
+                                       header + "41004200", header + "0000 0000 6B", "02" + header.substr(2),
+                                       std::string("01000000 0300040C 01000000 01000100 00000000 0000 0000 0000 0000"),
+                                       std::string("03000000 01000000"), std::string("03000000 01")}) {
+        EXPECT_EQ(client.ask(from_hex(request)), kRefused) << request;
+    }
+    EXPECT_EQ(client.ask(Bytes(20000, 1)), kRefused);  // longer than it reads at once
+    EXPECT_EQ(client.ask(from_hex("CD000000")), (Bytes{1, 0, 0, 0}));
+    const std::u16string path = make_job("x");
+    EXPECT_EQ(client.end(path), kRefused);  // no job is open
+    EXPECT_TRUE(fs::exists(host::host_path(path)));
+    EXPECT_EQ(text_at(client.ask(from_hex("C8000000")), 0).substr(0, 16), u"C:\\Windows\\Temp\\");
+    // One line a message, and one for the start.
+    const std::string text = log();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 15);
+}
+
+TEST_F(ProtocolTest, FilesJobsUnderNamesOfTheirOwn) {
+    start_dispatcher();
+    const std::u16string ideographs(255, u'\u8A9E');
+    std::string longest;
+    for (int i = 0; i < 66; ++i) longest += "\u8A9E";  // 198 bytes
+    struct {
+        std::u16string name;
+        std::string file;
+    } cases[] = {{u"plan", "plan.kv"},
+                 {u"plan", "plan (2).kv"},
+                 {u"PLAN", "PLAN (3).kv"},  // names that differ in case only are the same
+                 {u"", "Document.kv"},
+                 {u"a/b:c*\n.", "a_b_c__.kv"},
+                 {u"..\\..\\x", "_.._.._x.kv"},
+                 {u"Con", "_Con.kv"},
+                 {u"com7.x", "_com7.x.kv"},
+                 {u"console", "console.kv"},
+                 {u"Gr\u00FC\u00DFe", "Gr\u00FC\u00DFe.kv"},
+                 {ideographs, longest + ".kv"}};
+    std::vector<std::string> expected;
+    for (const auto& test : cases) {
+        Client client;
+        EXPECT_NE(client.start(test.name), kRefused);
+        const std::u16string path = make_job(std::to_string(expected.size()));
+        EXPECT_NE(client.end(path), kRefused);
+        EXPECT_FALSE(fs::exists(host::host_path(path)));
+        EXPECT_EQ(file("data/karvo/outbox/" + test.file), "KARV" + std::to_string(expected.size())) << test.file;
+        expected.push_back(test.file);
+    }
+    std::ranges::sort(expected);
+    EXPECT_EQ(outbox(), expected);
+}
+
+TEST_F(ProtocolTest, TouchesNothingThatIsNoJob) {
+    start_dispatcher();
+    const std::u16string other = make_job("other", "%PDF");
+    for (const std::u16string& path : {other, std::u16string(u"C:\\missing.kv"), std::u16string(u"C:\\Windows")}) {
+        Client client;
+        EXPECT_NE(client.start(u"x"), kRefused);
+        EXPECT_EQ(client.end(path), kRefused);
+        EXPECT_EQ(client.end(path), kRefused);
+    }
+    EXPECT_TRUE(fs::exists(host::host_path(other)));
+    EXPECT_TRUE(outbox().empty());
+}
+
+TEST_F(ProtocolTest, KeepsClientsApart) {
+    start_dispatcher();
+    std::vector<std::unique_ptr<Client>> clients;
+    std::vector<std::u16string> paths;
+    for (int i = 0; i < 24; ++i) {
+        clients.push_back(std::make_unique<Client>());
+        EXPECT_NE(clients.back()->start(u"d", "07000000"), kRefused);  // ids are the spoolers'
+        paths.push_back(make_job("c" + std::to_string(i)));
+    }
+    EXPECT_EQ(clients[0]->ask(from_hex("03000000 07000000")), (Bytes{1, 0, 0, 0}));
+    EXPECT_EQ(clients[0]->end(paths[0], "07000000"), kRefused);
+    EXPECT_EQ(clients[1]->end(paths[1], "08000000"), kRefused);  // another id than the job's
+    clients[2].reset();
+    wait_until([&] { return logged("its client is gone") == 1; });
+    for (size_t i = 3; i < clients.size(); ++i) EXPECT_NE(clients[i]->end(paths[i], "07000000"), kRefused);
+    EXPECT_EQ(outbox().size(), 21u);
+    EXPECT_NE(clients[1]->end(paths[1], "07000000"), kRefused);
+    // Without a spooler's id the dispatcher's counts.
+    const Bytes own = clients[1]->start(u"e", "00000000");
+    EXPECT_NE(own, kRefused);
+    EXPECT_NE(clients[1]->end(paths[0], to_hex(own)), kRefused);
+}
+
+TEST_F(ProtocolTest, EndsWhenItIsIdle) {
+    const pid_t process = start_dispatcher({"/autoexit=1", "--idle", "0.05", "/unknown=1"});
+    {
+        Client client;
+        EXPECT_NE(client.start(u"d"), kRefused);
+        usleep(200000);
+        EXPECT_NE(client.end(make_job("late")), kRefused);  // a client is no idleness
+    }
+    EXPECT_EQ(end_of(process), 0);
+    EXPECT_EQ(logged("End: idle"), 1u);
+    EXPECT_FALSE(WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1));
+    EXPECT_EQ(run("kvdisp12", {"/runonce"}), 0);
+    EXPECT_EQ(run("kvdisp12", {"--what"}), 2);
+    EXPECT_EQ(run("kvdisp12", {"/session=one"}), 2);
+    std::ofstream(shared + "/file") << "x";
+    EXPECT_EQ(run("kvdisp12", {"--outbox", shared + "/file"}), 1);
+}
+
+// Clients that come just as it ends are served by it, or find nobody: none is let down half-way.
+TEST_F(ProtocolTest, LetsNoClientDownWhenItEnds) {
+    for (int round = 0; round < 8; ++round) {
+        const pid_t process = start_dispatcher({"/autoexit=1", "--idle", "0.005"});
+        bool found = true;
+        for (int i = 0; i < 40 && found; ++i) {
+            HANDLE pipe = CreateFileW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), GENERIC_READ | GENERIC_WRITE, 0,
+                                      nullptr, OPEN_EXISTING, 0, nullptr);
+            found = pipe != INVALID_HANDLE_VALUE || GetLastError() == ERROR_PIPE_BUSY;
+            if (pipe == INVALID_HANDLE_VALUE) continue;
+            DWORD mode = PIPE_READMODE_MESSAGE, got = 0;
+            BYTE request[4] = {205, 0, 0, 0}, reply[4];
+            SetNamedPipeHandleState(pipe, &mode, nullptr, nullptr);
+            ASSERT_TRUE(TransactNamedPipe(pipe, request, 4, reply, 4, &got, nullptr));
+            CloseHandle(pipe);
+            usleep(static_cast<useconds_t>(4500 + 125 * round));
+        }
+        EXPECT_EQ(end_of(process), 0);
+    }
+}
+
+struct DrivenTest : DispatcherTest {};
+
+TEST_F(DrivenTest, TheDriverStartsItAndFindsItAgain) {
+    EXPECT_TRUE(print());
+    close_device();
+    EXPECT_TRUE(print());
+    EXPECT_TRUE(print(7, ED_ABORTDOC));
+    EXPECT_EQ(outbox(), (std::vector<std::string>{"Title (2).kv", "Title.kv"}));
+    EXPECT_EQ(faults_of(job_named("Title (2).kv")), "");
+    EXPECT_EQ(started().size(), 1u);
+    EXPECT_EQ(logged("source \"host!kvgraph12!CDispatcher::StartDoc\""), 1u);
+    EXPECT_EQ(logged("housekeeping \"minimal\""), 1u);
+    EXPECT_EQ(logged(" Abort job 7"), 1u);
+    EXPECT_TRUE(temporary_files().empty());
+    EXPECT_TRUE(messages().empty());
+}
+
+TEST_F(DrivenTest, ItsDeathCostsNoJob) {
+    open_device();
+    ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
+    ASSERT_EQ(started().size(), 1u);
+    kill(started()[0], SIGKILL);
+    wait_until([] { return !WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1); });
+    EXPECT_TRUE(device->end_document());
+    ASSERT_EQ(temporary_files().size(), 1u);  // the job stays where it is
+    fs::remove(host::host_path(u"C:\\Windows\\Temp") + "/" + temporary_files()[0]);
+    EXPECT_TRUE(print());  // starts another one
+    EXPECT_EQ(started().size(), 2u);
+    EXPECT_EQ(outbox(), std::vector<std::string>{"Title.kv"});
+    EXPECT_TRUE(temporary_files().empty());
+}
+
+// A file of so many pages, with a bar on each.
+void make_pdf(const std::string& path, int pages) {
+    std::vector<std::string> objects = {"<</Type/Catalog/Pages 2 0 R>>", ""};
+    std::string kids;
+    for (int page = 0; page < pages; ++page) {
+        kids += std::to_string(objects.size() + 1) + " 0 R ";
+        objects.push_back("<</Type/Page/Parent 2 0 R/MediaBox[0 0 300 300]/Contents " +
+                          std::to_string(objects.size() + 2) + " 0 R>>");
+        objects.push_back("<</Length 15>>\nstream\n10 10 50 9 re f\nendstream");
+    }
+    objects[1] = "<</Type/Pages/Count " + std::to_string(pages) + "/Kids[" + kids + "]>>";
+    std::string text = "%PDF-1.4\n", table;
+    char line[32];
+    for (size_t i = 0; i < objects.size(); ++i) {
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", text.size());
+        table += line;
+        text += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const std::string count = std::to_string(objects.size() + 1);
+    std::ofstream(path, std::ios::binary) << text << "xref\n0 " << count << "\n0000000000 65535 f \n"
+                                          << table << "trailer\n<</Root 1 0 R/Size " << count << ">>\nstartxref\n"
+                                          << text.size() << "\n%%EOF\n";
+}
+
+struct KvprintTest : DispatcherTest {
+    void expect_job(int pages) const {
+        const Bytes job_file = job_named("doc" + std::to_string(pages) + ".kv");
+        EXPECT_EQ(faults_of(job_file), "");
+        ASSERT_GT(job_file.size(), 100u);
+        EXPECT_EQ(trailer_records(job_file, 21).at(0).size(), 52u + 28 * static_cast<size_t>(pages));
+    }
+    std::string pdf(int pages) const {
+        const std::string path = shared + "/doc" + std::to_string(pages) + ".pdf";
+        make_pdf(path, pages);
+        return path;
+    }
+    size_t left_behind() const {
+        size_t count = 0;
+        for ([[maybe_unused]] const auto& entry : fs::directory_iterator(shared + "/data/karvo/drive/Windows/Temp")) {
+            ++count;
+        }
+        return count;
+    }
+};
+
+TEST_F(KvprintTest, TheFirstPrintStartsIt) {
+    EXPECT_EQ(run("kvprint", {pdf(1)}), 0) << file("output");
+    EXPECT_EQ(run("kvprint", {pdf(2), "--quiet"}), 0) << file("output");
+    expect_job(1);
+    expect_job(2);
+    EXPECT_EQ(started().size(), 1u);
+    EXPECT_EQ(left_behind(), 0u);
+    // Content that does not inflate is found while the second page is printed: the job is withdrawn.
+    std::string damaged = file("doc2.pdf");
+    damaged.replace(damaged.rfind("<</Length 15>>"), 14, "<</Filter/Fl>>");
+    std::ofstream(shared + "/damaged.pdf") << damaged;
+    EXPECT_EQ(run("kvprint", {shared + "/damaged.pdf"}), 1);
+    EXPECT_EQ(logged(" Abort job 1\n"), 1u);
+    EXPECT_EQ(outbox().size(), 2u);
+    EXPECT_EQ(left_behind(), 0u);
+}
+
+TEST_F(KvprintTest, EightAtOnceStartOne) {
+    std::vector<pid_t> prints;
+    for (int pages = 1; pages <= 8; ++pages) prints.push_back(start("kvprint", {pdf(pages), "--quiet"}));
+    for (pid_t print : prints) EXPECT_EQ(end_of(print), 0) << file("output");
+    EXPECT_EQ(started().size(), 1u);
+    EXPECT_EQ(outbox().size(), 8u);
+    for (int pages = 1; pages <= 8; ++pages) expect_job(pages);
+    EXPECT_EQ(left_behind(), 0u);
+}
+
+}  // namespace
+}  // namespace kv::test
