@@ -342,6 +342,12 @@ private:
 
 }  // namespace
 
+WideString title_of(uint32_t seed) {
+    WideString title = TEXT("Scene ");
+    for (char digit : std::to_string(seed)) title += static_cast<WCHAR>(digit);
+    return title;
+}
+
 DriverDevMode device_mode(WORD compression) {
     DriverDevMode mode = {};
     mode.dmSize = sizeof(DEVMODEW);
@@ -360,8 +366,7 @@ DriverDevMode device_mode(WORD compression) {
 }
 
 bool print_document(Device& device, uint32_t seed, WORD compression, const std::shared_ptr<FontFile>& font) {
-    WCHAR title[] = TEXT("Scene");
-    if (!device.start_document(title, 1)) return false;
+    if (!device.start_document(title_of(seed), 1)) return false;
     Document document(device, seed, font);
     bool printed = true;
     for (LONG pages = document.page_count(); printed && pages > 0; --pages) {
