@@ -3,11 +3,9 @@
 namespace kv {
 
 DWORD IdCounter::next() {
-    EnterCriticalSection(&lock_);
+    const Holding held(lock_);
     last_ = last_ >= 0x1FFFFFFF ? 1 : last_ + 1;
-    DWORD id = last_;
-    LeaveCriticalSection(&lock_);
-    return id;
+    return last_;
 }
 
 ProcessState& process_state() {

@@ -2,7 +2,7 @@
 // What the whole process shares: written at process attach, read-only afterwards, except the identifier
 // counters, which have their locks here.
 
-#include "platform/win32.h"
+#include "support/critical_section.h"
 #include "support/text.h"
 
 namespace kv {
@@ -10,15 +10,10 @@ namespace kv {
 // Hands out 1, 2, ... 0x1FFFFFFF and then 1 again; safe on several threads at once.
 class IdCounter {
 public:
-    IdCounter() { InitializeCriticalSection(&lock_); }
-    ~IdCounter() { DeleteCriticalSection(&lock_); }
-    IdCounter(const IdCounter&) = delete;
-    IdCounter& operator=(const IdCounter&) = delete;
-
     DWORD next();
 
 private:
-    CRITICAL_SECTION lock_;
+    CriticalSection lock_;
     DWORD last_ = 0;
 };
 
@@ -50,7 +45,7 @@ struct ProcessState {
     TextBuffer<80> language_name;
     TextBuffer<32> ui_font{TEXT("MS Shell Dlg")}, ui_modern_font{TEXT("Calibri")};
 
-    IdCounter brush_ids, font_ids, font_file_ids;
+    IdCounter brush_ids, font_ids, font_file_ids, document_ids;
 };
 
 ProcessState& process_state();

@@ -8,6 +8,7 @@
 #include "support/process_state.h"
 #include "support/record_buffer.h"
 #include "support/reg_key.h"
+#include "support/time_text.h"
 
 namespace kv {
 namespace {
@@ -178,6 +179,17 @@ TEST(RecordBufferTest, MovesToMovableMemoryWithoutLoss) {
     std::string large(5000, 'x');
     EXPECT_FALSE(buffer.append(large.data(), 5000));
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(buffer.data()), buffer.size()), expected);
+}
+
+TEST(TimeTextTest, IsForPeople) {
+    struct {
+        SYSTEMTIME time;  // year, month, day of week, day, hour, minute, second
+        const WCHAR* text;
+    } cases[] = {{{2026, 1, 1, 5, 15, 4, 5, 0}, TEXT("Mon Jan 5, 2026 3:04:05pm")},
+                 {{2026, 12, 6, 26, 0, 0, 0, 0}, TEXT("Sat Dec 26, 2026 12:00:00am")},
+                 {{2027, 2, 0, 28, 12, 59, 59, 0}, TEXT("Sun Feb 28, 2027 12:59:59pm")},
+                 {{2027, 2, 0, 28, 11, 9, 9, 0}, TEXT("Sun Feb 28, 2027 11:09:09am")}};
+    for (const auto& moment : cases) EXPECT_EQ(Text(time_text(moment.time).c_str()), moment.text);
 }
 
 }  // namespace
