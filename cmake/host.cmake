@@ -40,7 +40,7 @@ kv_tests(platform kv_test_common)
 kv_tests(support kv_support)
 kv_tests(settings kv_settings)
 kv_tests(image kv_test_common JPEG::JPEG)
-kv_tests(fonts kv_fonts Freetype::Freetype)
+kv_tests(fonts kv_test_common Freetype::Freetype)
 # What scripts/check-fonts runs.
 add_executable(check_fonts EXCLUDE_FROM_ALL tests/fonts/check/main.cpp tests/fonts/freetype_names.cpp)
 target_link_libraries(check_fonts kv_fonts Freetype::Freetype)

@@ -1,5 +1,6 @@
 #include "driver/process.h"
 
+#include "fonts/process_fonts.h"
 #include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
@@ -114,9 +115,13 @@ BOOL attach_process(HINSTANCE module) {
                 state.product_name.c_str());
     state.localized_product_name.assign(state.product_name.c_str());
     read_product_settings(state);
+    create_process_fonts();  // without memory for it, no font counts as installed
     return TRUE;
 }
 
-void detach_process() { release_resource_module(); }
+void detach_process() {
+    release_process_fonts();
+    release_resource_module();
+}
 
 }  // namespace kv

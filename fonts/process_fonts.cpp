@@ -1,0 +1,68 @@
+#include "fonts/process_fonts.h"
+
+#include "fonts/font_names.h"
+#include "fonts/full_name_reader.h"
+#include "fonts/ifi_metrics.h"
+#include "fonts/ttc.h"
+
+namespace kv {
+namespace {
+
+ProcessFonts*& instance() {
+    static ProcessFonts* fonts = nullptr;
+    return fonts;
+}
+
+bool is_installed(const CTtfFullNameReader& reader) {
+    ProcessFonts* fonts = process_fonts();
+    if (!fonts) return false;
+    const Holding held(fonts->installed_lock);
+    for (DWORD i = 0; i < reader.full_name_count(); ++i) {
+        if (fonts->installed.has_face(reader.full_name(i))) return true;
+    }
+    return false;
+}
+
+// Members share tables: each is turned back before the next is read.
+bool has_installed_member(std::span<BYTE> collection) {
+    CTtc members;
+    members.set_data(collection.data(), static_cast<DWORD>(collection.size()));
+    for (CTtf* member = members.first_member(); member; member = members.next_member()) {
+        const std::span<BYTE> view = member->image();
+        CTtfFullNameReader reader;
+        if (!reader.SetFontData(view.data(), static_cast<DWORD>(view.size()), FALSE, member->member_offset())) continue;
+        reader.ParseFont();
+        reader.SetByteOrder(ByteOrder::File);
+        if (is_installed(reader)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+BOOL create_process_fonts() {
+    if (!instance()) instance() = make_object<ProcessFonts>();
+    return instance() != nullptr;
+}
+
+void release_process_fonts() { destroy_object(instance()); }
+
+ProcessFonts* process_fonts() { return instance(); }
+
+BOOL ShouldEmbedFont(const IFIMETRICS& metrics, std::span<const BYTE> file) {
+    if (file.empty() || !has_font_file(metrics)) return FALSE;
+    const auto size = static_cast<DWORD>(file.size());
+    CTtfFullNameReader reader;
+    if (!reader.LoadFromMemory(file.data(), size)) return FALSE;
+    if (IsCollection(file.data(), size) == 1) return !has_installed_member(reader.image());
+    return reader.ParseFont() && reader.full_name_count() > 0 && !is_installed(reader);
+}
+
+BOOL find_installed_family(const WCHAR* family, std::span<const BYTE> file, FamilyText& installed) {
+    ProcessFonts* fonts = process_fonts();
+    if (!fonts || file.empty()) return FALSE;
+    const Holding held(fonts->cache_lock);
+    return ResolveFaceName(fonts->cache, family, file, installed);
+}
+
+}  // namespace kv

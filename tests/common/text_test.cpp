@@ -1,0 +1,90 @@
+#include "tests/common/text_test.h"
+
+#include <algorithm>
+#include <fstream>
+
+#include "fonts/process_fonts.h"
+#include "record/record_types.h"
+#include "support/reg_key.h"
+
+namespace kv::test {
+
+std::vector<Record> split_records(const Bytes& bytes) {
+    std::vector<Record> records;
+    for (size_t at = 0; at + 1 < bytes.size();) {
+        const int type = bytes[at];
+        size_t length = bytes[at + 1], head = 2;
+        if (length == 0xFE) length = bytes[at + 2] | bytes[at + 3] << 8, head = 4;
+        if (length == 0xFF) length = bytes[at + 3] | bytes[at + 4] << 8 | bytes[at + 5] << 16, head = 7;
+        records.push_back({type, Bytes(bytes.begin() + static_cast<ptrdiff_t>(at + head),
+                                       bytes.begin() + static_cast<ptrdiff_t>(at + head + length))});
+        at += head + length;
+    }
+    return records;
+}
+
+std::string listing(const std::vector<Record>& records) {
+    std::string text;
+    for (const Record& record : records) text += std::to_string(record.type) + ": " + to_hex(record.body) + "\n";
+    return text;
+}
+
+std::shared_ptr<engine::FontFile> font_file(const FontPlan& plan) {
+    return std::make_shared<engine::FontFile>(build_font(plan));
+}
+
+void TextTest::SetUp() {
+    PrintTest::SetUp();
+    install(u"Test Sans (TrueType)", u"test.ttf", sans->bytes());
+    reload_fonts();
+}
+
+void TextTest::install(const std::u16string& display_name, const std::u16string& file_name, const Bytes& bytes) {
+    host::set_registry_string(HKEY_LOCAL_MACHINE, kFontsKey, display_name, file_name);
+    std::ofstream out(host::host_path(u"C:\\Windows\\Fonts\\" + file_name), std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+void TextTest::reload_fonts() {
+    release_process_fonts();
+    ASSERT_TRUE(create_process_fonts());
+    before = host::live_objects();
+}
+
+std::u16string TextTest::registry_text(const std::u16string& path, const std::u16string& name) {
+    CRegKey key;
+    if (!key.Open(KEY_READ, HKEY_CURRENT_USER, path.c_str())) return u"(no key)";
+    const WCHAR* text = key.ReadString(name.c_str());
+    return text ? text : u"(no text)";
+}
+
+BOOL TextTest::draw(engine::String& text, engine::Font& font, engine::Clip* clip) {
+    return device->text_out(text, font, clip, black);
+}
+
+std::vector<Record> TextTest::records_of(engine::String& text, engine::Font& font) {
+    start_page();
+    EXPECT_TRUE(draw(text, font));
+    return finish();
+}
+
+std::vector<Record> TextTest::finish() {
+    constexpr size_t kFirstPage = 16;  // behind the magic, the header and the document start
+    host::printer(printer).output.clear();
+    end_page_and_document();
+    const Bytes all = job();
+    std::vector<Record> records = split_records(Bytes(all.begin() + kFirstPage, all.end()));
+    auto is_page_end = [](const Record& record) { return record.type == kRecordPageEnd; };
+    records.erase(std::find_if(records.begin(), records.end(), is_page_end), records.end());
+    if (!records.empty()) records.erase(records.begin());  // the page start
+    return records;
+}
+
+std::vector<Record> TextTest::finish_text() {
+    std::vector<Record> records = finish();
+    std::erase_if(records,
+                  [](const Record& record) { return record.type != kRecordText16 && record.type != kRecordText32; });
+    return records;
+}
+
+}  // namespace kv::test

@@ -1,0 +1,303 @@
+// The installed fonts and the user's cache of their names.
+
+#include "fonts/font_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support/reg_key.h"
+#include "tests/common/print_test.h"
+#include "tests/common/text_test.h"
+
+namespace kv::test {
+namespace {
+
+constexpr DWORD kBoth = kCacheByUniqueId | kCacheByPostScriptName;
+
+std::vector<std::u16string> texts(const TextList& list) {
+    std::vector<const WCHAR*> pointers(list.count());
+    list.list(pointers.data());
+    return {pointers.begin(), pointers.end()};
+}
+
+FontPlan plan_of(const std::u16string& family, const std::u16string& postscript, const std::u16string& unique) {
+    FontPlan plan;
+    plan.family = plan.full = family;
+    plan.postscript = postscript;
+    plan.unique = unique;
+    return plan;
+}
+
+struct FontCacheTest : testing::Test {
+    void SetUp() override {
+        host::reset_all();
+        host::set_messages_quiet(true);
+        empty_folder();
+        before = host::live_objects();
+    }
+    void TearDown() override {
+        EXPECT_EQ(host::live_objects(), before);
+        EXPECT_TRUE(host::messages().empty());
+        empty_folder();
+    }
+    static std::filesystem::path folder() { return host::host_path(u"C:\\Windows\\Fonts"); }
+    static void empty_folder() {
+        for (const auto& entry : std::filesystem::directory_iterator(folder())) std::filesystem::remove(entry.path());
+    }
+    static void list(const std::u16string& display_name, const std::u16string& file) {
+        host::set_registry_string(HKEY_LOCAL_MACHINE, kFontsKey, display_name, file);
+    }
+    static void write(const std::string& name, const Bytes& bytes) {
+        std::ofstream out(folder() / name, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+    // Lists a font under the name of its file and puts the file there.
+    static void install(const std::string& name, const Bytes& bytes) {
+        const std::u16string wide(name.begin(), name.end());
+        list(wide + u" (TrueType)", wide);
+        write(name, bytes);
+    }
+    // A new process brings the cache up to date.
+    static BOOL refresh() {
+        CFontCache cache;
+        return cache.refresh(kBoth);
+    }
+    static std::u16string value(const std::u16string& part, const std::u16string& name) {
+        CRegKey key;
+        if (!key.Open(KEY_READ, HKEY_CURRENT_USER, (kCacheKey + u"\\" + part).c_str())) return u"(no key)";
+        const WCHAR* text = key.ReadString(name.c_str());
+        return text ? text : u"(none)";
+    }
+    static std::string hash() {
+        CRegKey key;
+        Bytes bytes(32);
+        DWORD size = 0;
+        if (!key.Open(KEY_READ, HKEY_CURRENT_USER, kCacheKey.c_str())) return "no key";
+        if (!key.read_raw(u"Hash", bytes.data(), 32, &size)) return "none";
+        bytes.resize(size);
+        return to_hex(bytes);
+    }
+    static std::u16string resolve(const Bytes& font, const WCHAR* family = u"Any") {
+        CFontCache cache;
+        FamilyText installed;
+        return ResolveFaceName(cache, family, font, installed) ? installed.c_str() : u"(not found)";
+    }
+
+    host::LiveObjects before{};
+};
+
+TEST_F(FontCacheTest, LoadsTheListOfInstalledFonts) {
+    list(u"Arial (TrueType)", u"arial.ttf");
+    list(u"Gulim & GulimChe&Not & \u00A0Dotum\u3000 (truetype)", u"gulim.ttc");
+    list(u"Again (OpenType)", u"ARIAL.TTF");
+    list(u"x(OPENTYPE)", u"D:\\fonts\\x.otf");
+    list(u"(TrueType)", u"nameless.ttf");
+    list(u" \t & (TrueType)", u"blank.ttf");
+    list(u"Courier 10,12,15", u"coure.fon");
+    list(u"Roman (All res)", u"roman.fon");
+    const CInstalledFonts fonts;
+    EXPECT_EQ(texts(fonts.faces()),
+              (std::vector<std::u16string>{u"Arial", u"Gulim", u"GulimChe&Not", u"Dotum", u"Again", u"x"}));
+    EXPECT_EQ(texts(fonts.files()),
+              (std::vector<std::u16string>{u"arial.ttf", u"gulim.ttc", u"D:\\fonts\\x.otf", u"blank.ttf"}));
+    EXPECT_TRUE(fonts.has_face(u"aRIAL"));
+    EXPECT_TRUE(fonts.has_face(u"@Dotum"));
+    EXPECT_FALSE(fonts.has_face(u"Aria"));
+    EXPECT_FALSE(fonts.has_face(u"@@Dotum"));
+}
+
+TEST_F(FontCacheTest, RemembersEachFontByBothNames) {
+    install("B.ttf", build_font(plan_of(u"Bravo", u"Bravo-PS", u"Bravo 1")));
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    list(u"Missing (TrueType)", u"Z:\\nowhere\\missing.ttf");
+    // Not only the Fonts folder holds fonts.
+    list(u"Elsewhere (TrueType)", u"C:\\Windows\\c.ttf");
+    std::ofstream out(host::host_path(u"C:\\Windows\\c.ttf"), std::ios::binary);
+    const Bytes elsewhere = build_font(plan_of(u"Charlie", u"Charlie-PS", u"Charlie 1"));
+    out.write(reinterpret_cast<const char*>(elsewhere.data()), static_cast<std::streamsize>(elsewhere.size()));
+    out.close();
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Alpha 1"), u"Alpha");
+    EXPECT_EQ(value(u"1", u"Bravo 1"), u"Bravo");
+    EXPECT_EQ(value(u"1", u"Charlie 1"), u"Charlie");
+    EXPECT_EQ(value(u"2", u"Alpha-PS"), u"Alpha");
+    EXPECT_EQ(value(u"2", u"Charlie-PS"), u"Charlie");
+    CRegKey key;
+    ASSERT_TRUE(key.Open(KEY_READ, HKEY_CURRENT_USER, kCacheKey.c_str()));
+    EXPECT_EQ(key.ReadDword(u"Version", 0), 4u);
+    for (auto part : {u"1", u"2"}) {
+        const std::u16string stamp = value(part, u"");
+        EXPECT_TRUE(stamp.ends_with(u"am") || stamp.ends_with(u"pm"));
+    }
+}
+
+TEST_F(FontCacheTest, TheHashIsThatOfTheSortedNames) {
+    install("B.ttf", {});
+    install("a.ttf", {});
+    EXPECT_TRUE(refresh());
+    // MD5 of "a.ttfB.ttf" in UTF-16.
+    EXPECT_EQ(hash(), "CB 4E 04 97 CC AC 77 DD 63 6A C7 02 20 AA DE 69 ");
+}
+
+TEST_F(FontCacheTest, IsRebuiltOnlyWhenTheListHasChanged) {
+    auto forget = [] {
+        CRegKey key;
+        ASSERT_TRUE(key.Open(KEY_READ | KEY_WRITE, HKEY_CURRENT_USER, (kCacheKey + u"\\1").c_str()));
+        key.DeleteValue(u"Alpha 1");
+    };
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    EXPECT_TRUE(refresh());
+    forget();
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Alpha 1"), u"(none)");
+    host::set_registry_dword(HKEY_CURRENT_USER, kCacheKey, u"Version", 3);
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Alpha 1"), u"Alpha");
+    forget();
+    install("b.ttf", build_font(plan_of(u"Bravo", u"Bravo-PS", u"Bravo 1")));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Alpha 1"), u"Alpha");
+    EXPECT_EQ(value(u"2", u"Bravo-PS"), u"Bravo");
+}
+
+TEST_F(FontCacheTest, OneProcessLooksOnce) {
+    CFontCache cache;
+    EXPECT_TRUE(cache.refresh(0));
+    EXPECT_FALSE(host::registry_key_exists(HKEY_CURRENT_USER, kCacheKey));
+    EXPECT_TRUE(cache.refresh(kBoth));
+    EXPECT_EQ(hash(), "D4 1D 8C D9 8F 00 B2 04 E9 80 09 98 EC F8 42 7E ");  // of no files
+    host::set_registry_dword(HKEY_CURRENT_USER, kCacheKey, u"Version", 3);
+    EXPECT_TRUE(cache.refresh(kBoth));
+    CRegKey key;
+    ASSERT_TRUE(key.Open(KEY_READ, HKEY_CURRENT_USER, kCacheKey.c_str()));
+    EXPECT_EQ(key.ReadDword(u"Version", 0), 3u);
+}
+
+TEST_F(FontCacheTest, AnIdentifierOfTwoFamiliesStandsForNeither) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Same")));
+    install("b.ttf", build_font(plan_of(u"ALPHA", u"Alpha-Bold", u"Same")));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Same"), u"ALPHA");  // one family
+    install("c.ttf", build_font(plan_of(u"Charlie", u"Charlie-PS", u"Same")));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Same"), u"");
+    install("d.ttf", build_font(plan_of(u"Charlie", u"Charlie-PS", u"Same")));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Same"), u"");  // for good
+}
+
+TEST_F(FontCacheTest, MembersOfCollectionsGiveWay) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Same")));
+    install("b.ttc", build_collection({plan_of(u"Bravo", u"Bravo-PS", u"Same"), plan_of(u"Bravo 2", u"Alpha-PS", u"B2"),
+                                       plan_of(u"Bravo 3", u"Bravo3-PS", u"B2")}));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Same"), u"Alpha");
+    EXPECT_EQ(value(u"1", u"B2"), u"Bravo 2");  // the first that came
+    EXPECT_EQ(value(u"2", u"Bravo-PS"), u"Bravo");
+    EXPECT_EQ(value(u"2", u"Alpha-PS"), u"Bravo 2");  // the last that came
+    EXPECT_EQ(value(u"2", u"Bravo3-PS"), u"Bravo 3");
+}
+
+TEST_F(FontCacheTest, FontsThatAreNotRemembered) {
+    FontPlan variable = plan_of(u"Variable", u"Variable-PS", u"Variable 1");
+    variable.variable = true;
+    install("a.ttf", build_font(variable));
+    install("b.ttf", build_font(plan_of(u"", u"NoFamily-PS", u"NoFamily 1")));
+    install("c.ttf", build_font(plan_of(u"NoUnique", u"NoUnique-PS", u"")));
+    install("d.ttf", build_font(plan_of(u"NoPostScript", u"", u"NoPostScript 1")));
+    install("e.ttf", Bytes(50, 7));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"Variable 1"), u"(none)");
+    EXPECT_EQ(value(u"2", u"Variable-PS"), u"(none)");
+    EXPECT_EQ(value(u"2", u"NoFamily-PS"), u"(none)");
+    EXPECT_EQ(value(u"2", u"NoUnique-PS"), u"(none)");
+    EXPECT_EQ(value(u"1", u"NoPostScript 1"), u"NoPostScript");
+}
+
+TEST_F(FontCacheTest, LongNamesAreCut) {
+    install("a.ttf",
+            build_font(plan_of(std::u16string(300, u'F'), std::u16string(300, u'P'), std::u16string(600, u'U'))));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", std::u16string(511, u'U')), std::u16string(255, u'F'));
+    EXPECT_EQ(value(u"2", std::u16string(255, u'P')), std::u16string(255, u'F'));
+}
+
+TEST_F(FontCacheTest, StopsBeforeWriting) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    list(u"Nameless (TrueType)", u"");
+    EXPECT_TRUE(refresh());  // a file without a name
+    EXPECT_EQ(hash(), "none");
+    list(u"Nameless (TrueType)", u"b.ttf");
+    CFontCache cache;
+    host::fail_call(host::CallKind::File, 1);  // the Fonts folder cannot be found
+    EXPECT_TRUE(cache.refresh(kBoth));
+    EXPECT_EQ(host::failed_function(), "SHGetFolderPathW");
+    EXPECT_EQ(hash(), "none");
+    EXPECT_EQ(value(u"1", u"Alpha 1"), u"(none)");
+}
+
+TEST_F(FontCacheTest, FindsFamiliesByTheNamesInTheFile) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    install("b.ttf", build_font(plan_of(u"Bravo", u"Bravo-PS", u"Conflict")));
+    install("c.ttf", build_font(plan_of(u"Charlie", u"Charlie-PS", u"Conflict")));
+    const Bytes both = build_font(plan_of(u"Zulu", u"Bravo-PS", u"Alpha 1"));
+    const Bytes by_postscript = build_font(plan_of(u"Zulu", u"Alpha-PS", u"Zulu 1"));
+    const Bytes neither = build_font(plan_of(u"Alpha", u"Zulu-PS", u"Zulu 1"));
+    EXPECT_EQ(resolve(both), u"Alpha");
+    EXPECT_EQ(resolve(by_postscript), u"Alpha");
+    EXPECT_EQ(resolve(neither), u"(not found)");
+    EXPECT_EQ(resolve(build_font(plan_of(u"Zulu", u"Zulu-PS", u"Conflict"))), u"(not found)");
+    EXPECT_EQ(resolve(both, u"@Any"), u"(not found)");
+    EXPECT_EQ(resolve(both, u""), u"(not found)");
+    EXPECT_EQ(resolve({}), u"(not found)");
+    EXPECT_EQ(resolve(build_collection({plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")})), u"(not found)");
+    // A symbol font is found by its identifier alone.
+    FontPlan symbol = plan_of(u"Zulu", u"Alpha-PS", u"Zulu 1");
+    symbol.symbol = true;
+    symbol.glyphs = {{u'\uF041', 600}};
+    EXPECT_EQ(resolve(build_font(symbol)), u"(not found)");
+    symbol.unique = u"Alpha 1";
+    EXPECT_EQ(resolve(build_font(symbol)), u"Alpha");
+}
+
+TEST_F(FontCacheTest, OtherValuesThanTextsAreNoFamily) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    EXPECT_TRUE(refresh());
+    CRegKey key;
+    ASSERT_TRUE(key.Open(KEY_READ | KEY_WRITE, HKEY_CURRENT_USER, (kCacheKey + u"\\1").c_str()));
+    ASSERT_TRUE(key.write(u"Alpha 1", REG_EXPAND_SZ, u"Other", 12));
+    EXPECT_EQ(resolve(build_font(plan_of(u"Zulu", u"Zulu-PS", u"Alpha 1"))), u"(not found)");
+}
+
+// Whatever call fails, nothing is held, and a cache that is marked current has every font whose file could be read.
+TEST_F(FontCacheTest, EveryCallOfARefresh) {
+    install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+    install("b.ttc", build_collection({plan_of(u"Bravo", u"Bravo-PS", u"Bravo 1")}));
+    const Bytes font = build_font(plan_of(u"Zulu", u"Alpha-PS", u"Bravo 1"));
+    for (auto kind : {host::CallKind::Allocation, host::CallKind::File, host::CallKind::Registry}) {
+        for (uint64_t call = 1;; ++call) {
+            ASSERT_LT(call, 2000u);
+            host::reset_all();
+            host::set_messages_quiet(true);
+            install("a.ttf", build_font(plan_of(u"Alpha", u"Alpha-PS", u"Alpha 1")));
+            install("b.ttc", build_collection({plan_of(u"Bravo", u"Bravo-PS", u"Bravo 1")}));
+            host::fail_call(kind, call);
+            const std::u16string found = resolve(font);
+            const std::string failed = host::failed_function();
+            EXPECT_EQ(host::live_objects(), before);
+            EXPECT_TRUE(found == u"Bravo" || found == u"Alpha" || found == u"(not found)") << failed;
+            host::clear_failures();
+            if (failed.empty()) {
+                EXPECT_EQ(found, u"Bravo");
+                EXPECT_GT(call, 3u);
+                break;
+            }
+        }
+    }
+    host::reset_all();
+}
+
+}  // namespace
+}  // namespace kv::test
