@@ -17,8 +17,3 @@ LONG APIENTRY DrvQueryFontData(DHPDEV, FONTOBJ*, ULONG, HGLYPH, PVOID, PVOID, UL
 }
 
 PVOID APIENTRY DrvQueryFontTree(DHPDEV, ULONG_PTR, ULONG, ULONG, ULONG_PTR*) { return nullptr; }
-
-// Nothing of the driver hangs on a font yet.
-void APIENTRY DrvDestroyFont(FONTOBJ* font) {
-    if (font) font->pvConsumer = nullptr;
-}

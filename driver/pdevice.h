@@ -10,11 +10,14 @@
 #include "record/captured_path.h"
 #include "record/deflate_stream.h"
 #include "record/draw_state.h"
+#include "record/font_list.h"
 #include "record/page_index.h"
 #include "record/path_buffer.h"
 #include "record/pending_draw.h"
+#include "record/text_state.h"
 #include "settings/device_mode.h"
 #include "support/file.h"
+#include "support/process_state.h"
 #include "support/text.h"
 
 namespace kv {
@@ -52,6 +55,7 @@ struct DocumentState {
     CapturedPathRef captured;
     SavedPaths saved_paths;
     DrawAttrs draw_state;  // what the job's reader knows
+    TextState text_state;  // and of text
 
     PageIndex pages;
     HeapArray<BYTE> scratch;
@@ -61,6 +65,8 @@ struct DocumentState {
     DWORD lengths_position = 0;  // of its two length fields
     HPALETTE palette = nullptr;
     BrushList brushes;
+    FontFileTable font_files;
+    FontList fonts;
     AttachedData attached;
     ObjectPtr<File> job;
     ObjectPtr<CDispatcher> dispatcher;  // null where none is installed
@@ -74,6 +80,7 @@ struct PDEVICE : DocumentState {
     HANDLE printer = nullptr;
     HDEV engine_device = nullptr;
     HSURF surface = nullptr;
+    TextBuffers text_buffers;  // of the text record being made
 
     ~PDEVICE();
 
@@ -113,6 +120,8 @@ struct PDEVICE : DocumentState {
     BOOL EndPage();
     void EndDocument();
 
+    // The identifier of a definition whose record begins at the current position.
+    DWORD new_identifier(IdCounter& counter) const;
     // Room for encoded paths of that many bytes.
     BOOL reserve_paths(uint64_t body_bytes);
     void note_largest_entry(DWORD points);

@@ -38,11 +38,6 @@ DWORD hash_of(const RealizedBrush& brush, DWORD size) {
     return hash;
 }
 
-BrushId new_identifier(const PDEVICE& device) {
-    return device.position < kPositionIdentifier ? device.position | kPositionIdentifier
-                                                 : process_state().brush_ids.next();
-}
-
 BYTE* pattern_of(RealizedBrush& brush) { return reinterpret_cast<BYTE*>(&brush + 1); }
 
 // Enough for the pattern as it stands and with its colours reduced to a table.
@@ -139,7 +134,7 @@ BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush) {
     if (BrushId known = device.brushes.find(brush)) return brush.id = known;
     ++device.statistics.brushes;
     if (!device.pending.flush(device)) return kNullBrush;
-    brush.id = new_identifier(device);
+    brush.id = device.new_identifier(process_state().brush_ids);
     if (!device.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
     device.brushes.add(brush);
     return brush.id;

@@ -148,6 +148,8 @@ PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
 void PDEVICE::reset_document() {
     pages.clear();
     brushes.clear();
+    fonts.clear();
+    font_files.clear();
     attached.clear();
     pending.clear();
     trays.reset();

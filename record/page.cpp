@@ -74,6 +74,7 @@ BOOL PDEVICE::StartPage() {
     // The page's first drawing says everything again.
     current_clip.clear_head();
     draw_state = DrawAttrs();
+    text_state = TextState();
     return TRUE;
 }
 

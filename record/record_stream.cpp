@@ -139,6 +139,10 @@ BOOL PDEVICE::WriteStringRecord(BYTE type, const char* text) {
     return WriteTextRecord(type, wide.c_str());
 }
 
+DWORD PDEVICE::new_identifier(IdCounter& counter) const {
+    return position < kPositionIdentifier ? position | kPositionIdentifier : counter.next();
+}
+
 BOOL PDEVICE::reserve_paths(uint64_t body_bytes) {
     return drawing_path.reserve(body_bytes) && current_clip.reserve(body_bytes) && cached_clip.reserve(body_bytes);
 }

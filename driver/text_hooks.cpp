@@ -1,0 +1,23 @@
+// The text hook, and the end of the fonts that it was called with.
+
+#include "driver/hooks.h"
+#include "driver/pdevice.h"
+#include "platform/guarded_call.h"
+#include "record/realized_font.h"
+#include "record/text_recorder.h"
+
+using kv::PDEVICE;
+
+BOOL APIENTRY DrvTextOut(SURFOBJ* surface, STROBJ* text, FONTOBJ* font, CLIPOBJ* clip, RECTL*, RECTL* opaque_rect,
+                         BRUSHOBJ* foreground, BRUSHOBJ* background, POINTL*, MIX) {
+    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
+    if (!device || !text) return FALSE;
+    return kv::RecordText(*device, {text, font, clip, opaque_rect, foreground, background});
+}
+
+void APIENTRY DrvDestroyFont(FONTOBJ* font) {
+    if (!font || !font->pvConsumer) return;
+    auto* realized = static_cast<kv::RealizedFont*>(font->pvConsumer);
+    font->pvConsumer = nullptr;
+    if (!kv::guarded_call([&] { kv::destroy_object(realized); })) SetLastError(ERROR_GEN_FAILURE);
+}

@@ -1,0 +1,199 @@
+#include "record/font_recorder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "driver/pdevice.h"
+#include "fonts/font_names.h"
+#include "fonts/ifi_metrics.h"
+#include "fonts/process_fonts.h"
+#include "record/record_types.h"
+#include "record/text_layout.h"
+#include "support/little_endian.h"
+#include "support/paths.h"
+#include "support/process_state.h"
+#include "support/reg_key.h"
+
+namespace kv {
+namespace {
+
+enum : BYTE { kClipEmbedded = 0x80, kClipTrueType = 0x20 };
+enum : WORD { kReferenceEmbedded = 0x1, kReferenceMember = 0x2, kReferenceVertical = 0x4 };
+constexpr WCHAR kFaceFiller = 0xFFFF;
+constexpr LONG kBold = 700;
+
+BYTE plain_clip_precision(const IFIMETRICS& metrics) {
+    return metrics.flInfo & FM_INFO_TECH_TRUETYPE ? BYTE{kClipTrueType} : BYTE{0};
+}
+
+void set_face_name(LOGFONTW& font, const WCHAR* name) {
+    std::fill(std::begin(font.lfFaceName), std::end(font.lfFaceName), kFaceFiller);
+    copy_text(font.lfFaceName, std::size(font.lfFaceName), name);
+}
+
+void set_style(LOGFONTW& font, const FONTOBJ& object, const IFIMETRICS& metrics) {
+    font.lfWeight = metrics.usWinWeight;
+    if (object.flFontType & FO_SIM_BOLD) font.lfWeight = std::max(font.lfWeight, kBold);
+    font.lfItalic = (metrics.fsSelection & FM_SEL_ITALIC) || (object.flFontType & FO_SIM_ITALIC);
+    font.lfUnderline = (metrics.fsSelection & FM_SEL_UNDERSCORE) != 0;
+    font.lfStrikeOut = (metrics.fsSelection & FM_SEL_STRIKEOUT) != 0;
+    font.lfCharSet = metrics.jWinCharSet ? metrics.jWinCharSet : BYTE{DEFAULT_CHARSET};
+    font.lfPitchAndFamily = metrics.jWinPitchAndFamily;
+}
+
+// Nobody is told when this fails: it serves those who look at the files.
+void capture(const PDEVICE& device, std::span<const BYTE> file) {
+    PathText folder, path;
+    WCHAR name[16];
+    format_text(name, std::size(name), TEXT("%08x.ttf"), device.position);
+    if (!GetTempFolder(folder)) return;
+    JoinPath(folder.c_str(), name, path);
+    const HANDLE out =
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (out == INVALID_HANDLE_VALUE) return;
+    DWORD written = 0;
+    if (!file.empty()) WriteFile(out, file.data(), static_cast<DWORD>(file.size()), &written, nullptr);
+    CloseHandle(out);
+}
+
+// Whether the job carries the font's file.
+bool decide_embedding(const PDEVICE& device, const EngineFont& font, bool installed) {
+    CRegKey key;
+    open_product_key(key, HKEY_CURRENT_USER);
+    if (key.ReadDword(TEXT("CaptureFonts"), 0)) {
+        capture(device, font.file);
+        return true;
+    }
+    if (key.ReadDword(TEXT("EmbedFonts"), 0)) return true;
+    return !installed && ShouldEmbedFont(*font.metrics, font.file);
+}
+
+// The file of a font that is to be embedded may not be there: the text keeps its font's name then.
+ObjectPtr<RealizedFont> realize(PDEVICE& device, EngineFont font) {
+    ObjectPtr<RealizedFont> realized(make_object<RealizedFont>());
+    if (!realized) return nullptr;
+    font.transform = realized->transform = cleaned(font.transform);
+    realized->font = BuildFontLogFont(device, font);
+    if (font.file.empty()) realized->font.lfClipPrecision = plain_clip_precision(*font.metrics);
+    realized->layout = make_text_layout(font.object, *font.metrics, font.transform, realized->font.lfEscapement);
+    const auto size = static_cast<DWORD>(font.file.size());
+    realized->collection = IsCollection(font.file.data(), size);
+    if (realized->collection == 1) {
+        realized->member = find_collection_member(font.file.data(), size, realized->font.lfFaceName);
+    }
+    if (realized->font.lfClipPrecision == kClipEmbedded) {
+        realized->identity.reset(make_object<FontIdentity>(make_font_identity(*font.object, *font.metrics, font.file)));
+        if (!realized->identity) return nullptr;
+    }
+    return realized;
+}
+
+// In place of the face name: where the font's file is.
+void set_reference(LOGFONTW& font, const RealizedFont& realized, DWORD file_id) {
+    const bool is_member = realized.collection == 1;
+    WORD flags = kReferenceEmbedded;
+    if (is_member) flags |= kReferenceMember;
+    if (font.lfFaceName[0] == kVerticalPrefix) flags |= kReferenceVertical;
+    BYTE reference[sizeof font.lfFaceName] = {};
+    ByteWriter out(reference);
+    out.u32(file_id);
+    out.u16(0);
+    out.u16(flags);
+    if (is_member) out.u32(static_cast<uint32_t>(realized.member));
+    std::memcpy(font.lfFaceName, reference, sizeof reference);
+}
+
+BOOL write_definition(PDEVICE& device, RealizedFont& realized, const FontIdentity* file) {
+    LOGFONTW font = realized.font;
+    const bool lost_member = realized.collection == 1 && realized.member < 0;
+    if (file && !lost_member) set_reference(font, realized, file->file_id);
+    ++device.statistics.fonts;
+    if (!device.pending.flush(device)) return FALSE;
+    realized.id = device.new_identifier(process_state().font_ids);
+    BYTE body[4 + sizeof font];
+    ByteWriter out(body);
+    out.u32(realized.id);
+    out.bytes(&font, sizeof font);
+    return device.WriteRecord(kRecordFont, sizeof body, body);
+}
+
+// Finds the definition in the job, or writes it.
+BOOL define(PDEVICE& device, RealizedFont& realized, std::span<const BYTE> file) {
+    FontIdentity* entry = realized.identity ? device.font_files.find(*realized.identity) : nullptr;
+    const bool is_known_file = !realized.identity || entry;
+    if (is_known_file) {
+        if (const DWORD known = device.fonts.find(realized, entry)) {
+            realized.id = known;
+            return TRUE;
+        }
+    }
+    if (realized.identity) {
+        entry = EmbedFontFile(device, file, *realized.identity);
+        if (!entry) return FALSE;
+    }
+    if (!write_definition(device, realized, entry)) return FALSE;
+    device.fonts.add(realized, entry);
+    return TRUE;
+}
+
+}  // namespace
+
+XFORML cleaned(XFORML transform) {
+    constexpr FLOATL kRounding = 1e-5f;
+    for (FLOATL* entry :
+         {&transform.eM11, &transform.eM12, &transform.eM21, &transform.eM22, &transform.eDx, &transform.eDy}) {
+        if (std::fabs(*entry) < kRounding) *entry = 0;
+    }
+    return transform;
+}
+
+RealizedFont* GetFontRecord(PDEVICE& device, const EngineFont& font) {
+    if (!font.object->pvConsumer) font.object->pvConsumer = realize(device, font).release();
+    auto* realized = static_cast<RealizedFont*>(font.object->pvConsumer);
+    if (!realized) return nullptr;
+    const DWORD document = device.fonts.document();
+    if (realized->job_stamp == device.job_id && realized->document == document) return realized;
+    if (!define(device, *realized, font.file)) return nullptr;
+    realized->job_stamp = device.job_id;
+    realized->document = document;
+    return realized;
+}
+
+LOGFONTW BuildFontLogFont(PDEVICE& device, const EngineFont& font) {
+    const IFIMETRICS& metrics = *font.metrics;
+    const WCHAR* family = family_name(metrics);
+    FamilyText installed;
+    const bool found = find_installed_family(family, font.file, installed);
+    LOGFONTW result = {};
+    set_face_name(result, found ? installed.c_str() : family);
+    set_size(result, font.transform, metrics);
+    set_style(result, *font.object, metrics);
+    result.lfOutPrecision = metrics.flInfo & FM_INFO_TECH_TRUETYPE ? 7 : 0;
+    result.lfQuality = 2;
+    result.lfClipPrecision =
+        decide_embedding(device, font, found) ? BYTE{kClipEmbedded} : plain_clip_precision(metrics);
+    return result;
+}
+
+FontIdentity* EmbedFontFile(PDEVICE& device, std::span<const BYTE> file, const FontIdentity& identity) {
+    constexpr DWORD kHead = 8;
+    if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) return nullptr;
+    FontIdentity* entry = device.font_files.find(identity);
+    if (!entry) entry = device.font_files.add(identity);
+    if (!entry || entry->file_id) return entry;
+    ++device.statistics.font_files;
+    if (!device.pending.flush(device)) return nullptr;
+    entry->file_id = device.new_identifier(process_state().font_file_ids);
+    const auto size = static_cast<DWORD>(file.size());
+    BYTE head[kHead];
+    ByteWriter out(head);
+    out.u32(entry->file_id);
+    out.u32(size);
+    const BOOL written = device.BeginRecord(kRecordFontFile, size + kHead, TRUE) &&
+                         device.WriteBytes(head, sizeof head) && device.WriteBytes(file.data(), size) &&
+                         device.EndRecord();
+    return written ? entry : nullptr;
+}
+
+}  // namespace kv

@@ -1,0 +1,28 @@
+#pragma once
+// Held-back text: runs of one line that follow each other become one record.
+
+#include "record/pending_draw.h"
+#include "record/text_record.h"
+
+namespace kv {
+
+class CPendingText final : public PendingOperation {
+public:
+    void reset() override { count_ = 0; }
+    BOOL offer_text_run(PDEVICE& device, const TextRun& run) override;
+    BOOL flush(PDEVICE& device) override;
+    bool is_empty() const override { return count_ == 0; }
+
+private:
+    bool continues(const TextRun& run) const;
+
+    TextLayout layout_;
+    DWORD count_ = 0;
+    bool has_characters_ = false, has_glyphs_ = false;
+    bool narrow_ = false, off_baseline_ = false;
+    WCHAR characters_[kMostGlyphs];
+    WORD glyphs_[kMostGlyphs];
+    POINTL positions_[kMostGlyphs + 1];
+};
+
+}  // namespace kv
