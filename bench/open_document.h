@@ -1,5 +1,7 @@
 #pragma once
-// A document into which benchmarks draw.
+// A document that benchmarks of recording draw into.
+
+#include <benchmark/benchmark.h>
 
 #include <memory>
 #include <stdexcept>
@@ -49,5 +51,10 @@ private:
     std::unique_ptr<engine::Device> device_;
     uint64_t bytes_ = 0;
 };
+
+inline void report(benchmark::State& state, const OpenDocument& document, uint64_t items_each) {
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * items_each));
+    state.SetBytesProcessed(static_cast<int64_t>(document.bytes()));
+}
 
 }  // namespace kv

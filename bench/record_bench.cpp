@@ -4,18 +4,12 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
-#include <memory>
 #include <vector>
 
 #include "bench/open_document.h"
 
 namespace kv {
 namespace {
-
-void report(benchmark::State& state, const OpenDocument& document, uint64_t items_each) {
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * items_each));
-    state.SetBytesProcessed(static_cast<int64_t>(document.bytes()));
-}
 
 POINTFIX on_circle(double radius, double angle) {
     return {engine::to_fix(2000 + radius * std::cos(angle)), engine::to_fix(2500 + radius * std::sin(angle))};
