@@ -1,6 +1,7 @@
 #include "record/text_state.h"
 
 #include "driver/pdevice.h"
+#include "record/geometry.h"
 #include "record/realized_font.h"
 #include "record/record_types.h"
 #include "support/little_endian.h"
@@ -41,10 +42,6 @@ void snap_colours(TextState& state) {
     if (black) state.colour = kBlack;
     if (every_channel(state.colour, [](DWORD channel) { return channel > 245; })) state.colour = kWhite;
     if (black && (state.presence & kTextBackground) && state.background == kBlack) state.background = kWhite;
-}
-
-bool same_rect(const RECTL& a, const RECTL& b) {
-    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
 }  // namespace
