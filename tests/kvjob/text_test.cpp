@@ -108,10 +108,6 @@ TEST(TextCheckTest, FindsFaultsOfFontsAndText) {
     EXPECT_EQ(definition([](Buffer& body) { body[27] = 0; }), Messages{"font definition: character set 0"});
     EXPECT_EQ(definition([](Buffer& body) { body[95] = 0; }), Messages{"font definition: bytes behind the face name"});
     EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
-                  job.record(9, font_definition(job.next_id(), -50, u"DejaVu Sans"));
-              }),
-              Messages{"font definition: the same font was defined before"});
-    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
                   job.record(9, embedded_font_definition(job.next_id(), -50, 0x20000001, 1));
               }),
               Messages{"font definition: font file 0x20000001 was not introduced"});

@@ -125,9 +125,6 @@ void ContentChecker::check_font(const Record& record, Bytes body) {
     if (font.file && !font_file_ids_.contains(font.file->file)) {
         throw BodyFault("font file " + hex(font.file->file) + " was not introduced");
     }
-    // The definition of a font with a file is found by its name only once.
-    const std::string logical(body.begin() + 4, body.end());
-    if (!font.file && !logical_fonts_.insert(logical).second) throw BodyFault("the same font was defined before");
 }
 
 void ContentChecker::check_font_file(const Record& record, Bytes body) {

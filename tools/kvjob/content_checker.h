@@ -67,7 +67,6 @@ private:
     std::vector<IndexedPage> announced_;
     Found found_;
     std::unordered_set<uint32_t> brush_ids_, font_ids_, font_file_ids_;
-    std::unordered_set<std::string> logical_fonts_;  // without files of their own
     Clip clip_;
     DrawState state_;  // its change bits say which fields are known on the page
     TextState text_;   // likewise
