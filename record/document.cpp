@@ -135,9 +135,8 @@ void PDEVICE::EndDocument() {
 PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
-    const bool has_pages = complete && recorded_pages > 0;
-    if (has_pages && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) copy_to_spooler();
-    if (has_pages && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
+    if (complete && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) copy_to_spooler();
+    if (complete && recorded_pages > 0 && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
     // What was buffered reaches the disk only now: without it the job is none.
     if (!kept.empty() && !job->Close()) kept.clear();
     if (kept.empty()) job->CloseAndDelete(FALSE);

@@ -133,10 +133,18 @@ TEST_F(DocumentTest, GoesToTheSpoolerInPieces) {
     EXPECT_EQ(sizes.back(), job().size() % 32768);
 }
 
-TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFailOrHaveNoPage) {
+TEST_F(DocumentTest, SendsADocumentWithoutPagesToItsPort) {
     open_device();
     ASSERT_TRUE(device->start_document(u"A", 1));
     ASSERT_TRUE(device->end_document());
+    BytesBuilder trailer = summary(0, 52);
+    trailer.u16({0x7FFF, 0x7FFF, 0x8000, 0x8000}).u16({0x7FFF, 0x7FFF, 0x8000, 0x8000}).u32({0});
+    trailer.u8({23, 4}).u16({'A', 0}).u8({24, 10}).u16({'h', 'o', 's', 't', 0}).u8({38, 4}).u32({20});
+    EXPECT_EQ(to_hex(job()), to_hex(from_hex(std::string(kStart) + "03 00 00 00" + to_hex(trailer.bytes))));
+}
+
+TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFail) {
+    open_device();
     ASSERT_TRUE(device->start_document(u"B", 2));
     ASSERT_TRUE(device->start_page());
     ASSERT_TRUE(device->send_page());
