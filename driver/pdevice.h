@@ -70,7 +70,7 @@ struct DocumentState {
     AttachedData attached;
     ObjectPtr<File> job;
     ObjectPtr<CDispatcher> dispatcher;  // null where none is installed
-    ObjectPtr<CGlobalObj> trays;  // 16-bit tray numbers in order of first use
+    ObjectPtr<CGlobalObj> trays;        // 16-bit tray numbers in order of first use
     PathText printer_name, port_name;
     TextBuffer<256> document_name;
 };

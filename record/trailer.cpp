@@ -125,7 +125,8 @@ BOOL PDEVICE::write_trailer() {
     return write_index(*this) &&
            (document_name.empty() || WriteTextRecord(kRecordDocumentName, document_name.c_str())) &&
            (!settings.kv.application[0] || WriteStringRecord(kRecordApplicationName, settings.kv.application)) &&
-           write_attached_data() && write_tray_names() && WriteRecord(kRecordTrailerPosition, sizeof trailer_position, trailer_position);
+           write_attached_data() && write_tray_names() &&
+           WriteRecord(kRecordTrailerPosition, sizeof trailer_position, trailer_position);
 }
 
 }  // namespace kv
