@@ -10,7 +10,8 @@ namespace kv {
 class File {
 public:
     File() = default;
-    virtual ~File() { close_handle(); }
+    // Writes what is buffered.
+    virtual ~File() { File::Close(); }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 

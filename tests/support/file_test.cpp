@@ -81,6 +81,13 @@ TEST_F(FileTest, PatchesThroughThePositionStack) {
     destroy_object(file);
 }
 
+TEST_F(FileTest, WritesWhatIsBufferedWhenItGoes) {
+    File* file = NewFile(kPath, 0x1001);
+    EXPECT_TRUE(file->Write("kept", 4));
+    destroy_object(file);
+    EXPECT_EQ(content(kPath), "kept");
+}
+
 TEST_F(FileTest, CreatesMissingFoldersAndDeletesReadOnlyFiles) {
     const WCHAR* deep = TEXT("C:\\new\\folder\\b.kv");
     File* file = NewFile(deep, 0x1001);
