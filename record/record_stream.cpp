@@ -50,6 +50,7 @@ BOOL PDEVICE::WriteBytes(const void* data, DWORD length) {
 
 BOOL PDEVICE::WriteBits(const void* data, DWORD length) {
     const BYTE* bytes = static_cast<const BYTE*>(data);
+    if (!bytes) return WriteBytes(data, length);
     for (DWORD done = 0; done < length;) {
         const DWORD piece = std::min(length - done, scratch_size);
         if (piece == 0) return FALSE;
