@@ -54,7 +54,10 @@ public:
     // In a session of that number. Gives it back.
     bool can_take(BYTE session = 1) { return ask({session}) == Bytes{1}; }
     // Takes it and dies with it.
-    bool take_and_die() { return ask({0}).empty(); }
+    void take_and_die() {
+        ask({0});
+        kill();
+    }
 };
 
 // Serves one client at a time.
