@@ -26,7 +26,8 @@ public:
         RenderOptions options;
         options.dots_per_inch = dots_per_inch;
         options.output = (folder / "page.png").string();
-        Reports reports(nowhere().get());
+        const auto sink = nowhere();
+        Reports reports(sink.get());
         render_job(job, options, reports);
         faults = reports.count();
         png_image image = {};
