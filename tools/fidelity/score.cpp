@@ -19,16 +19,18 @@ struct Plane {
 };
 
 constexpr int kReach = 5;  // pixels to each side of a kernel's centre
-using Kernel = std::array<float, 2 * kReach + 1>;
+struct Kernel {
+    float weights[2 * kReach + 1];
+};
 
 Kernel gaussian(double sigma) {
     Kernel kernel;
     float sum = 0;
     for (int i = -kReach; i <= kReach; ++i) {
-        kernel[static_cast<size_t>(i + kReach)] = static_cast<float>(std::exp(-i * i / (2 * sigma * sigma)));
-        sum += kernel[static_cast<size_t>(i + kReach)];
+        kernel.weights[kReach + i] = static_cast<float>(std::exp(-i * i / (2 * sigma * sigma)));
+        sum += kernel.weights[kReach + i];
     }
-    for (float& weight : kernel) weight /= sum;
+    for (float& weight : kernel.weights) weight /= sum;
     return kernel;
 }
 
@@ -40,7 +42,7 @@ Plane blurred(const Plane& plane, const Kernel& kernel) {
         for (int x = 0; x < plane.width; ++x) {
             float sum = 0;
             for (int i = -kReach; i <= kReach; ++i) {
-                sum += kernel[static_cast<size_t>(i + kReach)] * from[std::clamp(x + i, 0, plane.width - 1)];
+                sum += kernel.weights[kReach + i] * from[std::clamp(x + i, 0, plane.width - 1)];
             }
             across.row(y)[x] = sum;
         }
@@ -49,7 +51,7 @@ Plane blurred(const Plane& plane, const Kernel& kernel) {
         float* to = both.row(y);
         for (int i = -kReach; i <= kReach; ++i) {
             const float* from = across.row(std::clamp(y + i, 0, plane.height - 1));
-            const float weight = kernel[static_cast<size_t>(i + kReach)];
+            const float weight = kernel.weights[kReach + i];
             for (int x = 0; x < plane.width; ++x) to[x] += weight * from[x];
         }
     }

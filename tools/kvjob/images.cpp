@@ -31,8 +31,9 @@ void write_indexed(const Picture& picture, const std::string& path, PngFormat fo
 
 void write_grey(const Picture& picture, const std::string& path) {
     PngWriter png(path, {picture.width(), picture.height(), PngFormat::Grey});
-    std::vector<uint8_t> grey(static_cast<size_t>(picture.width()));
+    std::vector<uint8_t> grey;
     picture.read([&](int32_t, Picture::Row row) {
+        grey.resize(row.size());
         std::transform(row.begin(), row.end(), grey.begin(), [](uint32_t c) { return static_cast<uint8_t>(c); });
         png.write_row(grey.data());
     });
@@ -42,8 +43,9 @@ void write_grey(const Picture& picture, const std::string& path) {
 template <class Change>
 void write_colours(const Picture& picture, const std::string& path, PngFormat format, Change change) {
     PngWriter png(path, {picture.width(), picture.height(), format});
-    std::vector<uint32_t> changed(static_cast<size_t>(picture.width()));
+    std::vector<uint32_t> changed;
     picture.read([&](int32_t, Picture::Row row) {
+        changed.resize(row.size());
         std::transform(row.begin(), row.end(), changed.begin(), change);
         png.write_row(changed.data());
     });

@@ -86,8 +86,8 @@ void Picture::read(const RowSink& sink) const {
     if (is_jpeg()) return read_jpeg(sink);
     std::vector<uint32_t> row;
     if (indexed()) {
-        row.resize(static_cast<size_t>(width_));
         read_indices([&](int32_t y, Bytes indices) {
+            row.resize(indices.size());  // only now is the width known to be true
             for (size_t x = 0; x < row.size(); ++x) row[x] = 0xFF000000 | dib_.palette[indices[x]];
             sink(y, row);
         });

@@ -6,7 +6,7 @@ namespace kvjob {
 namespace {
 
 constexpr uint64_t kLargestRun = 255;            // pixels in two bytes
-constexpr uint64_t kLargestElsewhere = 1 << 28;  // pixels
+constexpr uint64_t kLargestElsewhere = 1 << 27;  // pixels
 
 [[noreturn]] void bad(const std::string& what) { throw BodyFault("run-length data: " + what); }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <numeric>
+#include <utility>
 
 #include "tools/kvjob/render/resample.h"
 #include "tools/kvjob/render/shapes.h"
@@ -19,6 +21,11 @@ void attach_jpeg(cairo_surface_t* surface, Bytes stream) {
     const auto status =
         cairo_surface_set_mime_data(surface, CAIRO_MIME_TYPE_JPEG, copy, stream.size(), std::free, copy);
     if (status != CAIRO_STATUS_SUCCESS) std::free(copy);
+}
+
+size_t points_of(const Path& path) {
+    return std::accumulate(path.begin(), path.end(), size_t{0},
+                           [](size_t sum, const PathEntry& entry) { return sum + entry.points.size(); });
 }
 
 // The whole picture, made smaller only where cairo cannot hold it.
@@ -52,6 +59,7 @@ PdfCanvas::PdfCanvas(cairo_surface_t* pdf, const Placement& place, RasterCanvas*
 }
 
 void PdfCanvas::reset_context() {
+    in_group_ = false;
     context_.reset(cairo_create(pdf_));
     cairo_translate(context_.get(), place_.left, place_.top);
     cairo_scale(context_.get(), place_.scale, place_.scale);
@@ -76,11 +84,32 @@ RasterCanvas& PdfCanvas::beside() const {
     return *beside_;
 }
 
+// Cairo writes a clip path before everything that is drawn under it; a group has it once.
 void PdfCanvas::set_clip(const Clip& clip) {
+    constexpr size_t kLongPath = 64;  // points
     clip_ = clip;
     if (beside_) beside_->set_clip(clip);
+    end_group();
     cairo_reset_clip(context_.get());
     if (std::holds_alternative<std::monostate>(clip)) return;
+    clip_by(clip);
+    const auto* path = std::get_if<Path>(&clip);
+    if (!path || points_of(*path) < kLongPath) return;
+    cairo_push_group(context_.get());
+    cairo_reset_clip(context_.get());  // within the group; the page keeps it
+    in_group_ = true;
+}
+
+void PdfCanvas::end_group() {
+    if (!std::exchange(in_group_, false)) return;
+    cairo_pop_group_to_source(context_.get());
+    cairo_paint(context_.get());
+    check();
+}
+
+void PdfCanvas::finish_page() { end_group(); }
+
+void PdfCanvas::clip_by(const Clip& clip) {
     cairo_new_path(context_.get());
     cairo_set_fill_rule(context_.get(), CAIRO_FILL_RULE_EVEN_ODD);
     if (const auto* rects = std::get_if<std::vector<Rect>>(&clip)) {

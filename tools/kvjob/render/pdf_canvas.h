@@ -12,6 +12,7 @@ public:
     PdfCanvas(cairo_surface_t* pdf, const Placement& place, RasterCanvas* beside, double beside_dots_per_point);
 
     void set_clip(const Clip& clip) override;
+    void finish_page();
     void draw(const Shape& shape, uint8_t rop, const Tint& tint) override;
     void draw_image(PixelSource& pixels, const Rect& target, uint8_t rop, const Tint& tint) override;
     double scale() const override { return place_.scale; }
@@ -20,6 +21,8 @@ public:
 private:
     void reset_context();
     void check();
+    void clip_by(const Clip& clip);
+    void end_group();
     RasterCanvas& beside() const;
     void place_pixels(const Rect& area);
     void place_picture(const PixelSource& pixels, const Rect& target);
@@ -30,6 +33,7 @@ private:
     double beside_dots_per_point_;
     Context context_;
     Clip clip_;
+    bool in_group_ = false;  // what is drawn under a long clip path goes on the page as one
 };
 
 }  // namespace kvjob

@@ -13,7 +13,6 @@ std::vector<bool> read_mask(const Image& image, int32_t width, int32_t height) {
     const Picture mask = Picture::mask_of(image);
     if (mask.width() != width || mask.height() != height) throw BodyFault("mask of another size than the source");
     std::vector<bool> drawn;
-    drawn.reserve(static_cast<size_t>(width) * static_cast<size_t>(height));
     mask.read([&](int32_t, Picture::Row row) {
         for (const uint32_t pixel : row) drawn.push_back((pixel & ~kOpaque) != 0);
     });
@@ -85,10 +84,11 @@ void PixelSource::change(std::span<uint32_t> row, int32_t y) const {
 }
 
 void PixelSource::read(const std::function<void(std::span<const uint32_t>)>& sink) const {
-    std::vector<uint32_t> changed(static_cast<size_t>(width()));
+    std::vector<uint32_t> changed;
     picture_.read([&](int32_t y, Picture::Row row) {
         if (y < source_.top || y >= source_.bottom) return;
-        const auto part = row.subspan(static_cast<size_t>(source_.left), changed.size());
+        const auto part = row.subspan(static_cast<size_t>(source_.left), static_cast<size_t>(width()));
+        changed.resize(part.size());
         const uint32_t flip = inverted_ ? ~kOpaque : 0;
         std::transform(part.begin(), part.end(), changed.begin(), [&](uint32_t pixel) { return pixel ^ flip; });
         change(changed, y - source_.top);

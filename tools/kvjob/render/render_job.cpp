@@ -161,6 +161,7 @@ private:
             }
             PdfCanvas canvas(pdf.get(), place, beside.get(), dots / kPointsPerInch);
             painter_.paint(number, canvas);
+            canvas.finish_page();
             cairo_surface_show_page(pdf.get());
         });
         pdf.finish();

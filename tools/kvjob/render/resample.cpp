@@ -13,8 +13,7 @@ uint32_t packed(float a, float r, float g, float b) {
 }  // namespace
 
 Resampler::Resampler(int32_t source_width, int32_t source_height, const Rect& target, const Rect& visible)
-    : source_width_(source_width),
-      source_height_(source_height),
+    : source_height_(source_height),
       target_(ordered(target)),
       flipped_across_(target.left > target.right),
       flipped_down_(target.top > target.bottom) {

@@ -44,7 +44,7 @@ private:
     void add_squeezed(int32_t target_row, float weight);
     void finish(int32_t target_row);
 
-    int32_t source_width_, source_height_;
+    int32_t source_height_;
     Rect target_;  // ordered
     bool flipped_across_, flipped_down_;
     PixelBlock block_;
