@@ -43,12 +43,16 @@ BOOL record_rect_clip(PDEVICE& device, const RECTL& rect, const RECTL* bounds) {
     return SetCurrentClip(device, {head, body});
 }
 
-BOOL record_path_clip(PDEVICE& device, CLIPOBJ* clip) {
+BOOL record_path_clip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
     EnginePath path(CLIPOBJ_ppoGetPath(clip));
     if (!path) return FALSE;
     PathMetrics metrics = MeasurePath(path.get());
     PathBuffer& buffer = device.drawing_path;
-    if (!device.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
+    if (!device.reserve_paths(metrics.size32)) return FALSE;
+    if (!EncodePath(path.get(), buffer, metrics)) {
+        // A region of more figures than a record holds clips by its bounds: better than no document.
+        return metrics.too_many_entries && record_rect_clip(device, clip->rclBounds, bounds);
+    }
     if (buffer.head().length == 0) return TRUE;
     device.note_largest_entry(metrics.largest_entry);
     if (!SetCurrentClip(device, buffer.view())) return FALSE;
@@ -94,7 +98,7 @@ BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
         return SetCurrentClip(device, cached.view());
     }
     if (clip->iDComplexity == DC_RECT) return record_rect_clip(device, clip->rclBounds, bounds);
-    return record_path_clip(device, clip);
+    return record_path_clip(device, clip, bounds);
 }
 
 BOOL SetCurrentClip(PDEVICE& device, const PathView& clip) {

@@ -117,7 +117,8 @@ bool is_one_pixel_figure(const Block& block, size_t count) {
 // The body of a path as it grows.
 class BodyWriter {
 public:
-    BodyWriter(std::span<BYTE> body, bool wide, BYTE path_flags) : body_(body), point_size_(wide ? 8 : 4) {
+    BodyWriter(std::span<BYTE> body, bool wide, BYTE path_flags, PathParts* parts)
+        : body_(body), point_size_(wide ? 8 : 4), parts_(parts) {
         fits_ = body.size() >= kEntriesAt;
         if (!fits_) return;
         body_[0] = path_flags;
@@ -125,13 +126,16 @@ public:
         used_ = kEntriesAt;
     }
 
-    // False when the entry does not fit or is one too many.
+    // False when the entry does not fit or is one too many, and when a part was not taken.
     bool add(const Block& block) {
         const bool simplified = is_simplified(block);
         const size_t count = simplified ? simplified_count(block.points) : block.points.size();
         if (simplified && is_one_pixel_figure(block, count)) return true;
         const size_t size = 1 + count_size(count) + count * point_size_;
-        if (!fits_ || !count_entry() || size > body_.size() - used_) return fits_ = false;
+        if (!fits_) return false;
+        if (block.flags & PD_BEGINSUBPATH) figure_at_ = used_, entries_before_ = entries_;
+        if (entries_ == kLargestCount && !cut()) return fits_ = false;
+        if (!count_entry() || size > body_.size() - used_) return fits_ = false;
         BYTE* at = body_.data() + used_;
         *at = static_cast<BYTE>(block.flags);
         at = put_count(at + 1, count);
@@ -142,23 +146,49 @@ public:
         return true;
     }
 
+    PathHead head() const { return {kind(), size(), 0}; }
     DWORD size() const { return entries_ ? static_cast<DWORD>(used_) : 0; }
-    DWORD entries() const { return static_cast<DWORD>(entries_); }
+    DWORD entries() const { return static_cast<DWORD>(entries_given_ + entries_); }
     uint64_t points() const { return points_; }
     DWORD largest() const { return static_cast<DWORD>(largest_); }
+    bool too_many_entries() const { return too_many_entries_; }
 
 private:
     static constexpr size_t kEntriesAt = 2;  // path flags and a short count
 
-    bool count_entry() {
-        if (entries_ == kLargestCount) {
+    PathKind kind() const { return point_size_ == 8 ? PathKind::Path32 : PathKind::Path16; }
+
+    // Gives away the entries before the current figure, which becomes the first one.
+    bool cut() {
+        too_many_entries_ = !parts_ || entries_before_ == 0;
+        if (too_many_entries_) {
             SetLastError(ERROR_INVALID_PARAMETER);
             return false;
         }
+        // The entries stand behind a long count; a short one, and the flags, move up to them.
+        const BYTE flags = body_[0];
+        BYTE* part = body_.data() + (entries_before_ < kFirstLongCount ? 2 : 0);
+        part[0] = flags;
+        put_count(part + 1, entries_before_);
+        const auto length = static_cast<DWORD>(body_.data() + figure_at_ - part);
+        if (!parts_->add({{kind(), length, 0}, part})) return false;
+        entries_given_ += entries_before_;
+        entries_ -= entries_before_;
+        const size_t left = used_ - figure_at_, at = 1 + count_size(entries_);
+        std::memmove(body_.data() + at, body_.data() + figure_at_, left);
+        body_[0] = flags;
+        figure_at_ = at;
+        entries_before_ = 0;
+        used_ = at + left;
+        return true;
+    }
+
+    bool count_entry() {
         if (++entries_ == kFirstLongCount) {  // the entries so far make room for the long form of the count
             if (body_.size() - used_ < 2) return false;
             std::memmove(body_.data() + kEntriesAt + 2, body_.data() + kEntriesAt, used_ - kEntriesAt);
             used_ += 2;
+            figure_at_ += 2;
         }
         put_count(body_.data() + 1, entries_);
         return true;
@@ -189,20 +219,23 @@ private:
 
     std::span<BYTE> body_;
     size_t point_size_;
+    PathParts* parts_;
     size_t used_ = 0, entries_ = 0, largest_ = 0;
+    size_t figure_at_ = kEntriesAt, entries_before_ = 0;  // where the current figure begins
+    size_t entries_given_ = 0;                            // in parts
     uint64_t points_ = 0;
-    bool fits_ = true;
+    bool fits_ = true, too_many_entries_ = false;
 };
 
 // The engine's bounds in pixels; one sixteenth of a pixel counts as a whole one.
 RECTL engine_bounds(PATHOBJ* path) {
     RECTFX fixed = {};
     PATHOBJ_vGetBounds(path, &fixed);
-    constexpr FIX kPixel = 16;
-    auto one_sixteenth = [](FIX low, FIX high) { return LONGLONG{high} - low == 1; };
-    if (one_sixteenth(fixed.xLeft, fixed.xRight)) fixed.xRight = fixed.xLeft + kPixel;
-    if (one_sixteenth(fixed.yTop, fixed.yBottom)) fixed.yBottom = fixed.yTop + kPixel;
-    return {fixed.xLeft >> 4, fixed.yTop >> 4, fixed.xRight >> 4, fixed.yBottom >> 4};
+    auto end = [](FIX low, FIX high) {
+        const bool one_sixteenth = LONGLONG{high} - low == 1;
+        return one_sixteenth ? (low >> 4) + 1 : high >> 4;
+    };
+    return {fixed.xLeft >> 4, fixed.yTop >> 4, end(fixed.xLeft, fixed.xRight), end(fixed.yTop, fixed.yBottom)};
 }
 
 void extend(RECTL& bounds, const POINTL& point) {
@@ -241,12 +274,14 @@ PathMetrics MeasurePath(PATHOBJ* path) {
     return metrics;
 }
 
-BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics) {
+BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathParts* parts) {
     if (!buffer) return FALSE;
     buffer.clear_head();
-    BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)));
-    if (!for_each_block(path, [&](const Block& block) { return body.add(block); })) return FALSE;
-    buffer.head() = {metrics.wide ? PathKind::Path32 : PathKind::Path16, body.size(), 0};
+    BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)), parts);
+    const bool encoded = for_each_block(path, [&](const Block& block) { return body.add(block); });
+    metrics.too_many_entries = body.too_many_entries();
+    if (!encoded) return FALSE;
+    buffer.head() = body.head();
     metrics.entries = body.entries();
     metrics.points = body.points();
     metrics.largest_entry = body.largest();

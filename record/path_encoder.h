@@ -14,15 +14,26 @@ struct PathMetrics {
     uint64_t size16 = 0, size32 = 0;  // upper bounds of the encoded body, bytes
     DWORD entries = 0;
     uint64_t points = 0;
-    DWORD largest_entry = 0;  // points
+    DWORD largest_entry = 0;        // points
+    bool too_many_entries = false;  // EncodePath failed for that
+};
+
+// Takes the parts of a path that has more entries than a count holds, each of whole figures.
+class PathParts {
+public:
+    virtual BOOL add(const PathView& part) = 0;
+
+protected:
+    ~PathParts() = default;
 };
 
 // First pass over a path. A block of more than 65,535 points counts as several entries.
 PathMetrics MeasurePath(PATHOBJ* path);
 
 // Second pass: writes head and body, and puts the counts of what was kept into the metrics of the first. The body
-// is empty when every figure collapsed to a pixel. FALSE when the buffer is too small, and with last error 87 when
-// more than 65,535 entries are kept, which the format cannot hold.
-BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics);
+// is empty when every figure collapsed to a pixel. Where the path has more than 65,535 entries, all parts but the last
+// go to `parts`. FALSE when the buffer is too small, when a part was not taken, and with last error 87 when there are
+// too many entries in one figure or nothing takes parts.
+BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathParts* parts = nullptr);
 
 }  // namespace kv

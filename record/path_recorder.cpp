@@ -67,17 +67,29 @@ BYTE visible_type(BYTE type, const DrawAttrs& attrs) {
     }
 }
 
+// The parts of a path that is too long for one record are paths of their own.
+class PartRecords : public PathParts {
+public:
+    PartRecords(PDEVICE& device, BYTE type) : device_(device), type_(type) {}
+    BOOL add(const PathView& part) override { return device_.WriteRecord(type_, part.head.length, part.body); }
+
+private:
+    PDEVICE& device_;
+    BYTE type_;
+};
+
 BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
     PathMetrics metrics = MeasurePath(path);
+    if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
+    PartRecords parts(device, type);
     if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &metrics.bounds) ||
-        !WriteDrawState(device, attrs) || !EncodePath(path, device.drawing_path, metrics)) {
+        !WriteDrawState(device, attrs) || !EncodePath(path, device.drawing_path, metrics, &parts)) {
         return FALSE;
     }
     const DWORD length = device.drawing_path.head().length;
     if (length == 0) return TRUE;
     AddInk(device, metrics.bounds);
     device.note_largest_entry(metrics.largest_entry);
-    if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
     return device.WriteRecord(type, length, device.drawing_path.body().data());
 }
 
