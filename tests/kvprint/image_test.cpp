@@ -162,7 +162,7 @@ TEST_F(Print, WhatHasNoWordsIsAnImage) {
     Lines records = records_of("q 10 10 20 10 re W n /A sh Q", shading);
     EXPECT_EQ(kinds(records), Lines({"bitmap"}));
     EXPECT_EQ(field(records.at(0), "target"), "[20, 1400, 60, 1420]");
-    EXPECT_EQ(messages.substr(messages.find("\n") + 1), "  drawn as images: 1 shadings\n");
+    EXPECT_EQ(messages.substr(messages.find("\n") + 1), "  drawn otherwise: 1 shadings as images\n");
 
     // Turned by 45 degrees: the corners of its box stay free.
     records = records_of(image("10 10 -10 10 100 100", "/W 1 /H 1 /CS /RGB /BPC 8", "00FF00"));

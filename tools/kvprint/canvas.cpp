@@ -128,6 +128,13 @@ void Canvas::stroke(Path& path, const LINEATTRS& line, ULONG colour) {
     ++played_.strokes;
 }
 
+void Canvas::draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour) {
+    Brush brush = Brush::solid(colour);
+    note(device_.text_out(text, font, current(), brush));
+    mark(text.rclBkGround);
+    ++played_.texts;
+}
+
 void Canvas::note_image(BOOL result, const RECTL& target) {
     note(result);
     mark(target);

@@ -12,9 +12,9 @@
 namespace kvprint {
 
 struct Played {
-    size_t pages = 0, fills = 0, strokes = 0, images = 0;
-    // What the interface cannot say and is drawn as an image, and what was not drawn, or not exactly; by kind.
-    std::map<std::string, size_t> as_images, missing;
+    size_t pages = 0, fills = 0, strokes = 0, texts = 0, images = 0;
+    // What was given to the driver as something else than it is, and what was not drawn, or not exactly; by kind.
+    std::map<std::string, size_t> otherwise, missing;
 };
 
 // Colours are in the surface's order, blue low.
@@ -54,6 +54,8 @@ public:
     // The region may be as fine as kFinestRegion.
     void blend(const Region& region, Paint paint);
     void stroke(kv::engine::Path& path, const LINEATTRS& line, ULONG colour);
+
+    void draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour);
 
     void draw(const Transfer& image);
     // mask: one bit a pixel of the whole bitmap, 1 where it is drawn.

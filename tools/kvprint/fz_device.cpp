@@ -263,9 +263,10 @@ fz_device* make_device(fz_context* context, PagePlayer* player) {
 
 }  // namespace
 
-PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, float resolution)
+PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution)
     : context_(context),
       canvas_(canvas),
+      fonts_(fonts),
       renderer_(context, resolution),
       device_(make_held<DrawDevice>(context, [&] { return make_device(context, this); })) {}
 

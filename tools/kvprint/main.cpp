@@ -11,11 +11,11 @@ enum : int { kDone = 0, kFailed = 1, kUsage = 2 };
 void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::printf("%s: %zu pages, %zu fills, %zu strokes, %zu images\n",
+        std::printf("%s: %zu pages, %zu fills, %zu strokes, %zu texts, %zu images\n",
                     options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages, played.fills,
-                    played.strokes, played.images);
-        for (const auto& [kind, count] : played.as_images) {
-            if (count > 0) std::printf("  drawn as images: %zu %s\n", count, kind.c_str());
+                    played.strokes, played.texts, played.images);
+        for (const auto& [what, count] : played.otherwise) {
+            if (count > 0) std::printf("  drawn otherwise: %zu %s\n", count, what.c_str());
         }
     }
     for (const auto& [kind, count] : played.missing) {

@@ -7,9 +7,10 @@ namespace {
 
 using kv::engine::Path;
 
-POINTFIX to_device(fz_point point) {
+POINTFIX to_device(fz_point point, Points points) {
     constexpr FIX kPixel = 16;
-    return {nearest_pixel(point.x) * kPixel, nearest_pixel(point.y) * kPixel};
+    const float shift = points == Points::Centres ? 0.5f : 0.0f;
+    return {nearest_pixel(point.x - shift) * kPixel, nearest_pixel(point.y - shift) * kPixel};
 }
 
 // A target for fz_walk_path with the functions move_to, line_to, curve_to and close, which take device points.
@@ -44,9 +45,11 @@ void walk(fz_context* context, const fz_path* path, fz_matrix ctm, Target& targe
 
 struct ToEngine {
     Path& path;
-    void move_to(fz_point point) { path.move_to(to_device(point)); }
-    void line_to(fz_point point) { path.line_to(to_device(point)); }
-    void curve_to(fz_point a, fz_point b, fz_point end) { path.curve_to(to_device(a), to_device(b), to_device(end)); }
+    Points points;
+    POINTFIX map(fz_point point) const { return to_device(point, points); }
+    void move_to(fz_point point) { path.move_to(map(point)); }
+    void line_to(fz_point point) { path.line_to(map(point)); }
+    void curve_to(fz_point a, fz_point b, fz_point end) { path.curve_to(map(a), map(b), map(end)); }
     void close() { path.close(); }
 };
 
@@ -123,16 +126,17 @@ std::vector<Figure> flatten(fz_context* context, const fz_path* path, fz_matrix 
     return target.take();
 }
 
-void add_path(fz_context* context, const fz_path* source, fz_matrix ctm, Path& target) {
-    ToEngine to = {target};
+void add_path(fz_context* context, const fz_path* source, fz_matrix ctm, Points points, Path& target) {
+    ToEngine to = {target, points};
     walk(context, source, ctm, to);
 }
 
-void add_figure(const Figure& figure, Path& target) {
+void add_figure(const Figure& figure, Points points, Path& target) {
     if (figure.points.empty()) return;
-    target.move_to(to_device(figure.points.front()));
-    for (size_t i = 1; i < figure.points.size(); ++i) target.line_to(to_device(figure.points[i]));
-    if (figure.closed) target.close();
+    ToEngine to = {target, points};
+    to.move_to(figure.points.front());
+    for (size_t i = 1; i < figure.points.size(); ++i) to.line_to(figure.points[i]);
+    if (figure.closed) to.close();
 }
 
 bool find_rect(fz_context* context, const fz_path* path, fz_matrix ctm, fz_rect& rect) {

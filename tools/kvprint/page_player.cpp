@@ -8,6 +8,8 @@ constexpr size_t kMostPatches = 40;
 // A pattern whose drawings come to more than this is smaller as an image.
 constexpr float kMostTileCells = 400, kMostTileDrawings = 4000;
 
+constexpr const char* kGroups = "translucent groups as images";
+
 // On white paper these modes give the colour that is drawn.
 bool is_plain_on_white(int blend_mode) { return blend_mode == FZ_BLEND_MULTIPLY || blend_mode == FZ_BLEND_DARKEN; }
 
@@ -56,12 +58,12 @@ bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float 
     }
     const bool blends = blend_mode != FZ_BLEND_NORMAL;
     if (!keeps_pictures()) {
-        count_as_image(blends ? "blend modes" : "translucent groups");
+        count_otherwise(blends ? "blend modes as images" : kGroups);
         group_alpha_ = alpha;
         begin_capture(knockout || blends ? Capture::Kind::Layer : Capture::Kind::Group, bounds);
         return true;
     }
-    count_as_image(blends ? "blend modes" : "translucent groups");
+    count_otherwise(blends ? "blend modes as images" : kGroups);
     if (patches_++ < kMostPatches) {
         begin_capture(Capture::Kind::Patch, bounds);
     } else {
@@ -71,7 +73,7 @@ bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float 
 }
 
 void PagePlayer::begin_mask(fz_rect area) {
-    count_as_image("soft masks");
+    count_otherwise("soft masks as images");
     begin_capture(keeps_pictures() ? Capture::Kind::Patch : Capture::Kind::Layer, covering(area));
 }
 
@@ -105,7 +107,7 @@ void PagePlayer::finish_capture(Capture& capture) {
 }
 
 void PagePlayer::play_single(const Capture& capture) {
-    --canvas_.played().as_images["translucent groups"];
+    --canvas_.played().otherwise[kGroups];
     unwrapping_ = true;
     alpha_ = group_alpha_;
     replay([&] { capture.play(device()); });
@@ -121,7 +123,7 @@ void PagePlayer::finish_tile(const Capture& capture) {
         play_tile(capture, cells);
         return;
     }
-    count_as_image("tiled patterns");
+    count_otherwise("tiled patterns as images");
     renderer_.render(
         capture_area_,
         [&](fz_device* device) {

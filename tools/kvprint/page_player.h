@@ -7,17 +7,19 @@
 
 #include "tools/kvprint/canvas.h"
 #include "tools/kvprint/capture.h"
+#include "tools/kvprint/font_store.h"
 #include "tools/kvprint/mupdf.h"
 #include "tools/kvprint/pen.h"
 #include "tools/kvprint/rendering.h"
 #include "tools/kvprint/scan.h"
+#include "tools/kvprint/text_runs.h"
 
 namespace kvprint {
 
 class PagePlayer {
 public:
     // resolution: dots per inch.
-    PagePlayer(fz_context* context, Canvas& canvas, float resolution);
+    PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution);
 
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
@@ -129,6 +131,9 @@ private:
     void blend(const Region& region, Paint paint, const Draw& draw);
     void stroke_opaque(const fz_path* path, const fz_stroke_state& state, fz_matrix ctm, ULONG colour);
     void stroke_figures(const std::vector<Figure>& figures, const Pen& pen, ULONG colour);
+    bool fill_as_text(const fz_text_span& span, fz_matrix ctm, ULONG colour);
+    void draw_run(const TextRun& run, kv::engine::Font& font, ULONG colour);
+    void fill_missing_glyphs(const fz_text_span& span, fz_matrix ctm, ULONG colour);
     void fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG colour);
     std::vector<Figure> outlines_of(const fz_text_span& span, fz_matrix ctm);
     void draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint);
@@ -136,10 +141,11 @@ private:
     void draw_rendering(const Rendering& rendering);
     void draw_image(fz_device* device, fz_image* image, fz_image* mask, fz_matrix ctm, float alpha,
                     fz_color_params parameters);
-    void count_as_image(const char* kind) { ++canvas_.played().as_images[kind]; }
+    void count_otherwise(const char* what) { ++canvas_.played().otherwise[what]; }
 
     fz_context* context_;
     Canvas& canvas_;
+    FontStore& fonts_;
     Renderer renderer_;
     DrawDevice device_;
     std::optional<Capture> capture_, page_list_;

@@ -24,7 +24,7 @@ bool PagePlayer::push(Region region) {
         canvas_.push(std::move(region));
         return true;
     }
-    count_as_image("clips too fine for outlines");
+    count_otherwise("clips too fine for outlines as images");
     begin_capture(Capture::Kind::Layer, region.bounds());
     return false;
 }
@@ -77,7 +77,7 @@ bool PagePlayer::settle_mask() {
                                fz_default_color_params);
         });
     }
-    count_as_image("drawings under soft masks");
+    count_otherwise("drawings under soft masks as images");
     begin_capture(Capture::Kind::Layer, covering(bounds));
     return true;
 }

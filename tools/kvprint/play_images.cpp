@@ -56,7 +56,7 @@ void PagePlayer::image(fz_image* image, fz_matrix ctm, float alpha, fz_color_par
     if (is_empty(common(target, canvas_.clip().bounds()))) return;
     Turn turn;
     if (!turn.find(ctm)) {
-        count_as_image("rotated images");
+        count_otherwise("rotated images as images");
         render(bounds, [&](fz_device* device) { draw_image(device, image, mask, ctm, alpha, parameters); });
         return;
     }
@@ -72,7 +72,7 @@ void PagePlayer::stencil(fz_image* image, fz_matrix ctm, Paint paint) {
     if (is_empty(common(target, canvas_.clip().bounds()))) return;
     Turn turn;
     if (!turn.find(ctm)) {
-        count_as_image("rotated image masks");
+        count_otherwise("rotated image masks as images");
         const Rgb rgb(paint.colour);
         render(bounds, [&](fz_device* device) {
             fz_fill_image_mask(context_, device, image, ctm, fz_device_rgb(context_), rgb.components, paint.alpha,
@@ -95,7 +95,7 @@ void PagePlayer::stencil(fz_image* image, fz_matrix ctm, Paint paint) {
 
 void PagePlayer::shade(fz_shade* shade, fz_matrix ctm, float alpha, fz_color_params parameters) {
     if (!is_drawing()) return;
-    count_as_image("shadings");
+    count_otherwise("shadings as images");
     render(fz_bound_shade(context_, shade, ctm),
            [&](fz_device* device) { fz_fill_shade(context_, device, shade, ctm, alpha, parameters); });
 }

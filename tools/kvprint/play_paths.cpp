@@ -36,7 +36,7 @@ void PagePlayer::fill_opaque(const fz_path* source, FillRule rule, fz_matrix ctm
         return;
     }
     Path path;
-    add_path(context_, source, ctm, path);
+    add_path(context_, source, ctm, Points::Corners, path);
     if (path.empty()) return;
     const RECTFX bounds = path.bounds();
     if (bounds.xRight - bounds.xLeft == 1 || bounds.yBottom - bounds.yTop == 1) {  // thinner than a pixel
@@ -53,7 +53,7 @@ void PagePlayer::blend(const Region& region, Paint paint, const Draw& draw) {
         canvas_.blend(region, paint);
         return;
     }
-    count_as_image("translucent drawings too fine for outlines");
+    count_otherwise("translucent drawings too fine for outlines as images");
     const RECTL bounds = region.bounds();
     render({static_cast<float>(bounds.left), static_cast<float>(bounds.top), static_cast<float>(bounds.right),
             static_cast<float>(bounds.bottom)},
@@ -88,7 +88,7 @@ void PagePlayer::stroke(const fz_path* path, const fz_stroke_state& state, fz_ma
 void PagePlayer::stroke_opaque(const fz_path* source, const fz_stroke_state& state, fz_matrix ctm, ULONG colour) {
     const float scale = fz_matrix_expansion(ctm);
     Path path;
-    add_path(context_, source, ctm, path);
+    add_path(context_, source, ctm, Points::Centres, path);
     if (path.empty()) return;
     const bool dashed = state.dash_len > 0;
     if (!dashed && path.block_count() <= kMostPathBlocks) {
@@ -110,7 +110,7 @@ void PagePlayer::stroke_figures(const std::vector<Figure>& figures, const Pen& p
     for (size_t next = 0; next < figures.size();) {
         Path part;
         for (size_t blocks = 0; next < figures.size() && blocks < kMostPathBlocks; ++next) {
-            add_figure(figures[next], part);
+            add_figure(figures[next], Points::Centres, part);
             blocks += 1 + figures[next].points.size() / kFewestPointsOfBlock;
         }
         if (!part.empty()) canvas_.stroke(part, pen.line, colour);

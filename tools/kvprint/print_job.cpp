@@ -103,6 +103,7 @@ public:
         : options_(options), context_(context), printer_(open_printer(options, output)) {}
 
     void print(Pdf& pdf) {
+        fonts_.emplace(context_, pdf.get(), installed_);
         for (int number = 1; number <= pdf.pages(); ++number) {
             if (!options_.wants_page(number)) continue;
             show_progress(options_, number, pdf.pages());
@@ -113,6 +114,7 @@ public:
     }
     void finish() {
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
+        fonts_.reset();
         device_.reset();
         host::close_printer(printer_);  // writes the output
     }
@@ -149,7 +151,7 @@ private:
         const GDIINFO& info = device_->info();
         const auto resolution = static_cast<float>(info.ulLogPixelsX);
         Canvas canvas(*device_, played_);
-        PagePlayer player(context_, canvas, resolution);
+        PagePlayer player(context_, canvas, *fonts_, resolution);
         if (page.blends()) player.keep_page();
         page.run(player.device(), fit.scale * resolution / 72,
                  {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)});
@@ -161,8 +163,10 @@ private:
     const Options& options_;
     fz_context* context_;
     const HANDLE printer_;
+    const InstalledFonts installed_;
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
+    std::optional<FontStore> fonts_;
     DEVMODEW mode_ = {};
     Played played_;
 };

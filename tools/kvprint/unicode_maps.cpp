@@ -1,0 +1,92 @@
+#include "tools/kvprint/unicode_maps.h"
+
+#include "tools/kvprint/mupdf.h"
+
+namespace kvprint {
+namespace {
+
+using PdfFont = Held<pdf_font_desc, pdf_drop_font>;
+using PdfObject = Held<pdf_obj, pdf_drop_obj>;
+
+constexpr int kSimpleFontCodes = 256, kMostCharacters = 0x10000;
+
+// Of the codes by which a font's glyphs are called.
+int code_count(const pdf_font_desc& font) {
+    if (font.cid_to_gid_len > 0) return static_cast<int>(std::min<size_t>(font.cid_to_gid_len, kMostCharacters));
+    if (font.to_ttf_cmap) return kMostCharacters;
+    return std::max(font.font->glyph_count, kSimpleFontCodes);
+}
+
+// 0 for none, and where one code is several characters.
+char16_t character_of(const pdf_font_desc& font, int code) {
+    constexpr int kMostOfOneCode = 8, kFirstPrintable = 0x20, kSurrogates = 0xD800, kAfterSurrogates = 0xE000;
+    constexpr int kReplacement = 0xFFFD;
+    int characters[kMostOfOneCode] = {};
+    int count = font.to_unicode ? pdf_lookup_cmap_full(font.to_unicode, static_cast<unsigned>(code), characters) : 0;
+    if (count == 0 && static_cast<size_t>(code) < font.cid_to_ucs_len) {
+        characters[0] = font.cid_to_ucs[code];
+        count = 1;
+    }
+    const int character = count == 1 ? characters[0] : 0;
+    const bool surrogate = character >= kSurrogates && character < kAfterSurrogates;
+    return character < kFirstPrintable || character >= kReplacement || surrogate ? u'\0'
+                                                                                 : static_cast<char16_t>(character);
+}
+
+}  // namespace
+
+FontDigest digest_of(fz_context* context, fz_font* font) {
+    FontDigest digest;
+    with_errors(context, [&] { fz_font_digest(context, font, digest.data()); });
+    return digest;
+}
+
+std::vector<GlyphOfCharacter> UnicodeMaps::map_of(fz_font* font) {
+    if (!read_) read_all();
+    std::vector<GlyphOfCharacter> map;
+    const auto found = maps_.find(digest_of(context_, font));
+    if (found == maps_.end()) return map;
+    for (const auto& [character, glyph] : found->second) map.push_back({character, glyph});
+    return map;
+}
+
+void UnicodeMaps::read_all() {
+    read_ = true;
+    int count = 0;
+    with_errors(context_, [&] { count = pdf_xref_len(context_, document_); });
+    for (int number = 1; number < count; ++number) {
+        try {
+            const auto object =
+                make_held<PdfObject>(context_, [&] { return pdf_load_object(context_, document_, number); });
+            read(object.get());
+        } catch (const std::runtime_error&) {
+            continue;  // what cannot be read is no font of a page that prints
+        }
+    }
+    with_errors(context_, [&] { pdf_clear_xref(context_, document_); });
+}
+
+void UnicodeMaps::read(pdf_obj* object) {
+    bool is_font = false;
+    with_errors(context_, [&] {
+        pdf_obj* kind = pdf_dict_get(context_, object, PDF_NAME(Subtype));
+        is_font = pdf_name_eq(context_, pdf_dict_get(context_, object, PDF_NAME(Type)), PDF_NAME(Font)) &&
+                  (pdf_name_eq(context_, kind, PDF_NAME(TrueType)) || pdf_name_eq(context_, kind, PDF_NAME(Type0)));
+    });
+    if (!is_font) return;
+    const auto font = make_held<PdfFont>(context_, [&] { return pdf_load_font(context_, document_, nullptr, object); });
+    if (font.get()->is_embedded && font.get()->font->buffer) add(*font.get());
+}
+
+void UnicodeMaps::add(pdf_font_desc& font) {
+    auto& map = maps_[digest_of(context_, font.font)];
+    const int codes = code_count(font);
+    for (int code = 0; code < codes; ++code) {
+        const char16_t character = character_of(font, code);
+        if (!character) continue;
+        const int glyph = pdf_font_cid_to_gid(context_, &font, code);
+        if (glyph > 0 && glyph < font.font->glyph_count) map.try_emplace(character, static_cast<uint16_t>(glyph));
+    }
+}
+
+}  // namespace kvprint
