@@ -24,8 +24,9 @@ constexpr DWORD kUnwinding = 0x6;  // EH_UNWINDING, EH_EXIT_UNWIND
 
 EXCEPTION_DISPOSITION __cdecl handle(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
     if (record->ExceptionFlags & kUnwinding) return ExceptionContinueSearch;
+    void* volatile kept = frame;                 // unwinding need not preserve registers
     RtlUnwind(frame, nullptr, record, nullptr);  // the handlers of inner frames clean up first
-    __builtin_longjmp(static_cast<Registration*>(frame)->jump, 1);
+    __builtin_longjmp(static_cast<Registration*>(kept)->jump, 1);
 }
 
 }  // namespace
