@@ -8,23 +8,14 @@
 #include "fonts/full_name_reader.h"
 #include "platform/host/control.h"
 #include "tests/fonts/font_builder.h"
+#include "tests/fonts/reader_test.h"
 
 namespace kv {
 namespace {
 
 using namespace test;
 
-class FontNamesTest : public testing::Test {
-protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
-    void TearDown() override { EXPECT_TRUE(before_ == host::live_objects()) << "something is still held"; }
-
-    host::LiveObjects before_{};
-};
+using FontNamesTest = ReaderTest;
 
 DWORD size_of(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 std::u16string wide(const NameText& text) { return text.wide() ? text.wide() : u"(none)"; }

@@ -10,23 +10,14 @@
 #include "fonts/font_names.h"
 #include "platform/host/control.h"
 #include "tests/fonts/font_builder.h"
+#include "tests/fonts/reader_test.h"
 
 namespace kv {
 namespace {
 
 using namespace test;
 
-class TtcTest : public testing::Test {
-protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
-    void TearDown() override { EXPECT_TRUE(before_ == host::live_objects()) << "something is still held"; }
-
-    host::LiveObjects before_{};
-};
+using TtcTest = ReaderTest;
 
 DWORD size_of(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 std::u16string family_of(const CTtf& font) {

@@ -11,23 +11,14 @@
 #include "fonts/full_name_reader.h"
 #include "platform/host/control.h"
 #include "tests/fonts/font_builder.h"
+#include "tests/fonts/reader_test.h"
 
 namespace kv {
 namespace {
 
 using namespace test;
 
-class TtfTest : public testing::Test {
-protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
-    void TearDown() override { EXPECT_TRUE(before_ == host::live_objects()) << "something is still held"; }
-
-    host::LiveObjects before_{};
-};
+using TtfTest = ReaderTest;
 
 BOOL load(CTtf& font, const Bytes& bytes) {
     return font.LoadFromMemory(bytes.data(), static_cast<DWORD>(bytes.size()));
