@@ -49,6 +49,10 @@ kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
 kv_tests(engine kv_test_common)
 
+# What tests/windows compares the DLL's jobs with.
+add_executable(host_scenes tests/windows/host_scenes.cpp)
+target_link_libraries(host_scenes kv_scenes)
+
 foreach(tool kvjob kvdisp12 kvprint fidelity)
   if(EXISTS ${CMAKE_SOURCE_DIR}/tools/${tool}/CMakeLists.txt)
     add_subdirectory(tools/${tool})

@@ -13,6 +13,8 @@ void join_machine() {
     kv::host::set_messages_quiet(true);
 }
 
+std::vector<std::string> command_line(int argc, char** argv) { return {argv + 1, argv + argc}; }
+
 std::string default_folder() { return kv::host::user_data_folder(); }
 
 Text system_path(const std::string& path) { return kv::host::win32_path(std::filesystem::absolute(path).string()); }

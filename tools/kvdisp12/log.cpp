@@ -1,20 +1,23 @@
 #include "tools/kvdisp12/log.h"
 
+#include <cstdio>
+#include <filesystem>
+
 #include "platform/win32.h"
 
 namespace kvdisp12 {
 
-Log::Log(const std::string& path) : file_(std::fopen(path.c_str(), "a")) {}
+Log::Log(const std::string& path)
+    : file_(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::app) {}
 
 void Log::line(const std::string& text) {
     std::lock_guard guard(lock_);
-    if (!file_) return;
     SYSTEMTIME now;
     GetLocalTime(&now);
-    std::fprintf(file_.get(), "%04d-%02d-%02d %02d:%02d:%02d.%03d %u %s\n", now.wYear, now.wMonth, now.wDay, now.wHour,
-                 now.wMinute, now.wSecond, now.wMilliseconds, static_cast<unsigned>(GetCurrentProcessId()),
-                 text.c_str());
-    std::fflush(file_.get());
+    char time[64];
+    std::snprintf(time, sizeof time, "%04d-%02d-%02d %02d:%02d:%02d.%03d", now.wYear, now.wMonth, now.wDay, now.wHour,
+                  now.wMinute, now.wSecond, now.wMilliseconds);
+    file_ << time << ' ' << GetCurrentProcessId() << ' ' << text << std::endl;
 }
 
 std::string quoted(const std::string& text) {

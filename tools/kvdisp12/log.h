@@ -1,8 +1,7 @@
 #pragma once
 // The log: one line a message, with the time and the process in front.
 
-#include <cstdio>
-#include <memory>
+#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -16,11 +15,8 @@ public:
     void line(const std::string& text);
 
 private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
     std::mutex lock_;
-    std::unique_ptr<std::FILE, Closer> file_;
+    std::ofstream file_;
 };
 
 // A text of someone else's in quotes, which stays on its line.

@@ -74,4 +74,4 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace kvdisp12
 
-int main(int argc, char** argv) { return kvdisp12::run({argv + 1, argv + argc}); }
+int main(int argc, char** argv) { return kvdisp12::run(kvdisp12::command_line(argc, argv)); }

@@ -15,7 +15,7 @@ struct Options {
     DWORD session = 0;
     long job = 0;
     bool autoexit = false, runonce = false, help = false;
-    std::string outbox, log;  // host paths, empty: the defaults
+    std::string outbox, log;  // empty: the defaults
     double idle = 10;         // seconds without a client, after which "/autoexit=1" ends
 };
 
