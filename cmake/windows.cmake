@@ -26,6 +26,7 @@ kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 
+set(system_libraries winspool advapi32 shell32 ole32 user32 version)
 string(REGEX REPLACE "-g\\+\\+.*$" "-dlltool" dlltool ${CMAKE_CXX_COMPILER})
 set(engine_imports ${CMAKE_BINARY_DIR}/libgdi32_engine.a)
 add_custom_command(OUTPUT ${engine_imports}
@@ -39,7 +40,7 @@ set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
 target_link_options(kvgraph12 PRIVATE -static -s -Wl,--enable-stdcall-fixup -Wl,--kill-at)
 target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-whole-archive kv_record
-  ${engine_imports} gdi32 winspool advapi32 shell32 ole32 user32 version)
+  ${engine_imports} gdi32 ${system_libraries})
 
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
@@ -64,4 +65,6 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 8)
   target_link_libraries(print_scenes kv_scenes)
   add_executable(test_dll tests/windows/dll_test.cpp)
   target_link_libraries(test_dll kv_scenes gtest_main)
+  add_executable(test_system tests/windows/system_test.cpp)
+  target_link_libraries(test_system kv_dispatch ${system_libraries} gtest_main)
 endif()

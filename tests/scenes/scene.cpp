@@ -22,7 +22,8 @@ public:
         return one_in(3) ? kPlain[roll(0, 4)] : static_cast<ULONG>(roll(0, 0xFFFFFF));
     }
     RECTL rect() {
-        const LONG left = roll(-100, 2400), top = roll(-100, 3100);
+        const LONG beyond = one_in(80) ? 40000 : 0;  // more than 16 bits hold
+        const LONG left = roll(-100, 2400) + beyond, top = roll(-100, 3100);
         return {left, top, left + roll(1, 500), top + roll(1, 500)};
     }
     POINTFIX point(const RECTL& area) {
@@ -198,14 +199,17 @@ bool draw_image(Dice& dice, Device& device) {
     const RECTL same_size = {target.left, target.top, target.left + source.right - source.left,
                              target.top + source.bottom - source.top};
     const ROP4 rop = kRops[dice.roll(0, 7)];
+    Bitmap bits(BMF_1BPP, bitmap.width(), bitmap.height(), RowOrder::TopDown);
+    Bitmap* mask = dice.one_in(4) ? &bits : nullptr;
+    if (mask) paint(dice, *mask);
     switch (dice.roll(0, 4)) {
         case 0:
-            return device.bit_blt(&bitmap, nullptr, clip.get(), image.translation.get(), same_size, &from, &brush, rop);
+            return device.bit_blt(&bitmap, mask, clip.get(), image.translation.get(), same_size, &from, &brush, rop);
         case 1:
-            return device.stretch_blt(bitmap, nullptr, clip.get(), image.translation.get(), mirrored(dice, target),
+            return device.stretch_blt(bitmap, mask, clip.get(), image.translation.get(), mirrored(dice, target),
                                       source);
         case 2:
-            return device.stretch_blt_rop(bitmap, nullptr, clip.get(), image.translation.get(), target, source, &brush,
+            return device.stretch_blt_rop(bitmap, mask, clip.get(), image.translation.get(), target, source, &brush,
                                           rop);
         case 3:
             return device.copy_bits(bitmap, clip.get(), image.translation.get(), same_size, from);
@@ -295,6 +299,36 @@ bool draw_text(Dice& dice, Device& device, Font& font) {
     return device.text_out(text, font, clip.get(), ink, on_paper ? &opaque : nullptr, on_paper ? &paper : nullptr);
 }
 
+// Little-endian fields of 16 and 32 bits.
+struct Fields {
+    std::vector<BYTE> bytes;
+    Fields& u16(LONG value) { return put(value, 2); }
+    Fields& u32(LONG value) { return put(value, 4); }
+    Fields& put(LONG value, int size) {
+        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<BYTE>(value >> 8 * i));
+        return *this;
+    }
+};
+
+bool attach_name(Dice& dice, Device& device) {
+    Fields data;
+    data.u16(2).u16('n').u16(0).u16(dice.roll('a', 'z')).u16(0).u16(0);
+    return device.escape(PASSTHROUGH, data.bytes) != 0;
+}
+
+// A path between the escapes that begin and end one: it is saved, clips or is drawn.
+bool draw_captured_path(Dice& dice, Device& device) {
+    device.escape(BEGIN_PATH, {});
+    if (!draw_path(dice, device)) return false;
+    if (dice.one_in(2)) device.escape(CLIP_TO_PATH, Fields().u32(dice.roll(0, 2)).bytes);
+    Fields info;  // render mode, fill mode; pen: style, width, colour; brush: style, colour, hatch
+    info.u16(dice.roll(0, 2)).u16(dice.roll(1, 2)).u32(dice.one_in(3) ? PS_NULL : PS_SOLID).u32(dice.roll(0, 30));
+    info.u32(0).u32(dice.roll(0, 0xFFFFFF)).u32(dice.roll(BS_SOLID, BS_HATCHED)).u32(dice.roll(0, 0xFFFFFF));
+    info.u32(dice.roll(0, 5));
+    device.escape(END_PATH, info.bytes);
+    return true;
+}
+
 class Document {
 public:
     Document(Device& device, uint32_t seed, const std::shared_ptr<FontFile>& font) : dice_(seed), device_(device) {
@@ -316,7 +350,7 @@ public:
 
 private:
     bool draw() {
-        switch (dice_.roll(0, 9)) {
+        switch (dice_.roll(0, 10)) {
             case 0:
             case 1:
             case 2:
@@ -329,6 +363,8 @@ private:
             case 6:
                 return dice_.one_in(2) ? draw_bands(dice_, device_) : draw_holed_image(dice_, device_);
             case 7:
+                return dice_.one_in(4) ? attach_name(dice_, device_) : draw_captured_path(dice_, device_);
+            case 8:
                 return draw_rects(dice_, device_);
             default:
                 return fonts_.empty() || draw_text(dice_, device_, *fonts_[static_cast<size_t>(dice_.roll(0, 3))]);
