@@ -57,6 +57,22 @@ TEST(Sfnt, WhatIsMissingIsMade) {
               u"ABCDEF+Mono-BoldOblique");
 }
 
+// Readers take the Windows names that are encoded as the Windows map is.
+TEST(Sfnt, SymbolFontsHaveNamesOfTheirEncoding) {
+    FontBytes symbols = whole_font();
+    const FontBytes map = table_of(symbols, "cmap");
+    const auto at = std::search(symbols.begin(), symbols.end(), map.begin(), map.end());
+    for (ptrdiff_t record = 4; record < 4 + 8 * map[3]; record += 8) {
+        if (at[record + 1] == 3) at[record + 3] = 0;
+    }
+    EXPECT_FALSE(Sfnt(symbols).is_complete());
+    const FontBytes made = Sfnt(symbols).completed("Symbols", {});
+    EXPECT_TRUE(Sfnt(made).is_complete());
+    // Version 0, five names behind the records; the first is of platform 3, encoding 0, US English, name 1.
+    const FontBytes names = table_of(made, "name");
+    EXPECT_EQ(FontBytes(names.begin(), names.begin() + 14), FontBytes({0, 0, 0, 5, 0, 66, 0, 3, 0, 0, 4, 9, 0, 1}));
+}
+
 // The words of a font file sum up to a fixed number, and so do those of each table to its entry's.
 TEST(Sfnt, Checksums) {
     const FontBytes made = Sfnt(with_tables(whole_font(), kTablesOfPdf)).completed("Mono", {});

@@ -43,13 +43,13 @@ uint32_t checksum(const FontBytes& bytes, size_t from, size_t length) {
 }
 
 // Windows names in English: family, style, unique identifier, full name, PostScript name.
-FontBytes make_name(const std::string& name, bool bold, bool italic) {
+FontBytes make_name(const std::string& name, bool bold, bool italic, uint16_t encoding) {
     const std::string style = bold ? italic ? "Bold Italic" : "Bold" : italic ? "Italic" : "Regular";
     const std::pair<unsigned, std::string> names[] = {
         {1, name}, {2, style}, {3, name + " " + style}, {4, name}, {6, name}};
     Writer records, strings;
     for (const auto& [id, text] : names) {
-        records.u16(3).u16(1).u16(0x409).u16(id);
+        records.u16(3).u16(encoding).u16(0x409).u16(id);
         records.u16(static_cast<unsigned>(2 * text.size())).u16(static_cast<unsigned>(strings.bytes.size()));
         for (char letter : text) strings.u16(static_cast<uint8_t>(letter));
     }
@@ -174,10 +174,22 @@ bool Sfnt::has_character_map() const {
     return false;
 }
 
+// That of its first map for Windows: symbol fonts have names of their own encoding, and readers take no others.
+uint16_t Sfnt::windows_encoding() const {
+    constexpr uint16_t kUnicode = 1;
+    for (size_t i = 0; i < u16("cmap", 2); ++i) {
+        if (u16("cmap", 4 + 8 * i) == 3) return u16("cmap", 6 + 8 * i);
+    }
+    return kUnicode;
+}
+
 bool Sfnt::has_windows_full_name() const {
     for (size_t i = 0; i < u16("name", 2); ++i) {
         const size_t record = 6 + 12 * i;
-        if (u16("name", record) == 3 && u16("name", record + 6) == 4 && u16("name", record + 8) > 0) return true;
+        if (u16("name", record) == 3 && u16("name", record + 2) == windows_encoding() && u16("name", record + 6) == 4 &&
+            u16("name", record + 8) > 0) {
+            return true;
+        }
     }
     return false;
 }
@@ -247,7 +259,7 @@ FontBytes Sfnt::completed(const std::string& name, const std::vector<GlyphOfChar
         const auto begin = bytes_.begin() + static_cast<ptrdiff_t>(table.offset);
         tables.try_emplace(table.tag, begin, begin + static_cast<ptrdiff_t>(table.length));
     }
-    tables[tag_of("name")] = make_name(name, bold, italic);
+    tables[tag_of("name")] = make_name(name, bold, italic, windows_encoding());
     if (!has_character_map()) tables[tag_of("cmap")] = make_cmap(characters);
     if (!find("OS/2")) tables[tag_of("OS/2")] = make_os2(bold, italic);
     if (!find("post")) tables[tag_of("post")] = make_post(false);

@@ -38,6 +38,7 @@ private:
     };
     const Table* find(const char* tag) const;
     uint16_t u16(const char* tag, size_t at) const;
+    uint16_t windows_encoding() const;
     bool has_windows_full_name() const;
     std::string name_at(size_t record) const;
     FontBytes make_os2(bool bold, bool italic) const;
