@@ -92,16 +92,8 @@ BOOL RecordRectFill(PDEVICE& device, CLIPOBJ* clip, const RECTL& rect, BrushId b
     if (!RecordClip(device, clip, &rect)) return FALSE;
     if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(device, brush)) return FALSE;
     AddInk(device, rect);
-    const RectFill fill = {rect, rop};
-    switch (device.pending.offer<CPendingRectFill>(device, &PendingOperation::offer_rect_fill, fill)) {
-        case Offer::Taken:
-            return TRUE;
-        case Offer::Failed:
-            return FALSE;
-        case Offer::Refused:
-            break;
-    }
-    return write_rect_fill(device, fill);
+    return device.pending.hold_or_write<CPendingRectFill>(device, &PendingOperation::offer_rect_fill, write_rect_fill,
+                                                          RectFill{rect, rop});
 }
 
 }  // namespace kv

@@ -43,6 +43,13 @@ public:
         operation_ = std::move(fresh);
         return Offer::Taken;
     }
+    // The same, and what is refused is written at once. FALSE when a write failed.
+    template <class Operation, class Item>
+    BOOL hold_or_write(PDEVICE& device, BOOL (PendingOperation::*take)(PDEVICE&, const Item&),
+                       BOOL (*write)(PDEVICE&, const Item&), const Item& item) {
+        const Offer answer = offer<Operation>(device, take, item);
+        return answer == Offer::Taken || (answer == Offer::Refused && write(device, item));
+    }
     // Writes what is held and forgets it. A flush from within the operation's own writing does nothing.
     BOOL flush(PDEVICE& device);
     // Forgets what is held without writing it.

@@ -143,15 +143,8 @@ private:
                              by_index() ? buffers().glyphs : nullptr,
                              buffers().positions,
                              displaced != 0};
-        switch (device_.pending.offer<CPendingText>(device_, &PendingOperation::offer_text_run, run)) {
-            case Offer::Taken:
-                return TRUE;
-            case Offer::Failed:
-                return FALSE;
-            case Offer::Refused:
-                break;
-        }
-        return WriteTextRecord(device_, run);
+        return device_.pending.hold_or_write<CPendingText>(device_, &PendingOperation::offer_text_run, WriteTextRecord,
+                                                           run);
     }
 
     PDEVICE& device_;
