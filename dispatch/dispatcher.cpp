@@ -9,9 +9,9 @@
 #include "dispatch/session_choice.h"
 #include "settings/device_settings.h"
 #include "support/little_endian.h"
-#include "support/memory.h"
 #include "support/message.h"
 #include "support/process_state.h"
+#include "support/record_buffer.h"
 #include "support/session.h"
 
 namespace kv {
@@ -21,12 +21,7 @@ constexpr UINT kMessageText = 12144;
 // Milliseconds: to find out whether a dispatcher is there, to reach one that must be there, and one that is starting.
 constexpr DWORD kProbeBudget = 50, kReachBudget = 1000, kLaunchBudget = 30000;
 
-size_t text_size(const WCHAR* text) { return (text_length(text) + 1) * sizeof(WCHAR); }
-
-void put_text(ByteWriter& out, const WCHAR* text) {
-    out.bytes(text, text_length(text) * sizeof(WCHAR));
-    out.u16(0);
-}
+std::span<const BYTE> bytes_of(const CRecordBuffer& buffer) { return {buffer.data(), buffer.size()}; }
 
 DispatcherArguments launch_arguments(const WCHAR* source_name, DWORD job_id, DWORD session, bool minimal) {
     DispatcherArguments arguments;
@@ -87,13 +82,12 @@ DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> re
     }
     BYTE ignored[sizeof(DispatchReply)];
     if (reply.empty()) reply = ignored;
-    HeapArray<BYTE> request;
-    const size_t size = sizeof code + payload.size();
-    if (!request.alloc(size)) return kDispatchFailed;
-    store_u32(request.get(), code);
-    if (!payload.empty()) std::memcpy(request.get() + sizeof code, payload.data(), payload.size());
+    CRecordBuffer request;
+    if (!request.append(&code, sizeof code) || !request.append(payload.data(), static_cast<DWORD>(payload.size()))) {
+        return kDispatchFailed;
+    }
     DWORD received = 0;
-    if (TransactNamedPipe(dispatcher.pipe_, request.get(), static_cast<DWORD>(size), reply.data(),
+    if (TransactNamedPipe(dispatcher.pipe_, const_cast<BYTE*>(request.data()), request.size(), reply.data(),
                           static_cast<DWORD>(reply.size()), &received, nullptr)) {
         return kDispatchDone;
     }
@@ -140,17 +134,13 @@ BOOL CDispatcher::announce(const DocumentInfo& document) {
     const StartDocHeader header = {kDispatchFormat,     document.job_id,
                                    kProductFamily,      process_state().product_number,
                                    settings.kv.ShowDlg, settings.kv.KvAction};
-    HeapArray<BYTE> payload;
-    const size_t size = sizeof header + text_size(document.document_name) + text_size(document.printer_name) +
-                        text_size(kInterfaceLibrary);
-    if (!payload.alloc(size)) return FALSE;
-    ByteWriter out({payload.get(), size});
-    out.bytes(&header, sizeof header);
-    put_text(out, document.document_name);
-    put_text(out, document.printer_name);
-    put_text(out, kInterfaceLibrary);
+    CRecordBuffer payload;
     BYTE reply[sizeof(DispatchReply)] = {};
-    if (SendDispatch(kDispatchStartDoc, {payload.get(), size}, reply, *this) != kDispatchDone) return FALSE;
+    if (!payload.append(&header, sizeof header) || !payload.append_text(document.document_name, true) ||
+        !payload.append_text(document.printer_name, true) || !payload.append_text(kInterfaceLibrary, true) ||
+        SendDispatch(kDispatchStartDoc, bytes_of(payload), reply, *this) != kDispatchDone) {
+        return FALSE;
+    }
     const DWORD accepted = load_u32(reply);
     if (accepted == 0) {
         SetLastError(ERROR_GEN_FAILURE);
@@ -164,17 +154,12 @@ BOOL CDispatcher::EndDoc(const WCHAR* job_path) {
     if (!has_job()) return TRUE;
     if (job_path) {
         const EndDocHeader header = {kDispatchFormat, job_id_, 1, 1};
-        HeapArray<BYTE> payload;
-        const size_t size = sizeof header + text_size(job_path);
-        if (payload.alloc(size)) {
-            ByteWriter out({payload.get(), size});
-            out.bytes(&header, sizeof header);
-            put_text(out, job_path);
-            if (SendDispatch(kDispatchEndDoc, {payload.get(), size}, {}, *this) == kDispatchDone) {
-                job_id_ = 0;
-                disconnect();
-                return TRUE;
-            }
+        CRecordBuffer payload;
+        if (payload.append(&header, sizeof header) && payload.append_text(job_path, true) &&
+            SendDispatch(kDispatchEndDoc, bytes_of(payload), {}, *this) == kDispatchDone) {
+            job_id_ = 0;
+            disconnect();
+            return TRUE;
         }
     }
     Abort();

@@ -1,6 +1,5 @@
 #include "dispatch/product_file.h"
 
-#include "support/memory.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
@@ -15,13 +14,9 @@ bool is_address(const WCHAR* name) {
 BOOL driver_directory(const WCHAR* environment, PathText& folder) {
     PathText name(environment);  // the system takes it as writable text
     DWORD needed = 0;
-    HeapArray<BYTE> buffer;
-    if (GetPrinterDriverDirectoryW(nullptr, name.data(), 1, nullptr, 0, &needed) || !buffer.alloc(needed) ||
-        !GetPrinterDriverDirectoryW(nullptr, name.data(), 1, buffer.get(), needed, &needed)) {
-        return FALSE;
-    }
-    folder.assign(reinterpret_cast<const WCHAR*>(buffer.get()));
-    return !folder.empty();
+    return GetPrinterDriverDirectoryW(nullptr, name.data(), 1, reinterpret_cast<BYTE*>(folder.data()), sizeof folder,
+                                      &needed) &&
+           !folder.empty();
 }
 
 bool lies_inside(const PathText& folder, const PathText& parent) {
@@ -32,12 +27,12 @@ bool lies_inside(const PathText& folder, const PathText& parent) {
 
 // Of the machine, or else of the user; empty when neither says.
 PathText install_location() {
+    PathText path;
     for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
         CRegKey key;
-        const WCHAR* text = open_product_key(key, root) ? key.ReadString(TEXT("InstallLocation")) : nullptr;
-        if (text && *text) return PathText(text);
+        if (open_product_key(key, root) && key.read_path(TEXT("InstallLocation"), path) && !path.empty()) break;
     }
-    return PathText();
+    return path;
 }
 
 BOOL join_existing(const WCHAR* folder, const WCHAR* name, PathText& path) {

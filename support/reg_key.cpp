@@ -30,8 +30,10 @@ BOOL CRegKey::refresh() {
                          nullptr) != ERROR_SUCCESS) {
         return FALSE;
     }
-    return make_room(subkey_name_, subkey_room_, subkey * 2 + 1) &&
-           make_room(value_name_, value_room_, value * 2 + 1) && make_room(data_, data_room_, data * 2 + 2);
+    longest_subkey_ = subkey * 2 + 1;
+    longest_value_ = value * 2 + 1;
+    longest_data_ = data * 2 + 2;
+    return TRUE;
 }
 
 BOOL CRegKey::opened() {
@@ -65,35 +67,47 @@ void CRegKey::Close() {
 }
 
 const WCHAR* CRegKey::EnumValueName(DWORD index) {
+    if (!key_ || !make_room(value_name_, value_room_, longest_value_)) return nullptr;
     DWORD length = value_room_;
-    if (!key_ || !value_name_ ||
-        RegEnumValueW(key_, index, value_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+    if (RegEnumValueW(key_, index, value_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
         return nullptr;
     }
     return value_name_.get();
 }
 
 const WCHAR* CRegKey::EnumSubkeyName(DWORD index) {
+    if (!key_ || !make_room(subkey_name_, subkey_room_, longest_subkey_)) return nullptr;
     DWORD length = subkey_room_;
-    if (!key_ || !subkey_name_ ||
-        RegEnumKeyExW(key_, index, subkey_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+    if (RegEnumKeyExW(key_, index, subkey_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
         return nullptr;
     }
     return subkey_name_.get();
 }
 
+// The registry does not promise a terminator.
+LSTATUS CRegKey::query_text(const WCHAR* name, WCHAR* target, DWORD capacity) {
+    DWORD type = 0, size = capacity;
+    const LSTATUS status = RegQueryValueExW(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(target), &size);
+    if (status != ERROR_SUCCESS) return status;
+    target[std::min(size, capacity - 1) / sizeof(WCHAR)] = 0;
+    return type == REG_SZ || type == REG_EXPAND_SZ ? ERROR_SUCCESS : ERROR_INVALID_DATA;
+}
+
 const WCHAR* CRegKey::ReadString(const WCHAR* name) {
-    if (!key_ || !data_) return nullptr;
-    DWORD type = 0, size = data_room_ - static_cast<DWORD>(sizeof(WCHAR));
-    LSTATUS status = RegQueryValueExW(key_, name, nullptr, &type, data_.get(), &size);
-    if (status == ERROR_MORE_DATA && refresh()) {
-        size = data_room_ - static_cast<DWORD>(sizeof(WCHAR));
-        status = RegQueryValueExW(key_, name, nullptr, &type, data_.get(), &size);
+    if (!key_ || !make_room(data_, data_room_, longest_data_)) return nullptr;
+    auto* text = reinterpret_cast<WCHAR*>(data_.get());
+    LSTATUS status = query_text(name, text, data_room_);
+    if (status == ERROR_MORE_DATA && refresh() && make_room(data_, data_room_, longest_data_)) {
+        text = reinterpret_cast<WCHAR*>(data_.get());
+        status = query_text(name, text, data_room_);
     }
-    if (status != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) return nullptr;
-    size &= ~DWORD{1};
-    data_[size] = data_[size + 1] = 0;  // the registry does not promise a terminator
-    return reinterpret_cast<const WCHAR*>(data_.get());
+    return status == ERROR_SUCCESS ? text : nullptr;
+}
+
+BOOL CRegKey::read_path(const WCHAR* name, PathText& path) {
+    if (key_ && query_text(name, path.data(), sizeof path) == ERROR_SUCCESS) return TRUE;
+    path.clear();
+    return FALSE;
 }
 
 BOOL CRegKey::read_raw(const WCHAR* name, void* data, DWORD capacity, DWORD* size) {

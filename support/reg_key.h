@@ -27,6 +27,8 @@ public:
     const WCHAR* EnumSubkeyName(DWORD index);
     // The text of a REG_SZ or REG_EXPAND_SZ value as it stands, else null.
     const WCHAR* ReadString(const WCHAR* name);
+    // The same without memory of its own. FALSE, and an empty path, also when the text is longer.
+    BOOL read_path(const WCHAR* name, PathText& path);
     // The value of a 4-byte REG_DWORD, else fallback.
     DWORD ReadDword(const WCHAR* name, DWORD fallback);
     // Data of any type and of at most capacity bytes; size receives its length. FALSE for larger data.
@@ -40,10 +42,14 @@ public:
 private:
     BOOL refresh();
     BOOL opened();
+    // `capacity` is bytes.
+    LSTATUS query_text(const WCHAR* name, WCHAR* target, DWORD capacity);
 
     HKEY key_ = nullptr;
     DWORD subkeys_ = 0, values_ = 0;
-    DWORD subkey_room_ = 0, value_room_ = 0, data_room_ = 0;  // WCHAR, WCHAR, bytes
+    // WCHAR, WCHAR, bytes: what the key's names and data need, and what is allocated when they are asked for.
+    DWORD longest_subkey_ = 1, longest_value_ = 1, longest_data_ = 2;
+    DWORD subkey_room_ = 0, value_room_ = 0, data_room_ = 0;
     HeapArray<WCHAR> subkey_name_, value_name_;
     HeapArray<BYTE> data_;
 };

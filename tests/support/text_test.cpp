@@ -154,6 +154,16 @@ TEST_F(RegKeyTest, ReadsAndWritesTypedValues) {
     EXPECT_EQ(key.ReadDword(TEXT("Text"), 1), 1u);
     EXPECT_EQ(key.ReadString(TEXT("Number")), nullptr);
     EXPECT_EQ(Text(key.ReadString(TEXT("text"))), TEXT("a longer text"));
+    PathText path(TEXT("old"));
+    EXPECT_FALSE(key.read_path(TEXT("Number"), path) || !path.empty());
+    EXPECT_TRUE(key.read_path(TEXT("text"), path));
+    EXPECT_EQ(Text(path.c_str()), TEXT("a longer text"));
+    for (size_t length : {259u, 260u}) {
+        EXPECT_TRUE(key.write_string(TEXT("long"), std::u16string(length, u'x').c_str()));
+        EXPECT_EQ(key.read_path(TEXT("long"), path), length < 260);
+        EXPECT_EQ(path.length(), length < 260 ? length : 0);
+    }
+    EXPECT_TRUE(key.DeleteValue(TEXT("long")));
     EXPECT_EQ(Text(key.EnumValueName(1)), TEXT("Text"));
     EXPECT_EQ(key.EnumValueName(2), nullptr);
     EXPECT_TRUE(key.DeleteValue(TEXT("Number")));
