@@ -78,7 +78,7 @@ BOOL File::write_through(const BYTE* data, DWORD n) {
 }
 
 BOOL File::Flush() {
-    if (!IsOpen()) return FALSE;
+    if (!File::IsOpen()) return FALSE;
     for (DWORD done = 0; done < fill_;) {
         DWORD piece = std::min(kFlushPiece, fill_ - done);
         if (!write_through(buffer_.data() + done, piece)) {
@@ -218,7 +218,7 @@ void File::close_handle() {
 }
 
 BOOL File::Close() {
-    BOOL flushed = !IsOpen() || Flush();
+    BOOL flushed = !File::IsOpen() || File::Flush();  // also while the object is being destroyed
     close_handle();
     return flushed;
 }

@@ -13,6 +13,8 @@
 namespace kv {
 namespace {
 
+constexpr const WCHAR* kPath = TEXT("C:\\Windows\\Temp\\a.kv");
+
 class FileTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -20,7 +22,10 @@ protected:
         host::set_messages_quiet(true);
         before_ = host::live_objects();
     }
-    void TearDown() override { EXPECT_TRUE(before_ == host::live_objects()) << "something is still held"; }
+    void TearDown() override {
+        EXPECT_TRUE(before_ == host::live_objects()) << "something is still held";
+        DeleteFileW(kPath);
+    }
 
     static std::string content(const WCHAR* path) {
         std::ifstream in(host::host_path(path), std::ios::binary);
@@ -30,8 +35,6 @@ protected:
 
     host::LiveObjects before_{};
 };
-
-constexpr const WCHAR* kPath = TEXT("C:\\Windows\\Temp\\a.kv");
 
 TEST_F(FileTest, BuffersUpTo32768BytesAndCountsThemInTheSize) {
     File* file = NewFile(kPath, 0x1001);
