@@ -21,8 +21,9 @@ bool product_type_says_server() {
     wanted.wProductType = VER_NT_WORKSTATION;
     ULONGLONG equal = VerSetConditionMask(0, VER_PRODUCT_TYPE, VER_EQUAL);
     if (!VerifyVersionInfoW(&wanted, VER_PRODUCT_TYPE, equal)) return true;
-    OSVERSIONINFOEXW version;
-    if (query_version(version)) {
+    OSVERSIONINFOEXW version = {};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version))) {
         return version.wProductType == VER_NT_DOMAIN_CONTROLLER || version.wProductType == VER_NT_SERVER;
     }
     CRegKey key;
