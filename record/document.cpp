@@ -53,7 +53,6 @@ bool is_null_port(const PathText& port) {
 }  // namespace
 
 BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
-    failed = 0;
     start_tick = GetTickCount();
     document_name.assign(name ? name : TEXT(""));
     if (announce_document(id)) {
@@ -163,7 +162,8 @@ void PDEVICE::reset_document() {
 // A piece that cannot be read or sent does not hold up the rest.
 BOOL PDEVICE::copy_to_spooler() {
     constexpr LONG kPiece = 32768;
-    if (!job->Flush() || !job->SetEndOfFile()) return FALSE;
+    if (!job->Flush()) return FALSE;
+    job->SetEndOfFile();  // nothing lies behind the end but what was there before
     const LONG size = job->GetSize();
     HeapArray<BYTE> buffer;
     if (size <= 0 || !job->Seek(0) || !buffer.alloc(static_cast<size_t>(std::min(size, kPiece)))) return FALSE;

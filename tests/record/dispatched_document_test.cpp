@@ -17,6 +17,12 @@ struct DispatchedDocument : DispatchTest {
         std::ifstream in(host::host_path(path), std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
+    // Of a document; a dispatcher that is slow to take the next connection is told beforehand.
+    std::vector<DWORD> codes() {
+        std::vector<DWORD> all = DispatchTest::codes();
+        std::erase(all, DWORD{kDispatchPrepare});
+        return all;
+    }
     // The job that the last message hands over, checked and taken away.
     Bytes take_job() {
         const auto received = dispatcher->received();
@@ -222,7 +228,7 @@ TEST_F(DispatchedDocument, SurvivesEachFailingCall) {
             const bool handed_over = !received.empty() && received.back()[0] == kDispatchEndDoc;
             const bool withdrawn = !received.empty() && received.back()[0] == kDispatchAbort;
             // Where the dispatcher's program was not found, the document is recorded without it.
-            const bool looked_up = failed == "HeapAlloc" || failed.starts_with("Reg") || failed.starts_with("Get");
+            const bool looked_up = failed.starts_with("Reg") || failed.starts_with("Get");
             EXPECT_EQ(started && found, started && accepted);
             EXPECT_TRUE(!started || found || looked_up);
             EXPECT_TRUE(started || !handed_over);
@@ -232,7 +238,7 @@ TEST_F(DispatchedDocument, SurvivesEachFailingCall) {
                 EXPECT_TRUE(DeleteFileW(path.c_str()));
             } else if (failed != "DeleteFileW") {
                 // Sending or asking for the hand-over failed, and with it perhaps the withdrawal.
-                const bool hand_over_failed = started && (failed == "TransactNamedPipe" || failed == "HeapAlloc");
+                const bool hand_over_failed = started && failed == "TransactNamedPipe";
                 EXPECT_LE(files.size(), hand_over_failed ? 1u : 0u);
                 EXPECT_TRUE(withdrawn || !accepted || !started || hand_over_failed);
             }

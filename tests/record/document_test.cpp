@@ -150,7 +150,11 @@ TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFail) {
     ASSERT_TRUE(device->send_page());
     EXPECT_TRUE(device->end_document(ED_ABORTDOC));
     EXPECT_TRUE(job().empty());
-    // The device takes the next document.
+    // One that does not start has to end before the device takes the next.
+    host::fail_call(host::CallKind::File, 1);
+    EXPECT_FALSE(device->start_document(u"C", 3));
+    EXPECT_FALSE(device->start_document(u"C", 3));
+    EXPECT_TRUE(device->end_document());
     start_page();
     end_page_and_document();
     EXPECT_FALSE(job().empty());
