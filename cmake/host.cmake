@@ -80,3 +80,15 @@ endif()
 # The product's exports and imports, as scripts/test builds it.
 add_test(NAME windows/exports_and_imports
   COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll)
+# What the Windows build does under wine64, where there is one; one at a time, for they share a prefix.
+find_program(WINE64 wine64 PATHS /usr/lib/wine)
+if(WINE64)
+  cmake_path(GET CMAKE_BINARY_DIR FILENAME build_name)
+  foreach(step prepare dll system jobs processes end)
+    add_test(NAME windows/${step} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
+    set_tests_properties(windows/${step} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 ENVIRONMENT BUILD=${build_name})
+  endforeach()
+  set_tests_properties(windows/prepare PROPERTIES FIXTURES_SETUP wine)
+  set_tests_properties(windows/end PROPERTIES FIXTURES_CLEANUP wine)
+  set_tests_properties(windows/dll windows/system windows/jobs windows/processes PROPERTIES FIXTURES_REQUIRED wine)
+endif()
