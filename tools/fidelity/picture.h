@@ -20,6 +20,9 @@ struct Picture {
     const uint8_t* at(int x, int y) const { return const_cast<Picture*>(this)->at(x, y); }
 };
 
+// Each pixel the mean of `times` by `times`, white where those at the right and bottom are missing.
+Picture reduced(Picture picture, int times);
+
 // On white paper of another size, its corner where it was.
 Picture on_paper(const Picture& picture, int width, int height);
 

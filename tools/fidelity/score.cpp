@@ -124,6 +124,25 @@ void add_similarity(const Plane& a, const Plane& b, Score& score) {
 
 }  // namespace
 
+Picture reduced(Picture picture, int times) {
+    if (times <= 1) return picture;
+    const int width = (picture.width + times - 1) / times, height = (picture.height + times - 1) / times;
+    picture = on_paper(picture, width * times, height * times);
+    Picture small(width, height);
+    const int count = times * times;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            int sums[3] = {};
+            for (int v = 0; v < times; ++v) {
+                const uint8_t* from = picture.at(x * times, y * times + v);
+                for (int i = 0; i < 3 * times; ++i) sums[i % 3] += from[i];
+            }
+            for (int i = 0; i < 3; ++i) small.at(x, y)[i] = static_cast<uint8_t>((sums[i] + count / 2) / count);
+        }
+    }
+    return small;
+}
+
 Picture on_paper(const Picture& picture, int width, int height) {
     Picture paper(width, height);
     const auto shared = static_cast<size_t>(std::min(width, picture.width)) * 3;
