@@ -47,8 +47,8 @@ TEST(Pen, WholePixels) {
     const Pen hairline = make_pen(Dashed(0, {2, 1}), 4, Dashes::OfThePen);
     EXPECT_EQ(hairline.line.fl, FLONG{LA_STYLED});
     EXPECT_EQ(hairline.line.elWidth.l, 1);
-    EXPECT_EQ(hairline.line.pstyle[0].l, 8);
-    EXPECT_EQ(hairline.line.pstyle[1].l, 4);
+    EXPECT_EQ(hairline.line.pstyle[0].l, 4);  // 8 pixels, in units of two
+    EXPECT_EQ(hairline.line.pstyle[1].l, 2);
 }
 
 TEST(Pen, UnevenMatrices) {
@@ -69,6 +69,8 @@ TEST(Dashes, CutWhereAPenCannotSayThem) {
     } const cases[] = {
         {"none", Dashed(1, {}), false},
         {"whole pixels", Dashed(1, {3, 2}), false},
+        {"100 rounds of 10 pixels in units of two", Dashed(0, {6, 4}), false},
+        {"100 rounds of 10 pixels that are none of two", Dashed(0, {5, 5}), true},
         {"an offset", Dashed(1, {3, 2}, 1), true},
         {"100 rounds of 10.25 pixels end 25 pixels off", Dashed(1, {5.25f, 5}), true},
         {"two rounds of 400.25 pixels end half a pixel off", Dashed(1, {200.25f, 200}), false},

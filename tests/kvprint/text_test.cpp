@@ -26,9 +26,14 @@ protected:
             "<< /Type /FontDescriptor /FontName /QWERTY+Mono /Flags 4 /FontBBox [0 0 1000 1000] /FontFile2 14 0 R >>",
             pdf_stream("", kLetters),
             pdf_stream("", std::string(font.begin(), font.end())),
+            pdf_stream("/Type /XObject /Subtype /Form /BBox [0 0 720 720] /Group << /S /Transparency >> "
+                       "/Resources << /Font << /F 10 0 R >> >>",
+                       "BT /F 20 Tf 100 400 Td <00250026> Tj ET 0 0 9 9 re f"),
         };
+        const std::string resources =
+            "/Font << /F 10 0 R >> /XObject << /Group 15 0 R >> /ExtGState << /Half << /ca 0.5 >> >>";
         Lines lines;
-        for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", "/Font << /F 10 0 R >>")) {
+        for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", resources)) {
             if (!line.starts_with("drawing state")) lines.push_back(line);
         }
         return lines;
@@ -92,6 +97,22 @@ TEST_F(Text, RenderingModes) {
     ASSERT_EQ(clipped.size(), 2u);
     EXPECT_TRUE(clipped[0].starts_with("path clip"));
     EXPECT_TRUE(clipped[1].starts_with("rectangle fill"));
+}
+
+TEST_F(Text, WhatBecomesOfLettersIsCounted) {
+    struct {
+        const char *content, *expected;
+    } const cases[] = {
+        {"<002400250026> Tj", "3 as text, 0 as outlines, 0 in images, 0 stroked"},
+        {"<00240025> Tj 1 0 0.5 1 100 500 Tm <0026> Tj", "2 as text, 1 as outlines, 0 in images, 0 stroked"},
+        {"1 Tr <00240025> Tj", "0 as text, 0 as outlines, 0 in images, 2 stroked"},
+        {"<0024> Tj ET /Half gs /Group Do BT", "1 as text, 0 as outlines, 2 in images, 0 stroked"},
+    };
+    for (const auto& test : cases) {
+        texts_of(std::string("1 0 0 1 100 600 Tm ") + test.content, kTablesOfPdf, true);
+        EXPECT_NE(messages.find(std::string("  letters in TrueType fonts: ") + test.expected + "\n"), std::string::npos)
+            << messages;
+    }
 }
 
 // One file travels once, whatever sizes and pages it is used in.

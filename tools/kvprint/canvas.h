@@ -7,6 +7,7 @@
 
 #include "engine/device.h"
 #include "tools/kvprint/cover.h"
+#include "tools/kvprint/letters.h"
 #include "tools/kvprint/region.h"
 
 namespace kvprint {
@@ -15,6 +16,7 @@ struct Played {
     size_t pages = 0, fills = 0, strokes = 0, texts = 0, images = 0;
     // What was given to the driver as something else than it is, and what was not drawn, or not exactly; by kind.
     std::map<std::string, size_t> otherwise, missing;
+    LetterCounts letters;
 };
 
 // Colours are in the surface's order, blue low.

@@ -1,6 +1,7 @@
 #pragma once
 // Drawing kept for later: what stands between the begin and the end of a clip, group, mask or tile.
 
+#include "tools/kvprint/letters.h"
 #include "tools/kvprint/mupdf.h"
 
 namespace kvprint {
@@ -24,6 +25,8 @@ public:
     // True with the end of the container that began the capture.
     bool end() { return --depth_ == 0; }
     void count_drawing() { ++drawings_; }
+    void count_text(const fz_text& text) { count_letters(text, letters_); }
+    const LettersOfKinds& letters() const { return letters_; }
     // The calls that begin and end the capture are held as well; for the end, while nothing else is open.
     bool holds_begin() const { return kind_ != Kind::Tile; }
     bool holds_end() const { return kind_ != Kind::Tile || depth_ > 1; }
@@ -44,6 +47,7 @@ private:
     DrawDevice device_;
     int depth_ = 1;
     size_t drawings_ = 0, groups_ = 0;
+    LettersOfKinds letters_;
 };
 
 }  // namespace kvprint

@@ -42,11 +42,14 @@ void settle_mask(fz_context* context, PagePlayer& player) {
 }
 
 // A call that draws: again(target) makes it once more on another device, play() plays it.
+// True when it was passed on instead.
 template <class Again, class Play>
-void draw(fz_context* context, fz_device* device, Again again, Play play) {
+bool draw(fz_context* context, fz_device* device, Again again, Play play) {
     PagePlayer& player = player_of(device);
     settle_mask(context, player);
-    if (!player.pass_on_drawing(again)) as_callback(context, [&] { play(player); });
+    const bool captured = player.pass_on_drawing(again);
+    if (!captured) as_callback(context, [&] { play(player); });
+    return captured;
 }
 
 // A call that begins a clip: play() tells whether a capture began.
@@ -92,21 +95,23 @@ void stroke_path(fz_context* context, fz_device* device, const fz_path* path, co
 
 void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
                const float* colour, float alpha, fz_color_params parameters) {
-    draw(
+    const bool captured = draw(
         context, device, [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.fill_text(text, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });
+    if (captured) player_of(device).note_captured(*text);
 }
 
 void stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
-    draw(
+    const bool captured = draw(
         context, device,
         [&](fz_device* to) { fz_stroke_text(context, to, text, state, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.stroke_text(text, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });
+    if (captured) player_of(device).note_captured(*text);
 }
 
 void fill_shade(fz_context* context, fz_device* device, fz_shade* shade, fz_matrix ctm, float alpha,

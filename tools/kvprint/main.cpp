@@ -14,6 +14,10 @@ void report(const kvprint::Options& options, const kvprint::Played& played) {
         std::printf("%s: %zu pages, %zu fills, %zu strokes, %zu texts, %zu images\n",
                     options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages, played.fills,
                     played.strokes, played.texts, played.images);
+        for (const auto& [kind, letters] : played.letters) {
+            std::printf("  letters in %s fonts: %zu as text, %zu as outlines, %zu in images, %zu stroked\n",
+                        kind.c_str(), letters.as_text, letters.as_outlines, letters.in_images, letters.stroked);
+        }
         for (const auto& [what, count] : played.otherwise) {
             if (count > 0) std::printf("  drawn otherwise: %zu %s\n", count, what.c_str());
         }

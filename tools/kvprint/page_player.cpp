@@ -91,6 +91,7 @@ void PagePlayer::finish_capture(Capture& capture) {
             break;
         case Capture::Kind::Patch:
         case Capture::Kind::Rest:
+            note_in_images(capture);
             finish_patch();
             break;
         case Capture::Kind::Group:
@@ -100,10 +101,15 @@ void PagePlayer::finish_capture(Capture& capture) {
             }
             [[fallthrough]];
         case Capture::Kind::Layer:
+            note_in_images(capture);
             renderer_.render(
                 capture_area_, [&](fz_device* device) { capture.play(device); },
                 [&](const Rendering& rendering) { draw_rendering(rendering); });
     }
+}
+
+void PagePlayer::note_in_images(const Capture& capture) {
+    for (const auto& [kind, count] : capture.letters()) canvas_.played().letters[kind].in_images += count;
 }
 
 void PagePlayer::play_single(const Capture& capture) {
@@ -124,6 +130,7 @@ void PagePlayer::finish_tile(const Capture& capture) {
         return;
     }
     count_otherwise("tiled patterns as images");
+    note_in_images(capture);
     renderer_.render(
         capture_area_,
         [&](fz_device* device) {

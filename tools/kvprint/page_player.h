@@ -37,6 +37,8 @@ public:
         if (captured) capture_->count_drawing();
         return captured;
     }
+    // A text among the calls that were passed on.
+    void note_captured(const fz_text& text) { capture_->count_text(text); }
     template <class Call>
     bool pass_on(Call call) {
         if (page_list_ && replaying_ == 0) call(page_list_->device());
@@ -106,6 +108,7 @@ public:
 private:
     void begin_capture(Capture::Kind kind, const RECTL& area);
     void finish_capture(Capture& capture);
+    void note_in_images(const Capture& capture);
     void finish_tile(const Capture& capture);
     void play_tile(const Capture& capture, const fz_irect& cells);
     void play_single(const Capture& capture);
@@ -141,6 +144,7 @@ private:
     void draw_rendering(const Rendering& rendering);
     void draw_image(fz_device* device, fz_image* image, fz_image* mask, fz_matrix ctm, float alpha,
                     fz_color_params parameters);
+    LetterCount& letters_in(const fz_font& font) { return canvas_.played().letters[kind_of(font)]; }
     void count_otherwise(const char* what) { ++canvas_.played().otherwise[what]; }
 
     fz_context* context_;

@@ -13,11 +13,19 @@ double length_of(const Figure& figure) {
     return length;
 }
 
+bool is_cosmetic(const fz_stroke_state& state) { return state.linewidth <= 0; }
+
+// Device pixels of a unit of the dashes' lengths.
+float dash_unit(const fz_stroke_state& state) {
+    constexpr float kStyleUnit = 2;  // of cosmetic lines, as the driver tells the engine
+    return is_cosmetic(state) ? kStyleUnit : 1;
+}
+
 float whole_dash(float length) { return std::max(std::round(length), 1.0f); }
 
 void add_style(const fz_stroke_state& state, float scale, Pen& pen) {
     for (int i = 0; i < state.dash_len; ++i) {
-        const float length = whole_dash(state.dash_list[i] * scale);
+        const float length = whole_dash(state.dash_list[i] * scale / dash_unit(state));
         FLOAT_LONG entry;
         if (pen.line.fl & LA_GEOMETRIC) {
             entry.e = length;
@@ -108,7 +116,7 @@ private:
 
 Pen make_pen(const fz_stroke_state& state, float scale, Dashes dashes) {
     Pen pen;
-    if (state.linewidth <= 0) {
+    if (is_cosmetic(state)) {
         pen.line.elWidth.l = 1;
     } else {
         pen.line.fl = LA_GEOMETRIC;
@@ -139,7 +147,7 @@ bool needs_cutting(const fz_stroke_state& state, float scale, const std::vector<
     for (int i = 0; i < state.dash_len; ++i) {
         const float length = state.dash_list[i] * scale;
         period += length;
-        whole += whole_dash(length);
+        whole += whole_dash(length / dash_unit(state)) * dash_unit(state);
         shortest = std::min(shortest, double{length});
     }
     double longest_figure = 0, all_figures = 0;

@@ -62,6 +62,7 @@ void PagePlayer::fill_text(const fz_text* text, fz_matrix ctm, Paint paint) {
         if (span->font->t3procs) {
             draw_type3(*span, ctm, paint);
         } else if (!opaque) {
+            letters_in(*span->font).as_outlines += letters_of(*span);
             count_otherwise("translucent texts over other drawing as shapes");
             const Rgb rgb(paint.colour);
             blend(scan(outlines_of(*span, ctm), FillRule::Winding, canvas_.clip().bounds()), paint,
@@ -69,7 +70,10 @@ void PagePlayer::fill_text(const fz_text* text, fz_matrix ctm, Paint paint) {
                       fz_fill_text(context_, device, text, ctm, fz_device_rgb(context_), rgb.components, paint.alpha,
                                    fz_default_color_params);
                   });
-        } else if (!fill_as_text(*span, ctm, paint.colour)) {
+        } else if (fill_as_text(*span, ctm, paint.colour)) {
+            letters_in(*span->font).as_text += letters_of(*span);
+        } else {
+            letters_in(*span->font).as_outlines += letters_of(*span);
             fill_outlines(*span, ctm, paint.colour);
         }
     }
@@ -181,6 +185,7 @@ void PagePlayer::stroke_text(const fz_text* text, const fz_stroke_state& state, 
             draw_type3(*span, ctm, paint);
             continue;
         }
+        letters_in(*span->font).stroked += letters_of(*span);
         for_each_outline(context_, *span, fz_identity,
                          [&](const fz_path* outline) { stroke(outline, state, ctm, paint); });
     }

@@ -54,16 +54,31 @@ void UnicodeMaps::read_all() {
     read_ = true;
     int count = 0;
     with_errors(context_, [&] { count = pdf_xref_len(context_, document_); });
+    std::vector<bool> in_use;  // by the page that is being read, which does not hold all that it uses
+    for (int number = 0; number < count; ++number) in_use.push_back(cached(number) != nullptr);
     for (int number = 1; number < count; ++number) {
         try {
             const auto object =
                 make_held<PdfObject>(context_, [&] { return pdf_load_object(context_, document_, number); });
             read(object.get());
-        } catch (const std::runtime_error&) {
-            continue;  // what cannot be read is no font of a page that prints
+        } catch (const std::runtime_error&) {  // what cannot be read is no font of a page that prints
         }
+        if (!in_use[static_cast<size_t>(number)]) forget(number);
     }
-    with_errors(context_, [&] { pdf_clear_xref(context_, document_); });
+}
+
+// What the document holds of an object's entry while the object is in memory.
+pdf_xref_entry* UnicodeMaps::cached(int number) const {
+    pdf_xref_entry* entry = nullptr;
+    with_errors(context_, [&] { entry = pdf_get_xref_entry_no_null(context_, document_, number); });
+    return entry && entry->obj ? entry : nullptr;
+}
+
+void UnicodeMaps::forget(int number) const {
+    pdf_xref_entry* entry = cached(number);
+    if (!entry || entry->stm_buf || pdf_obj_refs(context_, entry->obj) > 1) return;
+    pdf_drop_obj(context_, entry->obj);
+    entry->obj = nullptr;
 }
 
 void UnicodeMaps::read(pdf_obj* object) {

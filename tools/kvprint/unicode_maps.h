@@ -24,6 +24,8 @@ public:
 private:
     void read_all();
     void read(pdf_obj* object);
+    pdf_xref_entry* cached(int number) const;
+    void forget(int number) const;
     void add(pdf_font_desc& font);
 
     fz_context* context_;
