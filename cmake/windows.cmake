@@ -22,6 +22,14 @@ kv_module(image LINKS kv_settings JPEG::JPEG)
 target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector code
 kv_module(fonts LINKS kv_support)
 target_compile_options(kv_fonts PRIVATE -O3)  # loops over tables become vector code
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Vectors are aligned to 16 bytes, and callers on this system to 4: every function sees to its own stack. What
+  # setjmp returns to stays as plain as the rest of the driver.
+  foreach(module image fonts)
+    target_compile_options(kv_${module} PRIVATE -msse2 -mstackrealign)
+  endforeach()
+  set_source_files_properties(image/jpeg.cpp PROPERTIES COMPILE_OPTIONS -mno-sse)
+endif()
 kv_module(dispatch LINKS kv_settings)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
