@@ -49,7 +49,7 @@ Font::Font(std::shared_ptr<FontFile> file, ULONG face, const XFORML& transform, 
     cxMax = static_cast<ULONG>(std::lround(std::hypot(em.x, em.y)));
 }
 
-Font::Font(std::shared_ptr<FontFile> file, ULONG face, double em_pixels, double degrees)
+Font::Font(const std::shared_ptr<FontFile>& file, ULONG face, double em_pixels, double degrees)
     : Font(file, face, turned(file->face(face), em_pixels, degrees)) {}
 
 Font::~Font() {

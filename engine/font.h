@@ -26,7 +26,7 @@ public:
     // Throws std::runtime_error for a face that cannot be read.
     Font(std::shared_ptr<FontFile> file, ULONG face, const XFORML& transform, FLONG simulations = 0);
     // At that many pixels per em, turned counter-clockwise.
-    Font(std::shared_ptr<FontFile> file, ULONG face, double em_pixels, double degrees = 0);
+    Font(const std::shared_ptr<FontFile>& file, ULONG face, double em_pixels, double degrees = 0);
     // The driver that keeps something on the font is told.
     ~Font();
     Font(const Font&) = delete;

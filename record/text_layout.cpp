@@ -31,7 +31,7 @@ bool is_stretched(const XFORML& m) {
 LONG tenths_of_degree(const XFORML& m) {
     constexpr LONG kTurn = 3600;
     const double angle = std::atan2(-static_cast<double>(m.eM12), static_cast<double>(m.eM11));
-    const LONG tenths = rounded(angle * (kTurn / 2) / std::numbers::pi);
+    const LONG tenths = rounded(angle * (kTurn / 2.0) / std::numbers::pi);
     return (tenths + kTurn) % kTurn;
 }
 

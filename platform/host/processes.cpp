@@ -44,7 +44,7 @@ class Process : public Waitable {
 public:
     explicit Process(pid_t id) : id_(id) {}
     ~Process() override {
-        if (poll() == WAIT_TIMEOUT) orphans().add(id_);
+        if (Process::poll() == WAIT_TIMEOUT) orphans().add(id_);
     }
     DWORD poll() override {
         int status = 0;
@@ -131,6 +131,7 @@ std::vector<std::string> environment_of_child() {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> all;
+    all.reserve(texts.size() + 1);
     for (std::string& text : texts) all.push_back(text.data());
     all.push_back(nullptr);
     return all;
