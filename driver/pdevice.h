@@ -139,7 +139,7 @@ private:
     BOOL write_trailer();
     BOOL write_attached_data();
     BOOL write_tray_names();
-    BOOL copy_to_spooler();
+    void copy_to_spooler();
     PathText close_job(bool complete, DWORD recorded_pages);
     void reset_document();
 };

@@ -159,23 +159,22 @@ void PDEVICE::reset_document() {
     compressing = false;
 }
 
-// A piece that cannot be read or sent does not hold up the rest.
-BOOL PDEVICE::copy_to_spooler() {
-    constexpr LONG kPiece = 32768;
-    if (!job->Flush()) return FALSE;
+// A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller.
+void PDEVICE::copy_to_spooler() {
+    constexpr LONG kLargest = 32768;
+    if (!job->Flush()) return;
     job->SetEndOfFile();  // nothing lies behind the end but what was there before
     const LONG size = job->GetSize();
+    if (size <= 0 || !job->Seek(0)) return;
+    LONG room = std::min(size, kLargest);
     HeapArray<BYTE> buffer;
-    if (size <= 0 || !job->Seek(0) || !buffer.alloc(static_cast<size_t>(std::min(size, kPiece)))) return FALSE;
-    BOOL ok = TRUE;
-    for (LONG done = 0; done < size;) {
-        const LONG piece = std::min(kPiece, size - done);
+    BYTE* bytes = buffer.alloc(static_cast<size_t>(room), nullptr) ? buffer.get() : scratch.get();
+    if (!buffer) room = static_cast<LONG>(scratch_size);
+    for (LONG done = 0; done < size && room > 0; done += room) {
         DWORD got = 0, sent = 0;
-        ok &= job->Read(buffer.get(), static_cast<DWORD>(piece), &got);
-        if (got > 0) ok &= WritePrinter(printer, buffer.get(), got, &sent);
-        done += piece;
+        job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
+        if (got > 0) WritePrinter(printer, bytes, got, &sent);
     }
-    return ok;
 }
 
 }  // namespace kv

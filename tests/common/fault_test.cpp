@@ -57,13 +57,14 @@ void FaultTest::fail_each_call_of(host::CallKind kind, const Script& script, con
 }
 
 FaultRun FaultTest::run_once(host::CallKind kind, uint64_t call, const Script& script) {
-    FaultRun run = {kind, call, {}, false, 0, {}, {}};
+    FaultRun run = {kind, call, {}, false, false, 0, {}, {}};
     host::printer(printer).output.clear();
     host::clear_failures();
     host::fail_call(kind, call);
     open_device(mode);
     run.opened = device->is_open();
     run.open_error = GetLastError();
+    run.port_known = run.opened && !pdevice().port_name.empty();
     if (run.opened) script(*device, run.answers);
     run.job = job();
     run.function = host::failed_function();

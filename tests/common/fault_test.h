@@ -27,6 +27,7 @@ struct FaultRun {
     uint64_t call;         // its number among the calls of the kind; 1 is the first
     std::string function;  // the one that failed; empty when the run needs fewer calls
     bool opened = false;   // the device and its surface
+    bool port_known = false;
     DWORD open_error = 0;
     Answers answers;
     Bytes job;  // what the spooler was sent
