@@ -50,6 +50,19 @@ TEST(ScoreTest, ColoursOfOneLuminanceDifferInTheirChannels) {
     EXPECT_NEAR(compare(red, green).difference, 151.0 / 3, 0.5);
 }
 
+TEST(ScoreTest, FinerPagesAreAveraged) {
+    Picture page(5, 4);  // white but for a cell and one pixel of the last, which is half there
+    fill(page, 0, 0, 2, 2, 0, 30, 255);
+    fill(page, 4, 2, 5, 3, 0, 0, 0);
+    const Picture small = reduced(page, 2);
+    ASSERT_EQ(small.width, 3);
+    ASSERT_EQ(small.height, 2);
+    EXPECT_EQ(std::vector<uint8_t>(small.at(0, 0), small.at(0, 0) + 6),
+              std::vector<uint8_t>({0, 30, 255, 255, 255, 255}));
+    EXPECT_EQ(small.at(2, 1)[0], 191);  // three quarters of 255
+    EXPECT_EQ(reduced(page, 1).bytes, page.bytes);
+}
+
 TEST(SheetTest, PagesStandBesideEachOther) {
     ContactSheet sheet;
     Picture source(640, 640), job(640, 320);

@@ -29,8 +29,11 @@ int repeats(float a, float b, int count) {
 
 // The image with its pixels repeated, which is the same picture.
 Image repeated(fz_context* context, fz_image* image, int across, int down) {
-    const auto small = make_held<Pixmap>(
+    auto small = make_held<Pixmap>(
         context, [&] { return fz_get_pixmap_from_image(context, image, nullptr, nullptr, nullptr, nullptr); });
+    if (fz_colorspace_is_indexed(context, small.get()->colorspace)) {  // means of indices say nothing
+        small = make_held<Pixmap>(context, [&] { return fz_convert_indexed_pixmap_to_base(context, small.get()); });
+    }
     const fz_pixmap& from = *small.get();
     const auto large = make_held<Pixmap>(context, [&] {
         return fz_new_pixmap(context, from.colorspace, from.w * across, from.h * down, nullptr, from.alpha);

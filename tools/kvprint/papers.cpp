@@ -41,13 +41,17 @@ PageFit fit_page(float width, float height) {
     mode.dmFields = DM_ORIENTATION | DM_PAPERSIZE;
     mode.dmOrientation = across > down ? DMORIENT_LANDSCAPE : DMORIENT_PORTRAIT;
     const double narrow = std::min(across, down), wide = std::max(across, down);
+    constexpr double kLost = 0.1, kLeft = 1;  // millimetres of the page beyond a paper, and of paper beyond the page
+    auto fits = [](double page, double paper) { return page - paper <= kLost && paper - page <= kLeft; };
     for (const Paper& paper : kPapers) {
-        if (std::abs(narrow - paper.width) <= 1 && std::abs(wide - paper.height) <= 1) {
+        if (fits(narrow, paper.width) && fits(wide, paper.height)) {
             mode.dmPaperSize = paper.code;
             return fit;
         }
     }
-    auto tenths = [](double size) { return static_cast<SHORT>(std::lround(std::max(size, kSmallest) * 10)); };
+    // Rounded up: what lies at the page's edges is on the paper.
+    constexpr double kExact = 0.05;  // tenths
+    auto tenths = [](double size) { return static_cast<SHORT>(std::ceil(std::max(size, kSmallest) * 10 - kExact)); };
     mode.dmPaperSize = kCustomPaper;
     mode.dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
     mode.dmPaperWidth = tenths(narrow);
