@@ -10,6 +10,7 @@
 #include "record/captured_path.h"
 #include "record/deflate_stream.h"
 #include "record/draw_state.h"
+#include "record/font_identity.h"
 #include "record/font_list.h"
 #include "record/page_index.h"
 #include "record/path_buffer.h"

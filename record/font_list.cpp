@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "record/realized_font.h"
+#include "support/memory.h"
 #include "support/process_state.h"
 
 namespace kv {
@@ -17,21 +17,19 @@ DWORD hash_of(const LOGFONTW& font) {
 
 }  // namespace
 
-DWORD FontList::find(const RealizedFont& font, const FontIdentity* file) const {
-    const DWORD hash = hash_of(font.font);
+DWORD FontList::find(const LOGFONTW& font) const {
+    const DWORD hash = hash_of(font);
     for (const Node* node = buckets_[hash % kBuckets]; node; node = node->next) {
-        if (node->hash == hash && node->file == file && std::memcmp(&node->font, &font.font, sizeof font.font) == 0) {
-            return node->id;
-        }
+        if (node->hash == hash && std::memcmp(&node->font, &font, sizeof font) == 0) return node->id;
     }
     return 0;
 }
 
-void FontList::add(const RealizedFont& font, const FontIdentity* file) {
+void FontList::add(DWORD id, const LOGFONTW& font) {
     void* block = nullptr;
     if (!AllocMem(&block, sizeof(Node), false)) return;
     auto* node = static_cast<Node*>(block);
-    *node = {nullptr, font.id, hash_of(font.font), font.font, file};
+    *node = {nullptr, id, hash_of(font), font};
     node->next = std::exchange(buckets_[node->hash % kBuckets], node);
 }
 

@@ -2,12 +2,11 @@
 // The font definitions of a job, found by what they say.
 
 #include <array>
+#include <utility>
 
-#include "record/font_identity.h"
+#include "platform/win32.h"
 
 namespace kv {
-
-struct RealizedFont;
 
 class FontList {
 public:
@@ -19,11 +18,11 @@ public:
     }
     ~FontList() { clear(); }
 
-    // The identifier of a font that looks the same and has the same embedded file (or none), or 0. Two files may give
-    // their fonts the same names, as the subsets do that applications make: their texts need each its own.
-    DWORD find(const RealizedFont& font, const FontIdentity* file) const;
+    // The identifier of the definition of a logical font, or 0. The face name is the one that the font goes by,
+    // whatever the definition has in its place.
+    DWORD find(const LOGFONTW& font) const;
     // Without memory for it the definition is not remembered.
-    void add(const RealizedFont& font, const FontIdentity* file);
+    void add(DWORD id, const LOGFONTW& font);
     void clear();
 
     // Tells this document from every other of the process; 0 while nothing was asked.
@@ -35,7 +34,6 @@ private:
         DWORD id;
         DWORD hash;
         LOGFONTW font;
-        const FontIdentity* file;
     };
     void swap(FontList& other) {
         buckets_.swap(other.buckets_);

@@ -120,20 +120,17 @@ BOOL write_definition(PDEVICE& device, RealizedFont& realized, const FontIdentit
 
 // Finds the definition in the job, or writes it.
 BOOL define(PDEVICE& device, RealizedFont& realized, std::span<const BYTE> file) {
-    FontIdentity* entry = realized.identity ? device.font_files.find(*realized.identity) : nullptr;
-    const bool is_known_file = !realized.identity || entry;
-    if (is_known_file) {
-        if (const DWORD known = device.fonts.find(realized, entry)) {
-            realized.id = known;
-            return TRUE;
-        }
+    if (const DWORD known = device.fonts.find(realized.font)) {
+        realized.id = known;
+        return TRUE;
     }
+    const FontIdentity* entry = nullptr;
     if (realized.identity) {
         entry = EmbedFontFile(device, file, *realized.identity);
         if (!entry) return FALSE;
     }
     if (!write_definition(device, realized, entry)) return FALSE;
-    device.fonts.add(realized, entry);
+    device.fonts.add(realized.id, realized.font);
     return TRUE;
 }
 

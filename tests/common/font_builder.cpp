@@ -64,7 +64,6 @@ Tables make_tables(const FontPlan& plan) {
         {"name", make_name(plan)},
         {"post", Big().u32({0x00030000}).zeros(28).bytes}};
     if (plan.variable) tables.insert(tables.begin() + 2, {"fvar", Bytes(16)});
-    if (!plan.salt.empty()) tables.push_back({"zzzz", ascii(plan.salt)});
     return tables;
 }
 

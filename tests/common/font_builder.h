@@ -17,7 +17,6 @@ struct FontPlan {
     int average_width = 450;
     bool symbol = false;    // the map is in the symbol encoding
     bool variable = false;  // has an empty 'fvar' table
-    std::string salt;       // makes other bytes of the same font
 };
 
 std::vector<BYTE> build_font(const FontPlan& plan);
