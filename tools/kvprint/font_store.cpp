@@ -4,6 +4,8 @@
 #include <cmath>
 #include <tuple>
 
+#include "fonts/ifi_metrics.h"
+
 namespace kvprint {
 namespace {
 
@@ -19,15 +21,22 @@ bool is_drawn_as_it_stands(const fz_font& font) {
            !(font.flags.ft_substitute && font.flags.ft_stretch);
 }
 
+constexpr size_t kTag = 6;
+const std::string kOwnName;
+
+bool has_tag(const std::string& name) { return name.size() > kTag && name[kTag] == '+'; }
+
 // A name that no installed font has: with a tag of six letters, as parts of fonts have in PDF files.
-std::string tagged_name(const fz_font& font, const FontDigest& digest) {
-    constexpr size_t kTag = 6;
+std::string tagged_name(const fz_font& font, const FontDigest& digest, bool own_tag) {
     std::string name;
     for (const char* letter = font.name; *letter; ++letter) {
         if (*letter > ' ' && *letter < 0x7F) name += *letter;
     }
     if (name.empty()) name = "Font";
-    if (name.size() > kTag && name[kTag] == '+') return name;
+    if (has_tag(name)) {
+        if (!own_tag) return name;
+        name.erase(0, kTag + 1);
+    }
     std::string tag;
     for (size_t i = 0; i < kTag; ++i) tag += static_cast<char>('A' + digest[i] % 26);
     return tag + "+" + name;
@@ -37,6 +46,23 @@ template <class Map>
 auto oldest(Map& map) {
     return std::min_element(map.begin(), map.end(),
                             [](const auto& a, const auto& b) { return a.second.last_use < b.second.last_use; });
+}
+
+// Null for bytes that are no font.
+std::shared_ptr<FontFile> load(FontBytes bytes) {
+    try {
+        auto file = std::make_shared<FontFile>(std::move(bytes));
+        file->face(0);
+        return file;
+    } catch (const std::runtime_error&) {
+        return nullptr;
+    }
+}
+
+// As much of the family name as a logical font holds.
+std::u16string logical_name(FontFile& file) {
+    const auto& metrics = *reinterpret_cast<const IFIMETRICS*>(file.face(0).metrics().data());
+    return std::u16string(kv::family_name(metrics)).substr(0, LF_FACESIZE - 1);
 }
 
 }  // namespace
@@ -57,29 +83,33 @@ std::shared_ptr<FontFile> FontStore::file_of(fz_font* font) {
     return file;
 }
 
+// The font's own file where a system takes it, and takes it for no other; else one made complete, under a name of its
+// own: logical fonts know a font by its name alone, and parts of fonts may share one.
 std::shared_ptr<FontFile> FontStore::make_file(fz_font* font, const FontDigest& digest) {
-    FontBytes bytes = bytes_of(font, digest);
-    if (bytes.empty()) return nullptr;
-    try {
-        auto file = std::make_shared<FontFile>(std::move(bytes));
-        file->face(0);
-        return file;
-    } catch (const std::runtime_error&) {
-        return nullptr;
-    }
-}
-
-// The font's own file where a system takes it, and takes it for no other; else one made complete.
-FontBytes FontStore::bytes_of(fz_font* font, const FontDigest& digest) {
     const FontBytes bytes(font->buffer->data, font->buffer->data + font->buffer->len);
     const Sfnt sfnt(bytes);
-    if (!sfnt.is_usable()) return {};
+    if (!sfnt.is_usable()) return nullptr;
+    std::vector<std::string> candidates = {tagged_name(*font, digest, false), tagged_name(*font, digest, true)};
+    if (sfnt.is_complete() && !is_installed(sfnt)) candidates.insert(candidates.begin(), kOwnName);
+    if (const auto given = given_.find(digest); given != given_.end()) candidates = {given->second};
+    for (const std::string& name : candidates) {
+        const auto file = load(name == kOwnName ? bytes : sfnt.completed(name, map_of(font, sfnt)));
+        if (!file) return nullptr;
+        if (names_.try_emplace(logical_name(*file), digest).first->second != digest) continue;
+        given_[digest] = name;
+        return file;
+    }
+    return nullptr;
+}
+
+bool FontStore::is_installed(const Sfnt& sfnt) const {
     const std::vector<std::string> names = sfnt.names();
-    const bool own_name =
-        std::none_of(names.begin(), names.end(), [this](const std::string& name) { return installed_.has(name); });
-    if (sfnt.is_complete() && own_name) return bytes;
-    return sfnt.completed(tagged_name(*font, digest),
-                          sfnt.has_character_map() ? std::vector<GlyphOfCharacter>() : maps_.map_of(font));
+    return std::any_of(names.begin(), names.end(), [this](const std::string& name) { return installed_.has(name); });
+}
+
+// Of a font that has none of its own.
+std::vector<GlyphOfCharacter> FontStore::map_of(fz_font* font, const Sfnt& sfnt) {
+    return sfnt.has_character_map() ? std::vector<GlyphOfCharacter>() : maps_.map_of(font);
 }
 
 void FontStore::forget_old_files() {

@@ -36,13 +36,16 @@ private:
     using Key = std::pair<FontDigest, Size>;
 
     std::shared_ptr<kv::engine::FontFile> make_file(fz_font* font, const FontDigest& digest);
-    FontBytes bytes_of(fz_font* font, const FontDigest& digest);
+    bool is_installed(const Sfnt& sfnt) const;
+    std::vector<GlyphOfCharacter> map_of(fz_font* font, const Sfnt& sfnt);
     void forget_old_files();
 
     fz_context* context_;
     const InstalledFonts& installed_;
     UnicodeMaps maps_;
     std::map<FontDigest, File> files_;
+    std::map<std::u16string, FontDigest> names_;  // by which logical fonts know the files
+    std::map<FontDigest, std::string> given_;     // the names that files were given; empty: their own
     std::map<Key, Sized> sized_;
     size_t uses_ = 0;
 };

@@ -268,10 +268,11 @@ fz_device* make_device(fz_context* context, PagePlayer* player) {
 
 }  // namespace
 
-PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution)
+PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, TextList* list)
     : context_(context),
       canvas_(canvas),
       fonts_(fonts),
+      list_(list),
       renderer_(context, resolution),
       device_(make_held<DrawDevice>(context, [&] { return make_device(context, this); })) {}
 

@@ -7,7 +7,7 @@ namespace kvprint {
 
 const char* const kUsage =
     "usage: kvprint INPUT.pdf [-o JOB.kv] [--pages 1-3,7] [--set NAME=VALUE ...]\n"
-    "               [--data NAME=VALUE ...] [--quiet]\n"
+    "               [--data NAME=VALUE ...] [--list-text FILE] [--quiet]\n"
     "Prints a PDF file through the Karvo driver.\n"
     "  -o JOB.kv          the job file to write; without it the job goes to the dispatcher, kvdisp12\n"
     "  --pages LIST       pages and ranges of pages to print\n"
@@ -15,6 +15,7 @@ const char* const kUsage =
     "                     ResDownSampMono, MarginLeft, MarginTop, MarginRight, MarginBottom, PathEscapes, AutoEm,\n"
     "                     EmbedFonts or CaptureFonts\n"
     "  --data NAME=VALUE  a name and a text that the job carries\n"
+    "  --list-text FILE   lists the places of all glyphs that go as text, and the fonts they are given in\n"
     "  --quiet            says nothing when all went well\n";
 
 namespace {
@@ -90,6 +91,8 @@ Options parse_options(const std::vector<std::string>& arguments) {
             options.settings.push_back(parse_setting(value()));
         } else if (argument == "--data") {
             options.data.push_back(parse_pair(value(), "--data"));
+        } else if (argument == "--list-text") {
+            options.text_list = value();
         } else if (argument == "--quiet") {
             options.quiet = true;
         } else if (argument == "--help" || argument == "-h") {

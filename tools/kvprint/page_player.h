@@ -12,14 +12,15 @@
 #include "tools/kvprint/pen.h"
 #include "tools/kvprint/rendering.h"
 #include "tools/kvprint/scan.h"
+#include "tools/kvprint/text_list.h"
 #include "tools/kvprint/text_runs.h"
 
 namespace kvprint {
 
 class PagePlayer {
 public:
-    // resolution: dots per inch.
-    PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution);
+    // resolution: dots per inch. list: of what goes as text; may be null.
+    PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, TextList* list);
 
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
@@ -150,6 +151,7 @@ private:
     fz_context* context_;
     Canvas& canvas_;
     FontStore& fonts_;
+    TextList* list_;
     Renderer renderer_;
     DrawDevice device_;
     std::optional<Capture> capture_, page_list_;

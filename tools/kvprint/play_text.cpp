@@ -103,7 +103,10 @@ bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, ULONG col
         glyphs.push_back(
             {at.x, at.y, static_cast<uint16_t>(item.gid), in_map ? static_cast<char16_t>(item.ucs) : u'\0'});
     }
-    for (const TextRun& run : split_runs(glyphs, degrees_of(*size))) draw_run(run, font, colour);
+    for (const TextRun& run : split_runs(std::move(glyphs), degrees_of(*size), span.wmode)) {
+        draw_run(run, font, colour);
+        if (list_) list_->add(run, file);
+    }
     fill_missing_glyphs(span, ctm, colour);
     return true;
 }
@@ -121,12 +124,14 @@ void PagePlayer::draw_run(const TextRun& run, kv::engine::Font& font, ULONG colo
     const POINTL last = placement.origins.back();
     placement.end = {last.x + static_cast<LONG>(std::lround(advance * unit.x / length)),
                      last.y + static_cast<LONG>(std::lround(advance * unit.y / length))};
+    auto draw = [&](kv::engine::String text) {
+        if (run.off_baseline) text.flAccel |= SO_DXDY;
+        canvas_.draw_text(text, font, colour);
+    };
     if (run.by_character) {
-        kv::engine::String text(font, characters, placement);
-        canvas_.draw_text(text, font, colour);
+        draw(kv::engine::String(font, characters, placement));
     } else {
-        kv::engine::String text(font, indices, placement);
-        canvas_.draw_text(text, font, colour);
+        draw(kv::engine::String(font, indices, placement));
     }
 }
 

@@ -100,7 +100,9 @@ void show_progress(const Options& options, int page, int pages) {
 class Printing {
 public:
     Printing(const Options& options, const std::string& output, fz_context* context)
-        : options_(options), context_(context), printer_(open_printer(options, output)) {}
+        : options_(options), context_(context), printer_(open_printer(options, output)) {
+        if (!options.text_list.empty()) list_.emplace(options.text_list);
+    }
 
     void print(Pdf& pdf) {
         fonts_.emplace(context_, pdf.get(), installed_);
@@ -113,6 +115,7 @@ public:
         if (!device_) throw std::runtime_error("no such page");
     }
     void finish() {
+        if (list_) list_->finish();
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
         fonts_.reset();
         device_.reset();
@@ -151,10 +154,12 @@ private:
         const GDIINFO& info = device_->info();
         const auto resolution = static_cast<float>(info.ulLogPixelsX);
         Canvas canvas(*device_, played_);
-        PagePlayer player(context_, canvas, *fonts_, resolution);
+        PagePlayer player(context_, canvas, *fonts_, resolution, list_ ? &*list_ : nullptr);
         if (page.blends()) player.keep_page();
-        page.run(player.device(), fit.scale * resolution / 72,
-                 {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)});
+        const float scale = fit.scale * resolution / 72;
+        const fz_point corner = {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)};
+        if (list_) list_->page(number, scale, corner.x, corner.y);
+        page.run(player.device(), scale, corner);
         player.finish();
         if (canvas.failed() || !device_->send_page()) throw std::runtime_error("the driver cannot record a page");
         ++played_.pages;
@@ -167,6 +172,7 @@ private:
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     std::optional<FontStore> fonts_;
+    std::optional<TextList> list_;
     DEVMODEW mode_ = {};
     Played played_;
 };

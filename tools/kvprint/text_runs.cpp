@@ -1,5 +1,6 @@
 #include "tools/kvprint/text_runs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <optional>
@@ -8,7 +9,7 @@
 namespace kvprint {
 namespace {
 
-constexpr LONG kLongestAdvance = 0x7FFF;
+constexpr LONG kLongestAdvance = 0x7FFF, kFarthestOffset = 0x7FFF;
 
 POINTL nearest(double x, double y) { return {static_cast<LONG>(std::lround(x)), static_cast<LONG>(std::lround(y))}; }
 
@@ -34,7 +35,7 @@ private:
 
 class RunBuilder {
 public:
-    explicit RunBuilder(const Baseline& baseline) : baseline_(baseline) {}
+    RunBuilder(const Baseline& baseline, bool vertical) : baseline_(baseline), vertical_(vertical) {}
 
     // False when the glyph begins another run.
     bool add(const PlacedGlyph& glyph) {
@@ -45,6 +46,7 @@ public:
             if (!origin) return false;
         }
         run_.by_character = glyph.character != 0;
+        run_.off_baseline |= !run_.origins.empty() && is_beside(run_.origins.front(), *origin);
         run_.glyphs.push_back(glyph);
         run_.origins.push_back(*origin);
         return true;
@@ -55,10 +57,14 @@ public:
     }
 
 private:
+    bool is_beside(POINTL first, POINTL at) const {
+        return baseline_.is_right_angled() && std::abs(baseline_.beside(first, at.x, at.y)) >= 0.5;
+    }
+
     std::optional<POINTL> level_origin(POINTL at) const {
-        const POINTL last = run_.origins.back();
-        const double advance = baseline_.along(last, at.x, at.y);
-        const bool fits = std::abs(baseline_.beside(last, at.x, at.y)) < 0.5 && advance > -0.5;
+        const double advance = baseline_.along(run_.origins.back(), at.x, at.y);
+        const double offset = std::abs(baseline_.beside(run_.origins.front(), at.x, at.y));
+        const bool fits = offset < (vertical_ ? kFarthestOffset : 0.5) && advance > -0.5;
         return fits && advance <= kLongestAdvance ? std::optional(at) : std::nullopt;
     }
 
@@ -84,15 +90,32 @@ private:
     }
 
     const Baseline& baseline_;
+    const bool vertical_;
     TextRun run_ = {};
     double told_ = 0;  // of a slanted baseline, from the first origin to the last
 };
 
+// The order in which glyphs of one colour are drawn does not show. Two that go back may be a letter and its accent.
+void turn_backward_texts(std::vector<PlacedGlyph>& glyphs, const Baseline& baseline) {
+    constexpr ptrdiff_t kFewest = 3;
+    for (auto first = glyphs.begin(); first != glyphs.end();) {
+        auto end = std::adjacent_find(first, glyphs.end(), [&](const PlacedGlyph& before, const PlacedGlyph& glyph) {
+            const POINTL last = nearest(before.x, before.y);
+            return baseline.along(last, glyph.x, glyph.y) > -0.5 ||
+                   std::abs(baseline.beside(last, glyph.x, glyph.y)) > 1;
+        });
+        if (end != glyphs.end()) ++end;
+        if (end - first >= kFewest) std::reverse(first, end);
+        first = end;
+    }
+}
+
 }  // namespace
 
-std::vector<TextRun> split_runs(const std::vector<PlacedGlyph>& glyphs, double degrees) {
+std::vector<TextRun> split_runs(std::vector<PlacedGlyph> glyphs, double degrees, bool vertical) {
     const Baseline baseline(degrees);
-    RunBuilder builder(baseline);
+    turn_backward_texts(glyphs, baseline);
+    RunBuilder builder(baseline, vertical);
     std::vector<TextRun> runs;
     for (const PlacedGlyph& glyph : glyphs) {
         if (builder.add(glyph)) continue;

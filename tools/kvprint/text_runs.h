@@ -1,6 +1,7 @@
 #pragma once
 // Text cut into runs whose glyphs stand on one baseline, one behind the other, as the driver tells them: by the first
-// one's pixel and whole advances along the baseline.
+// one's pixel and whole advances along the baseline. A column of vertical text is one run, too: its glyphs stand beside
+// the baseline through the first one.
 
 #include <cstdint>
 #include <vector>
@@ -17,11 +18,13 @@ struct PlacedGlyph {
 
 struct TextRun {
     bool by_character;
+    bool off_baseline;
     std::vector<PlacedGlyph> glyphs;
     std::vector<POINTL> origins;
 };
 
-// degrees: of the baseline, counter-clockwise. What is told leads to within a pixel of every glyph.
-std::vector<TextRun> split_runs(const std::vector<PlacedGlyph>& glyphs, double degrees);
+// degrees: of the baseline, counter-clockwise. vertical: the text runs across its baseline. Text that runs backwards is
+// turned round. What is told leads to within a pixel of every glyph.
+std::vector<TextRun> split_runs(std::vector<PlacedGlyph> glyphs, double degrees, bool vertical = false);
 
 }  // namespace kvprint
