@@ -27,7 +27,7 @@ TEST(Sfnt, WhatAFontHolds) {
     const FontBytes part = with_tables(whole, kTablesOfPdf);
     EXPECT_TRUE(Sfnt(part).is_usable());
     EXPECT_FALSE(Sfnt(part).is_complete());
-    EXPECT_FALSE(Sfnt(part).has_character_map());
+    EXPECT_FALSE(Sfnt(part).has_unicode_map());
     EXPECT_FALSE(Sfnt(with_tables(whole, {"head", "hhea", "hmtx", "maxp", "glyf"})).is_usable());
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tools/kvjob/glyph_names.h"
 #include "tools/kvjob/system_fonts.h"
 
 namespace kvjob {
@@ -73,6 +74,16 @@ uint32_t Face::character_of(uint32_t glyph) {
     }
     const auto found = characters_.find(glyph);
     return found == characters_.end() ? 0 : found->second;
+}
+
+std::u32string Face::text_of(uint32_t glyph) {
+    if (const uint32_t character = character_of(glyph)) return {static_cast<char32_t>(character)};
+    char name[128] = "";
+    if (!FT_HAS_GLYPH_NAMES(face_) || FT_Get_Glyph_Name(face_, glyph, name, sizeof name) != 0) return {};
+    return text_of_glyph_name(name, [this](const std::string& part) {
+        const FT_UInt named = FT_Get_Name_Index(face_, part.c_str());
+        return named ? character_of(named) : 0;
+    });
 }
 
 double Face::advance_of(uint32_t glyph) const {

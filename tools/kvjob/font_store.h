@@ -37,6 +37,8 @@ public:
     // 0 where the font has none.
     uint32_t glyph_of(uint32_t character) const;
     uint32_t character_of(uint32_t glyph);
+    // What the glyph stands for by the font's map, or by the glyph's name. Empty where neither says it.
+    std::u32string text_of(uint32_t glyph);
     // The glyph's outline can be loaded.
     bool can_draw(uint32_t glyph) const;
     // In ems.

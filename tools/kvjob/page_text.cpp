@@ -23,7 +23,14 @@ struct Piece {
     bool begins_blank, ends_blank;
 };
 
-Piece make_piece(const std::vector<PlacedGlyph>& glyphs, const FontDefinition& font, const Face* face) {
+void append_text(std::string& text, const PlacedGlyph& glyph, Face* face) {
+    if (glyph.character || !face) return append_utf8(text, glyph.character ? glyph.character : kUnknown);
+    const std::u32string named = face->text_of(glyph.glyph);
+    if (named.empty()) append_utf8(text, kUnknown);
+    for (const char32_t character : named) append_utf8(text, character);
+}
+
+Piece make_piece(const std::vector<PlacedGlyph>& glyphs, const FontDefinition& font, Face* face) {
     const Baseline line = baseline_of(font);
     const PlacedGlyph& first = glyphs.front();
     const double em = std::abs(static_cast<double>(font.height));
@@ -38,7 +45,7 @@ Piece make_piece(const std::vector<PlacedGlyph>& glyphs, const FontDefinition& f
     double along = 0;
     for (size_t i = 0; i < glyphs.size(); ++i) {
         const PlacedGlyph& glyph = glyphs[i];
-        append_utf8(piece.text, glyph.character ? glyph.character : kUnknown);
+        append_text(piece.text, glyph, face);
         along += glyph.advance;
         const bool last = i + 1 == glyphs.size();
         piece.ends_blank = is_blank(glyph.character);

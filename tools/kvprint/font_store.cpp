@@ -93,7 +93,7 @@ std::shared_ptr<FontFile> FontStore::make_file(fz_font* font, const FontDigest& 
     if (sfnt.is_complete() && !is_installed(sfnt)) candidates.insert(candidates.begin(), kOwnName);
     if (const auto given = given_.find(digest); given != given_.end()) candidates = {given->second};
     for (const std::string& name : candidates) {
-        const auto file = load(name == kOwnName ? bytes : sfnt.completed(name, map_of(font, sfnt)));
+        const auto file = load(name == kOwnName ? bytes : sfnt.completed(name, maps_.texts_of(font)));
         if (!file) return nullptr;
         if (names_.try_emplace(logical_name(*file), digest).first->second != digest) continue;
         given_[digest] = name;
@@ -105,11 +105,6 @@ std::shared_ptr<FontFile> FontStore::make_file(fz_font* font, const FontDigest& 
 bool FontStore::is_installed(const Sfnt& sfnt) const {
     const std::vector<std::string> names = sfnt.names();
     return std::any_of(names.begin(), names.end(), [this](const std::string& name) { return installed_.has(name); });
-}
-
-// Of a font that has none of its own.
-std::vector<GlyphOfCharacter> FontStore::map_of(fz_font* font, const Sfnt& sfnt) {
-    return sfnt.has_character_map() ? std::vector<GlyphOfCharacter>() : maps_.map_of(font);
 }
 
 void FontStore::forget_old_files() {

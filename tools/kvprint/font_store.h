@@ -37,7 +37,6 @@ private:
 
     std::shared_ptr<kv::engine::FontFile> make_file(fz_font* font, const FontDigest& digest);
     bool is_installed(const Sfnt& sfnt) const;
-    std::vector<GlyphOfCharacter> map_of(fz_font* font, const Sfnt& sfnt);
     void forget_old_files();
 
     fz_context* context_;

@@ -1,12 +1,13 @@
 #include "tools/kvprint/sfnt.h"
 
 #include <algorithm>
-#include <map>
+#include <cstdio>
 
 namespace kvprint {
 namespace {
 
 constexpr size_t kHeaderSize = 12, kEntrySize = 16;
+constexpr uint16_t kSymbol = 0, kUnicode = 1;  // encodings of Windows maps
 
 uint32_t tag_of(const char* text) {
     uint32_t tag = 0;
@@ -42,8 +43,9 @@ uint32_t checksum(const FontBytes& bytes, size_t from, size_t length) {
     return sum;
 }
 
-// Windows names in English: family, style, unique identifier, full name, PostScript name.
-FontBytes make_name(const std::string& name, bool bold, bool italic, uint16_t encoding) {
+// Windows names in English: family, style, unique identifier, full name, PostScript name. Names count that have the
+// encoding of the font's map.
+FontBytes make_name(const std::string& name, uint16_t encoding, bool bold, bool italic) {
     const std::string style = bold ? italic ? "Bold Italic" : "Bold" : italic ? "Italic" : "Regular";
     const std::pair<unsigned, std::string> names[] = {
         {1, name}, {2, style}, {3, name + " " + style}, {4, name}, {6, name}};
@@ -60,15 +62,23 @@ FontBytes make_name(const std::string& name, bool bold, bool italic, uint16_t en
     return table.bytes;
 }
 
+// The characters of the basic plane; of glyphs that stand for the same one the first.
+std::map<char16_t, uint16_t> make_map(const GlyphTexts& texts) {
+    std::map<char16_t, uint16_t> map;
+    for (const auto& [glyph, text] : texts) {
+        if (text.size() == 1 && text[0] < 0xFFFF) map.try_emplace(static_cast<char16_t>(text[0]), glyph);
+    }
+    return map;
+}
+
 // Format 4, a segment for each run of characters whose glyphs follow each other too.
-FontBytes make_cmap(const std::vector<GlyphOfCharacter>& characters) {
+FontBytes make_cmap(const std::map<char16_t, uint16_t>& characters) {
     struct Segment {
         unsigned start, end, delta;
     };
     std::vector<Segment> segments;
     for (const auto& [character, glyph] : characters) {
         const unsigned delta = (glyph - unsigned{character}) & 0xFFFF;
-        if (character == 0xFFFF) continue;
         if (!segments.empty() && segments.back().end + 1 == character && segments.back().delta == delta) {
             ++segments.back().end;
         } else {
@@ -91,9 +101,20 @@ FontBytes make_cmap(const std::vector<GlyphOfCharacter>& characters) {
     return table.zeros(2 * count).bytes;
 }
 
-// Version 3: no glyph names.
-FontBytes make_post(bool fixed_pitch) {
-    return Writer().u32(0x30000).u32(0).u16(0xFF9C).u16(50).u32(fixed_pitch).zeros(16).bytes;
+FontBytes make_post(uint32_t version) {
+    return Writer().u32(version).u32(0).u16(0xFF9C).u16(50).u32(0).zeros(16).bytes;
+}
+
+// As the names of glyphs say characters by their numbers.
+std::string glyph_name(const std::u32string& text) {
+    std::string name;
+    for (const char32_t character : text) {
+        char part[16];
+        std::snprintf(part, sizeof part, character > 0xFFFF ? "u%X" : "uni%04X", static_cast<unsigned>(character));
+        name += (name.empty() ? "" : "_") + std::string(part);
+    }
+    constexpr size_t kLongest = 63;
+    return name.substr(0, kLongest);
 }
 
 FontBytes assemble(uint32_t version, const std::map<uint32_t, FontBytes>& tables) {
@@ -165,29 +186,23 @@ bool Sfnt::is_usable() const {
     return find("CFF ") || (find("glyf") && find("loca"));
 }
 
-bool Sfnt::has_character_map() const {
-    // What systems read: maps for Windows, or for Unicode as such.
+std::optional<uint16_t> Sfnt::windows_map() const {
+    constexpr uint16_t kWindows = 3, kFormat = 4;
     for (size_t i = 0; i < u16("cmap", 2); ++i) {
-        const uint16_t platform = u16("cmap", 4 + 8 * i);
-        if (platform == 3 || platform == 0) return true;
+        const size_t record = 4 + 8 * i;
+        const size_t subtable = size_t{u16("cmap", record + 4)} << 16 | u16("cmap", record + 6);
+        if (u16("cmap", record) == kWindows && u16("cmap", subtable) == kFormat) return u16("cmap", record + 2);
     }
-    return false;
+    return std::nullopt;
 }
 
-// That of its first map for Windows: symbol fonts have names of their own encoding, and readers take no others.
-uint16_t Sfnt::windows_encoding() const {
-    constexpr uint16_t kUnicode = 1;
-    for (size_t i = 0; i < u16("cmap", 2); ++i) {
-        if (u16("cmap", 4 + 8 * i) == 3) return u16("cmap", 6 + 8 * i);
-    }
-    return kUnicode;
-}
+bool Sfnt::has_unicode_map() const { return windows_map() == kUnicode; }
 
-bool Sfnt::has_windows_full_name() const {
+bool Sfnt::has_full_name(uint16_t encoding) const {
     for (size_t i = 0; i < u16("name", 2); ++i) {
         const size_t record = 6 + 12 * i;
-        if (u16("name", record) == 3 && u16("name", record + 2) == windows_encoding() && u16("name", record + 6) == 4 &&
-            u16("name", record + 8) > 0) {
+        if (u16("name", record) == 3 && u16("name", record + 2) == encoding && u16("name", record + 6) == 4 &&
+            !name_at(record).empty()) {
             return true;
         }
     }
@@ -220,7 +235,8 @@ std::vector<std::string> Sfnt::names() const {
 }
 
 bool Sfnt::is_complete() const {
-    return is_usable() && has_character_map() && find("OS/2") && find("post") && has_windows_full_name();
+    const auto encoding = windows_map();
+    return is_usable() && encoding && find("OS/2") && find("post") && has_full_name(*encoding);
 }
 
 uint16_t Sfnt::average_advance() const {
@@ -251,7 +267,28 @@ FontBytes Sfnt::make_os2(bool bold, bool italic) const {
     return os2.bytes;
 }
 
-FontBytes Sfnt::completed(const std::string& name, const std::vector<GlyphOfCharacter>& characters) const {
+FontBytes Sfnt::make_named_post(const GlyphTexts& texts) const {
+    constexpr unsigned kStandardNames = 258;
+    const unsigned glyphs = u16("maxp", 4);
+    Writer indices, names;
+    unsigned next = kStandardNames;
+    for (unsigned glyph = 0; glyph < glyphs; ++glyph) {
+        const auto text = texts.find(static_cast<uint16_t>(glyph));
+        indices.u16(text == texts.end() ? 0 : next++);
+        if (text == texts.end()) continue;
+        const std::string name = glyph_name(text->second);
+        names.bytes.push_back(static_cast<uint8_t>(name.size()));
+        names.bytes.insert(names.bytes.end(), name.begin(), name.end());
+    }
+    Writer post;
+    post.bytes = make_post(0x20000);
+    post.u16(glyphs);
+    post.bytes.insert(post.bytes.end(), indices.bytes.begin(), indices.bytes.end());
+    post.bytes.insert(post.bytes.end(), names.bytes.begin(), names.bytes.end());
+    return post.bytes;
+}
+
+FontBytes Sfnt::completed(const std::string& name, const GlyphTexts& texts) const {
     const bool bold = names_a_style(name, {"Bold", "bold", "Black", "Heavy"});
     const bool italic = names_a_style(name, {"Italic", "italic", "Oblique"});
     std::map<uint32_t, FontBytes> tables;
@@ -259,10 +296,23 @@ FontBytes Sfnt::completed(const std::string& name, const std::vector<GlyphOfChar
         const auto begin = bytes_.begin() + static_cast<ptrdiff_t>(table.offset);
         tables.try_emplace(table.tag, begin, begin + static_cast<ptrdiff_t>(table.length));
     }
-    tables[tag_of("name")] = make_name(name, bold, italic, windows_encoding());
-    if (!has_character_map()) tables[tag_of("cmap")] = make_cmap(characters);
+    GlyphTexts named = texts;
+    const bool keeps_symbols = windows_map() == kSymbol && texts.empty();
+    if (!has_unicode_map() && !keeps_symbols) {
+        const std::map<char16_t, uint16_t> map = make_map(texts);
+        tables[tag_of("cmap")] = make_cmap(map);
+        std::erase_if(named, [&](const auto& glyph) {
+            const auto found = glyph.second.size() == 1 ? map.find(static_cast<char16_t>(glyph.second[0])) : map.end();
+            return found != map.end() && found->second == glyph.first;
+        });
+    }
+    tables[tag_of("name")] = make_name(name, keeps_symbols ? kSymbol : kUnicode, bold, italic);
     if (!find("OS/2")) tables[tag_of("OS/2")] = make_os2(bold, italic);
-    if (!find("post")) tables[tag_of("post")] = make_post(false);
+    if (!named.empty()) {
+        tables[tag_of("post")] = make_named_post(named);
+    } else if (!find("post")) {
+        tables[tag_of("post")] = make_post(0x30000);
+    }
     tables.erase(tag_of("DSIG"));
     return assemble(find("CFF ") ? tag_of("OTTO") : 0x10000, tables);
 }

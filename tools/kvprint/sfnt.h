@@ -2,6 +2,7 @@
 // TrueType and OpenType fonts as a PDF file holds them: often without the tables that a system wants of a font.
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,10 +11,8 @@ namespace kvprint {
 
 using FontBytes = std::vector<uint8_t>;
 
-struct GlyphOfCharacter {
-    char16_t character;
-    uint16_t glyph;
-};
+// What the glyphs of a font stand for.
+using GlyphTexts = std::map<uint16_t, std::u32string>;
 
 class Sfnt {
 public:
@@ -22,14 +21,16 @@ public:
 
     // One font, not a collection, with the tables that its outlines and advances stand in.
     bool is_usable() const;
-    // It has all tables that a system asks for, the Windows full name among them.
+    // It has all tables that a system asks for, with a character map for Windows and a full name that goes with it.
     bool is_complete() const;
-    bool has_character_map() const;
+    // For Windows, of Unicode characters.
+    bool has_unicode_map() const;
     // Its full names and PostScript names; characters beyond ASCII are question marks.
     std::vector<std::string> names() const;
 
-    // The font with what it lacks, under that name. characters: the map of a font that has none, ascending.
-    FontBytes completed(const std::string& name, const std::vector<GlyphOfCharacter>& characters) const;
+    // The font with what it lacks, under that name. A font without a Unicode map has one of the texts that are single
+    // characters. Where a glyph's text is no character of the map, the glyph's name says it ("uni0066_uni0069").
+    FontBytes completed(const std::string& name, const GlyphTexts& texts) const;
 
 private:
     struct Table {
@@ -38,8 +39,10 @@ private:
     };
     const Table* find(const char* tag) const;
     uint16_t u16(const char* tag, size_t at) const;
-    uint16_t windows_encoding() const;
-    bool has_windows_full_name() const;
+    // The encoding of its map for Windows, the first one of format 4.
+    std::optional<uint16_t> windows_map() const;
+    bool has_full_name(uint16_t encoding) const;
+    FontBytes make_named_post(const GlyphTexts& texts) const;
     std::string name_at(size_t record) const;
     FontBytes make_os2(bool bold, bool italic) const;
     uint16_t average_advance() const;

@@ -1,5 +1,7 @@
 #include "tools/kvprint/unicode_maps.h"
 
+#include <algorithm>
+
 #include "tools/kvprint/mupdf.h"
 
 namespace kvprint {
@@ -17,20 +19,23 @@ int code_count(const pdf_font_desc& font) {
     return std::max(font.font->glyph_count, kSimpleFontCodes);
 }
 
-// 0 for none, and where one code is several characters.
-char16_t character_of(const pdf_font_desc& font, int code) {
-    constexpr int kMostOfOneCode = 8, kFirstPrintable = 0x20, kSurrogates = 0xD800, kAfterSurrogates = 0xE000;
-    constexpr int kReplacement = 0xFFFD;
+bool is_printable(char32_t character) {
+    constexpr char32_t kFirst = 0x20, kSurrogates = 0xD800, kAfterSurrogates = 0xE000, kReplacement = 0xFFFD;
+    return character >= kFirst && (character < kSurrogates || character >= kAfterSurrogates) &&
+           (character < kReplacement || character > 0xFFFF);
+}
+
+// Empty where nothing is known.
+std::u32string text_of(const pdf_font_desc& font, int code) {
+    constexpr int kMostOfOneCode = 8;
     int characters[kMostOfOneCode] = {};
     int count = font.to_unicode ? pdf_lookup_cmap_full(font.to_unicode, static_cast<unsigned>(code), characters) : 0;
     if (count == 0 && static_cast<size_t>(code) < font.cid_to_ucs_len) {
         characters[0] = font.cid_to_ucs[code];
         count = 1;
     }
-    const int character = count == 1 ? characters[0] : 0;
-    const bool surrogate = character >= kSurrogates && character < kAfterSurrogates;
-    return character < kFirstPrintable || character >= kReplacement || surrogate ? u'\0'
-                                                                                 : static_cast<char16_t>(character);
+    const std::u32string text(characters, characters + count);
+    return std::all_of(text.begin(), text.end(), is_printable) ? text : std::u32string();
 }
 
 }  // namespace
@@ -41,13 +46,9 @@ FontDigest digest_of(fz_context* context, fz_font* font) {
     return digest;
 }
 
-std::vector<GlyphOfCharacter> UnicodeMaps::map_of(fz_font* font) {
+const GlyphTexts& UnicodeMaps::texts_of(fz_font* font) {
     if (!read_) read_all();
-    std::vector<GlyphOfCharacter> map;
-    const auto found = maps_.find(digest_of(context_, font));
-    if (found == maps_.end()) return map;
-    for (const auto& [character, glyph] : found->second) map.push_back({character, glyph});
-    return map;
+    return texts_[digest_of(context_, font)];
 }
 
 void UnicodeMaps::read_all() {
@@ -94,13 +95,13 @@ void UnicodeMaps::read(pdf_obj* object) {
 }
 
 void UnicodeMaps::add(pdf_font_desc& font) {
-    auto& map = maps_[digest_of(context_, font.font)];
+    GlyphTexts& texts = texts_[digest_of(context_, font.font)];
     const int codes = code_count(font);
     for (int code = 0; code < codes; ++code) {
-        const char16_t character = character_of(font, code);
-        if (!character) continue;
+        const std::u32string text = text_of(font, code);
+        if (text.empty()) continue;
         const int glyph = pdf_font_cid_to_gid(context_, &font, code);
-        if (glyph > 0 && glyph < font.font->glyph_count) map.try_emplace(character, static_cast<uint16_t>(glyph));
+        if (glyph > 0 && glyph < font.font->glyph_count) texts.try_emplace(static_cast<uint16_t>(glyph), text);
     }
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// Which characters the glyphs of a PDF file's fonts stand for: known to the PDF file, not to the fonts themselves.
+// What the glyphs of a PDF file's fonts stand for: known to the PDF file, not to the fonts themselves.
 
 #include <mupdf/pdf.h>
 
@@ -18,8 +18,8 @@ class UnicodeMaps {
 public:
     UnicodeMaps(fz_context* context, pdf_document* document) : context_(context), document_(document) {}
 
-    // Ascending, each character once; empty where the file says nothing. The first call reads all fonts of the file.
-    std::vector<GlyphOfCharacter> map_of(fz_font* font);
+    // Empty where the file says nothing. The first call reads all fonts of the file.
+    const GlyphTexts& texts_of(fz_font* font);
 
 private:
     void read_all();
@@ -31,7 +31,7 @@ private:
     fz_context* context_;
     pdf_document* document_;
     bool read_ = false;
-    std::map<FontDigest, std::map<char16_t, uint16_t>> maps_;
+    std::map<FontDigest, GlyphTexts> texts_;
 };
 
 }  // namespace kvprint
