@@ -8,6 +8,7 @@
 #include "tests/kvjob/samples.h"
 #include "tools/kvjob/checker.h"
 #include "tools/kvjob/fonts.h"
+#include "tools/kvjob/glyph_names.h"
 #include "tools/kvjob/glyph_run.h"
 #include "tools/kvjob/page_text.h"
 
@@ -156,6 +157,29 @@ TEST(GlyphRunTest, GlyphsFollowTheBaseline) {
     ASSERT_EQ(joined.size(), 2u);
     EXPECT_EQ(joined[0].character, 0x1F600u);
     EXPECT_EQ(joined[1].x, 10);
+}
+
+TEST(GlyphNamesTest, NamesSayWhatTheMapDoesNot) {
+    auto of_font = [](const std::string& name) { return uint32_t{name == "a" || name == "eacute" ? 0xE1u : 0u}; };
+    const std::pair<const char*, std::u32string> cases[] = {
+        {"a.sc", U"\u00E1"},
+        {"uni0061", U"a"},
+        {"uni00660069", U"fi"},
+        {"uni0066_uni0069.alt", U"fi"},
+        {"u1F600", U"\U0001F600"},
+        {"f_f_i", U""},
+        {"ffi", U"ffi"},
+        {"a_fl", U"\u00E1fl"},
+        {"uniD800", U""},
+        {"uni006", U""},
+        {"u110000", U""},
+        {"u61", U""},
+        {"uni00g1", U""},
+        {".notdef", U""},
+        {"", U""},
+        {"glyph12", U""},
+    };
+    for (const auto& [name, text] : cases) EXPECT_EQ(text_of_glyph_name(name, of_font), text) << name;
 }
 
 // The glyphs of the sample font follow each other from the blank, which is 3, as in ASCII.

@@ -34,9 +34,14 @@ TEST(Sfnt, WhatAFontHolds) {
 TEST(Sfnt, WhatIsMissingIsMade) {
     const FontBytes part = with_tables(whole_font(), kTablesOfPdf);
     // A run, a gap in the characters, one in the glyphs.
-    const std::vector<GlyphOfCharacter> characters = {{'A', 36}, {'B', 37}, {'C', 38},
-                                                      {'a', 50}, {'b', 70}, {0x416, 71}};
-    const FontBytes made = Sfnt(part).completed("ABCDEF+Mono-BoldOblique", characters);
+    const std::map<char16_t, uint16_t> characters = {{'A', 36}, {'B', 37}, {'C', 38},
+                                                     {'a', 50}, {'b', 70}, {0x416, 71}};
+    GlyphTexts texts;
+    for (const auto& [character, glyph] : characters) texts[glyph] = character;
+    texts[72] = U"ffi";
+    texts[73] = U"A";  // another form
+    texts[74] = U"\U00028A38";
+    const FontBytes made = Sfnt(part).completed("ABCDEF+Mono-BoldOblique", texts);
     const Sfnt font(made);
     EXPECT_TRUE(font.is_complete());
     EXPECT_EQ(font.names(), std::vector<std::string>({"ABCDEF+Mono-BoldOblique", "ABCDEF+Mono-BoldOblique"}));
@@ -55,6 +60,27 @@ TEST(Sfnt, WhatIsMissingIsMade) {
     EXPECT_EQ(metrics.fwdAveCharWidth, 1233);
     EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(face.metrics().data() + metrics.dpwszFaceName)),
               u"ABCDEF+Mono-BoldOblique");
+
+    // Names for what the map cannot say, in the order of the glyphs.
+    const FontBytes post = table_of(made, "post");
+    const std::string text(post.begin(), post.end()), names = "\x17uni0066_uni0066_uni0069\x07uni0041\x06u28A38";
+    EXPECT_EQ(text.substr(0, 4), std::string("\0\2\0\0", 4));
+    EXPECT_EQ(text.substr(34 + 2 * 71, 10), std::string("\0\0\1\2\1\3\1\4\0\0", 10));
+    EXPECT_EQ(text.substr(text.size() - names.size()), names);
+}
+
+// The map of a subset often is one of symbols, whose numbers are the subset's own.
+TEST(Sfnt, SymbolMaps) {
+    FontBytes symbols = Sfnt(with_tables(whole_font(), kTablesOfPdf)).completed("Mono", {{36, U"A"}});
+    const FontBytes map = table_of(symbols, "cmap");
+    const auto at = std::search(symbols.begin(), symbols.end(), map.begin(), map.end());
+    at[7] = 0;                                  // the encoding of its only record
+    EXPECT_FALSE(Sfnt(symbols).is_complete());  // the names are those of Unicode maps
+    const FontBytes kept = Sfnt(symbols).completed("Mono", {}), known = Sfnt(symbols).completed("Mono", {{37, U"B"}});
+    EXPECT_TRUE(Sfnt(kept).is_complete());
+    EXPECT_FALSE(Sfnt(kept).has_unicode_map());
+    EXPECT_TRUE(Sfnt(known).is_complete());
+    EXPECT_TRUE(Sfnt(known).has_unicode_map());
 }
 
 // Readers take the Windows names that are encoded as the Windows map is.

@@ -10,10 +10,11 @@ namespace kvprint {
 namespace {
 
 // The lengths of the runs, by characters ("3") or by glyphs ("#3").
-std::string lengths(const std::vector<PlacedGlyph>& glyphs, double degrees) {
+std::string lengths(const std::vector<PlacedGlyph>& glyphs, double degrees, bool vertical = false) {
     std::ostringstream text;
-    for (const TextRun& run : split_runs(glyphs, degrees)) {
+    for (const TextRun& run : split_runs(glyphs, degrees, vertical)) {
         text << (text.tellp() > 0 ? " " : "") << (run.by_character ? "" : "#") << run.glyphs.size();
+        if (run.off_baseline) text << "|";
     }
     return text.str();
 }
@@ -44,6 +45,18 @@ TEST(TextRuns, OneBaselineAndForwards) {
         {"characters and glyphs", {{0, 0, 1, u'a'}, {1, 0, 2, 0}, {2, 0, 3, 0}, {3, 0, 4, u'b'}}, 0, "1 #2 1"},
     };
     for (const auto& test : cases) EXPECT_EQ(lengths(test.glyphs, test.degrees), test.expected) << test.name;
+}
+
+TEST(TextRuns, TextAcrossTheBaselineAndBackwards) {
+    EXPECT_EQ(lengths(at({{10, 50}, {10, 90}, {11, 130}, {10, 170}}), 0, true), "3| 1");
+    EXPECT_EQ(lengths(at({{10, 50}, {-30, 50}, {-70, 50}}), 90, true), "3|");
+    EXPECT_EQ(lengths(at({{10, 50}, {10, 90}}), 0), "1 1");
+    EXPECT_EQ(lengths(at({{10, 50}, {20, 50}}), 0, true), "2");
+    // Words from right to left; two glyphs that go back stay.
+    const auto runs = split_runs(at({{90, 50}, {80, 50}, {70, 50}, {30, 50}, {20, 50}}), 0);
+    ASSERT_EQ(runs.size(), 1u);
+    EXPECT_EQ(runs[0].origins.front().x, 20);
+    EXPECT_EQ(lengths(at({{10, 50}, {30, 50}, {20, 50}, {40, 50}}), 0), "2 2");
 }
 
 // At any angle, whole advances from each run's start lead to every glyph.

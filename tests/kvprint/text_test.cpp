@@ -15,29 +15,47 @@ constexpr const char* kLetters =
 
 class Text : public Print {
 protected:
-    // A page whose font /F is called by glyph numbers, each an em wide. characters: the PDF file says which they are.
-    Lines texts_of(const std::string& content, const std::vector<std::string>& tables, bool characters) {
+    // The five objects of a font that is called by glyph numbers, each an em wide. characters: the PDF file says which
+    // they are.
+    void add_font(const std::vector<std::string>& tables, bool characters) {
         const FontBytes font = with_tables(read_font(kMonoFont), tables);
-        pdf.objects = {
-            std::string("<< /Type /Font /Subtype /Type0 /BaseFont /QWERTY+Mono /Encoding /Identity-H ") +
-                (characters ? "/ToUnicode 13 0 R " : "") + "/DescendantFonts [11 0 R] >>",
-            "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QWERTY+Mono /CIDToGIDMap /Identity /DW 1000 "
-            "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /FontDescriptor 12 0 R >>",
-            "<< /Type /FontDescriptor /FontName /QWERTY+Mono /Flags 4 /FontBBox [0 0 1000 1000] /FontFile2 14 0 R >>",
-            pdf_stream("", kLetters),
-            pdf_stream("", std::string(font.begin(), font.end())),
+        int next = PdfText::kFirstObject + static_cast<int>(pdf.objects.size());
+        auto reference = [&] { return std::to_string(++next) + " 0 R "; };
+        const std::string descendant = reference(), descriptor = reference(), map = reference(), file = reference();
+        pdf.objects.insert(
+            pdf.objects.end(),
+            {"<< /Type /Font /Subtype /Type0 /BaseFont /QWERTY+Mono /Encoding /Identity-" + writing + " " +
+                 (characters ? "/ToUnicode " + map : "") + "/DescendantFonts [" + descendant + "] >>",
+             "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QWERTY+Mono /CIDToGIDMap /Identity /DW 1000 "
+             "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /FontDescriptor " +
+                 descriptor + ">>",
+             "<< /Type /FontDescriptor /FontName /QWERTY+Mono /Flags 4 /FontBBox [0 0 1000 1000] /FontFile2 " + file +
+                 ">>",
+             pdf_stream("", kLetters), pdf_stream("", std::string(font.begin(), font.end()))});
+    }
+    // A page with that font as /F.
+    Lines texts_of(const std::string& content, const std::vector<std::string>& tables, bool characters) {
+        pdf.objects.clear();
+        add_font(tables, characters);
+        pdf.objects.push_back(
             pdf_stream("/Type /XObject /Subtype /Form /BBox [0 0 720 720] /Group << /S /Transparency >> "
                        "/Resources << /Font << /F 10 0 R >> >>",
-                       "BT /F 20 Tf 100 400 Td <00250026> Tj ET 0 0 9 9 re f"),
-        };
-        const std::string resources =
-            "/Font << /F 10 0 R >> /XObject << /Group 15 0 R >> /ExtGState << /Half << /ca 0.5 >> >>";
+                       "BT /F 20 Tf 100 400 Td <00250026> Tj ET 0 0 9 9 re f"));
+        return texts_of(content,
+                        "/Font << /F 10 0 R >> /XObject << /Group 15 0 R >> /ExtGState << /Half << /ca 0.5 >> >>");
+    }
+    Lines texts_of(const std::string& content, const std::string& resources) {
         Lines lines;
         for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", resources)) {
             if (!line.starts_with("drawing state")) lines.push_back(line);
         }
         return lines;
     }
+    static ptrdiff_t count(const Lines& lines, const char* start) {
+        return std::count_if(lines.begin(), lines.end(), [=](auto& line) { return line.starts_with(start); });
+    }
+
+    std::string writing = "H";
 };
 
 std::string without_file(const std::string& definition) {
@@ -118,8 +136,34 @@ TEST_F(Text, WhatBecomesOfLettersIsCounted) {
 // One file travels once, whatever sizes and pages it is used in.
 TEST_F(Text, AFontFileIsEmbeddedOnce) {
     const Lines lines = texts_of("100 600 Td <0024> Tj /F 10 Tf 0 -50 Td <0025> Tj", kTablesOfPdf, true);
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](auto& line) { return line.starts_with("embedded"); }), 1);
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](auto& line) { return line.starts_with("font def"); }), 2);
+    EXPECT_EQ(count(lines, "embedded"), 1);
+    EXPECT_EQ(count(lines, "font def"), 2);
+}
+
+// Logical fonts know fonts by their names, and parts of fonts may share one.
+TEST_F(Text, FilesOfOneNameAreTwoFonts) {
+    std::vector<std::string> tables = kTablesOfPdf;
+    add_font(tables, true);
+    tables.pop_back();
+    add_font(tables, true);
+    const Lines lines = texts_of("100 600 Td <0024> Tj /G 20 Tf 60 0 Td <0025> Tj", "/Font << /F 10 0 R /G 15 0 R >>");
+    EXPECT_EQ(count(lines, "embedded"), 2);
+    EXPECT_EQ(count(lines, "font def"), 2);
+}
+
+// Glyphs stand 35.2 pixels under the pen, and 40 pixels under each other.
+TEST_F(Text, AColumnIsOneRecord) {
+    writing = "V";
+    EXPECT_EQ(texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, true).back(),
+              "text: length=20 text=\"AB\" x=180 y=275 advances=[0, 24] offsets=[0, 65496]");
+}
+
+TEST_F(Text, AListTellsWhatWentAsText) {
+    texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, true);
+    job("--list-text list");
+    const std::string list = read_file(workspace.path("list"));
+    EXPECT_TRUE(list.starts_with("page 1 2 0 0\nfont ") || list.starts_with("page 1 2 -0 -0\nfont ")) << list;
+    EXPECT_TRUE(list.ends_with("\nglyph 200.000 240.000\nglyph 240.000 240.000\n")) << list;
 }
 
 }  // namespace
