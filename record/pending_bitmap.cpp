@@ -17,10 +17,13 @@ constexpr unsigned kMaxBands = 512;
 constexpr uint64_t kMaxHeld = 0x8000000;  // bytes
 constexpr DWORD kBlack = 0x000000, kWhite = 0xFFFFFF;
 
+// Of colour table or masks, bytes.
+size_t table_size(const BITMAPINFOHEADER& header) { return static_cast<size_t>(dib_head_size(header)) - header.biSize; }
+
 bool is_mergeable(const BitmapBand& band) {
     const BITMAPINFOHEADER& header = *band.image.header;
     return !band.top_down && !band.keep_alpha && band.whole && header.biBitCount != 16 && header.biBitCount != 32 &&
-           header.biCompression == BI_RGB && width_of(band.destination) > 0 && height_of(band.destination) > 0;
+           has_plain_rows(header) && width_of(band.destination) > 0 && height_of(band.destination) > 0;
 }
 
 // Sets the bits of black pixels where `bits` is given. False when a pixel is neither black nor white.
@@ -49,8 +52,7 @@ bool is_mask(const DibView& dib) { return dib.header->biBitCount == 1 || read_bl
 
 // Ones where the image is black.
 BOOL make_mask(const DibView& dib, PackedDib& mask) {
-    BITMAPINFOHEADER header = *dib.header;
-    header.biBitCount = 1;
+    const BITMAPINFOHEADER header = dib_header(dib.header->biWidth, dib.header->biHeight, 1);
     if (!mask.create(header)) return FALSE;
     mask.table()[1] = kWhite;
     const auto stride = static_cast<size_t>(dib_stride(header));
@@ -80,7 +82,7 @@ bool CPendingBitmap::continues(const BitmapBand& band) const {
     const RECTL& to = band.destination;
     return count_ < kMaxBands && bytes_ < kMaxHeld && to.left == destination_.left && to.right == destination_.right &&
            to.top == destination_.bottom && a.biBitCount == b.biBitCount && a.biWidth == b.biWidth &&
-           (a.biBitCount > 8 || std::memcmp(held.table(), band.image.table(), sizeof(DWORD) << a.biBitCount) == 0) &&
+           a.biCompression == b.biCompression && std::memcmp(held.table(), band.image.table(), table_size(a)) == 0 &&
            bytes_ + dib_size(b) <= kMaxDibSize;
 }
 
@@ -140,7 +142,7 @@ BOOL CPendingBitmap::join(PackedDib& image) {
     BITMAPINFOHEADER header = newest_->dib.header();
     header.biHeight = static_cast<LONG>(rows_);
     if (!image.create(header)) return FALSE;
-    std::memcpy(image.table(), newest_->dib.table(), static_cast<size_t>(dib_head_size(header)) - header.biSize);
+    std::memcpy(image.table(), newest_->dib.table(), table_size(header));
     BYTE* bits = image.bits();
     while (newest_) {
         const auto size = static_cast<size_t>(dib_bits_size(newest_->dib.header()));

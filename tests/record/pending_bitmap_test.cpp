@@ -79,7 +79,8 @@ TEST_F(PendingBitmapTest, KeepsApartWhatDoesNotContinue) {
     auto first = band(8, 4), next = band(8, 4), wider = band(9, 4), narrower = band(7, 4),
          gray = band(8, 4, 0, BMF_8BPP), other_gray = band(8, 4, 0, BMF_8BPP);
     std::vector<ULONG> colors(256, 1);
-    Translation table(colors), other_table(std::vector<ULONG>(256, 2));
+    Translation table(colors), other_table(std::vector<ULONG>(256, 2)), fields(0xFF, 0xFF00, 0xFF0000),
+        other_fields(0xFF00, 0xFF, 0xFF0000);
     const RECTL at = {0, 0, 8, 4}, below = {0, 4, 8, 8};
     EXPECT_TRUE(draw(*first, at));
     EXPECT_TRUE(draw(*next, {0, 5, 8, 9}));    // a row apart
@@ -92,6 +93,9 @@ TEST_F(PendingBitmapTest, KeepsApartWhatDoesNotContinue) {
     EXPECT_TRUE(draw(*other_gray, {0, 8, 8, 12}, 0xCC, &other_table));  // other colours
     EXPECT_TRUE(draw(*narrower, at));                                   // of the same row length in bytes
     EXPECT_TRUE(draw(*first, below));
+    EXPECT_TRUE(draw(*first, {0, 8, 8, 12}, 0xCC, &fields));  // colour fields of its own
+    EXPECT_TRUE(draw(*first, {0, 12, 8, 16}, 0xCC, &fields));
+    EXPECT_TRUE(draw(*first, {0, 16, 8, 20}, 0xCC, &other_fields));
     EXPECT_EQ(written(), (std::vector<Written>{{18, 0xCC, 8, 4, 24, at},
                                                {18, 0xCC, 8, 4, 24, {0, 5, 8, 9}},
                                                {18, 0xCC, 8, 4, 24, {1, 9, 8, 13}},
@@ -101,24 +105,25 @@ TEST_F(PendingBitmapTest, KeepsApartWhatDoesNotContinue) {
                                                {18, 0xCC, 8, 8, 8, {0, 0, 8, 8}},
                                                {18, 0xCC, 8, 4, 8, {0, 8, 8, 12}},
                                                {18, 0xCC, 7, 4, 24, at},
-                                               {18, 0xCC, 8, 4, 24, below}}));
+                                               {18, 0xCC, 8, 4, 24, below},
+                                               {18, 0xCC, 8, 8, 24, {0, 8, 8, 16}},
+                                               {18, 0xCC, 8, 4, 24, {0, 16, 8, 20}}}));
 }
 
 TEST_F(PendingBitmapTest, DoesNotHoldSomeImages) {
     auto plain = band(8, 4), deep = band(8, 4, 0, BMF_32BPP), words = band(8, 4, 0, BMF_16BPP);
     Bitmap top_down(BMF_24BPP, 8, 4), encoded(BMF_8RLE, 8, 4, from_hex("0001"));
-    Translation table(std::vector<ULONG>(256, 1)), swapped(0xFF, 0xFF00, 0xFF0000);
+    Translation table(std::vector<ULONG>(256, 1));
     const RECTL at = {0, 0, 8, 4};
     EXPECT_TRUE(draw(top_down, at));
     EXPECT_TRUE(draw(*deep, at));
     EXPECT_TRUE(draw(*words, at));
     EXPECT_TRUE(draw(encoded, at, 0xCC, &table));
-    EXPECT_TRUE(draw(*plain, at, 0xCC, &swapped));  // colour fields of its own
-    EXPECT_TRUE(draw(*plain, {8, 0, 0, 4}));        // mirrored
+    EXPECT_TRUE(draw(*plain, {8, 0, 0, 4}));  // mirrored
     EXPECT_FALSE(pdevice().pending.is_pending());
     EXPECT_TRUE(device->stretch_blt(*plain, nullptr, nullptr, nullptr, at, {2, 0, 8, 4}));  // whole when it is cut
     EXPECT_TRUE(pdevice().pending.is_pending());
-    EXPECT_EQ(written().size(), 7u);
+    EXPECT_EQ(written().size(), 6u);
     start_page();
     EXPECT_TRUE(device->stretch_blt(*plain, nullptr, nullptr, nullptr, at, {-1, 0, 8, 4}));  // not just its pixels
     EXPECT_FALSE(pdevice().pending.is_pending());
@@ -185,21 +190,29 @@ TEST_F(PendingBitmapTest, TheMaskMayHaveBandsAndOtherDepths) {
     EXPECT_TRUE(draw(*white, upper, kAnd));
     EXPECT_TRUE(draw(*black, lower, kAnd));
     EXPECT_TRUE(draw(*whole, all, kXor));
+    Translation fields(0xFF, 0xFF00, 0xFF0000);
+    EXPECT_TRUE(draw(*image, {8, 0, 12, 4}, kXor));
+    EXPECT_TRUE(draw(*white, {8, 0, 12, 4}, kAnd, &fields));
+    EXPECT_TRUE(draw(*image, {8, 0, 12, 4}, kXor));
     // Another one, with the black and white the other way round.
     auto bits = band(4, 8, 1, BMF_1BPP);
     Translation black_is_one({0xFFFFFF, 0});
     EXPECT_TRUE(draw(*whole, all, kXor));
     EXPECT_TRUE(draw(*bits, all, kAnd, &black_is_one));
     EXPECT_TRUE(draw(*whole, all, kXor));
-    EXPECT_EQ(written(), (std::vector<Written>{{61, 0, 4, 8, 24, all}, {61, 0, 4, 8, 24, all}}));
+    EXPECT_EQ(written(),
+              (std::vector<Written>{{61, 0, 4, 8, 24, all}, {61, 0, 4, 4, 24, {8, 0, 12, 4}}, {61, 0, 4, 8, 24, all}}));
     const Bytes page = page_records();
-    auto mask_rows = [&](size_t end) {
+    auto mask_rows = [&](size_t end, size_t count) {
         std::string rows;
-        for (size_t row = end - 8 * 4; row < end; row += 4) rows += to_hex({page[row]});
+        for (size_t row = end - count * 4; row < end; row += 4) rows += to_hex({page[row]});
         return rows;
     };
-    EXPECT_EQ(mask_rows(page.size() / 2), "F0 F0 F0 F0 00 00 00 00 ");
-    EXPECT_EQ(mask_rows(page.size()), "F0 F0 F0 F0 F0 F0 F0 F0 ");
+    // Type and length, 34 bytes of head, and an image of 40 + 12 bytes a row with its mask of 48 + 4 bytes a row.
+    constexpr size_t kTall = 2 + 34 + 88 + 16 * 8, kShort = 2 + 34 + 88 + 16 * 4;
+    EXPECT_EQ(mask_rows(kTall, 8), "F0 F0 F0 F0 00 00 00 00 ");
+    EXPECT_EQ(mask_rows(kTall + kShort, 4), "00 00 00 00 ");
+    EXPECT_EQ(mask_rows(page.size(), 8), "F0 F0 F0 F0 F0 F0 F0 F0 ");
 }
 
 TEST_F(PendingBitmapTest, WhatIsNoIdiomIsWrittenStepByStep) {
