@@ -1,11 +1,6 @@
 // What happens to images: downsampling against a plain copy of the source and against pixman's box filter, colour
 // reduction, run-length encoding, and JPEG against the bare library. Items are source pixels.
 
-// clang-format off
-#include <cstdio>  // what jpeglib.h takes for granted
-#include <jpeglib.h>
-// clang-format on
-
 #include <benchmark/benchmark.h>
 #include <pixman.h>
 
@@ -18,6 +13,7 @@
 
 #include "image/encoding.h"
 #include "image/prepare.h"
+#include "tests/common/plain_jpeg.h"
 
 namespace kv {
 namespace {
@@ -210,32 +206,8 @@ std::vector<BYTE> samples_of(const PackedDib& dib, size_t bytes_per_pixel) {
 
 void BareJpeg(benchmark::State& state) {
     const bool gray = state.range(0) == kGray;
-    std::vector<BYTE> samples = samples_of(*make_content(static_cast<int>(state.range(0))), gray ? 1 : 3);
-    for (auto _ : state) {
-        jpeg_compress_struct jpeg;
-        jpeg_error_mgr errors;
-        jpeg.err = jpeg_std_error(&errors);
-        jpeg_create_compress(&jpeg);
-        unsigned char* stream = nullptr;
-        unsigned long size = 0;
-        jpeg_mem_dest(&jpeg, &stream, &size);
-        jpeg.image_width = kWidth;
-        jpeg.image_height = kHeight;
-        jpeg.input_components = gray ? 1 : 3;
-        jpeg.in_color_space = gray ? JCS_GRAYSCALE : JCS_RGB;
-        jpeg_set_defaults(&jpeg);
-        jpeg_set_quality(&jpeg, 75, TRUE);
-        jpeg.dct_method = JDCT_FLOAT;
-        jpeg.optimize_coding = TRUE;
-        jpeg_start_compress(&jpeg, TRUE);
-        while (jpeg.next_scanline < jpeg.image_height) {
-            JSAMPROW row = samples.data() + samples.size() / kHeight * jpeg.next_scanline;
-            jpeg_write_scanlines(&jpeg, &row, 1);
-        }
-        jpeg_finish_compress(&jpeg);
-        jpeg_destroy_compress(&jpeg);
-        std::free(stream);
-    }
+    const std::vector<BYTE> samples = samples_of(*make_content(static_cast<int>(state.range(0))), gray ? 1 : 3);
+    for (auto _ : state) benchmark::DoNotOptimize(test::plain_jpeg(samples, kWidth, kHeight, gray, 75));
     count_pixels(state);
 }
 BENCHMARK(BareJpeg)->Unit(benchmark::kMillisecond)->Arg(kPhoto)->Arg(kGray);

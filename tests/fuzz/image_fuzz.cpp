@@ -7,7 +7,6 @@
 // clang-format on
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -16,35 +15,10 @@
 #include "image/pixels.h"
 #include "image/prepare.h"
 #include "platform/host/control.h"
+#include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-class Input {
-public:
-    Input(const BYTE* data, size_t size) : at_(data), end_(data + size) {}
-    DWORD u8() { return at_ < end_ ? *at_++ : 0; }
-    DWORD u16() {
-        const DWORD low = u8();
-        return low | u8() << 8;
-    }
-    template <class List>
-    auto pick(const List& list) {
-        return list[u8() % std::size(list)];
-    }
-    // What is left, over and over.
-    void fill(BYTE* to, uint64_t count) const {
-        const auto size = static_cast<uint64_t>(end_ - at_);
-        for (uint64_t i = 0; i < count && size > 0; ++i) to[i] = at_[i % size];
-    }
-
-private:
-    const BYTE *at_, *end_;
-};
 
 struct Source {
     BITMAPINFOHEADER header = {};
@@ -52,7 +26,7 @@ struct Source {
     DibView view() const { return {reinterpret_cast<const BITMAPINFOHEADER*>(head.get()), bits.get()}; }
 };
 
-void make_source(Input& in, Source& source) {
+void make_source(FuzzInput& in, Source& source) {
     static constexpr DWORD kSizes[] = {40, 40, 40, 52, 64, 108, 124, 41};
     static constexpr WORD kBits[] = {1, 4, 8, 16, 24, 32, 2, 15};
     static constexpr DWORD kCompressions[] = {BI_RGB, BI_RGB, BI_BITFIELDS, BI_RLE8, BI_RLE4};
@@ -180,7 +154,7 @@ void check_jpeg(const DibView& dib, int quality) {
     jpeg_destroy_decompress(&jpeg);
 }
 
-void run(Input& in) {
+void run(FuzzInput& in) {
     PrivateDevMode settings = {};
     settings.Compression = static_cast<WORD>(in.u8());
     settings.ResDownSamp = static_cast<WORD>(in.u8());
@@ -211,7 +185,7 @@ void run(Input& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kv::host::set_messages_quiet(true);
-    kv::Input in(data, size);
+    kv::FuzzInput in(data, size);
     kv::run(in);
     return 0;
 }

@@ -2,7 +2,6 @@
 // and with nothing to reduce it holds the pixels that were asked for.
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -10,36 +9,24 @@
 #include "engine/objects.h"
 #include "platform/host/control.h"
 #include "record/surface_dib.h"
+#include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
+// Small, or one of the ends of the range.
+LONG coordinate(FuzzInput& in) {
+    const auto value = static_cast<LONG>(in.u8());
+    return value < 0xF0 ? value - 40 : static_cast<LONG>(in.u32());
+}
+RECTL rect(FuzzInput& in) {
+    RECTL rect;
+    for (LONG* side : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *side = coordinate(in);
+    return rect;
 }
 
-class Input {
-public:
-    Input(const BYTE* data, size_t size) : at_(data), end_(data + size) {}
-    DWORD u8() { return at_ < end_ ? *at_++ : 0; }
-    DWORD u32() { return u8() | u8() << 8 | u8() << 16 | u8() << 24; }
-    // Small, or one of the ends of the range.
-    LONG coordinate() {
-        const auto value = static_cast<LONG>(u8());
-        return value < 0xF0 ? value - 40 : static_cast<LONG>(u32());
-    }
-    RECTL rect() {
-        RECTL rect;
-        for (LONG* side : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *side = coordinate();
-        return rect;
-    }
-
-private:
-    const BYTE *at_, *end_;
-};
-
 // Of a known format its bits lie in a block of exactly their size; the rest of the surface may be anything.
-std::unique_ptr<engine::Bitmap> make_bitmap(Input& in) {
+std::unique_ptr<engine::Bitmap> make_bitmap(FuzzInput& in) {
     const ULONG format = 1 + in.u8() % 8;
     const LONG width = 1 + static_cast<LONG>(in.u8() % 100), height = 1 + static_cast<LONG>(in.u8() % 60);
     const auto order = in.u8() % 2 ? engine::RowOrder::TopDown : engine::RowOrder::BottomUp;
@@ -71,7 +58,7 @@ std::unique_ptr<engine::Bitmap> make_bitmap(Input& in) {
     return bitmap;
 }
 
-std::unique_ptr<engine::Translation> make_translation(Input& in) {
+std::unique_ptr<engine::Translation> make_translation(FuzzInput& in) {
     switch (in.u8() % 6) {
         case 0:
             return nullptr;
@@ -121,7 +108,7 @@ void check_sound(const DibView& dib) {
     require(copy.copy(dib));  // every byte of it can be read
 }
 
-void run(Input& in) {
+void run(FuzzInput& in) {
     static PDEVICE device;
     PrivateDevMode& settings = device.settings.kv;
     settings.Compression = static_cast<WORD>(in.u8());
@@ -134,8 +121,8 @@ void run(Input& in) {
     SurfaceRequest request = {.surface = bitmap.get()};
     request.translation = translation.get();
     request.mask = mask.get();
-    request.source = in.rect();
-    request.destination = in.rect();
+    request.source = rect(in);
+    request.destination = rect(in);
     request.resolution = ImageResolution(device, request.source, request.destination);
     request.keep_alpha = in.u8() % 2;
     request.may_merge = in.u8() % 2;
@@ -157,7 +144,7 @@ void run(Input& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kv::host::set_messages_quiet(true);
-    kv::Input in(data, size);
+    kv::FuzzInput in(data, size);
     kv::run(in);
     return 0;
 }

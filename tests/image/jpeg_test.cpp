@@ -1,15 +1,12 @@
 // JPEG encoding: which bitmaps, with which parameters, and what the library's decoder reads back.
 
-// clang-format off
-#include <cstdio>  // what jpeglib.h takes for granted
-#include <jpeglib.h>
-// clang-format on
-
 #include <algorithm>
 #include <cmath>
 
 #include "image/encoding.h"
 #include "support/memory.h"
+#include "tests/common/host_test.h"
+#include "tests/common/plain_jpeg.h"
 #include "tests/image/dibs.h"
 
 namespace kv::test {
@@ -172,36 +169,6 @@ TEST(Jpeg, IsBaselineWithTheQualityAsked) {
     }
 }
 
-// The library called as plainly as can be.
-Bytes reference_stream(const Bytes& samples, DWORD width, DWORD height, bool gray, int quality) {
-    jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    unsigned char* stream = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&jpeg, &stream, &size);
-    jpeg.image_width = width;
-    jpeg.image_height = height;
-    jpeg.input_components = gray ? 1 : 3;
-    jpeg.in_color_space = gray ? JCS_GRAYSCALE : JCS_RGB;
-    jpeg_set_defaults(&jpeg);
-    jpeg_set_quality(&jpeg, quality, TRUE);
-    jpeg.dct_method = JDCT_FLOAT;
-    jpeg.optimize_coding = TRUE;
-    jpeg_start_compress(&jpeg, TRUE);
-    const size_t row = samples.size() / height;
-    while (jpeg.next_scanline < height) {
-        JSAMPROW at = const_cast<JSAMPROW>(samples.data()) + row * jpeg.next_scanline;
-        jpeg_write_scanlines(&jpeg, &at, 1);
-    }
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    Bytes bytes(stream, stream + size);
-    std::free(stream);
-    return bytes;
-}
-
 TEST(Jpeg, IsTheStreamOfThePlainLibrary) {
     Random random(5);
     Dib noise = Dib::noise(333, 211, 24, random), gray = Dib::gray_noise(333, 211, random);
@@ -210,9 +177,8 @@ TEST(Jpeg, IsTheStreamOfThePlainLibrary) {
         const DibView view = dib->view();
         CGlobalObj stream;
         ASSERT_TRUE(CompressDibToJpeg(view, 75, stream));
-        const Bytes expected =
-            reference_stream(samples_of(view), static_cast<DWORD>(view.header->biWidth),
-                             static_cast<DWORD>(view.header->biHeight), view.header->biBitCount == 8, 75);
+        const Bytes expected = plain_jpeg(samples_of(view), static_cast<DWORD>(view.header->biWidth),
+                                          static_cast<DWORD>(view.header->biHeight), view.header->biBitCount == 8, 75);
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), stream.data(), stream.data() + stream.used()));
     }
 }
@@ -281,16 +247,7 @@ TEST(Jpeg, RefusesWhatItCannotRead) {
     }
 }
 
-class JpegFile : public testing::Test {
-protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
-    void TearDown() override { EXPECT_EQ(before_, host::live_objects()); }
-    host::LiveObjects before_{};
-};
+using JpegFile = HostTest;
 
 TEST_F(JpegFile, AppendsTheStreamOrNothing) {
     Random random(3);

@@ -6,21 +6,13 @@
 #include <cmath>
 #include <cstring>
 
+#include "tests/common/host_test.h"
 #include "tests/image/dibs.h"
 
 namespace kv::test {
 namespace {
 
-class PrepareTest : public testing::Test {
-protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
-    void TearDown() override { EXPECT_EQ(before_, host::live_objects()); }
-    host::LiveObjects before_{};
-};
+using PrepareTest = HostTest;
 
 DWORD widened(DWORD value, int bits) { return bits == 5 ? value << 3 | value >> 2 : value << 2 | value >> 4; }
 

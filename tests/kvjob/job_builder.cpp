@@ -3,11 +3,9 @@
 #include <zlib.h>
 
 #include <bit>
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
-// needs size_t and FILE declared before it
-#include <jpeglib.h>
+
+#include "tests/common/plain_jpeg.h"
 
 namespace kvjob::test {
 
@@ -62,31 +60,9 @@ Buffer packed_bitmap(int width, int height, int bits, const std::vector<uint32_t
 }
 
 Buffer jpeg_stream(int width, int height, bool grey, int red, int green, int blue) {
-    jpeg_compress_struct encoder = {};
-    jpeg_error_mgr errors;
-    encoder.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&encoder);
-    unsigned char* data = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&encoder, &data, &size);
-    encoder.image_width = static_cast<JDIMENSION>(width);
-    encoder.image_height = static_cast<JDIMENSION>(height);
-    encoder.input_components = grey ? 1 : 3;
-    encoder.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
-    jpeg_set_defaults(&encoder);
-    jpeg_set_quality(&encoder, 95, TRUE);
-    jpeg_start_compress(&encoder, TRUE);
-    Body row;
-    for (int x = 0; x < width; ++x) grey ? row.u8({red}) : row.u8({red, green, blue});
-    for (int y = 0; y < height; ++y) {
-        JSAMPROW samples = row.bytes.data();
-        jpeg_write_scanlines(&encoder, &samples, 1);
-    }
-    jpeg_finish_compress(&encoder);
-    Buffer stream(data, data + size);
-    jpeg_destroy_compress(&encoder);
-    std::free(data);
-    return stream;
+    Body rows;
+    for (int i = 0; i < width * height; ++i) grey ? rows.u8({red}) : rows.u8({red, green, blue});
+    return kv::test::plain_jpeg(rows.bytes, static_cast<unsigned>(width), static_cast<unsigned>(height), grey, 95);
 }
 
 JobBuilder::JobBuilder() {

@@ -19,4 +19,15 @@ inline BytesBuilder bitmap_head(int rop, const RECTL& source, const RECTL& desti
     return out;
 }
 
+inline void append(BytesBuilder& out, const Bytes& bytes) {
+    out.bytes.insert(out.bytes.end(), bytes.begin(), bytes.end());
+}
+inline void append(BytesBuilder& out, const std::string& hex) { append(out, from_hex(hex)); }
+// A colour table.
+inline std::vector<ULONG> grays(size_t count, ULONG step = 0x010101) {
+    std::vector<ULONG> table(count);
+    for (size_t i = 0; i < count; ++i) table[i] = static_cast<ULONG>(i) * step;
+    return table;
+}
+
 }  // namespace kv::test

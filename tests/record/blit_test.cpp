@@ -48,12 +48,6 @@ struct BlitTest : PrintTest {
     BYTE flags = 0;
 };
 
-std::vector<ULONG> grays(size_t count, ULONG step) {
-    std::vector<ULONG> table(count);
-    for (size_t i = 0; i < count; ++i) table[i] = static_cast<ULONG>(i) * step;
-    return table;
-}
-
 // Blue low: a red and a green pixel over a blue and a white one.
 void paint_four(Bitmap& bitmap) {
     bitmap.set_pixel(0, 0, 0xFF0000);
@@ -62,11 +56,6 @@ void paint_four(Bitmap& bitmap) {
     bitmap.set_pixel(1, 1, 0xFFFFFF);
 }
 const char* kFourPixels = "FF0000 FFFFFF 0000  0000FF 00FF00 0000";
-
-void append(BytesBuilder& out, const std::string& hex) {
-    const Bytes bytes = from_hex(hex);
-    out.bytes.insert(out.bytes.end(), bytes.begin(), bytes.end());
-}
 
 TEST_F(BlitTest, PlainBitmap) {
     Bitmap bitmap(BMF_24BPP, 2, 2);
@@ -86,7 +75,7 @@ TEST_F(BlitTest, EveryHookFindsItsSource) {
     BytesBuilder expected;
     auto expect = [&](int rop, const RECTL& to) {
         const BytesBuilder head = bitmap_head(rop, {0, 0, 2, 2}, to, 56);
-        expected.bytes.insert(expected.bytes.end(), head.bytes.begin(), head.bytes.end());
+        append(expected, head.bytes);
         put_dib_header(expected, 2, 2, 24);
         append(expected, kFourPixels);
     };
@@ -163,33 +152,26 @@ TEST_F(BlitTest, WideCoordinates) {
 
 TEST_F(BlitTest, RunLengths) {
     set_private(0x08);
-    {
-        Bitmap bitmap(BMF_8BPP, 11, 1);
-        std::fill_n(bitmap.row(0), 11, BYTE{7});
-        Translation table(grays(256, 0x010000));
+    const struct {
+        ULONG format;
+        int width, bits, entries, compression;
+        const char* encoded;  // `width` pixels of index 3
+        DWORD size;
+    } kCases[] = {{BMF_8BPP, 11, 8, 256, 1, "0B03 0000 0001", 6},
+                  {BMF_4BPP, 21, 4, 16, 2, "1233 0003 3330 0000 0001", 10}};
+    for (const auto& c : kCases) {
+        Bitmap bitmap(c.format, c.width, 1);
+        for (LONG x = 0; x < c.width; ++x) bitmap.set_pixel(x, 0, 3);
+        Translation colors(grays(c.entries, 0x010000));
         BytesBuilder expected;
-        expected.u8({18, 0xFF, 0}).u32({17 + 40 + 1024 + 6}).u8({0xCC});
-        put_rect(expected, {0, 0, 11, 1});
-        put_rect(expected, {10, 20, 21, 21});
-        put_dib_header(expected, 11, 1, 8, 1, 6);
-        for (int i = 0; i < 256; ++i) expected.u32({i * 0x010000});
-        append(expected, "0B07 0000 0001");
-        expect_page([&] { return copy(bitmap, &table); }, expected);
-        EXPECT_EQ(largest_record(), 17u + 40 + 1024 + 12);  // as it would be without
-    }
-    {
-        Bitmap bitmap(BMF_4BPP, 21, 1);
-        for (LONG x = 0; x < 21; ++x) bitmap.set_pixel(x, 0, 3);
-        Translation table(grays(16, 1));
-        BytesBuilder expected;
-        expected.u8({18, 0xFF, 0}).u32({17 + 40 + 64 + 10}).u8({0xCC});
-        put_rect(expected, {0, 0, 21, 1});
-        put_rect(expected, {10, 20, 31, 21});
-        put_dib_header(expected, 21, 1, 4, 2, 10);
-        for (int i = 0; i < 16; ++i) expected.u32({i});
-        append(expected, "1233 0003 3330 0000 0001");
-        expect_page([&] { return copy(bitmap, &table); }, expected);
-        EXPECT_EQ(largest_record(), 17u + 40 + 64 + 12);
+        expected.u8({18, 0xFF, 0}).u32({17 + 40 + 4 * c.entries + c.size}).u8({0xCC});
+        put_rect(expected, {0, 0, c.width, 1});
+        put_rect(expected, {10, 20, 10 + c.width, 21});
+        put_dib_header(expected, c.width, 1, c.bits, c.compression, static_cast<int>(c.size));
+        for (int i = 0; i < c.entries; ++i) expected.u32({i * 0x010000});
+        append(expected, c.encoded);
+        expect_page([&] { return copy(bitmap, &colors); }, expected);
+        EXPECT_EQ(largest_record(), 17u + 40 + 4 * c.entries + 12);  // as it would be without
     }
     // Longer encoded than not: all pixels differ.
     Bitmap bitmap(BMF_8BPP, 12, 1);
@@ -216,7 +198,7 @@ TEST_F(BlitTest, Jpeg) {
     expected.u8({31, 0xFF, 0}).u32({static_cast<int64_t>(17 + jpeg.size())}).u8({0xCC});
     put_rect(expected, {0, 0, 32, 16});
     put_rect(expected, {10, 20, 42, 36});
-    expected.bytes.insert(expected.bytes.end(), jpeg.begin(), jpeg.end());
+    append(expected, jpeg);
     expect_page([&] { return copy(bitmap); }, expected);
     // The statistic grows by the stream; before it stood the header's 8 bytes.
     EXPECT_EQ(largest_record(), 8 + jpeg.size());
@@ -231,7 +213,7 @@ TEST_F(BlitTest, Jpeg) {
     expected.u8({59, 0xFF, 0}).u32({static_cast<int64_t>(20 + jpeg.size())}).u8({0x12, 0x34, 0x56, 1});
     put_rect(expected, all);
     put_rect(expected, all);
-    expected.bytes.insert(expected.bytes.end(), jpeg.begin(), jpeg.end());
+    append(expected, jpeg);
     EXPECT_EQ(to_hex(transparent), to_hex(expected.bytes));
 }
 

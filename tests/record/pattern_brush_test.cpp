@@ -44,8 +44,7 @@ TEST_F(PatternBrushTest, IsDefinedOnce) {
         const int64_t id = 0x20000000 + 18 + static_cast<int64_t>(expected.bytes.size());
         expected.u8({7, 20 + 56}).u32({id, 5, 0, 0, 0});
         put_dib_header(expected, 8, 2, 1).u32({color0, 0xFFFFFF});
-        const Bytes rows = from_hex(bits);
-        expected.bytes.insert(expected.bytes.end(), rows.begin(), rows.end());
+        append(expected, bits);
         return id;
     };
     auto use = [&](int64_t id, const RECTL& rect) {

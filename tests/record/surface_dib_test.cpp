@@ -21,12 +21,6 @@ Bytes bytes_of(const DibView& dib) {
     return bytes;
 }
 
-std::vector<ULONG> grays(size_t count) {
-    std::vector<ULONG> table(count);
-    for (size_t i = 0; i < count; ++i) table[i] = static_cast<ULONG>(i * 0x010101);
-    return table;
-}
-
 struct SurfaceDibTest : PrintTest {
     void SetUp() override {
         PrintTest::SetUp();
@@ -82,8 +76,8 @@ TEST_F(SurfaceDibTest, FormatsAndColours) {
             put_dib_header(expected, 3, 2, c.bits);
             for (ULONG color : c.table) expected.u32({color & 0xFFFFFF});
             const Bytes top = from_hex(c.row);
-            expected.bytes.insert(expected.bytes.end(), top.size(), 0);  // the lower row comes first
-            expected.bytes.insert(expected.bytes.end(), top.begin(), top.end());
+            append(expected, Bytes(top.size()));  // the lower row comes first
+            append(expected, top);
             EXPECT_EQ(hex(), to_hex(expected.bytes)) << c.bits;
         }
     }

@@ -9,21 +9,17 @@
 #include "platform/host/control.h"
 #include "support/memory.h"
 #include "support/paths.h"
+#include "tests/common/host_test.h"
 
 namespace kv {
 namespace {
 
 constexpr const WCHAR* kPath = TEXT("C:\\Windows\\Temp\\a.kv");
 
-class FileTest : public testing::Test {
+class FileTest : public test::HostTest {
 protected:
-    void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        before_ = host::live_objects();
-    }
     void TearDown() override {
-        EXPECT_TRUE(before_ == host::live_objects()) << "something is still held";
+        HostTest::TearDown();
         DeleteFileW(kPath);
     }
 
@@ -32,8 +28,6 @@ protected:
         return {std::istreambuf_iterator<char>(in), {}};
     }
     static size_t size_on_disk(const WCHAR* path) { return std::filesystem::file_size(host::host_path(path)); }
-
-    host::LiveObjects before_{};
 };
 
 TEST_F(FileTest, BuffersUpTo32768BytesAndCountsThemInTheSize) {

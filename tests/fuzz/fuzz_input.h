@@ -1,0 +1,41 @@
+#pragma once
+// What a fuzzer hands out, taken piece by piece; behind its end there are zeros.
+
+#include <cstdlib>
+#include <iterator>
+
+#include "platform/win32.h"
+
+namespace kv {
+
+inline void require(bool condition) {
+    if (!condition) std::abort();
+}
+
+class FuzzInput {
+public:
+    FuzzInput(const BYTE* data, size_t size) : at_(data), end_(data + size) {}
+    DWORD u8() { return at_ < end_ ? *at_++ : 0; }
+    DWORD u16() {
+        const DWORD low = u8();
+        return low | u8() << 8;
+    }
+    DWORD u32() {
+        const DWORD low = u16();
+        return low | u16() << 16;
+    }
+    template <class List>
+    auto pick(const List& list) {
+        return list[u8() % std::size(list)];
+    }
+    // What is left, over and over.
+    void fill(BYTE* to, uint64_t count) const {
+        const auto size = static_cast<uint64_t>(end_ - at_);
+        for (uint64_t i = 0; i < count && size > 0; ++i) to[i] = at_[i % size];
+    }
+
+private:
+    const BYTE *at_, *end_;
+};
+
+}  // namespace kv
