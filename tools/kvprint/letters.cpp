@@ -1,16 +1,17 @@
 #include "tools/kvprint/letters.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdint>
 
 namespace kvprint {
 
 std::string kind_of(const fz_font& font) {
-    constexpr size_t kTag = 4;
-    if (font.t3procs || !font.buffer || font.buffer->len < kTag) return "other";
-    auto begins_with = [&](const char* tag) { return std::memcmp(font.buffer->data, tag, kTag) == 0; };
-    if (begins_with("OTTO")) return "OpenType";
-    return begins_with("\0\1\0\0") || begins_with("true") || begins_with("ttcf") ? "TrueType" : "other";
+    constexpr uint32_t kOtto = 0x4F54544F, kVersion1 = 0x00010000, kTrue = 0x74727565, kCollection = 0x74746366;
+    if (font.t3procs || !font.buffer || font.buffer->len < sizeof(uint32_t)) return "other";
+    uint32_t tag = 0;
+    for (size_t i = 0; i < sizeof tag; ++i) tag = tag << 8 | font.buffer->data[i];
+    if (tag == kOtto) return "OpenType";
+    return tag == kVersion1 || tag == kTrue || tag == kCollection ? "TrueType" : "other";
 }
 
 size_t letters_of(const fz_text_span& span) {

@@ -55,8 +55,9 @@ void UnicodeMaps::read_all() {
     read_ = true;
     int count = 0;
     with_errors(context_, [&] { count = pdf_xref_len(context_, document_); });
-    std::vector<bool> in_use;  // by the page that is being read, which does not hold all that it uses
-    for (int number = 0; number < count; ++number) in_use.push_back(cached(number) != nullptr);
+    // By the page that is being read, which does not hold all that it uses.
+    std::vector<bool> in_use(static_cast<size_t>(count));
+    for (int number = 1; number < count; ++number) in_use[static_cast<size_t>(number)] = cached(number) != nullptr;
     for (int number = 1; number < count; ++number) {
         try {
             const auto object =
