@@ -23,7 +23,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: fidelity [-r DPI] [--finer N] [--pages FIRST-LAST] [--sheet SHEET.png] [--page-pictures PREFIX]\n"
     "                SOURCE.pdf JOB-%d.png\n"
-    "The pictures of the job have N times DPI dots per inch.\n";
+    "The pictures of the job have N times DPI dots per inch and count from 1 for page FIRST.\n";
 
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -95,7 +95,7 @@ public:
 private:
     void compare_page(int page) {
         Picture source = reduced(pages_.draw(page, options_.dots_per_inch * options_.finer), options_.finer);
-        Picture job = reduced(pages_.load_png(numbered(options_.job, page)), options_.finer);
+        Picture job = reduced(pages_.load_png(numbered(options_.job, page - options_.first + 1)), options_.finer);
         const int width = std::max(source.width, job.width), height = std::max(source.height, job.height);
         source = on_paper(source, width, height);
         job = on_paper(job, width, height);
