@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "driver/guarded_recording.h"
 #include "driver/hooks.h"
-#include "driver/pdevice.h"
 #include "record/blit_recorder.h"
 #include "record/raster_ops.h"
 
@@ -16,11 +16,6 @@ constexpr BYTE kSourceCopy = 0xCC, kDestination = 0xAA;
 
 PDEVICE* device_of(const SURFOBJ* target) {
     return PDEVICE::FromSurface(target, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
-}
-
-BOOL result_of(PDEVICE& device, BOOL recorded) {
-    if (!recorded) device.SetFailed();
-    return recorded;
 }
 
 // The low byte draws where the mask is set or missing; what it says elsewhere is not looked at.
@@ -51,11 +46,12 @@ BOOL APIENTRY DrvBitBlt(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLIPOBJ
     if (!kv::uses_pattern(rop)) brush = nullptr;
     if (source && source_point && kv::uses_source(rop)) {
         const Blit blit = {clip, source, translation, rect_from(*source_point, *target_rect), *target_rect};
-        return result_of(*device, kv::RecordBlit(*device, blit, brush, rop, mask));
+        return kv::run_recording(*device, [&] { return kv::RecordBlit(*device, blit, brush, rop, mask); });
     }
     const RECTL rect = kv::normalized(*target_rect);
     if (kv::is_empty(rect)) return TRUE;
-    return result_of(*device, kv::RecordRectFill(*device, clip, rect, kv::ResolveBrush(*device, brush), rop));
+    return kv::run_recording(
+        *device, [&] { return kv::RecordRectFill(*device, clip, rect, kv::ResolveBrush(*device, brush), rop); });
 }
 
 BOOL APIENTRY DrvStretchBlt(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* translation,
@@ -71,7 +67,7 @@ BOOL APIENTRY DrvStretchBltROP(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, 
     PDEVICE* device = device_of(target);
     if (!device || !source || !target_rect || !source_rect) return FALSE;
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
-    return result_of(*device, kv::RecordBlit(*device, blit, brush, ternary(rop4), mask));
+    return kv::run_recording(*device, [&] { return kv::RecordBlit(*device, blit, brush, ternary(rop4), mask); });
 }
 
 BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation, RECTL* target_rect,
@@ -83,7 +79,7 @@ BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATE
     PDEVICE* device = device_of(target);
     if (!device) return FALSE;
     const Blit blit = {clip, source, translation, rect_from(*source_point, *target_rect), *target_rect};
-    return result_of(*device, kv::RecordBlit(*device, blit, nullptr, kSourceCopy, nullptr));
+    return kv::run_recording(*device, [&] { return kv::RecordBlit(*device, blit, nullptr, kSourceCopy, nullptr); });
 }
 
 BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation, RECTL* target_rect,
@@ -91,7 +87,7 @@ BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLA
     PDEVICE* device = device_of(target);
     if (!device || !source || !target_rect || !source_rect || !blend) return FALSE;
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
-    return result_of(*device, kv::RecordAlphaBlend(*device, blit, blend->BlendFunction));
+    return kv::run_recording(*device, [&] { return kv::RecordAlphaBlend(*device, blit, blend->BlendFunction); });
 }
 
 BOOL APIENTRY DrvTransparentBlt(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation,
@@ -99,5 +95,5 @@ BOOL APIENTRY DrvTransparentBlt(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip,
     PDEVICE* device = device_of(target);
     if (!device || !source || !target_rect || !source_rect) return FALSE;
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
-    return result_of(*device, kv::RecordTransparentBlit(*device, blit, transparent_colour));
+    return kv::run_recording(*device, [&] { return kv::RecordTransparentBlit(*device, blit, transparent_colour); });
 }

@@ -1,6 +1,5 @@
+#include "driver/guarded_recording.h"
 #include "driver/hooks.h"
-#include "driver/pdevice.h"
-#include "platform/guarded_call.h"
 #include "settings/job_name.h"
 
 using kv::PDEVICE;
@@ -11,10 +10,7 @@ namespace {
 BOOL run_page_step(SURFOBJ* surface, BOOL (PDEVICE::*step)()) {
     PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse);
     if (!device) return FALSE;
-    if (kv::guarded_call([&] { (device->*step)(); })) return TRUE;
-    SetLastError(ERROR_GEN_FAILURE);
-    device->SetFailed();
-    return FALSE;
+    return kv::run_hook(*device, [&] { return (device->*step)(), TRUE; });
 }
 
 PDEVICE* document_device(SURFOBJ* surface) {
@@ -27,20 +23,12 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
     PDEVICE* device = document_device(surface);
     if (!device) return FALSE;
     if (!device->document_open && (name || job_id != 0)) {
-        BOOL started = FALSE;
         auto start = [&] {
             kv::PathText title;
             kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
-            started = device->StartDocW(title.c_str(), job_id);
+            return device->StartDocW(title.c_str(), job_id);
         };
-        if (!kv::guarded_call(start)) {
-            SetLastError(ERROR_GEN_FAILURE);
-            started = FALSE;
-        }
-        if (!started) {
-            device->SetFailed();
-            return FALSE;
-        }
+        if (!kv::run_recording(*device, start)) return FALSE;
     }
     SetLastError(ERROR_SUCCESS);
     return TRUE;
@@ -54,9 +42,6 @@ BOOL APIENTRY DrvEndDoc(SURFOBJ* surface, FLONG flags) {
     PDEVICE* device = document_device(surface);
     if (!device) return TRUE;
     if (flags & ED_ABORTDOC) device->SetFailed();
-    if (!kv::guarded_call([&] { device->EndDocument(); })) {
-        SetLastError(ERROR_GEN_FAILURE);
-        device->SetFailed();
-    }
+    kv::run_hook(*device, [&] { return device->EndDocument(), TRUE; });
     return TRUE;
 }

@@ -1,8 +1,7 @@
 // The drawing hooks that record: paths and brushes.
 
+#include "driver/guarded_recording.h"
 #include "driver/hooks.h"
-#include "driver/pdevice.h"
-#include "platform/guarded_call.h"
 #include "record/path_recorder.h"
 
 using kv::PathDrawing;
@@ -16,15 +15,7 @@ BYTE foreground(MIX mix) { return static_cast<BYTE>(mix); }
 BOOL record_path(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, const PathDrawing& drawing) {
     PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
     if (!device || !path) return static_cast<BOOL>(DDI_ERROR);
-    BOOL recorded = FALSE;
-    if (!kv::guarded_call([&] { recorded = kv::RecordPath(*device, path, clip, drawing); })) {
-        SetLastError(ERROR_GEN_FAILURE);
-        recorded = FALSE;
-    }
-    if (!recorded) {
-        device->SetFailed();
-        return FALSE;
-    }
+    if (!kv::run_recording(*device, [&] { return kv::RecordPath(*device, path, clip, drawing); })) return FALSE;
     SetLastError(ERROR_SUCCESS);
     return TRUE;
 }
@@ -68,5 +59,5 @@ BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ* target, SURFOBJ* pattern
                               ULONG hatch) {
     PDEVICE* device = PDEVICE::FromSurface(target, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
     if (!device || !brush) return FALSE;
-    return kv::realize_brush(*device, brush, pattern, translation, hatch);
+    return kv::run_hook(*device, [&] { return kv::realize_brush(*device, brush, pattern, translation, hatch); });
 }

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "driver/guarded_recording.h"
 #include "driver/hooks.h"
-#include "driver/pdevice.h"
-#include "platform/guarded_call.h"
 #include "record/path_escapes.h"
 #include "support/little_endian.h"
 #include "support/process_state.h"
@@ -99,8 +98,5 @@ ULONG APIENTRY DrvEscape(SURFOBJ* surface, ULONG escape, ULONG in_size, PVOID in
     if (!device) return 0;
     const Buffers buffers = {{static_cast<const BYTE*>(in), in ? in_size : 0}, static_cast<char*>(out), out_size};
     ULONG result = 0;
-    if (kv::guarded_call([&] { result = answer(*device, escape, buffers); })) return result;
-    SetLastError(ERROR_GEN_FAILURE);
-    device->SetFailed();
-    return 0;
+    return kv::run_hook(*device, [&] { return result = answer(*device, escape, buffers), TRUE; }) ? result : 0;
 }

@@ -1,8 +1,7 @@
 // The text hook, and the end of the fonts that it was called with.
 
+#include "driver/guarded_recording.h"
 #include "driver/hooks.h"
-#include "driver/pdevice.h"
-#include "platform/guarded_call.h"
 #include "record/realized_font.h"
 #include "record/text_recorder.h"
 
@@ -12,7 +11,9 @@ BOOL APIENTRY DrvTextOut(SURFOBJ* surface, STROBJ* text, FONTOBJ* font, CLIPOBJ*
                          BRUSHOBJ* foreground, BRUSHOBJ* background, POINTL*, MIX) {
     PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
     if (!device || !text) return FALSE;
-    return kv::RecordText(*device, {text, font, clip, opaque_rect, foreground, background});
+    return kv::run_hook(*device, [&] {
+        return kv::RecordText(*device, {text, font, clip, opaque_rect, foreground, background});
+    });
 }
 
 void APIENTRY DrvDestroyFont(FONTOBJ* font) {

@@ -4,6 +4,7 @@
 #include "fonts/full_name_reader.h"
 #include "fonts/ifi_metrics.h"
 #include "fonts/ttc.h"
+#include "platform/guarded_call.h"
 
 namespace kv {
 namespace {
@@ -61,8 +62,10 @@ BOOL ShouldEmbedFont(const IFIMETRICS& metrics, std::span<const BYTE> file) {
 BOOL find_installed_family(const WCHAR* family, std::span<const BYTE> file, FamilyText& installed) {
     ProcessFonts* fonts = process_fonts();
     if (!fonts || file.empty()) return FALSE;
+    BOOL found = FALSE;
     const Holding held(fonts->cache_lock);
-    return ResolveFaceName(fonts->cache, family, file, installed);
+    // Bytes of the file that cannot be read must not leave the lock held.
+    return guarded_call([&] { found = ResolveFaceName(fonts->cache, family, file, installed); }) && found;
 }
 
 }  // namespace kv

@@ -52,9 +52,10 @@ public:
     }
     // Writes what is held and forgets it. A flush from within the operation's own writing does nothing.
     BOOL flush(PDEVICE& device);
-    // Forgets what is held without writing it.
+    // Forgets what is held without writing it, also when an exception has ended a flush.
     void clear() {
         operation_.reset();
+        flushing_ = false;
         last_xor_ = kEmptyRect;
     }
 

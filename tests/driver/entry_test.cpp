@@ -187,11 +187,44 @@ TEST_F(EntryTest, CatchesWhateverIsRaised) {
 // What the engine hands over may lie in memory that is gone.
 TEST_F(EntryTest, AnswersFaultsInsideHooks) {
     auto* nowhere = reinterpret_cast<PVOID>(16);
-    Brush black = Brush::solid(0);
+    auto* bits = static_cast<SURFOBJ*>(nowhere);
+    Brush black = Brush::solid(0), pattern = Brush::hatched(1, 0, 0);
+    RECTL rect = {0, 0, 9, 9};
+    POINTL point = {};
+    BLENDOBJ blend = {};
+    SURFOBJ bitmap = {};
+    bitmap.iType = STYPE_BITMAP;
+    bitmap.sizlBitmap = {9, 9};
     struct {
         const char* name;
         std::function<bool()> refused;
     } cases[] = {
+        {"DrvRealizeBrush", [&] { return !DrvRealizeBrush(&pattern, surface(), bits, nullptr, nullptr, HS_DDI_MAX); }},
+        {"DrvBitBlt",
+         [&] {
+             return !DrvBitBlt(surface(), bits, nullptr, nullptr, nullptr, &rect, &point, nullptr, nullptr, nullptr,
+                               0xCCCC);
+         }},
+        {"DrvBitBlt",
+         [&] {
+             return !DrvBitBlt(surface(), nullptr, nullptr, nullptr, nullptr, &rect, nullptr, nullptr,
+                               static_cast<BRUSHOBJ*>(nowhere), nullptr, 0xF0F0);
+         }},
+        {"DrvStretchBlt",
+         [&] {
+             return !DrvStretchBlt(surface(), bits, nullptr, nullptr, nullptr, nullptr, nullptr, &rect, &rect, nullptr,
+                                   0);
+         }},
+        {"DrvCopyBits",
+         [&] { return !DrvCopyBits(surface(), &bitmap, static_cast<CLIPOBJ*>(nowhere), nullptr, &rect, &point); }},
+        {"DrvAlphaBlend", [&] { return !DrvAlphaBlend(surface(), bits, nullptr, nullptr, &rect, &rect, &blend); }},
+        {"DrvTransparentBlt",
+         [&] { return !DrvTransparentBlt(surface(), bits, nullptr, nullptr, &rect, &rect, 0, 0); }},
+        {"DrvTextOut",
+         [&] {
+             return !DrvTextOut(surface(), static_cast<STROBJ*>(nowhere), nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, 0);
+         }},
         {"DrvFillPath",
          [&] {
              return !DrvFillPath(surface(), static_cast<PATHOBJ*>(nowhere), nullptr, &black, nullptr, R2_COPYPEN, 0);
@@ -216,6 +249,25 @@ TEST_F(EntryTest, AnswersFaultsInsideHooks) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
     EXPECT_TRUE(pdevice().failed);
     EXPECT_TRUE(device->end_document());
+}
+
+TEST_F(EntryTest, AFaultWhileHeldDrawingIsWrittenEndsWithItsDocument) {
+    Brush black = Brush::solid(0);
+    const RECTL rect = {1, 2, 3, 4};
+    for (bool faulty : {true, false}) {
+        start_page();
+        EXPECT_TRUE(device->bit_blt(nullptr, nullptr, nullptr, nullptr, rect, nullptr, &black, 0x0000));
+        File* job_file = pdevice().job.get();
+        if (faulty) {
+            static_cast<void>(pdevice().job.release());
+            pdevice().job.reset(reinterpret_cast<File*>(16));
+        }
+        EXPECT_EQ(device->send_page(), !faulty);
+        static_cast<void>(pdevice().job.release());
+        pdevice().job.reset(job_file);
+        EXPECT_TRUE(device->end_document());
+    }
+    EXPECT_EQ(to_hex(page_records()), "0E 09 00 01 00 02 00 03 00 04 00 ");
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
+#include "fonts/process_fonts.h"
 #include "support/reg_key.h"
 #include "tests/common/print_test.h"
 #include "tests/common/text_test.h"
@@ -269,6 +271,17 @@ TEST_F(FontCacheTest, OtherValuesThanTextsAreNoFamily) {
     ASSERT_TRUE(key.Open(KEY_READ | KEY_WRITE, HKEY_CURRENT_USER, (kCacheKey + u"\\1").c_str()));
     ASSERT_TRUE(key.write(u"Alpha 1", REG_EXPAND_SZ, u"Other", 12));
     EXPECT_EQ(resolve(build_font(plan_of(u"Zulu", u"Zulu-PS", u"Alpha 1"))), u"(not found)");
+}
+
+// A font file that cannot be read, on a server that is gone, must not keep other threads from printing.
+TEST_F(FontCacheTest, AFaultLeavesNoLockHeld) {
+    ASSERT_TRUE(create_process_fonts());
+    const std::span<const BYTE> gone(reinterpret_cast<const BYTE*>(16), 4096);
+    FamilyText family;
+    EXPECT_FALSE(find_installed_family(TEXT("Any"), gone, family));
+    const Bytes font = build_font(plan_of(u"Zulu", u"Zulu-PS", u"Zulu 1"));
+    std::thread([&] { EXPECT_FALSE(find_installed_family(TEXT("Any"), font, family)); }).join();
+    release_process_fonts();
 }
 
 // Whatever call fails, nothing is held, and a cache that is marked current has every font whose file could be read.
