@@ -53,6 +53,8 @@ TEST_F(ChannelTest, SaysWhatTheFormatSays) {
     EXPECT_EQ(to_hex(messages[1]), to_hex(end));
     ASSERT_TRUE(DeleteFileW(path.c_str()));
 
+    dispatcher.reset();
+    serve();
     ASSERT_TRUE(device->start_document(u"", 0x01020304));
     EXPECT_TRUE(device->end_document(ED_ABORTDOC));
     messages = dispatcher->received();
@@ -69,6 +71,8 @@ TEST_F(ChannelTest, TheDispatchersIdStandsInForTheSpoolers) {
     EXPECT_EQ(to_hex(Bytes(messages[0].begin() + 8, messages[0].begin() + 12)), "00 00 00 00 ");
     EXPECT_EQ(to_hex(Bytes(messages[1].begin() + 8, messages[1].begin() + 12)), "2A 00 00 00 ");
     ASSERT_TRUE(DeleteFileW(text_at(messages[1], 20).c_str()));
+    dispatcher.reset();
+    serve();
     ASSERT_TRUE(print(0, ED_ABORTDOC));
     EXPECT_EQ(to_hex(dispatcher->received().at(1)), "03 00 00 00 2A 00 00 00 ");
 }
