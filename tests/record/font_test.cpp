@@ -137,18 +137,17 @@ TEST_F(FontTest, Styles) {
 }
 
 TEST_F(FontTest, FaceNamesAreCutAndFilled) {
-    Font font(sans, 0, 100);
-    font.metrics().flInfo = FM_INFO_TECH_BITMAP;
-    font.rename(u"A name of more than thirty-one characters", u"");
-    const Bytes body = definition(font);
-    EXPECT_EQ(face_of(body), u"A name of more than thirty-one ");
-    font.metrics().flInfo = FM_INFO_TECH_BITMAP;
-    Font short_name(sans, 0, 100);
-    short_name.metrics().flInfo = FM_INFO_TECH_BITMAP;
-    short_name.rename(u"Q", u"");
-    const Bytes other = definition(short_name);
-    EXPECT_EQ(to_hex(Bytes(other.begin() + kFaceOffset, other.begin() + kFaceOffset + 8)), "51 00 00 00 FF FF FF FF ");
-    EXPECT_EQ(u32_at(other, 92), 0xFFFFFFFFu);
+    const std::pair<std::u16string, const char*> cases[] = {
+        {u"A name of more than thirty-one characters", "65 00 20 00 00 00 "},  // its 30th and 31st characters
+        {u"Q", "FF FF FF FF FF FF "}};
+    for (const auto& [name, end] : cases) {
+        Font font(sans, 0, 100);
+        font.metrics().flInfo = FM_INFO_TECH_BITMAP;
+        font.rename(name, u"");
+        const Bytes body = definition(font);
+        EXPECT_EQ(face_of(body), name.substr(0, 31));
+        EXPECT_EQ(to_hex(Bytes(body.end() - 6, body.end())), end);
+    }
 }
 
 TEST_F(FontTest, IsDefinedOnceADocument) {
@@ -249,17 +248,20 @@ TEST_F(FontTest, ManyFiles) {
     EXPECT_EQ(bodies(finish(), 28).size(), 205u);
 }
 
-TEST_F(FontTest, Collections) {
+TEST_F(FontTest, MembersAndVerticalFonts) {
     FontPlan one = other_font(), two = other_font();
     two.family = two.full = u"Second";
     auto file = std::make_shared<FontFile>(build_collection({one, two}));
-    Font member(file, 1, 100), vertical(file, 1, 100), stranger(file, 0, 100);
+    Font member(file, 1, 100), vertical(file, 1, 100), stranger(file, 0, 100), alone(font_file(one), 0, 100);
     vertical.rename(u"@Second", u"@Second");
+    alone.rename(u"@Other", u"@Other");
     stranger.rename(u"Unknown", u"Unknown");
     struct {
         Font* font;
         const char* reference;
-    } cases[] = {{&member, "03 00 01 00 00 00 00 00 "}, {&vertical, "07 00 01 00 00 00 00 00 "}};
+    } cases[] = {{&member, "03 00 01 00 00 00 00 00 "},
+                 {&vertical, "07 00 01 00 00 00 00 00 "},
+                 {&alone, "05 00 00 00 00 00 00 00 "}};
     for (const auto& reference : cases) {
         start_page();
         print(*reference.font);
@@ -285,13 +287,6 @@ TEST_F(FontTest, ACollectionWithAnInstalledMemberStays) {
     reload_fonts();
     Font font(file, 0, 100);
     EXPECT_EQ(definition(font)[kClipOffset], 0x20);
-}
-
-TEST_F(FontTest, AVerticalFontOfAFile) {
-    Font font(font_file(other_font()), 0, 100);
-    font.rename(u"@Other", u"@Other");
-    const Bytes body = definition(font);
-    EXPECT_EQ(body[kFaceOffset + 6], 0x05);  // embedded, vertical
 }
 
 TEST_F(FontTest, SettingsEmbedInstalledFonts) {

@@ -176,49 +176,30 @@ TEST_F(TextRecordTest, RunsOfOneLineBecomeOneRecord) {
 }
 
 TEST_F(TextRecordTest, RunsOfAnotherKindDoNotJoin) {
-    auto count = [&](auto&& draw_second) {
+    engine::Brush red = engine::Brush::solid(0xFF0000);
+    engine::Clip clip = engine::Clip::rectangle({0, 0, 820, 190});
+    // Behind a run of 200 glyphs that ends at 800.
+    struct {
+        String second;
+        engine::Brush* brush;
+        engine::Clip* clip;
+        size_t records;
+    } cases[] = {
+        {{font, repeated(55), line({800, 200}, 55, 1)}, &black, nullptr, 1},
+        {{font, repeated(56), line({800, 200}, 56, 1)}, &black, nullptr, 2},  // more than a record holds
+        {{font, std::vector<USHORT>{2}, line({800, 200}, 1, 60)}, &black, nullptr, 2},
+        {{font, u"A", line({800, 200}, 1, 60)}, &red, nullptr, 2},
+        {{font, u"A", line({800, 200}, 1, 60)}, &black, &clip, 2},
+        {{font, u"AA", Placement{{{800, 200}, {860, 201}}, {920, 201}}}, &black, nullptr, 2},
+    };
+    for (auto& other : cases) {
         start_page();
         String first(font, repeated(200), line({0, 200}, 200, 4));
         first.rclBkGround.right = 800;
         EXPECT_TRUE(draw(first, font));
-        draw_second();
-        return finish_text().size();
-    };
-    auto more = [&](int glyphs) {
-        return String(font, repeated(static_cast<size_t>(glyphs)), line({800, 200}, glyphs, 1));
-    };
-    EXPECT_EQ(count([&] {
-                  String text = more(55);
-                  draw(text, font);
-              }),
-              1u);
-    EXPECT_EQ(count([&] {
-                  String text = more(56);  // more than a record holds
-                  draw(text, font);
-              }),
-              2u);
-    EXPECT_EQ(count([&] {
-                  String text(font, std::vector<USHORT>{2}, line({800, 200}, 1, 60));
-                  draw(text, font);
-              }),
-              2u);
-    EXPECT_EQ(count([&] {
-                  String text = more(1);
-                  engine::Brush red = engine::Brush::solid(0xFF0000);
-                  device->text_out(text, font, nullptr, red);
-              }),
-              2u);
-    EXPECT_EQ(count([&] {
-                  String text = more(1);
-                  engine::Clip clip = engine::Clip::rectangle({0, 0, 820, 190});
-                  draw(text, font, &clip);
-              }),
-              2u);
-    EXPECT_EQ(count([&] {
-                  String text(font, u"AA", Placement{{{800, 200}, {860, 201}}, {920, 201}});
-                  draw(text, font);
-              }),
-              2u);
+        EXPECT_TRUE(device->text_out(other.second, font, other.clip, *other.brush));
+        EXPECT_EQ(finish_text().size(), other.records) << &other - cases;
+    }
 }
 
 TEST_F(TextRecordTest, FontsWithoutASpaceJoinAtAnyDistance) {
@@ -278,6 +259,7 @@ TEST_F(TextRecordTest, GlyphsBesideTheBaselineHaveOffsets) {
         Placement placement;
         LONG right;  // of the background
         const char* hex;
+        FLONG flags = SO_DXDY;
     } cases[] = {
         // B is raised by 7; the end stands at the last glyph's height.
         {0, {{{100, 200}, {160, 193}}, {}}, 210, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 07 00 "},
@@ -289,6 +271,13 @@ TEST_F(TextRecordTest, GlyphsBesideTheBaselineHaveOffsets) {
         {270, {{{100, 200}, {105, 260}}, {}}, 0, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 05 00 "},
         // At 45 degrees: 40 right and 60 up is 71 along and 14 beside; the foot of it is (150, 150).
         {45, {{{100, 200}, {140, 140}}, {}}, 0, "48 02 41 00 42 00 00 00 64 00 C8 00 47 00 31 00 00 00 0E 00 "},
+        // The string says whether places off the baseline mean anything.
+        {0,
+         {{{100, 200}, {160, 193}}, {}},
+         210,
+         "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 07 00 ",
+         SO_ESC_NOT_ORIENT},
+        {0, {{{100, 200}, {160, 193}}, {}}, 210, "40 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 ", 0},
         // On the baseline.
         {0, {{{100, 200}, {160, 200}}, {}}, 210, "40 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 "},
     };
@@ -297,26 +286,12 @@ TEST_F(TextRecordTest, GlyphsBesideTheBaselineHaveOffsets) {
         Font* rotated = turned(place.degrees);
         start_page();
         String text(*rotated, u"AB", place.placement);
-        text.flAccel |= SO_DXDY;
+        text.flAccel |= place.flags;
         text.rclBkGround.right = place.right;
         EXPECT_TRUE(draw(text, *rotated));
         const auto records = finish_text();
         ASSERT_EQ(records.size(), 1u);
         EXPECT_EQ(to_hex(records[0].body), place.hex);
-    }
-}
-
-TEST_F(TextRecordTest, OffsetsNeedTheStringsMark) {
-    struct {
-        FLONG flags;
-        int record_flags;
-    } cases[] = {{0, 0x40}, {SO_DXDY, 0x48}, {SO_ESC_NOT_ORIENT, 0x48}};
-    for (const auto& marked : cases) {
-        start_page();
-        String text(font, u"AB", Placement{{{100, 200}, {160, 193}}, {}});
-        text.flAccel |= marked.flags;
-        EXPECT_TRUE(draw(text, font));
-        EXPECT_EQ(finish_text().at(0).body[0], marked.record_flags);
     }
 }
 
