@@ -344,13 +344,6 @@ TEST_F(BlitTest, MaskedImage) {
             return device->stretch_blt(bitmap, &mask, nullptr, nullptr, {-40000, 0, 2, 2}, {0, 0, 2, 2});
         },
         expected);
-    // A mask of another size is none.
-    Bitmap other(BMF_1BPP, 3, 2);
-    const Bytes page = print([&] {
-        return device->stretch_blt(bitmap, &other, nullptr, nullptr, {0, 0, 2, 2}, {0, 0, 2, 2});
-    });
-    ASSERT_FALSE(page.empty());
-    EXPECT_EQ(page[0], 18);
 }
 
 TEST_F(BlitTest, TheSurfaceReadsBackAsPaper) {
