@@ -36,8 +36,8 @@ int WINAPI record_message(HWND, const WCHAR* text, const WCHAR* title, UINT kind
 }  // namespace
 
 // Stands in for the import, so that nobody has to press a button.
-extern "C" decltype(&MessageBoxW) __imp_MessageBoxW;
-decltype(&MessageBoxW) __imp_MessageBoxW = record_message;
+extern "C" decltype(&MessageBoxW) message_box asm(KV_MESSAGE_BOX);
+decltype(&MessageBoxW) message_box = record_message;
 
 namespace kv {
 namespace {
