@@ -32,7 +32,7 @@ template <class MakePath>
 Text move_to_free_name(const Text& source, DWORD flags, MakePath make_path) {
     constexpr unsigned kAttempts = 1000000;
     for (unsigned number = 1; number <= kAttempts; ++number) {
-        const Text target = make_path(number);
+        Text target = make_path(number);
         if (MoveFileExW(source.c_str(), target.c_str(), flags)) return target;
         if (!is_taken(GetLastError())) break;
     }
