@@ -1,8 +1,8 @@
 #include "tests/common/print_test.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
+#include <span>
 
 #include "support/process_state.h"
 
@@ -11,51 +11,30 @@ namespace {
 const std::u16string kPrinterKey = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\P";
 }
 
-Bytes from_hex(const std::string& digits) {
-    Bytes bytes;
-    std::string pair;
-    for (char digit : digits) {
-        if (digit == ' ' || digit == '\n') continue;
-        pair += digit;
-        if (pair.size() < 2) continue;
-        bytes.push_back(static_cast<BYTE>(std::stoi(pair, nullptr, 16)));
-        pair.clear();
+std::vector<Record> split_records(const Bytes& bytes) {
+    std::vector<Record> records;
+    for (size_t at = 0; at + 1 < bytes.size();) {
+        size_t length = bytes[at + 1], head = 2;
+        if (length == 0xFE) length = bytes[at + 2] | bytes[at + 3] << 8, head = 4;
+        if (length == 0xFF) length = bytes[at + 3] | bytes[at + 4] << 8 | bytes[at + 5] << 16, head = 7;
+        const auto body = std::span(bytes).subspan(at + head, length);
+        records.push_back({bytes[at], Bytes(body.begin(), body.end())});
+        at += head + length;
     }
-    return bytes;
+    return records;
 }
 
-std::string to_hex(const Bytes& bytes) {
+std::string listing(const std::vector<Record>& records) {
     std::string text;
-    char pair[4];
-    for (BYTE byte : bytes) {
-        std::snprintf(pair, sizeof pair, "%02X ", byte);
-        text += pair;
-    }
+    for (const Record& record : records) text += std::to_string(record.type) + ": " + to_hex(record.body) + "\n";
     return text;
 }
 
-BytesBuilder& BytesBuilder::u8(std::initializer_list<int> values) {
-    for (int value : values) bytes.push_back(static_cast<BYTE>(value));
-    return *this;
-}
-BytesBuilder& BytesBuilder::u16(std::initializer_list<int> values) {
-    for (int value : values) u8({value & 0xFF, value >> 8 & 0xFF});
-    return *this;
-}
-BytesBuilder& BytesBuilder::u32(std::initializer_list<int64_t> values) {
-    for (int64_t value : values) u16({static_cast<int>(value & 0xFFFF), static_cast<int>(value >> 16 & 0xFFFF)});
-    return *this;
-}
-
 std::vector<Bytes> trailer_records(const Bytes& job, BYTE type) {
+    const size_t start = job[job.size() - 4] | job[job.size() - 3] << 8 | job[job.size() - 2] << 16;
     std::vector<Bytes> found;
-    size_t at = job[job.size() - 4] | job[job.size() - 3] << 8 | job[job.size() - 2] << 16;
-    while (at < job.size()) {
-        size_t length = job[at + 1], head = 2;
-        if (length == 0xFE) length = job[at + 2] | job[at + 3] << 8, head = 4;
-        if (length == 0xFF) length = job[at + 3] | job[at + 4] << 8 | job[at + 5] << 16, head = 7;
-        if (job[at] == type) found.emplace_back(job.begin() + at + head, job.begin() + at + head + length);
-        at += head + length;
+    for (const Record& record : split_records(Bytes(job.begin() + static_cast<ptrdiff_t>(start), job.end()))) {
+        if (record.type == type) found.push_back(record.body);
     }
     return found;
 }
@@ -102,6 +81,10 @@ void PrintTest::end_page_and_document() {
     ASSERT_TRUE(device->end_document());
 }
 
+void PrintTest::print_pages(int count) {
+    for (int page = 0; page < count; ++page) ASSERT_TRUE(device->start_page() && device->send_page());
+}
+
 Bytes PrintTest::job() const { return host::printer(printer).output; }
 
 Bytes PrintTest::page_records() const {
@@ -124,6 +107,19 @@ std::vector<std::string> PrintTest::temporary_files() const {
         names.push_back(entry.path().filename().string());
     }
     return names;
+}
+
+DEVMODEW mode_of(DWORD fields) {
+    DEVMODEW mode = {};
+    mode.dmSize = sizeof mode;
+    mode.dmSpecVersion = 0x0401;
+    mode.dmFields = fields;
+    return mode;
+}
+DEVMODEW landscape() {
+    DEVMODEW mode = mode_of(DM_ORIENTATION);
+    mode.dmOrientation = DMORIENT_LANDSCAPE;
+    return mode;
 }
 
 POINTFIX at(double x, double y) { return {engine::to_fix(x), engine::to_fix(y)}; }

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,24 +11,19 @@
 #include "driver/pdevice.h"
 #include "engine/device.h"
 #include "platform/host/control.h"
+#include "tests/common/bytes.h"
 
 namespace kv::test {
 
-using Bytes = std::vector<BYTE>;
-
-// Of hexadecimal digits; blanks count for nothing.
-Bytes from_hex(const std::string& digits);
-std::string to_hex(const Bytes& bytes);
-// Job file content built by hand, little-endian.
-class BytesBuilder {
-public:
-    BytesBuilder& u8(std::initializer_list<int> values);
-    BytesBuilder& u16(std::initializer_list<int> values);
-    BytesBuilder& u32(std::initializer_list<int64_t> values);
-    Bytes bytes;
+struct Record {
+    int type;
+    Bytes body;
 };
-
-// The payloads of a job's trailer records of that type.
+// The records that bytes consist of.
+std::vector<Record> split_records(const Bytes& bytes);
+// One line a record: type, colon, body.
+std::string listing(const std::vector<Record>& records);
+// The bodies of a job's trailer records of that type.
 std::vector<Bytes> trailer_records(const Bytes& job, BYTE type);
 
 class PrintTest : public testing::Test {
@@ -45,6 +39,8 @@ protected:
     // Opens the device where there is none, and starts a document and its first page.
     void start_page();
     void end_page_and_document();
+    // So many more pages without content.
+    void print_pages(int count);
     // What the spooler was sent by the last document.
     Bytes job() const;
     // The records of the only page, from behind its page start to its page end.
@@ -60,6 +56,9 @@ protected:
     host::LiveObjects before{};
 };
 
+// An application's mode that says what these fields say, and one of landscape pages.
+DEVMODEW mode_of(DWORD fields);
+DEVMODEW landscape();
 POINTFIX at(double x, double y);
 LINEATTRS hairline(LONG width = 1);
 LINEATTRS geometric_line(float width);

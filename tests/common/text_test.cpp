@@ -1,33 +1,13 @@
 #include "tests/common/text_test.h"
 
 #include <algorithm>
-#include <fstream>
 
 #include "fonts/process_fonts.h"
 #include "record/record_types.h"
 #include "support/reg_key.h"
+#include "tests/common/workspace.h"
 
 namespace kv::test {
-
-std::vector<Record> split_records(const Bytes& bytes) {
-    std::vector<Record> records;
-    for (size_t at = 0; at + 1 < bytes.size();) {
-        const int type = bytes[at];
-        size_t length = bytes[at + 1], head = 2;
-        if (length == 0xFE) length = bytes[at + 2] | bytes[at + 3] << 8, head = 4;
-        if (length == 0xFF) length = bytes[at + 3] | bytes[at + 4] << 8 | bytes[at + 5] << 16, head = 7;
-        records.push_back({type, Bytes(bytes.begin() + static_cast<ptrdiff_t>(at + head),
-                                       bytes.begin() + static_cast<ptrdiff_t>(at + head + length))});
-        at += head + length;
-    }
-    return records;
-}
-
-std::string listing(const std::vector<Record>& records) {
-    std::string text;
-    for (const Record& record : records) text += std::to_string(record.type) + ": " + to_hex(record.body) + "\n";
-    return text;
-}
 
 std::shared_ptr<engine::FontFile> font_file(const FontPlan& plan) {
     return std::make_shared<engine::FontFile>(build_font(plan));
@@ -41,8 +21,7 @@ void TextTest::SetUp() {
 
 void TextTest::install(const std::u16string& display_name, const std::u16string& file_name, const Bytes& bytes) {
     host::set_registry_string(HKEY_LOCAL_MACHINE, kFontsKey, display_name, file_name);
-    std::ofstream out(host::host_path(u"C:\\Windows\\Fonts\\" + file_name), std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    write_file(host::host_path(u"C:\\Windows\\Fonts\\" + file_name), bytes);
 }
 
 void TextTest::reload_fonts() {
@@ -51,11 +30,10 @@ void TextTest::reload_fonts() {
     before = host::live_objects();
 }
 
-std::u16string TextTest::registry_text(const std::u16string& path, const std::u16string& name) {
-    CRegKey key;
-    if (!key.Open(KEY_READ, HKEY_CURRENT_USER, path.c_str())) return u"(no key)";
-    const WCHAR* text = key.ReadString(name.c_str());
-    return text ? text : u"(no text)";
+std::u16string registry_text(const std::u16string& key, const std::u16string& name) {
+    CRegKey open;
+    const WCHAR* text = open.Open(KEY_READ, HKEY_CURRENT_USER, key.c_str()) ? open.ReadString(name.c_str()) : nullptr;
+    return text ? text : u"(none)";
 }
 
 BOOL TextTest::draw(engine::String& text, engine::Font& font, engine::Clip* clip) {

@@ -12,14 +12,8 @@ inline const std::u16string kProductKey = u"Software\\Velmora Software\\Karvo12"
 inline const std::u16string kFontsKey = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
 inline const std::u16string kCacheKey = kProductKey + u"\\FontCache";
 
-struct Record {
-    int type;
-    Bytes body;
-};
-// The records that bytes consist of.
-std::vector<Record> split_records(const Bytes& bytes);
-// One line a record: type, colon, body.
-std::string listing(const std::vector<Record>& records);
+// A text of the user's registry, or "(none)".
+std::u16string registry_text(const std::u16string& key, const std::u16string& name);
 
 std::shared_ptr<engine::FontFile> font_file(const FontPlan& plan = {});
 
@@ -31,7 +25,6 @@ protected:
     static void install(const std::u16string& display_name, const std::u16string& file_name, const Bytes& bytes);
     // As if the driver were loaded anew.
     void reload_fonts();
-    static std::u16string registry_text(const std::u16string& key, const std::u16string& name);
 
     BOOL draw(engine::String& text, engine::Font& font, engine::Clip* clip = nullptr);
     // A page of that text alone.

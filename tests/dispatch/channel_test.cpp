@@ -12,11 +12,13 @@ namespace {
 const std::u16string kCannotLaunch = u"PrepareDispatcher was unable to launch the dispatcher.";
 const std::u16string kCannotReach = u"CDispatcher::StartDoc could not communicate with the dispatcher.";
 
+using Codes = std::vector<DWORD>;
+
 struct ChannelTest : DispatchTest {
     // A process that holds the launch mutex.
     static std::unique_ptr<OtherProcess> launching_process() {
         return std::make_unique<OtherProcess>([](int socket) {
-            HANDLE mutex = CreateMutexW(nullptr, FALSE, TEXT("Local\\KV12_LocalMutex_LaunchDisp"));
+            HANDLE mutex = CreateMutexW(nullptr, FALSE, u"Local\\KV12_LocalMutex_LaunchDisp");
             if (WaitForSingleObject(mutex, 0) != WAIT_OBJECT_0) return;
             OtherProcess::send(socket, OtherProcess::kReady);
             pause();
@@ -79,47 +81,34 @@ TEST_F(ChannelTest, TheDispatchersIdStandsInForTheSpoolers) {
 
 // A reply may have fewer bytes than a number, not more.
 TEST_F(ChannelTest, TakesRepliesUpToFourBytes) {
-    struct {
-        const char* reply;
-        bool accepted;
-    } cases[] = {{"00000000", false}, {"00000001", true}, {"0000", false},
-                 {"", false},         {"01", true},       {"0100000000", false}};
-    for (const auto& test : cases) {
+    const std::pair<const char*, bool> cases[] = {{"00000000", false}, {"00000001", true}, {"0000", false},
+                                                  {"", false},         {"01", true},       {"0100000000", false}};
+    for (const auto& [reply, accepted] : cases) {
         dispatcher.reset();
-        serve({1, {{kDispatchStartDoc, from_hex(test.reply)}}, {}});
-        EXPECT_EQ(print(7, ED_ABORTDOC), test.accepted) << test.reply;
-        const std::vector<DWORD> expected = test.accepted ? std::vector<DWORD>{1, 3} : std::vector<DWORD>{1};
-        EXPECT_EQ(codes(), expected) << test.reply;
+        serve({1, {{kDispatchStartDoc, from_hex(reply)}}, {}});
+        EXPECT_EQ(print(7, ED_ABORTDOC), accepted) << reply;
+        EXPECT_EQ(codes(), accepted ? Codes({1, 3}) : Codes({1})) << reply;
         EXPECT_TRUE(temporary_files().empty());
     }
     EXPECT_TRUE(messages().empty());
 }
 
-TEST_F(ChannelTest, ADispatcherThatRunsIsNotStarted) {
-    serve();
-    host::set_call_log(true);
-    ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(launches(), 0u);
-    EXPECT_EQ(virtual_time(), 0u);
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
-}
-
-TEST_F(ChannelTest, ADispatcherThatCameUpMeanwhileIsPrepared) {
-    host::set_call_log(true);
-    // Behind the first look of 50 ms, within the second one.
-    host::at_virtual_time(75, [&] { serve(); });
-    ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(launches(), 0u);
-    EXPECT_EQ(codes(), (std::vector<DWORD>{205, 1, 3}));
-}
-
-TEST_F(ChannelTest, WaitsThirtySecondsForADispatcherThatStarts) {
-    host::at_virtual_time(25000, [&] { serve(); });
-    host::set_call_log(true);
-    ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(launches(), 1u);
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
-    EXPECT_LT(virtual_time(), 25100u);
+// When a dispatcher is there, in milliseconds: who runs is not started, who comes up behind the first look of 50 ms is
+// prepared, and who starts has thirty seconds.
+TEST_F(ChannelTest, FindsTheDispatcherThatRunsComesUpOrStarts) {
+    const std::tuple<DWORD, size_t, Codes> cases[] = {{0, 0, {1, 3}}, {75, 0, {205, 1, 3}}, {25000, 1, {1, 3}}};
+    for (const auto& [up, started, told] : cases) {
+        dispatcher.reset();
+        close_device();
+        host::set_call_log(true);
+        const size_t earlier = launches();
+        const DWORD start = virtual_time();
+        up ? host::at_virtual_time(up, [&] { serve(); }) : serve();
+        ASSERT_TRUE(print(7, ED_ABORTDOC)) << up;
+        EXPECT_EQ(launches() - earlier, started) << up;
+        EXPECT_EQ(codes(), told) << up;
+        EXPECT_LT(virtual_time() - start, up + (up ? 100 : 1));
+    }
     EXPECT_TRUE(messages().empty());
 }
 
@@ -135,7 +124,7 @@ TEST_F(ChannelTest, GivesUpADispatcherThatStartsTooSlowly) {
     // The next document of the device reaches the one that came too late.
     host::advance_clock(1000);
     ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
+    EXPECT_EQ(codes(), Codes({1, 3}));
 }
 
 TEST_F(ChannelTest, OneProcessLaunchesAndTheOthersWait) {
@@ -143,7 +132,7 @@ TEST_F(ChannelTest, OneProcessLaunchesAndTheOthersWait) {
     host::set_call_log(true);
     host::at_virtual_time(25000, [&] { serve(); });
     ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
+    EXPECT_EQ(codes(), Codes({1, 3}));
     dispatcher.reset();
 
     const DWORD start = virtual_time();
@@ -162,7 +151,7 @@ TEST_F(ChannelTest, OneProcessLaunchesAndTheOthersWait) {
 
 TEST_F(ChannelTest, RetriesABusyPipe) {
     serve();
-    const auto* name = TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001");
+    const auto* name = u"\\\\.\\pipe\\KV12_Dispatcher_00000001";
     HANDLE other_client = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(other_client, INVALID_HANDLE_VALUE);
     EXPECT_FALSE(print());
@@ -175,43 +164,43 @@ TEST_F(ChannelTest, RetriesABusyPipe) {
         for (int i = 0; i < 5000 && !WaitNamedPipeW(name, 1); ++i) usleep(1000);  // the other process notices it
     });
     EXPECT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
+    EXPECT_EQ(codes(), Codes({1, 3}));
 }
 
 TEST_F(ChannelTest, AnErrorOtherThanBusyEndsATry) {
     serve();
-    const auto* name = TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001");
+    const auto* name = u"\\\\.\\pipe\\KV12_Dispatcher_00000001";
     host::fail_call(host::CallKind::Pipe, 2);  // behind WaitNamedPipeW, the opening
     EXPECT_EQ(OpenDispatcherPipe(name, 1000), nullptr);
     EXPECT_EQ(virtual_time(), 0u);
     HANDLE pipe = nullptr;
     // The longer loop tries again, but a budget of 0 means once.
     host::fail_call(host::CallKind::Pipe, 2);
-    EXPECT_TRUE(WaitForDispatcher(TEXT("Dispatcher"), 1, 1000, &pipe));
+    EXPECT_TRUE(WaitForDispatcher(u"Dispatcher", 1, 1000, &pipe));
     CloseHandle(pipe);
     dispatcher.reset();
-    EXPECT_FALSE(WaitForDispatcher(TEXT("Dispatcher"), 1, 0, &pipe));
+    EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, 0, &pipe));
     EXPECT_EQ(virtual_time(), 10u);
-    EXPECT_FALSE(WaitForDispatcher(TEXT("Dispatcher"), 1, INFINITE, &pipe));
+    EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, INFINITE, &pipe));
     EXPECT_GT(virtual_time(), 10000u);
     EXPECT_LT(virtual_time(), 11100u);
 }
 
 TEST_F(ChannelTest, WithoutLeaveToLaunchItWaitsASecond) {
     DriverDevMode settings;
-    InitDefaultDevMode(TEXT("P"), settings);
-    CDispatcher link(TEXT("Dispatcher"), TEXT("Disp"));
+    InitDefaultDevMode(u"P", settings);
+    CDispatcher link(u"Dispatcher", u"Disp");
     host::set_call_log(true);
-    EXPECT_FALSE(link.StartDoc({printer, TEXT("P"), settings, 7, nullptr}, false));
+    EXPECT_FALSE(link.StartDoc({printer, u"P", settings, 7, nullptr}, false));
     EXPECT_EQ(messages(), std::vector{kCannotReach});
     EXPECT_GT(virtual_time(), 1000u);
     EXPECT_LT(virtual_time(), 1100u);
     EXPECT_EQ(launches(), 0u);
     EXPECT_EQ(SendDispatch(kDispatchPrepare, {}, {}, link), kDispatchNotConnected);
     EXPECT_EQ(messages().back(), u"SendDispatch failed.");
-    EXPECT_TRUE(link.EndDoc(TEXT("C:\\x.kv")));  // no job is open
+    EXPECT_TRUE(link.EndDoc(u"C:\\x.kv"));  // no job is open
     serve();
-    EXPECT_TRUE(link.StartDoc({printer, TEXT("P"), settings, 7, nullptr}, false));
+    EXPECT_TRUE(link.StartDoc({printer, u"P", settings, 7, nullptr}, false));
     EXPECT_EQ(to_hex(dispatcher->received().at(0)).substr(22 * 3, 12), "00 00 50 00 ");  // an absent name is empty
 }
 
@@ -228,16 +217,17 @@ TEST_F(ChannelTest, NamesAreThoseOfTheProduct) {
     EXPECT_EQ(pipe(nullptr, u"X", kOwnSession), u"\\\\.\\pipe\\KV12_X_00000012");
     host::machine().session_query_fails = true;
     EXPECT_EQ(pipe(nullptr, u"X", kOwnSession), u"\\\\.\\pipe\\KV12_X");
-    auto object = [](ObjectScope scope, const WCHAR* name) {
-        ObjectName text;
-        MakeObjectName(scope, TEXT("Mutex"), name, text);
-        return std::u16string(text.c_str());
-    };
-    EXPECT_EQ(object(ObjectScope::Local, u"LaunchDisp"), u"Local\\KV12_LocalMutex_LaunchDisp");
-    EXPECT_EQ(object(ObjectScope::Global, u"N"), u"Global\\KV12_GlobalMutex_N");
     WCHAR unique[32];
-    format_text(unique, 32, TEXT("%08X_FFFFF000"), GetCurrentThreadId());
-    EXPECT_EQ(object(ObjectScope::Local, nullptr), u"Local\\KV12_LocalMutex_" + std::u16string(unique));
+    format_text(unique, 32, u"%08X_FFFFF000", GetCurrentThreadId());
+    const std::tuple<ObjectScope, const WCHAR*, std::u16string> objects[] = {
+        {ObjectScope::Local, u"LaunchDisp", u"Local\\KV12_LocalMutex_LaunchDisp"},
+        {ObjectScope::Global, u"N", u"Global\\KV12_GlobalMutex_N"},
+        {ObjectScope::Local, nullptr, u"Local\\KV12_LocalMutex_" + std::u16string(unique)}};
+    for (const auto& [scope, name, expected] : objects) {
+        ObjectName text;
+        MakeObjectName(scope, u"Mutex", name, text);
+        EXPECT_EQ(std::u16string(text.c_str()), expected);
+    }
 }
 
 TEST_F(ChannelTest, ChoosesTheUsersSession) {
@@ -267,16 +257,6 @@ TEST_F(ChannelTest, ChoosesTheUsersSession) {
         machine.session_users = {{0, u""}, {2, u"Ann"}, {3, u"ann"}, {5, u"SYSTEM"}};
         EXPECT_EQ(choose_session(), test.chosen) << &test - cases;
     }
-}
-
-// A service prints for its user: that session's dispatcher is asked, and started with its number.
-TEST_F(ChannelTest, ServesTheChosenSession) {
-    host::machine().session = 0;
-    host::machine().user = u"SYSTEM";
-    host::machine().console_session = 3;
-    serve({3, {}, {}});
-    ASSERT_TRUE(print(7, ED_ABORTDOC));
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
 }
 
 }  // namespace

@@ -5,13 +5,13 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "dispatch/named_mutex.h"
 #include "dispatch/open_security.h"
 #include "dispatch/product_file.h"
 #include "support/process_state.h"
 #include "tests/common/scripted_dispatcher.h"
+#include "tests/common/workspace.h"
 
 namespace kv::test {
 namespace {
@@ -22,28 +22,28 @@ struct LaunchTest : DispatchTest {
     static void put_file(const std::u16string& path) {
         const std::string host = host::host_path(path);
         fs::create_directories(fs::path(host).parent_path());
-        std::ofstream(host) << "x";
+        write_file(host, "x");
     }
     static void set_location(HKEY root, const std::u16string& folder) {
         host::set_registry_string(root, u"Software\\Velmora Software\\Karvo12", u"InstallLocation", folder);
     }
-    static std::u16string find(const WCHAR* name, BOOL found, const WCHAR* environment = TEXT("Windows NT x86")) {
+    static std::u16string find(const WCHAR* name, BOOL found, const WCHAR* environment = u"Windows NT x86") {
         PathText path;
         EXPECT_EQ(FindProductFile(environment, name, path), found);
         return path.c_str();
     }
     // A program that writes its arguments to a file, one a line, and ends with a code.
     std::string make_script(const std::string& name, const std::string& last_line) {
-        const std::string path = shared + "/" + name;
-        std::ofstream(path) << "#!/bin/sh\nprintf '%s\\n' \"$@\" > " << shared << "/arguments.part\nmv " << shared
-                            << "/arguments.part " << shared << "/arguments\n"
-                            << last_line << "\n";
+        const std::string out = shared + "/arguments";
+        const std::string path =
+            write_file(shared + "/" + name, "#!/bin/sh\nprintf '%s\\n' \"$@\" > " + out + ".part\nmv " + out +
+                                                ".part " + out + "\n" + last_line + "\n");
         chmod(path.c_str(), 0700);
         return path;
     }
-    std::string arguments() const {
-        std::ifstream in(shared + "/arguments");
-        return {std::istreambuf_iterator<char>(in), {}};
+    std::string arguments() const { return read_file(shared + "/arguments"); }
+    void wait_for_arguments() const {
+        for (int i = 0; i < 5000 && arguments().empty(); ++i) usleep(1000);
     }
     static std::u16string source_name(const std::u16string& executable) {
         host::machine().executable = executable;
@@ -55,28 +55,28 @@ struct LaunchTest : DispatchTest {
 
 TEST_F(LaunchTest, LooksForProductFilesInTheirOrder) {
     const std::u16string drivers = u"C:\\Windows\\System32\\spool\\drivers\\W32X86\\3\\";
-    EXPECT_EQ(find(TEXT("https://x/y"), TRUE), u"https://x/y");
-    EXPECT_EQ(find(TEXT("mailto:x"), TRUE), u"mailto:x");
-    EXPECT_EQ(find(TEXT(""), TRUE), drivers.substr(0, drivers.size() - 1));
+    EXPECT_EQ(find(u"https://x/y", TRUE), u"https://x/y");
+    EXPECT_EQ(find(u"mailto:x", TRUE), u"mailto:x");
+    EXPECT_EQ(find(u"", TRUE), drivers.substr(0, drivers.size() - 1));
     // Nowhere: below the driver directory, where the driver is, or else where the registry says.
-    EXPECT_EQ(find(TEXT("a.exe"), FALSE), drivers + u"a.exe");
-    EXPECT_EQ(find(TEXT("a.exe"), FALSE, TEXT("Windows x64")), u"C:\\Program Files\\Karvo\\a.exe");
+    EXPECT_EQ(find(u"a.exe", FALSE), drivers + u"a.exe");
+    EXPECT_EQ(find(u"a.exe", FALSE, u"Windows x64"), u"C:\\Program Files\\Karvo\\a.exe");
     fs::create_directories(host::host_path(drivers + u"a.exe"));  // a folder is no file
     set_location(HKEY_CURRENT_USER, u"C:\\User");
     put_file(u"C:\\User\\a.exe");
-    EXPECT_EQ(find(TEXT("a.exe"), FALSE), drivers + u"a.exe");
+    EXPECT_EQ(find(u"a.exe", FALSE), drivers + u"a.exe");
     set_location(HKEY_LOCAL_MACHINE, u"");
-    EXPECT_EQ(find(TEXT("a.exe"), TRUE), u"C:\\User\\a.exe");
+    EXPECT_EQ(find(u"a.exe", TRUE), u"C:\\User\\a.exe");
     set_location(HKEY_LOCAL_MACHINE, u"C:\\Machine");
     put_file(u"C:\\Machine\\a.exe");
-    EXPECT_EQ(find(TEXT("a.exe"), TRUE), u"C:\\Machine\\a.exe");
+    EXPECT_EQ(find(u"a.exe", TRUE), u"C:\\Machine\\a.exe");
     fs::remove_all(host::host_path(drivers + u"a.exe"));
     put_file(drivers + u"a.exe");
-    EXPECT_EQ(find(TEXT("a.exe"), TRUE), drivers + u"a.exe");
-    EXPECT_EQ(find(TEXT("a.exe"), TRUE, TEXT("Windows x64")), u"C:\\Machine\\a.exe");
+    EXPECT_EQ(find(u"a.exe", TRUE), drivers + u"a.exe");
+    EXPECT_EQ(find(u"a.exe", TRUE, u"Windows x64"), u"C:\\Machine\\a.exe");
     set_location(HKEY_LOCAL_MACHINE, u"C:\\Elsewhere");
-    EXPECT_EQ(find(TEXT("a.exe"), TRUE, TEXT("Windows x64")), drivers + u"a.exe");  // beside the driver
-    EXPECT_EQ(find(TEXT("C:\\Machine\\a.exe"), TRUE), u"C:\\Machine\\a.exe");
+    EXPECT_EQ(find(u"a.exe", TRUE, u"Windows x64"), drivers + u"a.exe");  // beside the driver
+    EXPECT_EQ(find(u"C:\\Machine\\a.exe", TRUE), u"C:\\Machine\\a.exe");
     fs::remove_all(host::host_path(u"C:\\Windows\\System32"));
 }
 
@@ -93,12 +93,12 @@ TEST_F(LaunchTest, StartsTheDispatcherOfTheSession) {
     host::machine().console_session = 12;
     install(make_script("kvdisp12", ""));
     CommandLine line;
-    GetDispatcherCommandLine(TEXT("/x"), line);
+    GetDispatcherCommandLine(u"/x", line);
     EXPECT_EQ(std::u16string(line.c_str()), u"\"C:\\Program Files\\Karvo\\kvdisp12.exe\" /x");
-    GetDispatcherCommandLine(TEXT(""), line);
+    GetDispatcherCommandLine(u"", line);
     EXPECT_EQ(std::u16string(line.c_str()), u"C:\\Program Files\\Karvo\\kvdisp12.exe");
     host::at_virtual_time(3000, [&] {
-        for (int i = 0; i < 5000 && arguments().empty(); ++i) usleep(1000);
+        wait_for_arguments();
         serve({12, {}, {}});
     });
     ASSERT_TRUE(print(7, ED_ABORTDOC));
@@ -109,16 +109,15 @@ TEST_F(LaunchTest, StartsTheDispatcherOfTheSession) {
 
 TEST_F(LaunchTest, OnlyStartsADispatcherBeforeTheDocument) {
     install(make_script("kvdisp12", ""));
-    CDispatcher link(TEXT("Dispatcher"), TEXT("Disp"));
-    EXPECT_TRUE(PrepareDispatcher(link, TEXT("x!DOCUMENTEVENT_STARTDOCPRE"), 1, 0xFFFFFFFF, -1));
+    CDispatcher link(u"Dispatcher", u"Disp");
+    EXPECT_TRUE(PrepareDispatcher(link, u"x!DOCUMENTEVENT_STARTDOCPRE", 1, 0xFFFFFFFF, -1));
     EXPECT_LT(virtual_time(), 100u);
-    for (int i = 0; i < 5000 && arguments().empty(); ++i) usleep(1000);
+    wait_for_arguments();
     EXPECT_EQ(arguments(), "/source=x!DOCUMENTEVENT_STARTDOCPRE\n/job=1\n/autoexit=1\n/housekeeping=none\n");
 }
 
 TEST_F(LaunchTest, TriesThreeTimesToCreateAProcess) {
-    std::ofstream(shared + "/no-program") << "x";
-    install(shared + "/no-program");
+    install(write_file(shared + "/no-program", "x"));
     host::set_call_log(true);
     EXPECT_FALSE(print());
     const auto& log = host::call_log();
@@ -127,7 +126,7 @@ TEST_F(LaunchTest, TriesThreeTimesToCreateAProcess) {
     EXPECT_EQ(messages(), std::vector<std::u16string>{u"PrepareDispatcher was unable to launch the dispatcher."});
     EXPECT_TRUE(temporary_files().empty());
     RunOptions loud;
-    EXPECT_FALSE(RunProcess(TEXT("C:\\missing.exe"), loud, nullptr));
+    EXPECT_FALSE(RunProcess(u"C:\\missing.exe", loud, nullptr));
     EXPECT_EQ(messages().back(), u"CreateProcess: The file was not found.");
 }
 
@@ -137,23 +136,23 @@ TEST_F(LaunchTest, WaitsForAProcess) {
     RunOptions options;
     options.wait = true;
     DWORD code = 0;
-    ASSERT_TRUE(RunProcess(TEXT("\"C:\\tools\\my tool.exe\" a \"b c\"\"d\" e\\\\f \\\"g\\\\\\\"h \"i\\\\\" \"\""),
-                           options, &code));
+    ASSERT_TRUE(
+        RunProcess(u"\"C:\\tools\\my tool.exe\" a \"b c\"\"d\" e\\\\f \\\"g\\\\\\\"h \"i\\\\\" \"\"", options, &code));
     EXPECT_EQ(code, 37u);
     EXPECT_EQ(arguments(), "a\nb cd\ne\\\\f\n\"g\\\"h\ni\\\n\n");
     // Without quotes the program ends at the blank that makes it one.
-    ASSERT_TRUE(RunProcess(TEXT("C:\\tools\\my tool.exe  z"), options, &code));
+    ASSERT_TRUE(RunProcess(u"C:\\tools\\my tool.exe  z", options, &code));
     EXPECT_EQ(arguments(), "z\n");
-    ASSERT_TRUE(LaunchDispatcher(TEXT("/RunOnce")));  // as it waits, the process has ended
+    ASSERT_TRUE(LaunchDispatcher(u"/RunOnce"));  // as it waits, the process has ended
 
     host::use_virtual_clock(0);
     host::map_file(u"C:\\tools\\sleep.exe", "/bin/sleep");
     options.timeout = 10000;
-    ASSERT_TRUE(RunProcess(TEXT("C:\\tools\\sleep.exe 0.2"), options, &code));
+    ASSERT_TRUE(RunProcess(u"C:\\tools\\sleep.exe 0.2", options, &code));
     EXPECT_EQ(code, DWORD{STILL_ACTIVE});
     EXPECT_EQ(GetTickCount(), 10000u);
     PostQuitMessage(5);
-    ASSERT_TRUE(RunProcess(TEXT("C:\\tools\\sleep.exe 0.2"), options, &code));
+    ASSERT_TRUE(RunProcess(u"C:\\tools\\sleep.exe 0.2", options, &code));
     EXPECT_EQ(GetTickCount(), 10000u);
     MSG message;
     ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
@@ -161,7 +160,7 @@ TEST_F(LaunchTest, WaitsForAProcess) {
 }
 
 TEST_F(LaunchTest, TheMutexIsTheThreadsAndTheProcesss) {
-    constexpr const WCHAR* kName = TEXT("Local\\KV12_test");
+    constexpr const WCHAR* kName = u"Local\\KV12_test";
     MutexProbe other(kName);
     {
         CNamedMutex mutex(kName), again(kName);
@@ -185,8 +184,7 @@ TEST_F(LaunchTest, EveryoneMayOpenTheMutex) {
     for (int level : {4, 5}) {
         process_state().os_level = level;
         OpenSecurity security;
-        ASSERT_TRUE(security.attributes());
-        EXPECT_TRUE(security.attributes()->bInheritHandle);
+        ASSERT_TRUE(security.attributes() && security.attributes()->bInheritHandle);
         BOOL present = FALSE, defaulted = FALSE;
         PACL list = nullptr;
         GetSecurityDescriptorSacl(security.attributes()->lpSecurityDescriptor, &present, &list, &defaulted);

@@ -11,9 +11,7 @@ namespace {
 
 struct DeviceTest : PrintTest {
     static DEVMODEW mode_named(const char16_t* name) {
-        DEVMODEW mode = {};
-        mode.dmSize = sizeof mode;
-        mode.dmSpecVersion = 0x0401;
+        DEVMODEW mode = mode_of(0);
         std::copy_n(name, std::char_traits<char16_t>::length(name), mode.dmDeviceName);
         return mode;
     }
@@ -27,15 +25,12 @@ struct DeviceTest : PrintTest {
 
 TEST_F(DeviceTest, TakesItsNameFromTheSpoolerTheModeOrTheEngine) {
     const DEVMODEW mode = mode_named(u"Mode"), nameless = mode_named(u"");
-    struct {
-        std::u16string spooler;
-        const DEVMODEW* mode;
-        std::u16string expected;
-    } cases[] = {{u"Spooler", &mode, u"Spooler"}, {u"", &mode, u"Mode"}, {u"", &nameless, u"P"}, {u"", nullptr, u"P"}};
-    for (const auto& test : cases) {
-        host::printer(printer).name = test.spooler;
-        open_device(test.mode);
-        EXPECT_EQ(pdevice().printer_name.c_str(), test.expected);
+    const std::tuple<std::u16string, const DEVMODEW*, std::u16string> cases[] = {
+        {u"Spooler", &mode, u"Spooler"}, {u"", &mode, u"Mode"}, {u"", &nameless, u"P"}, {u"", nullptr, u"P"}};
+    for (const auto& [spooler, own_mode, expected] : cases) {
+        host::printer(printer).name = spooler;
+        open_device(own_mode);
+        EXPECT_EQ(pdevice().printer_name.c_str(), expected);
         EXPECT_EQ(pdevice().port_name.c_str(), std::u16string(u"FILE:"));
         close_device();
     }
@@ -50,24 +45,18 @@ TEST_F(DeviceTest, ReportsThePageToTheEngine) {
     open_device();
     const GDIINFO& info = device->info();
     // Letter: 215.9 x 279.4 mm, 5100 x 6600 pixels; a quarter of an inch is 6 mm and 150 pixels.
-    EXPECT_EQ(info.ulVersion, 0x5004u);
-    EXPECT_EQ(info.ulTechnology, 2u);
-    EXPECT_EQ(info.ulHorzSize, 215u - 6 - 3);
-    EXPECT_EQ(info.ulVertSize, 279u - 13 - 25);
-    EXPECT_EQ(info.ulHorzRes, 5100u - 150 - 75);
-    EXPECT_EQ(info.ulVertRes, 6600u - 300 - 600);
-    EXPECT_TRUE(info.cBitsPixel == 24 && info.cPlanes == 1 && info.ulNumColors == 0x4000);
-    EXPECT_TRUE(info.ulLogPixelsX == 600 && info.ulLogPixelsY == 600 && info.ulAspectX == 600 && info.ulAspectY == 600);
-    EXPECT_EQ(info.ulAspectXY, 849u);
-    EXPECT_EQ(info.flTextCaps, 0x1DFFu);
-    EXPECT_TRUE(info.xStyleStep == 4 && info.yStyleStep == 4 && info.denStyleStep == 8);
-    EXPECT_TRUE(info.ptlPhysOffset.x == 150 && info.ptlPhysOffset.y == 300);
-    EXPECT_TRUE(info.szlPhysSize.cx == 5100 && info.szlPhysSize.cy == 6600);
-    EXPECT_EQ(info.ulPrimaryOrder, 4u);
-    EXPECT_EQ(info.ulHTPatternSize, 6u);
-    EXPECT_EQ(info.ulHTOutputFormat, 6u);
-    EXPECT_EQ(info.flShadeBlend, 5u);
-    EXPECT_TRUE(info.flRaster == 0 && info.ulNumPalReg == 0 && info.ulDevicePelsDPI == 0 && info.flHTFlags == 0);
+    const std::vector<int64_t> sizes = {
+        info.ulHorzSize,      info.ulVertSize,     info.ulHorzRes,      info.ulVertRes,    info.ptlPhysOffset.x,
+        info.ptlPhysOffset.y, info.szlPhysSize.cx, info.szlPhysSize.cy, info.ulLogPixelsX, info.ulLogPixelsY,
+        info.ulAspectX,       info.ulAspectY,      info.ulAspectXY};
+    EXPECT_EQ(sizes, (std::vector<int64_t>{215 - 6 - 3, 279 - 13 - 25, 5100 - 150 - 75, 6600 - 300 - 600, 150, 300,
+                                           5100, 6600, 600, 600, 600, 600, 849}));
+    const std::vector<int64_t> rest = {
+        info.ulVersion,       info.ulTechnology,     info.cBitsPixel,   info.cPlanes,      info.ulNumColors,
+        info.flTextCaps,      info.xStyleStep,       info.yStyleStep,   info.denStyleStep, info.ulPrimaryOrder,
+        info.ulHTPatternSize, info.ulHTOutputFormat, info.flShadeBlend, info.flRaster,     info.ulNumPalReg,
+        info.ulDevicePelsDPI, info.flHTFlags};
+    EXPECT_EQ(rest, (std::vector<int64_t>{0x5004, 2, 24, 1, 0x4000, 0x1DFF, 4, 4, 8, 4, 6, 6, 5, 0, 0, 0, 0}));
 
     const DEVINFO& devinfo = device->devinfo();
     EXPECT_EQ(devinfo.flGraphicsCaps, 0x1020A53Fu);
@@ -81,15 +70,13 @@ TEST_F(DeviceTest, ReportsThePageToTheEngine) {
 }
 
 TEST_F(DeviceTest, ReportsTheDepthsItKnows) {
-    struct {
-        uint32_t depth;
-        ULONG bits, dither;
-    } cases[] = {{8, 24, BMF_24BPP}, {16, 16, BMF_16BPP}, {24, 24, BMF_24BPP}, {32, 32, BMF_32BPP}, {0, 24, BMF_24BPP}};
-    for (const auto& test : cases) {
-        set(u"BitDepth", test.depth);
+    const std::tuple<uint32_t, ULONG, ULONG> cases[] = {
+        {8, 24, BMF_24BPP}, {16, 16, BMF_16BPP}, {24, 24, BMF_24BPP}, {32, 32, BMF_32BPP}, {0, 24, BMF_24BPP}};
+    for (const auto& [depth, bits, dither] : cases) {
+        set(u"BitDepth", depth);
         open_device();
-        EXPECT_EQ(device->info().cBitsPixel, test.bits);
-        EXPECT_EQ(device->devinfo().iDitherFormat, test.dither);
+        EXPECT_EQ(device->info().cBitsPixel, bits);
+        EXPECT_EQ(device->devinfo().iDitherFormat, dither);
         EXPECT_EQ(device->surface()->iBitmapFormat, ULONG{BMF_24BPP});
         close_device();
     }
@@ -177,7 +164,7 @@ TEST_F(DeviceTest, LeavesAnEmptyDeviceBehindAReset) {
     EXPECT_EQ(pdevice().signature, 0x564B);
     EXPECT_FALSE(pdevice().document_open);
     DrvSendPage(device->surface());
-    WCHAR title[] = TEXT("T");
+    WCHAR title[] = u"T";
     EXPECT_TRUE(DrvEndDoc(device->surface(), 0));
     DrvStartDoc(device->surface(), title, 9);
     DrvStartPage(device->surface());

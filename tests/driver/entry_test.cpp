@@ -18,27 +18,31 @@ struct EntryTest : PrintTest {
     SURFOBJ* surface() { return device->surface(); }
 };
 
+// What a call left as the last error.
+DWORD last_error() {
+    const DWORD error = GetLastError();
+    SetLastError(0);
+    return error;
+}
+
 TEST_F(EntryTest, HandsOutItsHooksInTheOrderOfTheirNames) {
     struct {
         DRVENABLEDATA data;
         BYTE more[8];
     } out;
     std::memset(&out, 0xEE, sizeof out);
-    SetLastError(0);
     EXPECT_FALSE(DrvEnableDriver(0x1FFFF, sizeof out, &out.data));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_BAD_DRIVER_LEVEL});
+    EXPECT_EQ(last_error(), DWORD{ERROR_BAD_DRIVER_LEVEL});
     EXPECT_FALSE(DrvEnableDriver(0x20000, sizeof out.data - 1, &out.data));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(last_error(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     EXPECT_FALSE(DrvEnableDriver(0x20000, sizeof out, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(out.more[0], 0xEE);
-
+    EXPECT_EQ(last_error(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     EXPECT_TRUE(DrvEnableDriver(0x20000, sizeof out.data, &out.data));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(out.more[0], 0xEE);
+    SetLastError(5);
     EXPECT_TRUE(DrvEnableDriver(0x20000, sizeof out.data + 7, &out.data));
-    EXPECT_EQ(out.more[6], 0);
-    EXPECT_EQ(out.more[7], 0xEE);
+    EXPECT_EQ(last_error(), DWORD{ERROR_SUCCESS});
+    EXPECT_TRUE(out.more[6] == 0 && out.more[7] == 0xEE);
     EXPECT_EQ(out.data.iDriverVersion, 0x30000u);
     const ULONG order[] = {71, 18, 1,  19, 43, 8, 2,  4,  25, 0,  3,  34, 24, 15, 47, 37,
                            53, 26, 28, 27, 12, 7, 32, 35, 33, 20, 69, 16, 14, 23, 74};
@@ -49,21 +53,22 @@ TEST_F(EntryTest, HandsOutItsHooksInTheOrderOfTheirNames) {
 TEST_F(EntryTest, SaysThatItRunsInUserMode) {
     DWORD buffer[2] = {7, 7}, needed = 99;
     EXPECT_FALSE(DrvQueryDriverInfo(1, buffer, 3, &needed));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(last_error(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     EXPECT_EQ(needed, 4u);
     EXPECT_FALSE(DrvQueryDriverInfo(1, nullptr, 4, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(last_error(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    SetLastError(5);
     EXPECT_TRUE(DrvQueryDriverInfo(1, buffer, 8, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(last_error(), DWORD{ERROR_SUCCESS});
     EXPECT_TRUE(buffer[0] == 1 && buffer[1] == 7);
     needed = 99;
     EXPECT_FALSE(DrvQueryDriverInfo(2, buffer, 8, &needed));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(last_error(), DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_TRUE(buffer[0] == 0 && buffer[1] == 0 && needed == 99);
     EXPECT_FALSE(DrvQueryDriverInfo(0, nullptr, 8, nullptr));
     SetLastError(5);
     DrvDisableDriver();
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(last_error(), DWORD{ERROR_SUCCESS});
 }
 
 TEST_F(EntryTest, AnswersConstants) {
@@ -115,7 +120,7 @@ TEST_F(EntryTest, RefusesWhatIsNoDeviceOfItsOwn) {
     strange.dhpdev = reinterpret_cast<DHPDEV>(other);
     bitmap.iType = STYPE_BITMAP;
     without.dhpdev = nullptr;
-    WCHAR title[] = TEXT("T");
+    WCHAR title[] = u"T";
     for (SURFOBJ* refused : {static_cast<SURFOBJ*>(nullptr), &strange, &bitmap, &without}) {
         expect_refusals(refused);
         Brush brush = Brush::solid(0);
@@ -184,10 +189,16 @@ TEST_F(EntryTest, CatchesWhateverIsRaised) {
     }));
 }
 
+struct {
+    template <class T>
+    operator T*() const {
+        return reinterpret_cast<T*>(16);
+    }
+} constexpr nowhere;
+
 // What the engine hands over may lie in memory that is gone.
 TEST_F(EntryTest, AnswersFaultsInsideHooks) {
-    auto* nowhere = reinterpret_cast<PVOID>(16);
-    auto* bits = static_cast<SURFOBJ*>(nowhere);
+    constexpr std::nullptr_t no = nullptr;
     Brush black = Brush::solid(0), pattern = Brush::hatched(1, 0, 0);
     RECTL rect = {0, 0, 9, 9};
     POINTL point = {};
@@ -195,57 +206,32 @@ TEST_F(EntryTest, AnswersFaultsInsideHooks) {
     SURFOBJ bitmap = {};
     bitmap.iType = STYPE_BITMAP;
     bitmap.sizlBitmap = {9, 9};
-    struct {
-        const char* name;
-        std::function<bool()> refused;
-    } cases[] = {
-        {"DrvRealizeBrush", [&] { return !DrvRealizeBrush(&pattern, surface(), bits, nullptr, nullptr, HS_DDI_MAX); }},
-        {"DrvBitBlt",
-         [&] {
-             return !DrvBitBlt(surface(), bits, nullptr, nullptr, nullptr, &rect, &point, nullptr, nullptr, nullptr,
-                               0xCCCC);
-         }},
-        {"DrvBitBlt",
-         [&] {
-             return !DrvBitBlt(surface(), nullptr, nullptr, nullptr, nullptr, &rect, nullptr, nullptr,
-                               static_cast<BRUSHOBJ*>(nowhere), nullptr, 0xF0F0);
-         }},
-        {"DrvStretchBlt",
-         [&] {
-             return !DrvStretchBlt(surface(), bits, nullptr, nullptr, nullptr, nullptr, nullptr, &rect, &rect, nullptr,
-                                   0);
-         }},
-        {"DrvCopyBits",
-         [&] { return !DrvCopyBits(surface(), &bitmap, static_cast<CLIPOBJ*>(nowhere), nullptr, &rect, &point); }},
-        {"DrvAlphaBlend", [&] { return !DrvAlphaBlend(surface(), bits, nullptr, nullptr, &rect, &rect, &blend); }},
-        {"DrvTransparentBlt",
-         [&] { return !DrvTransparentBlt(surface(), bits, nullptr, nullptr, &rect, &rect, 0, 0); }},
-        {"DrvTextOut",
-         [&] {
-             return !DrvTextOut(surface(), static_cast<STROBJ*>(nowhere), nullptr, nullptr, nullptr, nullptr, nullptr,
-                                nullptr, nullptr, 0);
-         }},
-        {"DrvFillPath",
-         [&] {
-             return !DrvFillPath(surface(), static_cast<PATHOBJ*>(nowhere), nullptr, &black, nullptr, R2_COPYPEN, 0);
-         }},
-        {"DrvEscape", [&] { return !DrvEscape(surface(), PASSTHROUGH, 100, nowhere, 0, nullptr); }},
-        {"DrvEscape",
-         [&] {
-             return !DrvEscape(surface(), END_PATH, 0, nullptr, 0, nullptr) &&
-                    DrvEscape(surface(), GETTECHNOLOGY, 0, nullptr, 9, nowhere) == 0;
-         }},
+    open_device();
+    SURFOBJ* out = surface();
+    const std::function<ULONG()> cases[] = {
+        [&] { return DrvRealizeBrush(&pattern, out, nowhere, no, no, HS_DDI_MAX); },
+        [&] { return DrvBitBlt(out, nowhere, no, no, no, &rect, &point, no, no, no, 0xCCCC); },
+        [&] { return DrvBitBlt(out, no, no, no, no, &rect, no, no, nowhere, no, 0xF0F0); },
+        [&] { return DrvStretchBlt(out, nowhere, no, no, no, no, no, &rect, &rect, no, 0); },
+        [&] { return DrvCopyBits(out, &bitmap, nowhere, no, &rect, &point); },
+        [&] { return DrvAlphaBlend(out, nowhere, no, no, &rect, &rect, &blend); },
+        [&] { return DrvTransparentBlt(out, nowhere, no, no, &rect, &rect, 0, 0); },
+        [&] { return DrvTextOut(out, nowhere, no, no, no, no, no, no, no, 0); },
+        [&] { return DrvFillPath(out, nowhere, no, &black, no, R2_COPYPEN, 0); },
+        [&] { return DrvEscape(out, PASSTHROUGH, 100, nowhere, 0, no); },
+        [&] { return DrvEscape(out, END_PATH, 0, no, 0, no) + DrvEscape(out, GETTECHNOLOGY, 0, no, 9, nowhere); },
     };
-    for (const auto& test : cases) {
+    for (const auto& draw : cases) {
+        SCOPED_TRACE(&draw - cases);
         start_page();
         SetLastError(0);
-        EXPECT_TRUE(test.refused()) << test.name;
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE}) << test.name;
-        EXPECT_TRUE(pdevice().failed) << test.name;
+        EXPECT_EQ(draw(), 0u);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+        EXPECT_TRUE(pdevice().failed);
         EXPECT_TRUE(device->end_document());
         EXPECT_TRUE(job().empty());
     }
-    EXPECT_FALSE(DrvStartDoc(surface(), static_cast<LPWSTR>(nowhere), 1));
+    EXPECT_FALSE(DrvStartDoc(out, nowhere, 1));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
     EXPECT_TRUE(pdevice().failed);
     EXPECT_TRUE(device->end_document());

@@ -78,16 +78,13 @@ TEST_F(EscapeTest, SayWhichAreSupported) {
 
 TEST_F(EscapeTest, NameTheTechnology) {
     open_device();
+    const std::pair<ULONG, std::string> cases[] = {{1, ""}, {3, "Ka"}, {5, "Karv"}, {6, "Karvo"}, {9, "Karvo"}};
     for (bool dbcs : {false, true}) {
         process_state().dbcs_enabled = dbcs;
-        struct {
-            ULONG size;
-            std::string text;
-        } cases[] = {{1, ""}, {3, "Ka"}, {5, "Karv"}, {6, "Karvo"}, {9, "Karvo"}};
-        for (const auto& test : cases) {
-            Bytes out(test.size, 'x');
+        for (const auto& [size, text] : cases) {
+            Bytes out(size, 'x');
             EXPECT_EQ(device->escape(GETTECHNOLOGY, {}, out), 9u);
-            EXPECT_EQ(reinterpret_cast<const char*>(out.data()), test.text);
+            EXPECT_EQ(reinterpret_cast<const char*>(out.data()), text);
         }
     }
     process_state().dbcs_enabled = false;
@@ -96,9 +93,8 @@ TEST_F(EscapeTest, NameTheTechnology) {
 }
 
 TEST_F(EscapeTest, AttachTextsAsTheyStandUpToTheEmptyOne) {
-    struct {
-        const char *in, *block;  // null: accepted without a block
-    } cases[] = {
+    const char* const cases[][2] = {
+        // null: accepted without a block
         {"0200 6100 0000 3100 0000 0000", "6100 0000 3100 0000 0000"},
         {"0200 6100 0000 3100 0000 0000 FFFF", "6100 0000 3100 0000 0000"},
         {"0200 6100 0000 3100 0000 6200 0000 3200 0000 0000", "6100 0000 3100 0000 6200 0000 3200 0000 0000"},
@@ -111,17 +107,15 @@ TEST_F(EscapeTest, AttachTextsAsTheyStandUpToTheEmptyOne) {
         {"0200 00", nullptr},
     };
     open_device();
-    for (const auto& test : cases) {
+    for (const auto& [in, block] : cases) {
+        SCOPED_TRACE(in);
         ASSERT_TRUE(device->start_document(u"", 1));
-        EXPECT_EQ(escape(PASSTHROUGH, from_hex(test.in)), 1u);
+        EXPECT_EQ(escape(PASSTHROUGH, from_hex(in)), 1u);
         ASSERT_TRUE(device->start_page());
         end_page_and_document();
         const auto blocks = trailer_records(job(), 40);
-        ASSERT_EQ(blocks.size(), test.block ? 1u : 0u) << test.in;
-        if (test.block) {
-            EXPECT_EQ(to_hex(blocks[0]), to_hex(from_hex(test.block)));
-        }
-        EXPECT_EQ(faults_of(job()), "") << test.in;
+        EXPECT_EQ(blocks, std::vector<Bytes>(block ? 1 : 0, from_hex(block ? block : "")));
+        EXPECT_EQ(faults_of(job()), "");
         host::printer(printer).output.clear();
     }
 }
@@ -165,13 +159,7 @@ TEST_F(EscapeTest, RefuseDataThatHasNoPlace) {
 TEST_F(EscapeTest, DrawTheCapturedPath) {
     const Pen pen = {PS_SOLID, 3, 0xFF112233}, dash = {1, 0, 0}, inside_frame = {6, 300, 0x112233};
     const Fill red = {BS_SOLID, 0x0000FF, 99}, cross = {BS_HATCHED, 0x0000FF, 4};
-    struct {
-        int mode, fill_mode;
-        Pen pen;
-        Fill fill;
-        ULONG result;
-        std::string records;
-    } cases[] = {
+    const std::tuple<int, int, Pen, Fill, ULONG, std::string> cases[] = {
         {2, 1, pen, kNoFill, 1, "27 0B F208 33221140 0D 03 00 01 00  22" + body("0F")},
         {1, 1, pen, kNoFill, 1, "27 0B F208 33221140 0D 03 00 01 00  22" + body("07")},
         {2, 2, inside_frame, kNoFill, 1, "27 0C D218 2C01 33221140 0D 00 02 00  22" + body("0F")},
@@ -188,25 +176,26 @@ TEST_F(EscapeTest, DrawTheCapturedPath) {
         {3, 1, pen, red, 0, ""},
         {-1, 1, pen, red, 0, ""},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.records);
+    for (const auto& [draws, fill_mode, its_pen, fill, result, records] : cases) {
+        SCOPED_TRACE(records);
         start_page();
         capture();
-        EXPECT_EQ(escape(END_PATH, path_info(test.mode, test.fill_mode, test.pen, test.fill)), test.result);
+        EXPECT_EQ(escape(END_PATH, path_info(draws, fill_mode, its_pen, fill)), result);
         EXPECT_FALSE(pdevice().captured);
         const RECTL marks = pdevice().page_marks;
-        const RECTL expected = test.records.empty() ? kEmptyRect : RECTL{10, 10, 20, 30};
+        const RECTL expected = records.empty() ? kEmptyRect : RECTL{10, 10, 20, 30};
         EXPECT_TRUE(marks.left == expected.left && marks.top == expected.top && marks.right == expected.right &&
                     marks.bottom == expected.bottom);
         EXPECT_EQ(pdevice().statistics.largest_entry, 3u);
-        expect_page(test.records);
+        expect_page(records);
         host::printer(printer).output.clear();
     }
 }
 
 TEST_F(EscapeTest, DrawAndClipWithWideCoordinates) {
-    const std::string wide = "1C 00 01 FLAGS 03 409C0000 0A000000 4A9C0000 0A000000 4A9C0000 1E000000";
-    auto with_flags = [&](const char* flags) { return std::string(wide).replace(9, 5, flags); };
+    auto with_flags = [](const std::string& flags) {
+        return "1C 00 01" + flags + "03 409C0000 0A000000 4A9C0000 0A000000 4A9C0000 1E000000";
+    };
     start_page();
     capture(40000);
     EXPECT_EQ(escape(END_PATH, path_info(2, 1, {PS_SOLID, 3, 0x112233}, kNoFill)), 1u);

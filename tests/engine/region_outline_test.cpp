@@ -26,11 +26,7 @@ std::string outlines(const std::vector<RECTL>& rects) {
 }
 
 TEST(RegionOutline, ShapesOfBands) {
-    struct {
-        const char* name;
-        std::vector<RECTL> rects;
-        const char* expected;
-    } const cases[] = {
+    const std::tuple<const char*, std::vector<RECTL>, const char*> cases[] = {
         {"nothing", {}, ""},
         {"a rectangle", {{2, 3, 7, 9}}, "2,3 7,3 7,9 2,9"},
         {"an L", {{0, 0, 4, 4}, {0, 4, 9, 6}}, "0,0 4,0 4,4 9,4 9,6 0,6"},
@@ -42,7 +38,7 @@ TEST(RegionOutline, ShapesOfBands) {
          "0,0 9,0 9,6 0,6; 6,2 3,2 3,4 6,4"},
         {"not in bands", {{0, 0, 2, 4}, {2, 1, 4, 3}}, "0,0 2,0 2,4 0,4; 2,1 4,1 4,3 2,3"},
     };
-    for (const auto& test : cases) EXPECT_EQ(outlines(test.rects), test.expected) << test.name;
+    for (const auto& [name, rects, expected] : cases) EXPECT_EQ(outlines(rects), expected) << name;
 }
 
 // Squares that meet at a corner: each side of the outline has the region on its right, whichever way the two figures

@@ -5,38 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/win32.h"
+#include "tests/common/bytes.h"
 
 namespace kv::test {
-
-using Bytes = std::vector<BYTE>;
-
-class Big {
-public:
-    Big& u8(std::initializer_list<int> values) { return put(values, 1); }
-    Big& u16(std::initializer_list<int> values) { return put(values, 2); }
-    Big& u32(std::initializer_list<int64_t> values) {
-        for (int64_t value : values) number(value, 4);
-        return *this;
-    }
-    Big& add(const Bytes& more) {
-        bytes.insert(bytes.end(), more.begin(), more.end());
-        return *this;
-    }
-    Big& text(const std::string& ascii) { return add(Bytes(ascii.begin(), ascii.end())); }
-    Big& zeros(size_t count) { return add(Bytes(count)); }
-
-    Bytes bytes;
-
-private:
-    Big& put(std::initializer_list<int> values, int width) {
-        for (int value : values) number(value, width);
-        return *this;
-    }
-    void number(int64_t value, int width) {
-        while (width-- > 0) bytes.push_back(static_cast<BYTE>(value >> 8 * width));
-    }
-};
 
 inline Bytes ascii(const std::string& text) { return Bytes(text.begin(), text.end()); }
 inline Bytes utf16(const std::u16string& text) {

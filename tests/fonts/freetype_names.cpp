@@ -3,7 +3,6 @@
 #include <ft2build.h>
 
 #include <algorithm>
-#include <cstdio>
 
 #include "fonts/font_names.h"
 #include "fonts/ttc.h"
@@ -41,25 +40,15 @@ Text text_of(const Record& record) {
     return text.substr(0, text.find(u'\0'));
 }
 
-// Code page 1252, with the bytes that the system maps to themselves.
-bool is_latin(const Text& text) {
-    static const Text others =
-        u"\x20AC\x201A\x192\x201E\x2026\x2020\x2021\x2C6\x2030\x160\x2039\x152\x17D\x2018\x2019\x201C\x201D"
-        u"\x2022\x2013\x2014\x2DC\x2122\x161\x203A\x153\x17E\x178\x81\x8D\x8F\x90\x9D";
-    return std::ranges::all_of(text, [](char16_t unit) {
-        return unit < 0x80 || (unit >= 0xA0 && unit < 0x100) || others.find(unit) != Text::npos;
-    });
+bool is_ascii(const Text& text) {
+    return std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; });
 }
-
 Text wide_of(const NameText& text) { return text.wide() ? text.wide() : Text(); }
 
 std::string printable(const Text& text) {
     std::string out;
-    for (char16_t unit : text) {
-        char number[8];
-        std::snprintf(number, sizeof number, "\\u%04X", unsigned{unit});
-        out += unit < 128 ? std::string(1, static_cast<char>(unit)) : number;
-    }
+    for (char16_t unit : text)
+        out += unit < 128 ? std::string(1, static_cast<char>(unit)) : "<" + std::to_string(unit) + ">";
     return out;
 }
 
@@ -83,6 +72,7 @@ public:
 
     // windows_only: only the records of the Windows map's encoding count, where there is one.
     void names(const NameSet& set, bool windows_only) {
+        name(3, wide_of(set.unique.text), windows_only);
         const std::pair<unsigned, const NamePair*> pairs[] = {{1, &set.family}, {4, &set.full}, {6, &set.postscript}};
         for (const auto& [id, pair] : pairs) {
             name(id, wide_of(pair->wide.text), windows_only);
@@ -92,7 +82,6 @@ public:
             const Text text = wide_of(ansi);
             if (!is_recorded(id, text) && text.find(u'?') == Text::npos) fault("8-bit name " + printable(text));
         }
-        name(3, wide_of(set.unique.text), windows_only);
         family(wide_of(set.family.wide.text));
     }
 
@@ -113,38 +102,22 @@ private:
         return std::ranges::any_of(records_, [&](const Record& r) { return r.id == id && text_of(r) == text; });
     }
 
-    // The best of the UTF-16 records, or the first Macintosh one: Latin English, then other Latin text, then any. The
-    // unique identifier has no language, and one slot for all platforms.
-    const Record* best(unsigned id, bool windows_only) const {
-        const Record* found = nullptr;
-        int found_score = 0;
+    // A name is one that the font records, of Windows' English ones where there are such, and none is left out.
+    void name(unsigned id, const Text& found, bool windows_only) {
+        ++result_.names;
+        bool any = false, any_english = false, is_english_one = false;
         for (const Record& record : records_) {
             const Text text = text_of(record);
             const bool counts =
                 !windows_only || encoding_ == kNoEncoding || (record.platform == 3 && record.encoding == encoding_);
             if (record.id != id || text.empty() || !counts) continue;
-            const int score = (!is_latin(text)                 ? 1
-                               : id != 3 && is_english(record) ? 3
-                                                               : 2) +
-                              (id != 3 && is_utf16(record) ? 3 : 0);
-            if (score <= found_score) continue;
-            found = &record;
-            found_score = score;
+            any = true;
+            if (id == 3 || record.platform != 3 || !is_english(record) || !is_ascii(text)) continue;
+            any_english = true;
+            is_english_one |= text == found;
         }
-        return found;
-    }
-
-    void name(unsigned id, const Text& found, bool windows_only) {
-        ++result_.names;
-        const Record* record = best(id, windows_only);
-        const Text expected = record ? text_of(*record) : Text();
-        if (found == expected) return;
-        const bool english_elsewhere = record && !is_english(*record) && is_recorded(id, found);
-        if (english_elsewhere) {
-            ++result_.explained["name: an English Macintosh one where Windows has only foreign ones"];
-        } else {
-            fault("name " + std::to_string(id) + ": " + printable(found) + " instead of " + printable(expected));
-        }
+        const bool right = any_english ? is_english_one : any ? is_recorded(id, found) : found.empty();
+        if (!right) fault("name " + std::to_string(id) + ": " + printable(found));
     }
 
     // FreeType's own choice, which it gives in ASCII.
@@ -154,13 +127,9 @@ private:
         for (char16_t unit : found) ascii += unit >= 32 && unit <= 127 ? static_cast<char>(unit) : '?';
         if (ascii == (ft_->family_name ? ft_->family_name : "")) return;
         const bool has_english = std::ranges::any_of(records_, [](const Record& r) {
-            return r.id == 1 && r.platform == 3 && is_english(r) && is_latin(text_of(r));
+            return r.id == 1 && r.platform == 3 && is_english(r) && is_ascii(text_of(r));
         });
-        if (has_english) {
-            fault("family " + ascii + ", FreeType's " + (ft_->family_name ? ft_->family_name : "none"));
-        } else {
-            ++result_.explained["family: no English name for Windows, the first of the best is taken"];
-        }
+        if (has_english) fault("family " + ascii + ", FreeType's " + (ft_->family_name ? ft_->family_name : "none"));
     }
 
     void glyph(const CTtf& font, DWORD code) {

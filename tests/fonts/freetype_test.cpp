@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
+#include "tests/common/workspace.h"
 #include "tests/fonts/freetype_names.h"
 
 namespace kv::test {
@@ -11,8 +10,7 @@ namespace {
 
 TEST(RealFonts, HaveTheNamesAndCharactersThatFreeTypeFinds) {
     for (const char* name : {"DejaVuSans-Bold.ttf", "DejaVuSansMono.ttf", "DejaVuSerif.ttf"}) {
-        std::ifstream in(std::string("/usr/share/fonts/truetype/dejavu/") + name, std::ios::binary);
-        const std::vector<BYTE> file(std::istreambuf_iterator<char>(in), {});
+        const Bytes file = read_bytes(std::string("/usr/share/fonts/truetype/dejavu/") + name);
         ASSERT_FALSE(file.empty()) << name;
         FontComparison result;
         compare_with_freetype(file, name, result);

@@ -2,14 +2,8 @@
 
 #include "fonts/ttc.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <random>
-
 #include "fonts/font_names.h"
-#include "platform/host/control.h"
-#include "tests/fonts/font_builder.h"
+#include "tests/common/workspace.h"
 #include "tests/fonts/reader_test.h"
 
 namespace kv {
@@ -17,30 +11,25 @@ namespace {
 
 using namespace test;
 
-using TtcTest = ReaderTest;
+using TtcTest = HostTest;
 
-DWORD size_of(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
-std::u16string family_of(const CTtf& font) {
-    const WCHAR* text = font.family().wide.text.wide();
-    return text ? text : u"";
-}
+std::u16string family_of(const CTtf& font) { return wide(font.family().wide.text); }
 
 // The first two members share 'name' and 'maxp', which lie before their directories; the third has a name of its own.
 Bytes sample() {
     const Tables shared = {{"maxp", maxp_table(3)}, {"name", name_table({windows_name(1, u"Shared")})}};
-    Bytes file = collection(shared, {{{"cmap", windows_cmap()}}, {{"cmap", windows_cmap(0)}}});
-    return file;
+    return collection(shared, {{{"cmap", windows_cmap()}}, {{"cmap", windows_cmap(0)}}});
 }
 
 TEST_F(TtcTest, SplitsIntoReadersThatShareTables) {
     Bytes file = sample();
-    const Bytes before = file;
+    const Bytes original = file;
     CTtc fonts;
     ASSERT_TRUE(fonts.set_data(file.data(), size_of(file)));
     EXPECT_EQ(fonts.member_count(), 2u);
-    EXPECT_TRUE(std::equal(file.begin(), file.begin() + 20, before.begin())) << "the header stays in file order";
+    EXPECT_TRUE(std::equal(file.begin(), file.begin() + 20, original.begin())) << "the header stays in file order";
     const Bytes split = file;
-    EXPECT_NE(split, before) << "the directories are rewritten";
+    EXPECT_NE(split, original) << "the directories are rewritten";
     int members = 0;
     for (CTtf* member = fonts.first_member(); member; member = fonts.next_member(), ++members) {
         EXPECT_EQ(member->member_offset(), static_cast<DWORD>(member->image().data() - file.data()));
@@ -95,8 +84,7 @@ TEST_F(TtcTest, RefusesDamagedHeaders) {
 TEST_F(TtcTest, LoadsFilesAndReportsMemoryThatIsOut) {
     const Bytes file = sample();
     const WCHAR* path = TEXT("C:\\Windows\\Temp\\a.ttc");
-    std::ofstream(host::host_path(path), std::ios::binary)
-        .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+    write_file(host::host_path(path), file);
     CTtc fonts;
     ASSERT_TRUE(fonts.load_from_file(path));
     EXPECT_EQ(fonts.member_count(), 2u);
@@ -109,9 +97,7 @@ TEST_F(TtcTest, LoadsFilesAndReportsMemoryThatIsOut) {
     EXPECT_TRUE(fonts.set_data(bytes.data(), size_of(bytes)));
     EXPECT_FALSE(fonts.first_member());
     EXPECT_EQ(bytes, file);
-    ASSERT_FALSE(host::messages().empty());
-    EXPECT_EQ(host::messages().back().text, u"Out of memory (CTtc::Split).");
-    host::clear_failures();
+    EXPECT_EQ(shown(), std::vector<std::u16string>{u"Out of memory (CTtc::Split)."});
 }
 
 TEST_F(TtcTest, FindsTheMemberOfAFace) {
@@ -122,17 +108,14 @@ TEST_F(TtcTest, FindsTheMemberOfAFace) {
              {{"name", name_table({{0, 3, 0, 1, utf16(u"One")}, mac_name(1, ascii("\xCF\xF0"), 32, 7)})}},
              {{"name",
                name_table({windows_name(1, u"\x41F\x440"), {2, 0, 0, 1, ascii("Two")}, windows_name(1, u"One")})}}});
-    const auto search = [&](const WCHAR* face) { return find_collection_member(file.data(), size_of(file), face); };
-    EXPECT_EQ(search(TEXT("Zero")), 0);
-    EXPECT_EQ(search(TEXT("One")), 2) << "the first one's is a full name";
-    EXPECT_EQ(search(TEXT("@One")), 2);
-    EXPECT_EQ(search(u"\x41F\x440"), 2) << "in the system's code page";
-    EXPECT_EQ(search(TEXT("one")), -1);
-    EXPECT_EQ(search(TEXT("Two")), -1) << "neither platform";
-    EXPECT_EQ(search(TEXT("On")), -1);
-    EXPECT_EQ(search(TEXT("")), -1);
-    EXPECT_EQ(search(TEXT("@")), -1);
-    EXPECT_EQ(search(nullptr), -1);
+    const std::pair<const WCHAR*, LONG> faces[] = {
+        {TEXT("Zero"), 0}, {TEXT("One"), 2},    // the first one's is a full name
+        {TEXT("@One"), 2}, {u"\x41F\x440", 2},  // in the system's code page
+        {TEXT("one"), -1}, {TEXT("Two"), -1},   // neither platform
+        {TEXT("On"), -1},  {TEXT(""), -1},     {TEXT("@"), -1}, {nullptr, -1}};
+    for (const auto& [face, member] : faces) {
+        EXPECT_EQ(find_collection_member(file.data(), size_of(file), face), member) << member;
+    }
     EXPECT_EQ(find_collection_member(nullptr, 50, TEXT("One")), -1);
     EXPECT_EQ(find_collection_member(file.data(), 15, TEXT("Zero")), -1);
     const Bytes single = font({{"name", name_table({windows_name(1, u"Zero")})}});
@@ -144,13 +127,8 @@ TEST_F(TtcTest, RestoresDamagedCollections) {
     const Bytes sound = sample();
     std::mt19937 random(3);
     for (int round = 0; round < 6000; ++round) {
-        Bytes file = sound;
-        for (auto changes = random() % 6 + 1; changes > 0; --changes) {
-            file[random() % file.size()] = static_cast<BYTE>(random() % 2 ? random() : random() % 8);
-        }
-        std::copy_n("ttcf", 4, file.begin());
-        if (random() % 4 == 0) file.resize(random() % file.size() + 1);
-        file.shrink_to_fit();
+        Bytes file = damaged(sound, random, 6, sound.size());
+        std::copy_n("ttcf", std::min<size_t>(4, file.size()), file.begin());
         CTtc fonts;
         ASSERT_TRUE(fonts.set_data(file.data(), size_of(file)));
         const Bytes split = file;

@@ -2,15 +2,11 @@
 
 #include "fonts/ttf.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <fstream>
 #include <random>
 
 #include "fonts/full_name_reader.h"
-#include "platform/host/control.h"
-#include "tests/fonts/font_builder.h"
+#include "tests/common/workspace.h"
 #include "tests/fonts/reader_test.h"
 
 namespace kv {
@@ -18,18 +14,10 @@ namespace {
 
 using namespace test;
 
-using TtfTest = ReaderTest;
+using TtfTest = HostTest;
+constexpr size_t kOnlyTable = kDirectoryHeader + kDirectoryEntry;  // where the table of a font of one lies
 
-BOOL load(CTtf& font, const Bytes& bytes) {
-    return font.LoadFromMemory(bytes.data(), static_cast<DWORD>(bytes.size()));
-}
-Bytes image_of(const CTtf& font) { return Bytes(font.image().begin(), font.image().end()); }
-const CTtfTable* table_of(const CTtf& font, DWORD name) {
-    for (const CTtfTable& table : font.tables()) {
-        if (table.tag == name && table.location) return &table;
-    }
-    return nullptr;
-}
+BOOL load(CTtf& font, const Bytes& bytes) { return font.LoadFromMemory(bytes.data(), size_of(bytes)); }
 Bytes bytes_of(const CTtfTable* table) { return table ? Bytes(table->bytes().begin(), table->bytes().end()) : Bytes(); }
 
 // Numbers 1, 2, 3 ... so that each byte tells where it comes from.
@@ -41,7 +29,8 @@ Bytes counted(size_t size) {
 struct Field {
     size_t offset, width, count = 1;
 };
-Bytes reversed_fields(Bytes bytes, const std::vector<Field>& fields) {
+using Fields = std::vector<Field>;
+Bytes reversed_fields(Bytes bytes, const Fields& fields) {
     for (const Field& field : fields) {
         for (size_t i = 0; i < field.count; ++i) {
             const auto at = bytes.begin() + static_cast<ptrdiff_t>(field.offset + i * field.width);
@@ -53,17 +42,12 @@ Bytes reversed_fields(Bytes bytes, const std::vector<Field>& fields) {
 
 // Offsets and widths as the OpenType format gives them; what no field covers stays.
 TEST_F(TtfTest, TurnsEachFieldOfTheFixedTablesAround) {
-    const std::vector<Field> os2 = {{0, 2, 16}, {42, 4, 4}, {62, 2, 8}};
-    const auto longer = [&](std::vector<Field> more) {
+    const Fields os2 = {{0, 2, 16}, {42, 4, 4}, {62, 2, 8}};
+    const auto longer = [&](Fields more) {
         more.insert(more.begin(), os2.begin(), os2.end());
         return more;
     };
-    struct Case {
-        std::string tag;
-        size_t size;
-        std::vector<Field> fields;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string, size_t, Fields> cases[] = {
         {"head", 54, {{0, 4, 4}, {16, 2, 2}, {20, 4, 4}, {36, 2, 9}}},
         {"head", 53, {}},
         {"hhea", 36, {{0, 4}, {4, 2, 16}}},
@@ -83,16 +67,30 @@ TEST_F(TtfTest, TurnsEachFieldOfTheFixedTablesAround) {
         {"post", 32, {{0, 4, 2}, {8, 2, 2}, {12, 4, 5}}},
         {"post", 31, {}},
     };
-    for (const Case& c : cases) {
-        const Bytes table = counted(c.size), file = font({{c.tag, table}});
-        CTtf reader;
-        ASSERT_TRUE(load(reader, file) && reader.ParseFont()) << c.tag << c.size;
-        const Bytes image = image_of(reader);
-        EXPECT_EQ(Bytes(image.begin() + 28, image.begin() + 28 + static_cast<ptrdiff_t>(c.size)),
-                  reversed_fields(table, c.fields))
-            << c.tag << " of " << c.size;
-        reader.SetByteOrder(ByteOrder::File);
-        EXPECT_EQ(image_of(reader), file) << c.tag << " of " << c.size;
+    for (const auto& [tag, size, fields] : cases) {
+        SCOPED_TRACE(tag + std::to_string(size));
+        const Bytes table = counted(size);
+        const Parsed font(test::font({{tag, table}}));
+        EXPECT_EQ(font.image(kOnlyTable, size), reversed_fields(table, fields));
+    }
+}
+
+TEST_F(TtfTest, TurnsTheHeadersOfOtherSubtablesAround) {
+    const std::tuple<int, size_t, Fields> cases[] = {
+        {0, 262, {{0, 2, 3}}},         {2, 30, {{0, 2, 3}}},
+        {8, 20, {{0, 2}, {4, 4, 2}}},  {10, 20, {{0, 2}, {4, 4, 2}}},
+        {13, 30, {{0, 2}, {4, 4, 2}}}, {14, 20, {{0, 2}, {2, 4}}},
+        {4, 12, {{0, 2, 3}}},          {6, 8, {{0, 2, 3}}},
+        {6, 14, {{0, 2, 7}}},  // its count is far beyond its end
+        {12, 40, {{0, 2}, {4, 4, 9}}},
+    };
+    for (const auto& [format, size, fields] : cases) {
+        SCOPED_TRACE(format);
+        Bytes subtable = counted(size);
+        subtable[0] = 0;
+        subtable[1] = static_cast<BYTE>(format);
+        const Parsed font(test::font({{"cmap", cmap({{3, 10, 0}}, {subtable})}}));
+        EXPECT_EQ(font.image(kOnlyTable + 12, size), reversed_fields(subtable, fields));
     }
 }
 
@@ -101,47 +99,38 @@ TEST_F(TtfTest, TurnsTheDirectoryAroundButNoTag) {
     CTtf reader;
     ASSERT_TRUE(load(reader, file));
     reader.SetByteOrder(ByteOrder::Host);
-    EXPECT_EQ(image_of(reader), reversed_fields(file, {{4, 2, 4}, {16, 4, 3}}));
+    EXPECT_EQ(Bytes(reader.image().begin(), reader.image().end()), reversed_fields(file, {{4, 2, 4}, {16, 4, 3}}));
     ASSERT_TRUE(reader.ParseFont());
-    EXPECT_TRUE(table_of(reader, tag("xyzw")));
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
+    ASSERT_EQ(reader.tables().size(), 1u);
+    EXPECT_TRUE(reader.tables()[0].tag == tag("xyzw") && reader.tables()[0].location);
 }
 
 Bytes sample_font() {
-    Big glyph_names;
-    glyph_names.u32({0x00020000}).zeros(28).u16({4, 0, 259, 258, 3}).u8({1}).text("a").u8({2}).text("bc");
     const Bytes shared = format4({{0x20, 0x20, -30, 0}, {'A', 'B', 0, 6}, {'C', 'D', 0, 6}}, {5, 6, 0});
-    Big other;
-    other.u16({0, 262, 0});
-    for (int i = 0; i < 256; ++i) other.u8({i == 0x20 ? 9 : 0});
-    Big trimmed, wide;
-    trimmed.u16({6, 16, 0, 0x30, 3, 1, 2, 3});
-    wide.u16({12, 0}).u32({40, 0, 2, 1, 2, 3, 0x10000, 0x10001, 7});
+    const Bytes other = Big().u16({0, 262, 0}).zeros(0x20).u8({9}).zeros(223);
+    const Bytes trimmed = Big().u16({6, 16, 0, 0x30, 3, 1, 2, 3});
+    const Bytes wide = Big().u16({12, 0}).u32({40, 0, 2, 1, 2, 3, 0x10000, 0x10001, 7});
     return font(
         {{"OS/2", os2_table({1, 0x1})},
-         {"cmap", cmap({{0, 3, 0}, {1, 0, 1}, {1, 0, 2}, {3, 1, 0}, {3, 10, 3}},
-                       {shared, other.bytes, trimmed.bytes, wide.bytes})},
+         {"cmap", cmap({{0, 3, 0}, {1, 0, 1}, {1, 0, 2}, {3, 1, 0}, {3, 10, 3}}, {shared, other, trimmed, wide})},
          {"glyf", counted(16)},
          {"head", head_table(0)},
          {"hhea", hhea_table(2)},
          {"hmtx", counted(14)},
-         {"loca", Big().u16({0, 2, 4, 4, 8, 8, 0x1122, 0x3344}).bytes},
+         {"loca", Big().u16({0, 2, 4, 4, 8, 8, 0x1122, 0x3344})},
          {"maxp", maxp_table(5)},
          {"name", name_table({windows_name(1, u"Fam"), mac_name(1, ascii("Fam")), windows_name(4, u"Fam Full")})},
-         {"post", glyph_names.bytes}});
+         {"post", Big().u32({0x00020000}).zeros(28).u16({4, 0, 259, 258, 3}).text("\1a\2bc")}});
 }
 
 TEST_F(TtfTest, ReadsEveryTableOfASampleAndRestoresIt) {
-    const Bytes file = sample_font();
-    CTtf reader;
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    const TtfResults& found = reader.results();
+    Parsed font(sample_font());
+    const TtfResults& found = font.found();
     EXPECT_TRUE(found.windows.present && found.windows.encoding == 1 && found.windows.kind.charset == 1);
     EXPECT_EQ(found.windows.arrays.segments, 4u);
     EXPECT_TRUE(found.has_format0 && found.format0.length == 262 && found.format0.glyphs[0x20] == 9);
     EXPECT_TRUE(found.format6.first_code == 0x30 && found.format6.entry_count == 3 && found.format6.glyphs[4] == 3);
-    EXPECT_EQ(reader.CharToGlyph('A'), 5);
+    EXPECT_EQ(font->CharToGlyph('A'), 5);
     EXPECT_EQ(found.blank_space_glyph, 2) << "it lies from 4 to 4";
     // 2 metrics and 5 glyphs: 4 * 2 bytes, then 3 bearings; 14 bytes in all.
     ASSERT_TRUE(found.hmtx && found.left_side_bearings);
@@ -151,100 +140,47 @@ TEST_F(TtfTest, ReadsEveryTableOfASampleAndRestoresIt) {
     EXPECT_EQ(bytes_of(found.loca), Big().u16({0, 0x200, 0x400, 0x400, 0x800, 0x800, 0x1122, 0x3344}).bytes);
     ASSERT_EQ(found.glyph_name_count, 2u);
     EXPECT_EQ(std::string(found.glyph_names[1], found.glyph_names[1] + 3), "\2bc");
-    EXPECT_STREQ(reader.family().ansi.text.ansi(), "Fam");
-    EXPECT_EQ(std::u16string(reader.full_name().wide.text.wide()), u"Fam Full");
+    EXPECT_EQ(narrow(font->family().ansi.text), "Fam");
+    EXPECT_EQ(wide(font->full_name().wide.text), u"Fam Full");
 
-    const Bytes host_order = image_of(reader);
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file) << "it was already";
-    reader.SetByteOrder(ByteOrder::Host);
-    EXPECT_EQ(bytes_of(reader.results().loca)[12], 0x22) << "the whole table now";
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
-    ASSERT_TRUE(reader.ParseFont());
-    EXPECT_EQ(image_of(reader), host_order) << "converted anew";
+    const Bytes host_order = font.image();
+    font.expect_restored();
+    font.expect_restored();  // it was already
+    font->SetByteOrder(ByteOrder::Host);
+    EXPECT_EQ(bytes_of(font.found().loca)[12], 0x22) << "the whole table now";
+    font.expect_restored();
+    ASSERT_TRUE(font->ParseFont());
+    EXPECT_EQ(font.image(), host_order) << "converted anew";
 }
 
 TEST_F(TtfTest, SwapsSharedNameStorageOnce) {
-    // Two records on the same six bytes, one overlapping both from an odd place on, one touching them, one Macintosh
-    // record elsewhere, one behind the table, one with the top bit of its offset set.
     Big table;
     table.u16({0, 7, 90});
-    const auto record = [&](int platform, int length, int offset) {
+    const int records[][3] = {{3, 6, 0},  {3, 6, 0},  // platform, length, offset: two on the same bytes,
+                              {0, 4, 3},  {3, 2, 7},  // one overlapping both from an odd place on, one touching them,
+                              {1, 3, 9},              // a Macintosh one elsewhere,
+                              {3, 40, 4}, {3, 4, 0x8000}};  // one behind the table, one with the offset's top bit
+    for (const auto& [platform, length, offset] : records) {
         table.u16({platform, platform == 3, 0x409, 1, length, offset});
-    };
-    record(3, 6, 0);
-    record(3, 6, 0);
-    record(0, 4, 3);
-    record(3, 2, 7);
-    record(1, 3, 9);
-    record(3, 40, 4);
-    record(3, 4, 0x8000);
-    table.add(counted(14));
-    const Bytes file = font({{"name", table.bytes}});
-    CTtf reader;
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    const Bytes image = image_of(reader);
+    }
+    const Parsed font(test::font({{"name", table.add(counted(14))}}));
     // One run of nine bytes: four units, the last byte is alone.
-    EXPECT_EQ(Bytes(image.begin() + 28 + 90, image.begin() + 28 + 104),
-              (Bytes{2, 1, 4, 3, 6, 5, 8, 7, 9, 10, 11, 12, 13, 14}));
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
+    EXPECT_EQ(to_hex(font.image(kOnlyTable + 90, 14)), "02 01 04 03 06 05 08 07 09 0A 0B 0C 0D 0E ");
 }
 
 TEST_F(TtfTest, ConvertsSharedSubtablesAndGlyphIdsOnce) {
     // Both records mean one subtable; its two segments mean the same glyph ids, and a third reaches into them.
     const Bytes map = format4({{'A', 'C', 0, 8}, {'a', 'c', 0, 6}, {'x', 'y', 0, 6}}, {0x101, 0x102, 0x103, 0x104});
-    const Bytes file = font({{"cmap", cmap({{0, 3, 0}, {3, 1, 0}}, {map})}});
-    CTtf reader;
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    EXPECT_EQ(reader.CharToGlyph('C'), 0x103);
-    EXPECT_EQ(reader.CharToGlyph('a'), 0x101);
-    EXPECT_EQ(reader.CharToGlyph('y'), 0x103);
-    const Bytes image = image_of(reader);
-    EXPECT_EQ(Bytes(image.end() - 8, image.end()), (Bytes{1, 1, 2, 1, 3, 1, 1, 4})) << "no segment has the last one";
-    EXPECT_EQ(image[28 + 20 + 14 + 8], 0x12) << "the reserved word";
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
+    Parsed font(test::font({{"cmap", cmap({{0, 3, 0}, {3, 1, 0}}, {map})}}));
+    EXPECT_EQ(font->CharToGlyph('C'), 0x103);
+    EXPECT_EQ(font->CharToGlyph('a'), 0x101);
+    EXPECT_EQ(font->CharToGlyph('y'), 0x103);
+    const Bytes image = font.image();
+    EXPECT_EQ(to_hex(Bytes(image.end() - 8, image.end())), "01 01 02 01 03 01 01 04 ") << "no segment has the last one";
+    EXPECT_EQ(image[kOnlyTable + 20 + 14 + 8], 0x12) << "the reserved word";
 }
 
-TEST_F(TtfTest, TurnsTheHeadersOfOtherSubtablesAround) {
-    struct Case {
-        int format;
-        size_t size;
-        std::vector<Field> fields;
-    };
-    const Case cases[] = {
-        {0, 262, {{0, 2, 3}}},         {2, 30, {{0, 2, 3}}},
-        {8, 20, {{0, 2}, {4, 4, 2}}},  {10, 20, {{0, 2}, {4, 4, 2}}},
-        {13, 30, {{0, 2}, {4, 4, 2}}}, {14, 20, {{0, 2}, {2, 4}}},
-        {4, 12, {{0, 2, 3}}},          {6, 8, {{0, 2, 3}}},
-        {6, 14, {{0, 2, 7}}},  // its count is far beyond its end
-        {12, 40, {{0, 2}, {4, 4, 9}}},
-    };
-    for (const Case& c : cases) {
-        Bytes subtable = counted(c.size);
-        subtable[0] = 0;
-        subtable[1] = static_cast<BYTE>(c.format);
-        const Bytes file = font({{"cmap", cmap({{3, 10, 0}}, {subtable})}});
-        CTtf reader;
-        ASSERT_TRUE(load(reader, file) && reader.ParseFont()) << c.format;
-        const Bytes image = image_of(reader);
-        const auto start = image.begin() + 28 + 12;
-        EXPECT_EQ(Bytes(start, start + static_cast<ptrdiff_t>(c.size)), reversed_fields(subtable, c.fields))
-            << c.format;
-        reader.SetByteOrder(ByteOrder::File);
-        EXPECT_EQ(image_of(reader), file) << c.format;
-    }
-}
-
-WORD glyph_of(const Bytes& cmap_bytes, DWORD code) {
-    CTtf reader;
-    EXPECT_TRUE(load(reader, font({{"cmap", cmap_bytes}})) && reader.ParseFont());
-    return reader.CharToGlyph(code);
-}
+WORD glyph_of(const Bytes& cmap_bytes, DWORD code) { return Parsed(font({{"cmap", cmap_bytes}}))->CharToGlyph(code); }
 
 TEST_F(TtfTest, FindsGlyphsInTheWindowsMap) {
     // Five segments with the last one: from the second one's offset 8 bytes lead to the first glyph id, 6 to the last
@@ -273,7 +209,7 @@ TEST_F(TtfTest, FindsGlyphsInAByteMapThroughTheSystemCodePage) {
     Big map;
     map.u16({0, 262, 0});
     for (int i = 0; i < 256; ++i) map.u8({255 - i});
-    const Bytes table = cmap({{1, 0, 0}}, {map.bytes});
+    const Bytes table = cmap({{1, 0, 0}}, {map});
     const std::pair<DWORD, int> glyphs[] = {{0x41, 0xBE}, {0x7F, 0x80}, {0x20AC, 0x7F}, {0xE9, 0x16},
                                             {0x416, 0},   {0x10041, 0}, {0, 0}};
     for (const auto& [code, glyph] : glyphs) EXPECT_EQ(glyph_of(table, code), glyph) << std::hex << code;
@@ -289,9 +225,7 @@ TEST_F(TtfTest, KnowsABlankSpaceGlyph) {
     const auto blank = [&](int format, const Bytes& loca, int64_t signature = 0x00010000, bool glyf = true) {
         Tables tables = {{"cmap", map}, {"head", head_table(format)}, {"loca", loca}, {"maxp", maxp_table(2)}};
         if (glyf) tables.push_back({"glyf", counted(8)});
-        CTtf reader;
-        EXPECT_TRUE(load(reader, font(tables, signature)) && reader.ParseFont());
-        return reader.results().blank_space_glyph;
+        return Parsed(font(tables, signature)).found().blank_space_glyph;
     };
     EXPECT_EQ(blank(0, Big().u16({0, 4, 4}).bytes), 1);
     EXPECT_EQ(blank(0, Big().u16({0, 4, 8}).bytes), 0);
@@ -303,20 +237,18 @@ TEST_F(TtfTest, KnowsABlankSpaceGlyph) {
 }
 
 TEST_F(TtfTest, ReadsGlyphNamesOnlyWhole) {
-    const auto names = [](const Bytes& tail, int version = 0x20000, int glyphs = 1) {
-        Big post;
-        post.u32({version}).zeros(28).u16({glyphs}).add(tail);
-        CTtf reader;
-        EXPECT_TRUE(load(reader, font({{"post", post.bytes}})) && reader.ParseFont());
-        return reader.results().glyph_name_count;
+    const std::tuple<int, const char*, DWORD> cases[] = {
+        // Version and what stands behind the number of glyphs.
+        {0x20000, "0001 0102 01 61", 1}, {0x20000, "0001 0102 00", 1},
+        {0x20000, "0001 0102 02 61", 0},  // beyond the end
+        {0x20000, "0001 0103 01 61", 0},  // one string is missing
+        {0x20000, "0001 0101 01 61", 0}, {0x30000, "0001 0102 01 61", 0},
+        {0x20000, "0002 0102", 0},  // the indices are cut off
     };
-    EXPECT_EQ(names(Big().u16({258}).u8({1, 'a'}).bytes), 1u);
-    EXPECT_EQ(names(Big().u16({258}).u8({0}).bytes), 1u);
-    EXPECT_EQ(names(Big().u16({258}).u8({2, 'a'}).bytes), 0u) << "beyond the end";
-    EXPECT_EQ(names(Big().u16({259}).u8({1, 'a'}).bytes), 0u) << "one string is missing";
-    EXPECT_EQ(names(Big().u16({257}).u8({1, 'a'}).bytes), 0u);
-    EXPECT_EQ(names(Big().u16({258}).u8({1, 'a'}).bytes, 0x30000), 0u);
-    EXPECT_EQ(names(Big().u16({258}).bytes, 0x20000, 2), 0u) << "the indices are cut off";
+    for (const auto& [version, tail, names] : cases) {
+        const Parsed font(test::font({{"post", Big().u32({version}).zeros(28).hex(tail)}}));
+        EXPECT_EQ(font.found().glyph_name_count, names) << tail;
+    }
 }
 
 TEST_F(TtfTest, RefusesWhatIsNoFont) {
@@ -335,47 +267,36 @@ TEST_F(TtfTest, RefusesWhatIsNoFont) {
 
 TEST_F(TtfTest, TreatsTablesOutsideOfTheImageAsAbsent) {
     const Bytes names = name_table({windows_name(1, u"Fam")});
-    Bytes file = directory(
-        {{"cmap", 0x7FFFFFFF, 20}, {"hmtx", 40, 0xFFFFFFFF}, {"name", 60, static_cast<int64_t>(names.size())}});
+    Bytes file = directory({{"cmap", 0x7FFFFFFF, 20}, {"hmtx", 40, 0xFFFFFFFF}, {"name", 60, size_of(names)}});
     file.insert(file.end(), names.begin(), names.end());
-    CTtf reader;
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    EXPECT_EQ(std::u16string(reader.family().wide.text.wide()), u"Fam");
-    EXPECT_FALSE(reader.results().cmap || reader.results().hmtx);
+    const Parsed font(file);
+    EXPECT_EQ(wide(font.reader.family().wide.text), u"Fam");
+    EXPECT_FALSE(font.found().cmap || font.found().hmtx);
     file.pop_back();
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    EXPECT_FALSE(reader.results().name) << "its last byte is missing";
+    EXPECT_FALSE(Parsed(file).found().name) << "its last byte is missing";
 }
 
 TEST_F(TtfTest, LetsOneTableHaveAByte) {
     const Bytes names = name_table({windows_name(1, u"Fam"), windows_name(4, u"Fam Full")});
-    const auto size = static_cast<int64_t>(names.size());
+    const DWORD size = size_of(names);
     // Twice the same table, one across it, one over the directory.
     Bytes file = directory({{"cmap", 80, 20}, {"hhea", 0, 36}, {"name", 76, size}, {"name", 76, size}});
     file.insert(file.end(), names.begin(), names.end());
-    CTtf reader;
-    ASSERT_TRUE(load(reader, file) && reader.ParseFont());
-    EXPECT_TRUE(reader.results().cmap && !reader.results().name && !reader.results().hhea);
-    reader.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(reader), file);
+    const Parsed font(file);
+    EXPECT_TRUE(font.found().cmap && !font.found().name && !font.found().hhea);
 }
 
 TEST_F(TtfTest, RestoresDamagedFontsAndLeavesNothing) {
     const Bytes sound = sample_font();
     std::mt19937 random(1);
-    for (int round = 0; round < 6000; ++round) {
-        Bytes file = sound;
-        for (auto changes = random() % 8 + 1; changes > 0; --changes) {
-            // Mostly the directory and small values: they decide what is read.
-            const size_t at = random() % (random() % 2 ? file.size() : 240);
-            file[at] = static_cast<BYTE>(random() % 2 ? random() : random() % 8);
-        }
-        if (random() % 4 == 0) file.resize(random() % file.size() + 1);
+    for (int round = 0; round < 6000 && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        const Bytes file = damaged(sound, random, 8, 240);
         CTtf reader;
         ASSERT_TRUE(load(reader, file));
         reader.ParseFont();
         for (ByteOrder order : {ByteOrder::File, ByteOrder::Host, ByteOrder::File}) reader.SetByteOrder(order);
-        ASSERT_EQ(image_of(reader), file) << "round " << round;
+        ASSERT_TRUE(std::ranges::equal(reader.image(), file));
     }
 }
 
@@ -383,7 +304,6 @@ TEST_F(TtfTest, RestoresDamagedFontsAndLeavesNothing) {
 TEST_F(TtfTest, FinishesOnFontsMadeToTakeForever) {
     std::vector<Entry> entries(0xFFFF, Entry{"name", 0, 0});
     const auto start = static_cast<int64_t>(kDirectoryHeader + kDirectoryEntry * entries.size());
-    const Bytes names = name_table({windows_name(1, u"Fam")});
     for (size_t i = 0; i < entries.size(); ++i) {
         const char* const tags[] = {"name", "cmap", "loca", "post"};
         entries[i] = {tags[i % 4], start + static_cast<int64_t>(i), 0x20000};
@@ -391,7 +311,7 @@ TEST_F(TtfTest, FinishesOnFontsMadeToTakeForever) {
     CTtf reader;
     Big many_tables;
     many_tables.add(directory(entries)).zeros(0x40000);
-    ASSERT_TRUE(load(reader, many_tables.bytes));
+    ASSERT_TRUE(load(reader, many_tables));
     EXPECT_TRUE(reader.ParseFont());
 
     Big many_names;
@@ -403,29 +323,23 @@ TEST_F(TtfTest, FinishesOnFontsMadeToTakeForever) {
     large_map.u16({4, 0, 0, 0xFFFE, 0, 0, 0});
     for (int i = 0; i < 4 * 0x7FFF; ++i) large_map.u16({i < 0x7FFF ? 0xFFFE : i % 2});
     large_map.zeros(0x20000);
-    const Bytes file = font({{"cmap", cmap({{3, 1, 0}}, {large_map.bytes})}, {"name", many_names.bytes}});
-    CTtfFullNameReader full;
-    ASSERT_TRUE(load(full, file));
-    EXPECT_TRUE(full.ParseFont());
-    full.SetByteOrder(ByteOrder::File);
-    EXPECT_EQ(image_of(full), file);
+    Parsed<CTtfFullNameReader>(font({{"cmap", cmap({{3, 1, 0}}, {large_map})}, {"name", many_names}}));
 }
 
 TEST_F(TtfTest, KeepsThePathOnlyWhenAsked) {
     const Bytes file = sample_font();
     const WCHAR* path = TEXT("C:\\Windows\\Temp\\a.ttf");
-    std::ofstream(host::host_path(path), std::ios::binary)
-        .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+    write_file(host::host_path(path), file);
     CTtf reader;
     EXPECT_FALSE(reader.LoadFromFile(TEXT("")) || reader.LoadFromFile(TEXT("C:\\Windows\\Temp\\none.ttf")));
     ASSERT_TRUE(reader.LoadFromFile(path));
-    EXPECT_EQ(image_of(reader), file);
+    EXPECT_TRUE(std::ranges::equal(reader.image(), file));
     ASSERT_TRUE(reader.ParseFont());
     Bytes other = font({{"name", name_table({})}});
-    ASSERT_TRUE(reader.SetFontData(other.data(), static_cast<DWORD>(other.size()), TRUE));
+    ASSERT_TRUE(reader.SetFontData(other.data(), size_of(other), TRUE));
     EXPECT_EQ(std::u16string(reader.path()), path);
     EXPECT_TRUE(reader.tables().empty() && reader.family().wide.text.empty()) << "all else is reset";
-    ASSERT_TRUE(reader.SetFontData(other.data(), static_cast<DWORD>(other.size()), FALSE));
+    ASSERT_TRUE(reader.SetFontData(other.data(), size_of(other), FALSE));
     EXPECT_EQ(std::u16string(reader.path()), u"");
     EXPECT_TRUE(host::messages().empty());
     DeleteFileW(path);
@@ -433,26 +347,19 @@ TEST_F(TtfTest, KeepsThePathOnlyWhenAsked) {
 
 TEST_F(TtfTest, ReportsMemoryThatIsOut) {
     const Bytes file = sample_font();
-    bool contexts[2] = {};
-    for (uint64_t n = 1, failed = 1; failed; ++n) {
+    fail_each_call({host::CallKind::Allocation}, [&](const Failed& failed) {
         CTtf reader;
-        ASSERT_TRUE(load(reader, file));
-        const size_t messages = host::messages().size();
-        host::clear_failures();
-        host::fail_call(host::CallKind::Allocation, n);
+        if (!load(reader, file)) return;
         const BOOL parsed = reader.ParseFont();
-        failed = host::calls_made(host::CallKind::Allocation) >= n;
-        host::clear_failures();
-        EXPECT_EQ(parsed, !failed) << "allocation " << n;
-        for (size_t i = messages; i < host::messages().size(); ++i) {
-            contexts[0] |= host::messages()[i].text == u"Out of memory (CTtf::ParseFont).";
-            contexts[1] |= host::messages()[i].text == u"Out of memory (CTtf::ParsePost).";
-        }
+        EXPECT_EQ(parsed, failed().empty());
         reader.SetByteOrder(ByteOrder::File);
-        EXPECT_EQ(image_of(reader), file) << "allocation " << n;
+        EXPECT_TRUE(std::ranges::equal(reader.image(), file));
         EXPECT_TRUE(reader.ParseFont()) << "with memory again";
+    });
+    const auto texts = shown();
+    for (const char16_t* text : {u"Out of memory (CTtf::ParseFont).", u"Out of memory (CTtf::ParsePost)."}) {
+        EXPECT_TRUE(std::ranges::count(texts, text));
     }
-    EXPECT_TRUE(contexts[0] && contexts[1]);
 }
 
 }  // namespace

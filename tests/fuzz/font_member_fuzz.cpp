@@ -1,11 +1,7 @@
 // Any bytes as a collection that is searched for a face. The first byte says how many units of a face name follow.
 
-#include <algorithm>
-#include <cstdlib>
-#include <memory>
-
 #include "fonts/font_names.h"
-#include "platform/host/control.h"
+#include "tests/fuzz/fuzz_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace kv;
@@ -16,9 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 0; i < units; ++i) face[i] = static_cast<WCHAR>(data[1 + 2 * i] << 8 | data[2 + 2 * i]);
     data += 1 + 2 * units;
     size -= 1 + 2 * units;
-    std::unique_ptr<BYTE[]> copy(new BYTE[size]);
-    std::copy_n(data, size, copy.get());
+    const auto copy = exact_copy(data, size);
     const LONG member = find_collection_member(copy.get(), static_cast<DWORD>(size), face);
-    if (member < -1 || (member >= 0 && 12 + 4 * (size_t(member) + 1) > size)) std::abort();
+    require(member >= -1 && (member < 0 || 12 + 4 * (size_t(member) + 1) <= size));
     return 0;
 }

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
 
 #include "fonts/sfnt.h"
+#include "tests/common/workspace.h"
 #include "tests/fonts/font_builder.h"
 
 namespace {
@@ -21,11 +21,6 @@ using namespace kv::test;
 const std::map<std::string, size_t> kKept = {{"OS/2", 100},  {"cmap", 3000}, {"glyf", 16}, {"head", 54},
                                              {"hhea", 36},   {"hmtx", 64},   {"loca", 64}, {"maxp", 32},
                                              {"name", 6000}, {"post", 600},  {"fvar", 4},  {"CFF ", 4}};
-
-Bytes content(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 Tables tables_at(const Bytes& file, DWORD start) {
     Tables tables;
@@ -73,7 +68,7 @@ int main(int argc, char** argv) {
         for (const auto& entry : fs::recursive_directory_iterator(argv[i])) {
             const std::string extension = entry.path().extension().string();
             if (extension != ".ttf" && extension != ".otf" && extension != ".ttc") continue;
-            const Bytes file = content(entry.path());
+            const Bytes file = read_bytes(entry.path());
             std::vector<Tables> faces;
             const CollectionHeader header(file);
             const bool is_collection = begins_with(file, tag("ttcf"));
@@ -82,8 +77,7 @@ int main(int argc, char** argv) {
             }
             if (faces.size() == 1) faces.push_back(faces[0]);
             const Bytes bytes = seed(kind, faces, faces[0]);
-            std::ofstream(fs::path(argv[2]) / entry.path().filename(), std::ios::binary)
-                .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+            write_file(fs::path(argv[2]) / entry.path().filename(), bytes);
             ++count;
         }
     }

@@ -1,10 +1,12 @@
 #pragma once
-// What a fuzzer hands out, taken piece by piece; behind its end there are zeros.
+// What the fuzz targets share.
 
+#include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <memory>
 
-#include "platform/win32.h"
+#include "platform/host/control.h"
 
 namespace kv {
 
@@ -12,6 +14,14 @@ inline void require(bool condition) {
     if (!condition) std::abort();
 }
 
+// A block of exactly that size, so that a step beyond it is seen.
+inline std::unique_ptr<BYTE[]> exact_copy(const BYTE* data, size_t size) {
+    std::unique_ptr<BYTE[]> copy(new BYTE[size]);
+    std::copy_n(data, size, copy.get());
+    return copy;
+}
+
+// What a fuzzer hands out, taken piece by piece; behind its end there are zeros.
 class FuzzInput {
 public:
     FuzzInput(const BYTE* data, size_t size) : at_(data), end_(data + size) {}

@@ -14,7 +14,6 @@
 #include "image/encoding.h"
 #include "image/pixels.h"
 #include "image/prepare.h"
-#include "platform/host/control.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace kv {

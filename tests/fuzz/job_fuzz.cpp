@@ -1,8 +1,8 @@
 // Every command of the job reader over any bytes.
 
 #include <filesystem>
-#include <fstream>
 
+#include "tests/common/workspace.h"
 #include "tests/kvjob/exercise.h"
 #include "tests/kvjob/samples.h"
 
@@ -13,8 +13,7 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
     if (!fs::is_directory(corpus) || !fs::is_empty(corpus)) return 0;
     int number = 0;
     for (const auto& job : kvjob::test::sample_jobs()) {
-        std::ofstream(corpus / ("sample" + std::to_string(number++)), std::ios::binary)
-            .write(reinterpret_cast<const char*>(job.data()), static_cast<std::streamsize>(job.size()));
+        kv::test::write_file(corpus / ("sample" + std::to_string(number++)), job);
     }
     return 0;
 }

@@ -7,7 +7,6 @@
 
 #include "driver/pdevice.h"
 #include "engine/objects.h"
-#include "platform/host/control.h"
 #include "record/surface_dib.h"
 #include "tests/fuzz/fuzz_input.h"
 

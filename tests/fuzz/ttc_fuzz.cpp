@@ -1,25 +1,17 @@
 // Any bytes as a collection: each member leaves the bytes as the split left them.
 
-#include <cstdlib>
-#include <memory>
-
 #include "fonts/full_name_reader.h"
 #include "fonts/ttc.h"
-#include "platform/host/control.h"
+#include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
 void split(const BYTE* data, size_t size) {
-    std::unique_ptr<BYTE[]> bytes(new BYTE[size]), after_split(new BYTE[size]);
-    std::copy_n(data, size, bytes.get());
+    const auto bytes = exact_copy(data, size);
     CTtc fonts;
     fonts.set_data(bytes.get(), static_cast<DWORD>(size));
-    std::copy_n(bytes.get(), size, after_split.get());
+    const auto after_split = exact_copy(bytes.get(), size);
     // Enough members: damaged collections have thousands of the same.
     int left = 32;
     for (CTtf* member = fonts.first_member(); member && left > 0; member = fonts.next_member(), --left) {

@@ -1,18 +1,11 @@
 // Any bytes as a font: nothing is read or written beyond them, and the way back to file order restores them.
 
-#include <cstdlib>
-#include <memory>
-
 #include "fonts/font_names.h"
 #include "fonts/full_name_reader.h"
-#include "platform/host/control.h"
+#include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 volatile unsigned sink;
 
@@ -30,9 +23,7 @@ void use(const CTtf& font) {
 }
 
 void parse_and_restore(CTtf& font, const BYTE* data, size_t size) {
-    // A block of exactly that size, so that a step beyond it is seen.
-    std::unique_ptr<BYTE[]> copy(new BYTE[size]);
-    std::copy_n(data, size, copy.get());
+    const auto copy = exact_copy(data, size);
     if (!font.SetFontData(copy.get(), static_cast<DWORD>(size), FALSE)) return;
     for (int round = 0; round < 2; ++round) {
         font.ParseFont();

@@ -8,12 +8,13 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <thread>
 
 #include "tests/common/fault_test.h"
+#include "tests/common/pdf_text.h"
 #include "tests/common/scripted_dispatcher.h"
+#include "tests/common/workspace.h"
 
 extern char** environ;
 
@@ -23,6 +24,9 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kPrograms = KV_BIN_DIR "/";
+constexpr const WCHAR* kPipe = u"\\\\.\\pipe\\KV12_Dispatcher_00000001";
+bool is_served() { return WaitNamedPipeW(kPipe, 1); }
+HANDLE open_pipe() { return CreateFileW(kPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr); }
 
 // A user of their own: data, runtime folder and log are the test's.
 struct DispatcherTest : DispatchTest {
@@ -78,7 +82,7 @@ struct DispatcherTest : DispatchTest {
         wait_until([&] {
             siginfo_t info = {};
             waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT);
-            return info.si_pid != 0 || WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1);
+            return info.si_pid != 0 || is_served();
         });
         return process;
     }
@@ -91,10 +95,7 @@ struct DispatcherTest : DispatchTest {
         EXPECT_TRUE(reached);
     }
 
-    std::string file(const std::string& path) const {
-        std::ifstream in(shared + "/" + path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
+    std::string file(const std::string& path) const { return read_file(shared + "/" + path); }
     std::string log() const { return file("data/karvo/kvdisp12.log"); }
     size_t logged(const std::string& part) const {
         size_t count = 0;
@@ -124,10 +125,7 @@ struct DispatcherTest : DispatchTest {
         std::ranges::sort(names);
         return names;
     }
-    Bytes job_named(const std::string& name) const {
-        const std::string bytes = file("data/karvo/outbox/" + name);
-        return {bytes.begin(), bytes.end()};
-    }
+    Bytes job_named(const std::string& name) const { return read_bytes(shared + "/data/karvo/outbox/" + name); }
 
 private:
     std::vector<pid_t> own_;
@@ -138,8 +136,7 @@ class Client {
 public:
     Client() {
         DWORD mode = PIPE_READMODE_MESSAGE;
-        pipe_ = CreateFileW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                            OPEN_EXISTING, 0, nullptr);
+        pipe_ = open_pipe();
         SetNamedPipeHandleState(pipe_, &mode, nullptr, nullptr);
     }
     ~Client() { CloseHandle(pipe_); }
@@ -155,17 +152,12 @@ public:
         return reply;
     }
     Bytes start(const std::u16string& name, const std::string& job_id = "01000000") {
-        Bytes request = from_hex("01000000 0200040C " + job_id + " 01000100 00000000 0000");
-        for (const std::u16string& text : {name, std::u16string(u"P"), std::u16string(u"kvui12.dll")}) {
-            const Bytes bytes = utf16(text);
-            request.insert(request.end(), bytes.begin(), bytes.end());
-        }
-        return ask(request);
+        BytesBuilder request;
+        request.hex("01000000 0200040C " + job_id + " 01000100 00000000 0000").add(utf16(name));
+        return ask(request.add(utf16(u"P")).add(utf16(u"kvui12.dll")));
     }
     Bytes end(const std::u16string& path, const std::string& job_id = "01000000") {
-        Bytes request = from_hex("02000000 0200040C " + job_id + " 01000000 01000000"), text = utf16(path);
-        request.insert(request.end(), text.begin(), text.end());
-        return ask(request);
+        return ask(BytesBuilder().hex("02000000 0200040C " + job_id + " 01000000 01000000").add(utf16(path)));
     }
 
 private:
@@ -178,7 +170,7 @@ struct ProtocolTest : DispatcherTest {
     // A job of nothing but its magic and a mark.
     static std::u16string make_job(const std::string& mark, const std::string& magic = "KARV") {
         const std::u16string path = u"C:\\job-" + std::u16string(mark.begin(), mark.end()) + u".kv";
-        std::ofstream(host::host_path(path)) << magic << mark;
+        write_file(host::host_path(path), magic + mark);
         return path;
     }
 };
@@ -187,10 +179,10 @@ TEST_F(ProtocolTest, AnswersWhatItCannotUnderstand) {
     start_dispatcher();
     Client client;
     const std::string header = "01000000 0200040C 01000000 01000100 00000000 0000";
-    for (const std::string& request : {std::string("010000"), std::string("01000000"), std::string("63000000"), header,
-                                       header + "41004200", header + "0000 0000 6B", "02" + header.substr(2),
-                                       std::string("01000000 0300040C 01000000 01000100 00000000 0000 0000 0000 0000"),
-                                       std::string("03000000 01000000"), std::string("03000000 01")}) {
+    for (const std::string& request : std::initializer_list<std::string>{
+             "010000", "01000000", "63000000", header, header + "41004200", header + "0000 0000 6B",
+             "02" + header.substr(2), "01000000 0300040C 01000000 01000100 00000000 0000 0000 0000 0000",
+             "03000000 01000000", "03000000 01"}) {
         EXPECT_EQ(client.ask(from_hex(request)), kRefused) << request;
     }
     EXPECT_EQ(client.ask(Bytes(20000, 1)), kRefused);  // longer than it reads at once
@@ -209,29 +201,27 @@ TEST_F(ProtocolTest, FilesJobsUnderNamesOfTheirOwn) {
     const std::u16string ideographs(255, u'\u8A9E');
     std::string longest;
     for (int i = 0; i < 66; ++i) longest += "\u8A9E";  // 198 bytes
-    struct {
-        std::u16string name;
-        std::string file;
-    } cases[] = {{u"plan", "plan.kv"},
-                 {u"plan", "plan (2).kv"},
-                 {u"PLAN", "PLAN (3).kv"},  // names that differ in case only are the same
-                 {u"", "Document.kv"},
-                 {u"a/b:c*\n.", "a_b_c__.kv"},
-                 {u"..\\..\\x", "_.._.._x.kv"},
-                 {u"Con", "_Con.kv"},
-                 {u"com7.x", "_com7.x.kv"},
-                 {u"console", "console.kv"},
-                 {u"Gr\u00FC\u00DFe", "Gr\u00FC\u00DFe.kv"},
-                 {ideographs, longest + ".kv"}};
+    const std::pair<std::u16string, std::string> cases[] = {
+        {u"plan", "plan.kv"},
+        {u"plan", "plan (2).kv"},
+        {u"PLAN", "PLAN (3).kv"},  // names that differ in case only are the same
+        {u"", "Document.kv"},
+        {u"a/b:c*\n.", "a_b_c__.kv"},
+        {u"..\\..\\x", "_.._.._x.kv"},
+        {u"Con", "_Con.kv"},
+        {u"com7.x", "_com7.x.kv"},
+        {u"console", "console.kv"},
+        {u"Gr\u00FC\u00DFe", "Gr\u00FC\u00DFe.kv"},
+        {ideographs, longest + ".kv"}};
     std::vector<std::string> expected;
-    for (const auto& test : cases) {
+    for (const auto& [name, filed] : cases) {
         Client client;
-        EXPECT_NE(client.start(test.name), kRefused);
+        EXPECT_NE(client.start(name), kRefused);
         const std::u16string path = make_job(std::to_string(expected.size()));
         EXPECT_NE(client.end(path), kRefused);
         EXPECT_FALSE(fs::exists(host::host_path(path)));
-        EXPECT_EQ(file("data/karvo/outbox/" + test.file), "KARV" + std::to_string(expected.size())) << test.file;
-        expected.push_back(test.file);
+        EXPECT_EQ(file("data/karvo/outbox/" + filed), "KARV" + std::to_string(expected.size())) << filed;
+        expected.push_back(filed);
     }
     std::ranges::sort(expected);
     EXPECT_EQ(outbox(), expected);
@@ -283,12 +273,11 @@ TEST_F(ProtocolTest, EndsWhenItIsIdle) {
     }
     EXPECT_EQ(end_of(process), 0);
     EXPECT_EQ(logged("End: idle"), 1u);
-    EXPECT_FALSE(WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1));
+    EXPECT_FALSE(is_served());
     EXPECT_EQ(run("kvdisp12", {"/runonce"}), 0);
     EXPECT_EQ(run("kvdisp12", {"--what"}), 2);
     EXPECT_EQ(run("kvdisp12", {"/session=one"}), 2);
-    std::ofstream(shared + "/file") << "x";
-    EXPECT_EQ(run("kvdisp12", {"--outbox", shared + "/file"}), 1);
+    EXPECT_EQ(run("kvdisp12", {"--outbox", write_file(shared + "/file", "x")}), 1);
 }
 
 // Clients that come just as it ends are served by it, or find nobody: none is let down half-way.
@@ -297,8 +286,7 @@ TEST_F(ProtocolTest, LetsNoClientDownWhenItEnds) {
         const pid_t process = start_dispatcher({"/autoexit=1", "--idle", "0.005"});
         bool found = true;
         for (int i = 0; i < 40 && found; ++i) {
-            HANDLE pipe = CreateFileW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), GENERIC_READ | GENERIC_WRITE, 0,
-                                      nullptr, OPEN_EXISTING, 0, nullptr);
+            HANDLE pipe = open_pipe();
             found = pipe != INVALID_HANDLE_VALUE || GetLastError() == ERROR_PIPE_BUSY;
             if (pipe == INVALID_HANDLE_VALUE) continue;
             DWORD mode = PIPE_READMODE_MESSAGE, got = 0;
@@ -334,7 +322,7 @@ TEST_F(DrivenTest, ItsDeathCostsNoJob) {
     ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
     ASSERT_EQ(started().size(), 1u);
     kill(started()[0], SIGKILL);
-    wait_until([] { return !WaitNamedPipeW(TEXT("\\\\.\\pipe\\KV12_Dispatcher_00000001"), 1); });
+    wait_until([] { return !is_served(); });
     EXPECT_TRUE(device->end_document());
     ASSERT_EQ(temporary_files().size(), 1u);  // the job stays where it is
     fs::remove(host::host_path(u"C:\\Windows\\Temp") + "/" + temporary_files()[0]);
@@ -344,30 +332,6 @@ TEST_F(DrivenTest, ItsDeathCostsNoJob) {
     EXPECT_TRUE(temporary_files().empty());
 }
 
-// A file of so many pages, with a bar on each.
-void make_pdf(const std::string& path, int pages) {
-    std::vector<std::string> objects = {"<</Type/Catalog/Pages 2 0 R>>", ""};
-    std::string kids;
-    for (int page = 0; page < pages; ++page) {
-        kids += std::to_string(objects.size() + 1) + " 0 R ";
-        objects.push_back("<</Type/Page/Parent 2 0 R/MediaBox[0 0 300 300]/Contents " +
-                          std::to_string(objects.size() + 2) + " 0 R>>");
-        objects.push_back("<</Length 15>>\nstream\n10 10 50 9 re f\nendstream");
-    }
-    objects[1] = "<</Type/Pages/Count " + std::to_string(pages) + "/Kids[" + kids + "]>>";
-    std::string text = "%PDF-1.4\n", table;
-    char line[32];
-    for (size_t i = 0; i < objects.size(); ++i) {
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", text.size());
-        table += line;
-        text += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const std::string count = std::to_string(objects.size() + 1);
-    std::ofstream(path, std::ios::binary) << text << "xref\n0 " << count << "\n0000000000 65535 f \n"
-                                          << table << "trailer\n<</Root 1 0 R/Size " << count << ">>\nstartxref\n"
-                                          << text.size() << "\n%%EOF\n";
-}
-
 struct KvprintTest : DispatcherTest {
     void expect_job(int pages) const {
         const Bytes job_file = job_named("doc" + std::to_string(pages) + ".kv");
@@ -375,10 +339,11 @@ struct KvprintTest : DispatcherTest {
         ASSERT_GT(job_file.size(), 100u);
         EXPECT_EQ(trailer_records(job_file, 21).at(0).size(), 52u + 28 * static_cast<size_t>(pages));
     }
+    // A file of so many pages, with a bar on each.
     std::string pdf(int pages) const {
-        const std::string path = shared + "/doc" + std::to_string(pages) + ".pdf";
-        make_pdf(path, pages);
-        return path;
+        PdfText text;
+        text.pages.assign(static_cast<size_t>(pages), "10 10 50 9 re f");
+        return write_file(shared + "/doc" + std::to_string(pages) + ".pdf", text.text());
     }
     size_t left_behind() const {
         size_t count = 0;
@@ -398,9 +363,8 @@ TEST_F(KvprintTest, TheFirstPrintStartsIt) {
     EXPECT_EQ(left_behind(), 0u);
     // Content that does not inflate is found while the second page is printed: the job is withdrawn.
     std::string damaged = file("doc2.pdf");
-    damaged.replace(damaged.rfind("<</Length 15>>"), 14, "<</Filter/Fl>>");
-    std::ofstream(shared + "/damaged.pdf") << damaged;
-    EXPECT_EQ(run("kvprint", {shared + "/damaged.pdf"}), 1);
+    damaged.replace(damaged.rfind("/Length 15 "), 11, "/Filter/Fl ");
+    EXPECT_EQ(run("kvprint", {write_file(shared + "/damaged.pdf", damaged)}), 1);
     EXPECT_EQ(logged(" Abort job 1\n"), 1u);
     EXPECT_EQ(outbox().size(), 2u);
     EXPECT_EQ(left_behind(), 0u);

@@ -60,10 +60,17 @@ TEST(CheckerTest, LargePagesTakeTheWideIndex) {
 
 struct Fault {
     const char* name;
-    std::function<Buffer()> job;
+    Buffer job;
     const char* message;
 };
+void expect_faults(const std::vector<Fault>& faults) {
+    for (const Fault& fault : faults) {
+        const std::string found = findings(fault.job);
+        EXPECT_NE(found.find(fault.message), std::string::npos) << fault.name << " gave: " << found;
+    }
+}
 
+// A drawn page with something more on it.
 Buffer page_with(const std::function<void(JobBuilder&)>& fill) {
     JobBuilder job = drawn_page();
     fill(job);
@@ -71,85 +78,52 @@ Buffer page_with(const std::function<void(JobBuilder&)>& fill) {
     job.largest_entry = 3;
     return job.finish();
 }
-
-void expect_faults(const std::vector<Fault>& faults) {
-    for (const Fault& fault : faults) {
-        const std::string found = findings(fault.job());
-        EXPECT_NE(found.find(fault.message), std::string::npos) << fault.name << " gave: " << found;
-    }
+Buffer page_with(int type, const Buffer& body = {}) {
+    return page_with([&](JobBuilder& job) { job.record(type, body); });
+}
+Buffer page_with_raw(const Buffer& bytes) {
+    return page_with([&](JobBuilder& job) { job.raw(bytes); });
 }
 
 TEST(CheckerTest, FindsFaultsOfFraming) {
     const Buffer sound = drawn_page().end_page().finish();
+    auto first = [&](size_t less) { return Buffer(sound.data(), sound.data() + sound.size() - less); };
+    auto packed = [](const Buffer& data, int64_t size, int64_t length) {
+        return page_with_raw(Body().u8({35, 0xFF, 2}).u32({size, length}).add(data));
+    };
+    const Buffer zeros = deflated(Buffer(300)), ones = deflated(Body().fill(300, 1));
+    const auto size = static_cast<int64_t>(zeros.size()), cut = static_cast<int64_t>(ones.size()) - 2;
     expect_faults({
-        {"empty file", [] { return Buffer(); }, "0: not a job file"},
-        {"cut off", [&] { return Buffer(sound.begin(), sound.end() - 3); }, "the file ends within a record"},
-        {"cut at a record", [&] { return Buffer(sound.begin(), sound.end() - 6); }, "ends without its trailer"},
-        {"bytes at the end", [&] { return Body().add(sound).u8({0}).bytes; }, "bytes after the trailer position"},
-        {"unknown type", [] { return page_with([](JobBuilder& job) { job.record(13); }); }, "record of type 13"},
-        {"unknown kind", [] { return page_with([](JobBuilder& job) {
-                                  job.raw({35, 0xFF, 1, 0, 0, 0, 0});
-                              }); },
-         "length of unknown kind 1"},
-        {"long form", [] { return page_with([](JobBuilder& job) {
-                               job.raw({10, 0xFE, 0, 0});
-                           }); },
-         "longer form than it needs"},
-        {"compressed although short",
-         [] { return page_with([](JobBuilder& job) { job.compressed_record(35, triangle16()); }); },
+        {"empty file", {}, "0: not a job file"},
+        {"cut off", first(3), "the file ends within a record"},
+        {"cut at a record", first(6), "ends without its trailer"},
+        {"bytes at the end", Body().add(sound).u8({0}), "bytes after the trailer position"},
+        {"unknown type", page_with(13), "record of type 13"},
+        {"unknown kind", page_with_raw({35, 0xFF, 1, 0, 0, 0, 0}), "length of unknown kind 1"},
+        {"long form", page_with_raw({10, 0xFE, 0, 0}), "longer form than it needs"},
+        {"compressed although short", page_with([](JobBuilder& job) { job.compressed_record(35, triangle16()); }),
          "too short to be compressed"},
-        {"deflate data of another length",
-         [] {
-             return page_with([](JobBuilder& job) {
-                 const Buffer data = deflated(Buffer(300));
-                 job.raw(Body().u8({35, 0xFF, 2}).u32({static_cast<int64_t>(data.size()), 299})).raw(data);
-             });
-         },
-         "inflates to 300 bytes, declared 299"},
-        {"deflate data cut off",
-         [] {
-             return page_with([](JobBuilder& job) {
-                 Buffer data = deflated(Body().fill(300, 1));
-                 data.resize(data.size() - 2);
-                 job.raw(Body().u8({35, 0xFF, 2}).u32({static_cast<int64_t>(data.size()), 300})).raw(data);
-             });
-         },
-         "deflate data are damaged"},
-        {"deflate data that cannot be so long",
-         [] {
-             return page_with([](JobBuilder& job) {
-                 job.raw(Body().u8({35, 0xFF, 2}).u32({2, 0x7FFFFFFF}).u8({3, 0}));
-             });
-         },
-         "cannot hold the declared length"},
+        {"deflate data of another length", packed(zeros, size, 299), "inflates to 300 bytes, declared 299"},
+        {"deflate data cut off", packed(Buffer(ones.data(), ones.data() + cut), cut, 300), "deflate data are damaged"},
+        {"deflate data that cannot be so long", packed({3, 0}, 2, 0x7FFFFFFF), "cannot hold the declared length"},
     });
 }
 
 TEST(CheckerTest, FindsRecordsOutOfOrder) {
+    JobBuilder page = drawn_page().end_page();
+    const Buffer name = Body().text(u"a").u16({0}), tray = Body().u32({0}).u16({301}).text(u"T").u16({0});
     expect_faults({
-        {"page in a page", [] { return page_with([](JobBuilder& job) { job.record(5); }); }, "page start in the wrong"},
-        {"drawing outside a page", [] { return drawn_page().end_page().record(10).finish(); },
-         "clip reset in the wrong place"},
-        {"document header twice", [] { return page_with([](JobBuilder& job) { job.record(1, Buffer(8)); }); },
-         "document header in the wrong place"},
-        {"application before the name",
-         [] {
-             return drawn_page().end_page().finish(
-                 {{24, Body().text(u"b").u16({0})}, {23, Body().text(u"a").u16({0})}});
-         },
+        {"page in a page", page_with(5), "page start in the wrong"},
+        {"drawing outside a page", JobBuilder(page).record(10).finish(), "clip reset in the wrong place"},
+        {"document header twice", page_with(1, Buffer(8)), "document header in the wrong place"},
+        {"application before the name", JobBuilder(page).finish({{24, name}, {23, name}}),
          "document name in the wrong place"},
-        {"tray that no page names",
-         [] {
-             return drawn_page().end_page().finish({{37, Body().u32({0}).u16({301}).text(u"T").u16({0})}});
-         },
-         "no page names a tray"},
+        {"tray that no page names", JobBuilder(page).finish({{37, tray}}), "no page names a tray"},
     });
 }
 
 TEST(CheckerTest, FindsFaultsOfBodies) {
-    auto record = [](int type, const Buffer& body) {
-        return [=] { return page_with([&](JobBuilder& job) { job.record(type, body); }); };
-    };
+    auto record = [](int type, const Buffer& body) { return page_with(type, body); };
     expect_faults({
         {"no change", record(39, Body().u16({0})), "nothing changes"},
         {"unknown change bit", record(39, Body().u16({1})), "unknown change bits"},
@@ -182,18 +156,14 @@ TEST(CheckerTest, FindsFaultsOfImages) {
         return Body().u8({rop}).add(whole).add(target).add(pixels).bytes;
     };
     auto record = [](int type, const Buffer& body, int flags = 8) {
-        return [=] {
-            JobBuilder job = drawn_page();
-            job.largest_entry = 3;
-            return job.record(type, body).end_page(flags).finish();
-        };
+        JobBuilder job = drawn_page();
+        job.largest_entry = 3;
+        return job.record(type, body).end_page(flags).finish();
     };
     auto sized = [](int type, const Buffer& body) {
-        return [=] {
-            JobBuilder job = drawn_page();
-            job.largest_entry = 3;
-            return job.sized_record(type, body).end_page(8).finish();
-        };
+        JobBuilder job = drawn_page();
+        job.largest_entry = 3;
+        return job.sized_record(type, body).end_page(8).finish();
     };
     std::vector<uint32_t> table(256, kWhite);
     const Buffer narrow = packed_bitmap(8, 1, 8, table, {8, 1, 0, 0, 0, 1}, 1);
@@ -202,8 +172,8 @@ TEST(CheckerTest, FindsFaultsOfImages) {
         body.u16({0}).add(whole).u16({0, 0, 8, 0, 8, 1, 0, 1});
         return body.u32({static_cast<int>(two.size()), static_cast<int>(mask.size())}).add(two).add(mask).bytes;
     };
-    EXPECT_EQ(findings(record(18, bitmap(two))()), "");
-    EXPECT_EQ(findings(record(61, masked(two), 0x28)()), "");
+    EXPECT_EQ(findings(record(18, bitmap(two))), "");
+    EXPECT_EQ(findings(record(61, masked(two), 0x28)), "");
     expect_faults({
         {"marks flag", record(18, bitmap(two), 0), "flags 0x0, found 0x8"},
         {"destination flag", record(18, bitmap(two, 0x66)), "flags 0x8, found 0x9"},
@@ -232,12 +202,9 @@ TEST(CheckerTest, FindsFaultsOfImages) {
          "mask of another size"},
         {"corners", record(61, Body().u16({0}).add(whole).u16({0, 0, 8, 1, 8, 1, 0, 1}).u32({0, 0}), 0x28),
          "corners are not those of a rectangle"},
-        {"damaged pattern",
-         [] {
-             return page_with([](JobBuilder& job) {
-                 job.record(7, Body().u32({job.next_id(), 5, 0, 0, 0}).add(Buffer(40)));
-             });
-         },
+        {"damaged pattern", page_with([](JobBuilder& job) {
+             job.record(7, Body().u32({job.next_id(), 5, 0, 0, 0}).zeros(40));
+         }),
          "bitmap: header of another size"},
     });
 }
@@ -251,36 +218,29 @@ Buffer with_summary(size_t offset, const Buffer& bytes) {
 }
 
 TEST(CheckerTest, FindsFaultsOfTheIndex) {
-    auto summary = [](size_t offset, const Buffer& bytes) { return [=] { return with_summary(offset, bytes); }; };
+    auto flags = [](int value) { return drawn_page().end_page(value).finish(); };
     EXPECT_EQ(findings(with_summary(0, {5, 0})), "");
-    auto flags = [](int value) { return [=] { return drawn_page().end_page(value).finish(); }; };
+    Buffer elsewhere = drawn_page().end_page().finish();
+    elsewhere[elsewhere.size() - 4] ^= 1;
     expect_faults({
-        {"level", summary(0, {4}), "unknown format level"},
-        {"document flags", summary(2, {0}), "document flags 0x0"},
-        {"largest record", summary(6, {79}), "largest record 79, found 80"},
-        {"brushes", summary(10, {1}), "number of brushes"},
-        {"fonts", summary(14, {1}), "number of fonts"},
-        {"font files", summary(18, {1}), "number of font files"},
-        {"largest entry", summary(22, {2}), "largest path entry"},
-        {"resolution", summary(30, {0, 0}), "resolution 0"},
-        {"portrait bounds", summary(32, {1}), "bounds of the portrait pages"},
-        {"landscape bounds", summary(40, {0}), "bounds of the landscape pages"},
-        {"page count", summary(48, {2}), "page count does not match the length"},
-        {"page position", summary(52, {9}), "page 1: position 0x9"},
-        {"printable area", summary(64, {0xFF, 0x7F}), "printable area is not normalised"},
-        {"marks beyond the page", summary(76, {0, 9}), "marks lie outside the page"},
+        {"level", with_summary(0, {4}), "unknown format level"},
+        {"document flags", with_summary(2, {0}), "document flags 0x0"},
+        {"largest record", with_summary(6, {79}), "largest record 79, found 80"},
+        {"brushes", with_summary(10, {1}), "number of brushes"},
+        {"fonts", with_summary(14, {1}), "number of fonts"},
+        {"font files", with_summary(18, {1}), "number of font files"},
+        {"largest entry", with_summary(22, {2}), "largest path entry"},
+        {"resolution", with_summary(30, {0, 0}), "resolution 0"},
+        {"portrait bounds", with_summary(32, {1}), "bounds of the portrait pages"},
+        {"landscape bounds", with_summary(40, {0}), "bounds of the landscape pages"},
+        {"page count", with_summary(48, {2}), "page count does not match the length"},
+        {"page position", with_summary(52, {9}), "page 1: position 0x9"},
+        {"printable area", with_summary(64, {0xFF, 0x7F}), "printable area is not normalised"},
+        {"marks beyond the page", with_summary(76, {0, 9}), "marks lie outside the page"},
         {"marks flag without marks", flags(0x08), "flags 0x8, found 0x0"},
         {"transparency without any", flags(0x20), "flags 0x20, found 0x0"},
-        {"destination read without the flag",
-         [] { return page_with([](JobBuilder& job) { job.record(39, Body().u16({4}).u8({9})); }); },
-         "flags 0x0, found 0x1"},
-        {"position of another record",
-         [] {
-             Buffer job = drawn_page().end_page().finish();
-             job[job.size() - 4] ^= 1;
-             return job;
-         },
-         "trailer position: is not that of the summary"},
+        {"destination read without the flag", page_with(39, Body().u16({4}).u8({9})), "flags 0x0, found 0x1"},
+        {"position of another record", elsewhere, "trailer position: is not that of the summary"},
     });
 }
 

@@ -1,9 +1,6 @@
 #include "tests/kvjob/exercise.h"
 
-#include <unistd.h>
-
-#include <filesystem>
-
+#include "tests/common/workspace.h"
 #include "tools/kvjob/checker.h"
 #include "tools/kvjob/dump.h"
 #include "tools/kvjob/fonts.h"
@@ -15,15 +12,6 @@
 namespace kvjob::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-// What the commands write, gone with the program.
-struct Folder {
-    fs::path path = fs::temp_directory_path() / ("kvjob_exercise_" + std::to_string(getpid()));
-    Folder() { fs::create_directories(path); }
-    ~Folder() { fs::remove_all(path); }
-};
-
 // A job that is damaged as a whole is told so, and pages of any size may be too large to draw.
 template <class Command>
 void expect_answer(Command command) {
@@ -34,10 +22,10 @@ void expect_answer(Command command) {
     }
 }
 
-void render(Bytes job, const Folder& folder, const char* name, Reports& reports) {
+void render(Bytes job, const std::string& output, Reports& reports) {
     RenderOptions options;
     options.dots_per_inch = 8;
-    options.output = (folder.path / name).string();
+    options.output = output;
     options.pages = {{1, 2}};
     render_job(job, options, reports);
 }
@@ -50,15 +38,15 @@ std::unique_ptr<std::FILE, CloseFile> nowhere() {
 
 void exercise(Bytes job) {
     static const auto out = nowhere();
-    static const Folder folder;
+    static const kv::test::Workspace folder;  // gone with the program
     Reports reports(out.get());
     check_job(job);
     expect_answer([&] { print_info(job, out.get()); });
     expect_answer([&] { dump_job(job, {false, std::nullopt}, out.get()); });
     expect_answer([&] { dump_job(job, {true, 1}, out.get()); });
     expect_answer([&] { list_fonts(job, "", out.get(), reports); });
-    expect_answer([&] { render(job, folder, "page%d.png", reports); });
-    expect_answer([&] { render(job, folder, "job.pdf", reports); });
+    expect_answer([&] { render(job, folder.path("page%d.png"), reports); });
+    expect_answer([&] { render(job, folder.path("job.pdf"), reports); });
     expect_answer([&] {
         const JobMap map(job);
         FontStore fonts(map);

@@ -2,38 +2,11 @@
 
 #include <zlib.h>
 
-#include <bit>
 #include <stdexcept>
 
 #include "tests/common/plain_jpeg.h"
 
 namespace kvjob::test {
-
-Body& Body::u8(std::initializer_list<int> values) {
-    for (int value : values) bytes.push_back(static_cast<uint8_t>(value));
-    return *this;
-}
-Body& Body::u16(std::initializer_list<int> values) {
-    for (int value : values) u8({value & 0xFF, value >> 8 & 0xFF});
-    return *this;
-}
-Body& Body::u32(std::initializer_list<int64_t> values) {
-    for (int64_t value : values) u16({static_cast<int>(value & 0xFFFF), static_cast<int>(value >> 16 & 0xFFFF)});
-    return *this;
-}
-Body& Body::f32(float value) { return u32({std::bit_cast<int32_t>(value)}); }
-Body& Body::text(const std::u16string& text) {
-    for (char16_t unit : text) u16({unit});
-    return *this;
-}
-Body& Body::add(const Buffer& more) {
-    bytes.insert(bytes.end(), more.begin(), more.end());
-    return *this;
-}
-Body& Body::fill(size_t count, int value) {
-    bytes.insert(bytes.end(), count, static_cast<uint8_t>(value));
-    return *this;
-}
 
 Buffer deflated(const Buffer& bytes) {
     z_stream stream = {};

@@ -1,30 +1,13 @@
 #pragma once
 // Jobs built by hand, record by record.
 
-#include <cstdint>
-#include <initializer_list>
-#include <string>
-#include <vector>
-
+#include "tests/common/bytes.h"
 #include "tools/kvjob/bytes.h"
 
 namespace kvjob::test {
 
-using Buffer = std::vector<uint8_t>;
-
-// The body of a record, little-endian.
-class Body {
-public:
-    Body& u8(std::initializer_list<int> values);
-    Body& u16(std::initializer_list<int> values);
-    Body& u32(std::initializer_list<int64_t> values);
-    Body& f32(float value);
-    Body& text(const std::u16string& text);  // without a terminating 0
-    Body& add(const Buffer& bytes);
-    Body& fill(size_t count, int value);
-    operator const Buffer&() const { return bytes; }
-    Buffer bytes;
-};
+using Buffer = kv::test::Bytes;
+using Body = kv::test::BytesBuilder;
 
 Buffer deflated(const Buffer& bytes);
 // A packed bitmap with biClrUsed 0; `table` is colours or masks.

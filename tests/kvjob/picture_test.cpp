@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+
 #include "tests/kvjob/job_builder.h"
 #include "tools/kvjob/jpeg_reader.h"
 
 namespace kvjob::test {
 namespace {
+
+using kv::test::from_hex;
 
 using Pixels = std::vector<uint32_t>;
 
@@ -55,33 +59,29 @@ TEST(PictureTest, MasksSayWhereTheChannelsLie) {
     // red and blue exchanged, alpha in the byte that is left
     EXPECT_EQ(pixels_of(packed_bitmap(1, 1, 32, {0xFF, 0xFF00, 0xFF0000}, Body().u32({0x80030201}), 3)),
               (Pixels{0x80010203}));
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 16, {0xF800, 0x0FE0, 0x001F}, Body().u16({0, 0}), 3)),
-              "bitmap: colour masks are no fields");
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 16, {0xF800, 0x0500, 0x001F}, Body().u16({0, 0}), 3)),
-              "bitmap: colour masks are no fields");
 }
 
 TEST(PictureTest, HeadersThatDoNotFitTheirBytesAreRefused) {
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 24, {}, Buffer(5))), "bitmap: size does not match the length");
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 24, {}, Buffer(8))), "bitmap: size does not match the length");
-    EXPECT_EQ(fault_of(packed_bitmap(0, 1, 24, {}, {})), "bitmap: without an area");
-    EXPECT_EQ(fault_of(packed_bitmap(0x7FFFFFFF, 0x7FFFFFFF, 32, {}, Buffer(4))),
-              "bitmap: size does not match the length");
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 2, {}, Buffer(4))), "bitmap: 2 bits a pixel");
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 24, {}, Buffer(4), 1)), "bitmap: compression 1 of 24 bits");
-    EXPECT_EQ(fault_of(packed_bitmap(1, 1, 1, {0, 0x01FFFFFF}, Buffer(4))), "bitmap: colour table with a fourth byte");
-    EXPECT_EQ(fault_of({40, 0, 0, 0}), "body ends too early");
+    const std::pair<Buffer, const char*> cases[] = {
+        {packed_bitmap(1, 1, 24, {}, Buffer(5)), "bitmap: size does not match the length"},
+        {packed_bitmap(1, 1, 24, {}, Buffer(8)), "bitmap: size does not match the length"},
+        {packed_bitmap(0, 1, 24, {}, {}), "bitmap: without an area"},
+        {packed_bitmap(0x7FFFFFFF, 0x7FFFFFFF, 32, {}, Buffer(4)), "bitmap: size does not match the length"},
+        {packed_bitmap(1, 1, 2, {}, Buffer(4)), "bitmap: 2 bits a pixel"},
+        {packed_bitmap(1, 1, 24, {}, Buffer(4), 1), "bitmap: compression 1 of 24 bits"},
+        {packed_bitmap(1, 1, 1, {0, 0x01FFFFFF}, Buffer(4)), "bitmap: colour table with a fourth byte"},
+        {{40, 0, 0, 0}, "body ends too early"},
+        {packed_bitmap(1, 1, 16, {0xF800, 0x0FE0, 0x001F}, Buffer(4), 3), "bitmap: colour masks are no fields"},
+        {packed_bitmap(1, 1, 16, {0xF800, 0x0500, 0x001F}, Buffer(4), 3), "bitmap: colour masks are no fields"},
+    };
+    for (const auto& [bitmap, fault] : cases) EXPECT_EQ(fault_of(bitmap), fault);
 }
 
-Buffer rle8(int width, int height, const Buffer& data) {
-    std::vector<uint32_t> table(256);
-    for (uint32_t i = 0; i < 256; ++i) table[i] = i;
-    return packed_bitmap(width, height, 8, table, data, 1);
-}
-Buffer rle4(int width, int height, const Buffer& data) {
-    std::vector<uint32_t> table(16);
-    for (uint32_t i = 0; i < 16; ++i) table[i] = i;
-    return packed_bitmap(width, height, 4, table, data, 2);
+// Colours are their own numbers.
+Buffer rle(int bits, int width, int height, const char* data) {
+    std::vector<uint32_t> table(size_t{1} << bits);
+    std::iota(table.begin(), table.end(), 0u);
+    return packed_bitmap(width, height, bits, table, from_hex(data), bits == 8 ? 1 : 2);
 }
 Pixels opaque(Pixels colours) {
     for (uint32_t& colour : colours) colour |= kA;
@@ -91,27 +91,29 @@ Pixels opaque(Pixels colours) {
 TEST(PictureTest, RunLengthRowsOfTheDriver) {
     const auto driver = RunLengthOrigin::Driver;
     // lower row: four times 7; upper row: 1 2 3 as a literal with its pad, then 9
-    EXPECT_EQ(pixels_of(rle8(4, 2, {4, 7, 0, 0, 0, 3, 1, 2, 3, 0, 1, 9, 0, 0, 0, 1}), driver),
+    EXPECT_EQ(pixels_of(rle(8, 4, 2, "0407 0000 0003010203 00 0109 0000 0001"), driver),
               opaque({1, 2, 3, 9, 7, 7, 7, 7}));
     // five pixels: a run of the byte AB, cut to the odd width; a literal of five pixels in three bytes
-    EXPECT_EQ(pixels_of(rle4(5, 2, {5, 0xAB, 0, 0, 0, 5, 0x12, 0x34, 0x50, 0, 0, 0, 0, 1}), driver),
+    EXPECT_EQ(pixels_of(rle(4, 5, 2, "05AB 0000 0005123450 00 0000 0001"), driver),
               opaque({1, 2, 3, 4, 5, 10, 11, 10, 11, 10}));
-    EXPECT_EQ(fault_of(rle8(4, 1, {3, 7, 0, 0, 0, 1}), driver), "run-length data: a row ends before its last pixel");
-    EXPECT_EQ(fault_of(rle8(4, 1, {4, 7, 0, 1}), driver), "run-length data: ends before the last row");
-    EXPECT_EQ(fault_of(rle8(4, 1, {5, 7, 0, 0, 0, 1}), driver), "run-length data: pixels beyond the row");
-    EXPECT_EQ(fault_of(rle8(3, 1, {0, 3, 1, 2, 3, 8, 0, 0, 0, 1}), driver),
-              "run-length data: a pad byte that is not 0");
-    EXPECT_EQ(fault_of(rle8(4, 1, {4, 7, 0, 0, 0, 2, 0, 0, 0, 1}), driver), "run-length data: a move");
-    EXPECT_EQ(fault_of(rle8(4, 1, {4, 7, 0, 0, 0, 1, 0}), driver), "1 bytes after the body");
-    EXPECT_EQ(fault_of(rle8(4, 1, {4, 7, 0, 0}), driver), "body ends too early");
-    EXPECT_EQ(fault_of(rle8(60000, 60000, {4, 7, 0, 0, 0, 1}), driver), "run-length data: cannot hold the bitmap");
+    const std::tuple<int, const char*, const char*> faults[] = {
+        {4, "0307 0000 0001", "run-length data: a row ends before its last pixel"},
+        {4, "0407 0001", "run-length data: ends before the last row"},
+        {4, "0507 0000 0001", "run-length data: pixels beyond the row"},
+        {3, "0003010203 08 0000 0001", "run-length data: a pad byte that is not 0"},
+        {4, "0407 00020000 0001", "run-length data: a move"},
+        {4, "0407 0000 0001 00", "1 bytes after the body"},
+        {4, "0407 0000", "body ends too early"},
+    };
+    for (const auto& [width, data, fault] : faults) EXPECT_EQ(fault_of(rle(8, width, 1, data), driver), fault);
+    EXPECT_EQ(fault_of(rle(8, 60000, 60000, "0407 0000 0001"), driver), "run-length data: cannot hold the bitmap");
 }
 
 TEST(PictureTest, RunLengthRowsFromElsewhereMayLeaveOutPixels) {
     // one pixel, then a move by two to the right and one up, one pixel, end
-    EXPECT_EQ(pixels_of(rle8(4, 2, {1, 5, 0, 2, 2, 1, 1, 6, 0, 1})), opaque({0, 0, 0, 6, 5, 0, 0, 0}));
-    EXPECT_EQ(fault_of(rle8(4, 2, {0, 2, 5, 0, 0, 1})), "run-length data: a move beyond the bitmap");
-    EXPECT_EQ(fault_of(rle8(4, 1, {0, 0, 0, 0, 0, 1})), "run-length data: more rows than the bitmap has");
+    EXPECT_EQ(pixels_of(rle(8, 4, 2, "0105 00020201 0106 0001")), opaque({0, 0, 0, 6, 5, 0, 0, 0}));
+    EXPECT_EQ(fault_of(rle(8, 4, 2, "00020500 0001")), "run-length data: a move beyond the bitmap");
+    EXPECT_EQ(fault_of(rle(8, 4, 1, "0000 0000 0001")), "run-length data: more rows than the bitmap has");
 }
 
 TEST(PictureTest, JpegStreams) {
@@ -129,18 +131,16 @@ TEST(PictureTest, JpegStreams) {
         EXPECT_NEAR(green, expected, 3);
         EXPECT_NO_THROW(reader.finish());
     }
-    Buffer cut = jpeg_stream(40, 30, false, 200, 100, 50);
-    cut.resize(cut.size() - 20);
-    EXPECT_THROW(
-        {
-            JpegReader reader(cut);
-            std::vector<uint32_t> row(40);
-            for (int y = 0; y < 30; ++y) reader.read_row(row.data());
-            reader.finish();
-        },
-        BodyFault);
+    const Buffer stream = jpeg_stream(40, 30, false, 200, 100, 50);
+    const auto read_all = [](Bytes part) {
+        JpegReader reader(part);
+        std::vector<uint32_t> row(40);
+        for (int y = 0; y < 30; ++y) reader.read_row(row.data());
+        reader.finish();
+    };
+    EXPECT_THROW(read_all(Bytes(stream).first(stream.size() - 20)), BodyFault);
     EXPECT_THROW(JpegReader({}), BodyFault);
-    EXPECT_THROW(JpegReader(Bytes(cut).subspan(2)), BodyFault);
+    EXPECT_THROW(JpegReader(Bytes(stream).subspan(2)), BodyFault);
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ Drawn draw(Fill fill, double dots_per_inch = 100) {
 
 // Brush identifiers of colours given as 0x00RRGGBB.
 uint32_t solid(uint32_t rgb) { return 0x40000000 | (rgb & 0xFF) << 16 | (rgb & 0xFF00) | rgb >> 16; }
-Buffer path16(std::initializer_list<int> points, int flags = 0x0B) {
+Buffer path16(std::initializer_list<int64_t> points, int flags = 0x0B) {
     return Body().u8({0, 1, flags, static_cast<int>(points.size() / 2)}).u16(points);
 }
 Buffer fill16(int rop, int left, int top, int right, int bottom) {
@@ -80,7 +80,7 @@ Buffer fill16(int rop, int left, int top, int right, int bottom) {
 }
 Buffer fill_brush(uint32_t brush) { return Body().u16({0x08}).u32({brush}); }
 // A geometric pen with flat ends, in black.
-Buffer pen(int width, std::initializer_list<int> dashes = {}) {
+Buffer pen(int width, std::initializer_list<int64_t> dashes = {}) {
     Body state;
     const bool dashed = dashes.size() > 0;
     state.u16({dashed ? 0xCCF0 : 0xC8F0}).u8({2, 2}).u32({0x80000004}).u8({13, width, dashed ? 0x0F : 0, 1});

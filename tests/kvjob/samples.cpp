@@ -1,9 +1,11 @@
 #include "tests/kvjob/samples.h"
 
-#include <fstream>
+#include "tests/common/workspace.h"
 
 namespace kvjob::test {
 namespace {
+
+using kv::test::from_hex;
 
 Body font_head(uint32_t id, int height, int escapement, int weight, bool italic, int clip_precision) {
     Body font;
@@ -26,10 +28,7 @@ Buffer embedded_font_definition(uint32_t id, int height, uint32_t file, int flag
 }
 
 const Buffer& sample_font() {
-    static const Buffer font = [] {
-        std::ifstream in("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", std::ios::binary);
-        return Buffer(std::istreambuf_iterator<char>(in), {});
-    }();
+    static const Buffer font = kv::test::read_bytes("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
     return font;
 }
 
@@ -95,38 +94,24 @@ Buffer image_job() {
     const uint32_t pattern = job.start_page().next_id();
     job.record(7, Body().u32({pattern, 5, 0, 0, 0}).add(checkerboard()));
     job.record(39, fill_state(pattern)).record(14, Body().u8({0xF0}).add(rect16(0, 0, 99, 99)));
-    const Buffer whole = rect16(0, 0, 8, 2), target = rect16(10, 10, 50, 20);
-    job.record(18, Body().u8({0xCC}).add(whole).add(target).add(checkerboard()));
-    job.compressed_record(18, Body()
-                                  .u8({0xCC})
-                                  .add(rect16(0, 0, 90, 1))
-                                  .add(target)
-                                  .add(packed_bitmap(90, 1, 24, {}, Body().fill(272, 0x7F))));
-    job.sized_record(
-        31, Body().u8({0xCC}).add(rect16(0, 0, 32, 32)).add(target).add(jpeg_stream(32, 32, false, 200, 100, 50)));
-    job.sized_record(
-        59,
-        Body().u8({200, 200, 200, 1}).add(rect16(0, 0, 32, 32)).add(target).add(jpeg_stream(32, 32, true, 200, 0, 0)));
-    std::vector<uint32_t> colours(256, kWhite);
-    job.sized_record(18, Body()
-                             .u8({0x66})
-                             .add(rect16(0, 0, 12, 1))
-                             .add(target)
-                             .add(packed_bitmap(12, 1, 8, colours, {9, 1, 0, 3, 4, 5, 6, 0, 0, 0, 0, 1}, 1)));
-    job.record(59, Body().u8({0, 0, 0, 0}).add(whole).add(target).add(checkerboard()));
-    job.record(41, Body()
-                       .u32({0x01FF0000})
-                       .add(rect16(0, 0, 2, 1))
-                       .add(target)
-                       .add(packed_bitmap(2, 1, 32, {}, Body().u32({0x80400000, 0}))));
-    job.record(61, Body()
-                       .u16({0})
-                       .add(whole)
-                       .u16({10, 10, 50, 10, 50, 20, 10, 20})
-                       .u32({72, 56})
-                       .add(packed_bitmap(8, 2, 16, {}, Body().fill(32, 0x1F)))
-                       .add(checkerboard()));
-    job.end_page(0x29);
+    auto drawn = [](Body head, int width, int height, const Buffer& bitmap) {
+        return head.add(rect16(0, 0, width, height)).add(rect16(10, 10, 50, 20)).add(bitmap).bytes;
+    };
+    const Buffer colours = packed_bitmap(90, 1, 24, {}, Body().fill(272, 0x7F));
+    const Buffer runs =
+        packed_bitmap(12, 1, 8, std::vector<uint32_t>(256, kWhite), from_hex("0901 00 03 04050600 0000 0001"), 1);
+    job.record(18, drawn(Body().u8({0xCC}), 8, 2, checkerboard()));
+    job.compressed_record(18, drawn(Body().u8({0xCC}), 90, 1, colours));
+    job.sized_record(31, drawn(Body().u8({0xCC}), 32, 32, jpeg_stream(32, 32, false, 200, 100, 50)));
+    job.sized_record(59, drawn(Body().u8({200, 200, 200, 1}), 32, 32, jpeg_stream(32, 32, true, 200, 0, 0)));
+    job.sized_record(18, drawn(Body().u8({0x66}), 12, 1, runs));
+    job.record(59, drawn(Body().u8({0, 0, 0, 0}), 8, 2, checkerboard()));
+    const Buffer translucent = packed_bitmap(2, 1, 32, {}, Body().u32({0x80400000, 0}));
+    job.record(41, drawn(Body().u32({0x01FF0000}), 2, 1, translucent));
+    Body masked;
+    masked.u16({0}).add(rect16(0, 0, 8, 2)).u16({10, 10, 50, 10, 50, 20, 10, 20}).u32({72, 56});
+    masked.add(packed_bitmap(8, 2, 16, {}, Body().fill(32, 0x1F))).add(checkerboard());
+    job.record(61, masked).end_page(0x29);
     job.largest_record = 14000;
     return job.finish();
 }

@@ -23,10 +23,7 @@ TEST(Options, AllOfThem) {
 }
 
 TEST(Options, UsageErrorsSayWhatIsWrong) {
-    struct {
-        std::vector<std::string> arguments;
-        const char* message;
-    } const cases[] = {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{}, "no input"},
         {{"a.pdf", "b.pdf", "-o", "c"}, "one input at a time: b.pdf"},
         {{"a.pdf", "-o"}, "-o needs a value"},
@@ -40,23 +37,18 @@ TEST(Options, UsageErrorsSayWhatIsWrong) {
         {{"a.pdf", "-o", "b", "--set", "Resolution=0x"}, "--set Resolution: not a number: 0x"},
         {{"a.pdf", "-o", "b", "--set", "Colour=1"}, "--set: no such setting: Colour"},
     };
-    for (const auto& test : cases) {
+    for (const auto& [arguments, message] : cases) {
         try {
-            parse_options(test.arguments);
-            ADD_FAILURE() << "accepted: " << test.message;
+            parse_options(arguments);
+            ADD_FAILURE() << "accepted: " << message;
         } catch (const UsageError& error) {
-            EXPECT_EQ(std::string(error.what()), test.message);
+            EXPECT_EQ(std::string(error.what()), message);
         }
     }
 }
 
 TEST(Papers, StandardCustomAndLarge) {
-    struct {
-        const char* name;
-        float width, height;  // points
-        SHORT code, orientation, paper_width, paper_length;
-        float scale;
-    } const cases[] = {
+    const std::tuple<const char*, float, float, SHORT, SHORT, SHORT, SHORT, float> cases[] = {
         {"Letter", 612, 792, 1, DMORIENT_PORTRAIT, 0, 0, 1},
         {"Letter across", 792, 612, 1, DMORIENT_LANDSCAPE, 0, 0, 1},
         {"A4 in whole points", 595, 842, 9, DMORIENT_PORTRAIT, 0, 0, 1},
@@ -68,13 +60,13 @@ TEST(Papers, StandardCustomAndLarge) {
         {"a point", 1, 1, 256, DMORIENT_PORTRAIT, 10, 10, 1},
         {"10 metres by 1", 28346.46f, 2834.646f, 256, DMORIENT_LANDSCAPE, 3277, 32767, 0.32767f},
     };
-    for (const auto& test : cases) {
-        const PageFit fit = fit_page(test.width, test.height);
-        EXPECT_EQ(fit.mode.dmPaperSize, test.code) << test.name;
-        EXPECT_EQ(fit.mode.dmOrientation, test.orientation) << test.name;
-        EXPECT_EQ(fit.mode.dmPaperWidth, test.paper_width) << test.name;
-        EXPECT_EQ(fit.mode.dmPaperLength, test.paper_length) << test.name;
-        EXPECT_NEAR(fit.scale, test.scale, 1e-5) << test.name;
+    for (const auto& [name, width, height, code, orientation, paper_width, paper_length, scale] : cases) {
+        const PageFit fit = fit_page(width, height);
+        EXPECT_EQ(fit.mode.dmPaperSize, code) << name;
+        EXPECT_EQ(fit.mode.dmOrientation, orientation) << name;
+        EXPECT_EQ(fit.mode.dmPaperWidth, paper_width) << name;
+        EXPECT_EQ(fit.mode.dmPaperLength, paper_length) << name;
+        EXPECT_NEAR(fit.scale, scale, 1e-5) << name;
     }
 }
 

@@ -62,11 +62,7 @@ TEST(Pen, UnevenMatrices) {
 
 TEST(Dashes, CutWhereAPenCannotSayThem) {
     const std::vector<Figure> line = {{{{0, 0}, {1000, 0}}, false}};
-    struct {
-        const char* name;
-        Dashed state;
-        bool cut;
-    } const cases[] = {
+    const std::tuple<const char*, Dashed, bool> cases[] = {
         {"none", Dashed(1, {}), false},
         {"whole pixels", Dashed(1, {3, 2}), false},
         {"100 rounds of 10 pixels in units of two", Dashed(0, {6, 4}), false},
@@ -76,18 +72,13 @@ TEST(Dashes, CutWhereAPenCannotSayThem) {
         {"two rounds of 400.25 pixels end half a pixel off", Dashed(1, {200.25f, 200}), false},
         {"shorter than pixels", Dashed(1, {0.5f, 0.5f}, 1), false},
     };
-    for (const auto& test : cases) EXPECT_EQ(needs_cutting(test.state, 1, line), test.cut) << test.name;
+    for (const auto& [name, state, cut] : cases) EXPECT_EQ(needs_cutting(state, 1, line), cut) << name;
 }
 
 TEST(Dashes, AlongFigures) {
     const std::vector<Figure> corner = {{{{0, 0}, {10, 0}, {10, 10}}, false}};
     const std::vector<Figure> square = {{{{0, 0}, {4, 0}, {4, 4}, {0, 4}}, true}};
-    struct {
-        const char* name;
-        Dashed state;
-        const std::vector<Figure>& figures;
-        const char* expected;
-    } const cases[] = {
+    const std::tuple<const char*, Dashed, const std::vector<Figure>&, const char*> cases[] = {
         {"round a corner", Dashed(1, {8, 1}), corner, "0,0 8,0; 9,0 10,0 10,7; 10,8 10,10"},
         {"from an offset in a dash", Dashed(1, {4, 4}, 2), corner, "0,0 2,0; 6,0 10,0; 10,4 10,8"},
         {"from an offset in a gap", Dashed(1, {4, 4}, 6), corner, "2,0 6,0; 10,0 10,4; 10,8 10,10"},
@@ -96,8 +87,8 @@ TEST(Dashes, AlongFigures) {
         {"dots", Dashed(1, {0, 8}), corner, "0,0 0,0; 8,0 8,0; 10,6 10,6"},
         {"the closing side", Dashed(1, {3, 2}), square, "0,0 3,0; 4,1 4,4; 2,4 0,4 0,3; 0,1 0,0"},
     };
-    for (const auto& test : cases) {
-        EXPECT_EQ(text_of(cut_dashes(test.state, 1, test.figures)), test.expected) << test.name;
+    for (const auto& [name, state, figures, expected] : cases) {
+        EXPECT_EQ(text_of(cut_dashes(state, 1, figures)), expected) << name;
     }
 }
 

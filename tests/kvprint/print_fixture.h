@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/kvprint/pdf_text.h"
+#include "tests/common/pdf_text.h"
+#include "tests/common/workspace.h"
 
 namespace kvprint {
+
+using namespace kv::test;
 
 using Lines = std::vector<std::string>;
 

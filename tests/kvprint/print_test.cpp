@@ -102,9 +102,7 @@ TEST_F(Print, BadInputIsRefusedInOneLineAndLeavesNoJob) {
                        "> /U <" + std::string(64, '2') + "> >> /Root");
     workspace.write("locked.pdf", locked);
     const auto before = workspace.names();
-    struct {
-        const char *input, *message;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"missing.pdf", "no such file"},
         {".", "not a file"},
         {"empty.pdf", "not a PDF file"},
@@ -115,12 +113,12 @@ TEST_F(Print, BadInputIsRefusedInOneLineAndLeavesNoJob) {
         {"locked.pdf", "encrypted: it needs a password"},
         {"good.pdf --pages 2", "no such page"},
     };
-    for (const auto& test : cases) {
-        const ProgramRun refused = run(workspace, "kvprint", std::string(test.input) + " -o out.kv");
-        EXPECT_EQ(refused.exit_code, 1) << test.input;
-        const std::string input = std::string(test.input).substr(0, std::string(test.input).find(' '));
-        EXPECT_EQ(refused.errors, "kvprint: " + input + ": " + test.message + "\n");
-        EXPECT_EQ(workspace.names(), before) << test.input;
+    for (const auto& [arguments, message] : cases) {
+        const std::string all = arguments, input = all.substr(0, all.find(' '));
+        const ProgramRun refused = run(workspace, "kvprint", all + " -o out.kv");
+        EXPECT_EQ(refused.exit_code, 1) << all;
+        EXPECT_EQ(refused.errors, "kvprint: " + input + ": " + message + "\n");
+        EXPECT_EQ(workspace.names(), before) << all;
     }
     const ProgramRun unwritable = run(workspace, "kvprint", "good.pdf -o no/such/folder.kv");
     EXPECT_EQ(unwritable.exit_code, 1);

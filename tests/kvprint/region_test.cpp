@@ -55,12 +55,7 @@ TEST(Scan, ShapesUnderBothRules) {
     const Figure square = polygon({{0, 0}, {6, 0}, {6, 6}, {0, 6}});
     const Figure inner = polygon({{2, 2}, {4, 2}, {4, 4}, {2, 4}});
     const Figure inner_reversed = polygon({{2, 2}, {2, 4}, {4, 4}, {4, 2}});
-    struct {
-        const char* name;
-        std::vector<Figure> figures;
-        FillRule rule;
-        Rows expected;
-    } const cases[] = {
+    const std::tuple<const char*, std::vector<Figure>, FillRule, Rows> cases[] = {
         {"a hole by its direction",
          {square, inner_reversed},
          FillRule::Winding,
@@ -94,8 +89,8 @@ TEST(Scan, ShapesUnderBothRules) {
          FillRule::Winding,
          {"###...", "###...", "###...", "......", "......", "......"}},
     };
-    for (const auto& test : cases) {
-        EXPECT_EQ(picture(scan(test.figures, test.rule, {0, 0, 6, 6}), 6, 6), test.expected) << test.name;
+    for (const auto& [name, figures, rule, expected] : cases) {
+        EXPECT_EQ(picture(scan(figures, rule, {0, 0, 6, 6}), 6, 6), expected) << name;
     }
 }
 

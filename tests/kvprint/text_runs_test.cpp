@@ -27,12 +27,7 @@ std::vector<PlacedGlyph> at(std::vector<POINTL> origins) {
 }
 
 TEST(TextRuns, OneBaselineAndForwards) {
-    struct {
-        const char* name;
-        std::vector<PlacedGlyph> glyphs;
-        double degrees;
-        const char* expected;
-    } const cases[] = {
+    const std::tuple<const char*, std::vector<PlacedGlyph>, double, const char*> cases[] = {
         {"nothing", {}, 0, ""},
         {"a line", at({{10, 50}, {20, 50}, {20, 50}, {900, 50}}), 0, "4"},
         {"a raised glyph", at({{10, 50}, {20, 49}, {30, 50}}), 0, "1 1 1"},
@@ -44,7 +39,7 @@ TEST(TextRuns, OneBaselineAndForwards) {
         {"nearly level is level", at({{10, 50}, {20, 50}, {30, 49}}), 0.9, "2 1"},
         {"characters and glyphs", {{0, 0, 1, u'a'}, {1, 0, 2, 0}, {2, 0, 3, 0}, {3, 0, 4, u'b'}}, 0, "1 #2 1"},
     };
-    for (const auto& test : cases) EXPECT_EQ(lengths(test.glyphs, test.degrees), test.expected) << test.name;
+    for (const auto& [name, glyphs, degrees, expected] : cases) EXPECT_EQ(lengths(glyphs, degrees), expected) << name;
 }
 
 TEST(TextRuns, TextAcrossTheBaselineAndBackwards) {

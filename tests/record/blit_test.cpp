@@ -288,7 +288,7 @@ TEST_F(BlitTest, TransparentColour) {
     const RECTL one = {0, 0, 1, 1};
     const struct {
         ULONG index;
-        std::initializer_list<int> color;
+        std::initializer_list<int64_t> color;
     } kCases[] = {{2, {0x13, 0x12, 0x11}}, {16, {0xFF, 0xFF, 0xFF}}};
     std::vector<ULONG> colors(16);
     colors[2] = 0xFF131211;

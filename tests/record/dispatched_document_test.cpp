@@ -138,12 +138,7 @@ TEST_F(DispatchedDocument, MovesWithAReset) {
     serve();
     open_device();
     ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
-    DEVMODEW landscape = {};
-    landscape.dmSize = sizeof landscape;
-    landscape.dmSpecVersion = 0x0401;
-    landscape.dmFields = DM_ORIENTATION;
-    landscape.dmOrientation = DMORIENT_LANDSCAPE;
-    ASSERT_TRUE(device->reset(landscape));
+    ASSERT_TRUE(device->reset(landscape()));
     ASSERT_TRUE(device->start_page());
     end_page_and_document();
     EXPECT_EQ(trailer_records(take_job(), 21).at(0).size(), 52u + 2 * 28);

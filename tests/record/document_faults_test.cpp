@@ -41,13 +41,10 @@ struct DocumentFaults : FaultTest {
         return [points](engine::Device& device, Answers& note) {
             note(device.start_document(u"Faults", 3));
             draw_page(device, note, points);
-            DEVMODEW landscape = {};
-            landscape.dmSize = sizeof landscape;
-            landscape.dmSpecVersion = 0x0401;
-            landscape.dmFields = DM_ORIENTATION | DM_DEFAULTSOURCE;
-            landscape.dmOrientation = DMORIENT_LANDSCAPE;
-            landscape.dmDefaultSource = 301;
-            device.reset(landscape);  // without memory for another device the document goes on where it is
+            DEVMODEW mode_of_tray = landscape();
+            mode_of_tray.dmFields |= DM_DEFAULTSOURCE;
+            mode_of_tray.dmDefaultSource = 301;
+            device.reset(mode_of_tray);  // without memory for another device the document goes on where it is
             draw_page(device, note, points);
             note(device.end_document());
         };

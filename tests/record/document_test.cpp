@@ -49,10 +49,7 @@ TEST_F(DocumentTest, StartsAreIgnoredWhereThereIsNothingToStart) {
 TEST_F(DocumentTest, IndexesPagesAcrossBlocks) {
     open_device();
     ASSERT_TRUE(device->start_document(u"", 1));
-    for (int page = 0; page < 250; ++page) {
-        ASSERT_TRUE(device->start_page());
-        ASSERT_TRUE(device->send_page());
-    }
+    print_pages(250);
     ASSERT_TRUE(device->end_document());
     auto summary_records = trailer_records(job(), 21);
     ASSERT_EQ(summary_records.size(), 1u);
@@ -66,10 +63,7 @@ TEST_F(DocumentTest, IndexesPagesAcrossBlocks) {
 }
 
 TEST_F(DocumentTest, WideCoordinatesTakeTheOtherIndex) {
-    DEVMODEW mode = {};
-    mode.dmSize = sizeof mode;
-    mode.dmSpecVersion = 0x0401;
-    mode.dmFields = DM_PAPERSIZE | DM_PAPERWIDTH | DM_PAPERLENGTH;
+    DEVMODEW mode = mode_of(DM_PAPERSIZE | DM_PAPERWIDTH | DM_PAPERLENGTH);
     mode.dmPaperSize = 256;
     mode.dmPaperWidth = 1000;
     mode.dmPaperLength = 10000;  // a metre: 47244 pixels
@@ -94,17 +88,11 @@ TEST_F(DocumentTest, WideCoordinatesTakeTheOtherIndex) {
 TEST_F(DocumentTest, NamesPaperTraysOnce) {
     const std::u16string trays = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\P\\PaperTrays";
     host::set_registry_string(HKEY_CURRENT_USER, trays, u"301", u"Blue");
-    DEVMODEW mode = {};
-    mode.dmSize = sizeof mode;
-    mode.dmSpecVersion = 0x0401;
-    mode.dmFields = DM_DEFAULTSOURCE;
+    DEVMODEW mode = mode_of(DM_DEFAULTSOURCE);
     mode.dmDefaultSource = 301;
     open_device(&mode);
     ASSERT_TRUE(device->start_document(u"", 1));
-    for (int page = 0; page < 2; ++page) {
-        ASSERT_TRUE(device->start_page());
-        ASSERT_TRUE(device->send_page());
-    }
+    print_pages(2);
     ASSERT_TRUE(device->end_document());
     const Bytes all = job();
     EXPECT_EQ(to_hex(Bytes(all.begin() + 16, all.begin() + 30)), "2C 03 80 2D 01 06 00 2C 03 80 2D 01 06 00 ");
@@ -122,10 +110,7 @@ TEST_F(DocumentTest, GoesToTheSpoolerInPieces) {
     host::printer(printer).port = u"file:";
     open_device();
     ASSERT_TRUE(device->start_document(u"", 1));
-    while (pdevice().position < 50000) {
-        ASSERT_TRUE(device->start_page());
-        ASSERT_TRUE(device->send_page());
-    }
+    while (pdevice().position < 50000) print_pages(1);
     ASSERT_TRUE(device->end_document());
     const auto& sizes = host::printer(printer).write_sizes;
     ASSERT_GE(sizes.size(), 2u);
@@ -146,8 +131,7 @@ TEST_F(DocumentTest, SendsADocumentWithoutPagesToItsPort) {
 TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFail) {
     open_device();
     ASSERT_TRUE(device->start_document(u"B", 2));
-    ASSERT_TRUE(device->start_page());
-    ASSERT_TRUE(device->send_page());
+    print_pages(1);
     EXPECT_TRUE(device->end_document(ED_ABORTDOC));
     EXPECT_TRUE(job().empty());
     // One that does not start has to end before the device takes the next.
@@ -184,12 +168,7 @@ TEST_F(DocumentTest, AnUnfinishedDocumentGoesWithItsDevice) {
 TEST_F(DocumentTest, AResetMovesTheDocumentToTheNewDevice) {
     start_page();
     ASSERT_TRUE(device->send_page());
-    DEVMODEW mode = {};
-    mode.dmSize = sizeof mode;
-    mode.dmSpecVersion = 0x0401;
-    mode.dmFields = DM_ORIENTATION;
-    mode.dmOrientation = DMORIENT_LANDSCAPE;
-    ASSERT_TRUE(device->reset(mode));
+    ASSERT_TRUE(device->reset(landscape()));
     ASSERT_TRUE(device->start_page());
     end_page_and_document();
     const Bytes body = trailer_records(job(), 21).at(0);

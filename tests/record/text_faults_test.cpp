@@ -50,12 +50,7 @@ struct TextFaults : FaultTest {
         return [this](engine::Device& target, Answers& note) {
             note(target.start_document(u"Faults", 3));
             print_page(target, note);
-            DEVMODEW landscape = {};
-            landscape.dmSize = sizeof landscape;
-            landscape.dmSpecVersion = 0x0401;
-            landscape.dmFields = DM_ORIENTATION;
-            landscape.dmOrientation = DMORIENT_LANDSCAPE;
-            target.reset(landscape);
+            target.reset(landscape());
             print_page(target, note);
             note(target.end_document());
             remove_captured();

@@ -1,44 +1,39 @@
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <iterator>
-#include <string>
 
-#include "platform/host/control.h"
 #include "settings/device_settings.h"
 #include "settings/page_size.h"
 #include "settings/paper_table.h"
 #include "settings/paper_trays.h"
 #include "settings/printer_info.h"
 #include "support/process_state.h"
+#include "tests/common/host_test.h"
 
-namespace kv {
+namespace kv::test {
 namespace {
 
-using Text = std::basic_string<WCHAR>;
-const Text kProduct = TEXT("Software\\Velmora Software\\Karvo12");
-const Text kPrinter = kProduct + TEXT("\\KarvoPrinters\\P");
+using Text = std::u16string;
+const Text kProduct = u"Software\\Velmora Software\\Karvo12";
+const Text kPrinter = kProduct + u"\\KarvoPrinters\\P";
 
-class SettingsTest : public testing::Test {
+class SettingsTest : public HostTest {
 protected:
     void SetUp() override {
-        host::reset_all();
-        host::set_messages_quiet(true);
-        process_state().os_level = 11;
-        process_state().processor = PROCESSOR_ARCHITECTURE_AMD64;
+        HostTest::SetUp();
         process_state().default_paper = DMPAPER_A4;
         process_state().default_units = 2;
     }
     static void custom_paper(const Text& name, uint32_t id, uint32_t width, uint32_t height, uint32_t units) {
-        Text key = kProduct + TEXT("\\CustomPapers\\") + name;
-        if (id) host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("ID"), id);
-        host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Width"), width);
-        host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Height"), height);
-        if (units) host::set_registry_dword(HKEY_CURRENT_USER, key, TEXT("Units"), units);
+        const Text key = kProduct + u"\\CustomPapers\\" + name;
+        const std::pair<const WCHAR*, uint32_t> values[] = {{u"ID", id}, {u"Units", units}};
+        host::set_registry_dword(HKEY_CURRENT_USER, key, u"Width", width);
+        host::set_registry_dword(HKEY_CURRENT_USER, key, u"Height", height);
+        for (const auto& [value, number] : values) {
+            if (number) host::set_registry_dword(HKEY_CURRENT_USER, key, value, number);
+        }
     }
     static DriverDevMode defaults() {
         DriverDevMode mode;
-        InitDefaultDevMode(TEXT("P"), mode);
+        InitDefaultDevMode(u"P", mode);
         return mode;
     }
     static std::vector<uint8_t> bytes(const DriverDevMode& mode) {
@@ -48,34 +43,27 @@ protected:
 };
 
 TEST_F(SettingsTest, FindsStandardPapersById) {
-    struct {
-        WORD id;
-        const WCHAR* name;
-    } cases[] = {{1, TEXT("Letter")},
-                 {9, TEXT("A4")},
-                 {47, TEXT("Envelope Invite")},
-                 {50, TEXT("Letter Extra")},
-                 {68, TEXT("A3 Extra Transverse")}};
-    for (const auto& test : cases) {
-        const PaperRecord* paper = find_standard_paper(test.id);
-        ASSERT_TRUE(paper);
-        EXPECT_EQ(paper->id, test.id);
-        EXPECT_EQ(Text(paper->name), test.name);
+    const std::pair<WORD, Text> papers[] = {
+        {1, u"Letter"}, {9, u"A4"}, {47, u"Envelope Invite"}, {50, u"Letter Extra"}, {68, u"A3 Extra Transverse"}};
+    for (const auto& [id, name] : papers) {
+        const PaperRecord* paper = find_standard_paper(id);
+        ASSERT_TRUE(paper && paper->id == id) << id;
+        EXPECT_EQ(Text(paper->name), name);
     }
     for (WORD id : std::initializer_list<WORD>{0, 48, 49, 69}) EXPECT_FALSE(find_standard_paper(id));
 }
 
 TEST_F(SettingsTest, GivesCustomPapersIdsAndWritesThemBack) {
-    custom_paper(TEXT("a"), 300, 100000, 200000, 7);
-    custom_paper(TEXT("b"), 301, 100000, 200000, 0);
-    custom_paper(TEXT("c"), 0, 100000, 200000, 1);
-    custom_paper(TEXT("d"), 303, 100000, 200000, 2);
-    custom_paper(TEXT("flat"), 0, 100000, 0, 2);
+    custom_paper(u"a", 300, 100000, 200000, 7);
+    custom_paper(u"b", 301, 100000, 200000, 0);
+    custom_paper(u"c", 0, 100000, 200000, 1);
+    custom_paper(u"d", 303, 100000, 200000, 2);
+    custom_paper(u"flat", 0, 100000, 0, 2);
     CCustomPaperList papers;
     papers.Load();
     ASSERT_EQ(papers.count(), 4);
     WORD index = 0;
-    ASSERT_TRUE(papers.FindByName(TEXT("C"), &index));
+    ASSERT_TRUE(papers.FindByName(u"C", &index));
     EXPECT_EQ(papers[index].id, 302);
     EXPECT_EQ(papers[0].units, 1);
     EXPECT_EQ(papers[1].units, 2);
@@ -83,7 +71,7 @@ TEST_F(SettingsTest, GivesCustomPapersIdsAndWritesThemBack) {
     CCustomPaperList again;
     again.Load();
     EXPECT_EQ(again[index].id, 302);
-    EXPECT_FALSE(host::registry_value_exists(HKEY_CURRENT_USER, kProduct + TEXT("\\CustomPapers\\flat"), TEXT("ID")));
+    EXPECT_FALSE(host::registry_value_exists(HKEY_CURRENT_USER, kProduct + u"\\CustomPapers\\flat", u"ID"));
 }
 
 TEST_F(SettingsTest, SizesPagesInPixels) {
@@ -105,22 +93,22 @@ TEST_F(SettingsTest, SizesPagesInPixels) {
 
 TEST_F(SettingsTest, StartsFromTheDefaults) {
     DriverDevMode mode;
-    InitDefaultDevMode(TEXT("\\\\server\\a printer with a very long name indeed"), mode);
-    EXPECT_EQ(Text(mode.dmDeviceName), TEXT("a printer with a very long name"));
-    InitDefaultDevMode(TEXT("\\\\server"), mode);
+    InitDefaultDevMode(u"\\\\server\\a printer with a very long name indeed", mode);
+    EXPECT_EQ(Text(mode.dmDeviceName), u"a printer with a very long name");
+    InitDefaultDevMode(u"\\\\server", mode);
     EXPECT_EQ(mode.dmDeviceName[0], 0);
     EXPECT_EQ(mode.dmFields, 0x00076E03u);
-    EXPECT_EQ(Text(mode.dmFormName), TEXT("A4"));
+    EXPECT_EQ(Text(mode.dmFormName), u"A4");
     EXPECT_STREQ(mode.kv.application, "host");
     EXPECT_EQ(mode.kv.mask, 0x33EFFu);
     EXPECT_EQ(mode.kv.units, 2);
-    host::machine().executable = TEXT("C:\\Windows\\SPOOLSV.EXE");
-    InitDefaultDevMode(TEXT("P"), mode);
+    host::machine().executable = u"C:\\Windows\\SPOOLSV.EXE";
+    InitDefaultDevMode(u"P", mode);
     EXPECT_STREQ(mode.kv.application, "");
-    for (const WCHAR* name : {TEXT("kvdisp4a"), TEXT("KVDISP12"), TEXT("Explorer"), TEXT("")}) {
+    for (const WCHAR* name : {u"kvdisp4a", u"KVDISP12", u"Explorer", u""}) {
         EXPECT_FALSE(IsApplicationName(name));
     }
-    EXPECT_TRUE(IsApplicationName(TEXT("kvdisp6a")) && IsApplicationName("kvdisp13"));
+    EXPECT_TRUE(IsApplicationName(u"kvdisp6a") && IsApplicationName("kvdisp13"));
 }
 
 // A private part of each version, with every flag set and a number of its own in every field.
@@ -152,30 +140,34 @@ std::vector<BYTE> private_mode(const VersionCase& test) {
     mode->dmFields = DM_ORIENTATION;
     mode->dmOrientation = DMORIENT_LANDSCAPE;
     BYTE* part = data.data() + 220;
-    auto put = [&](int at, unsigned value) {
-        if (at) std::memcpy(part + at, &value, 2);
-    };
     auto text = [&](int at, const char* value) {
         for (size_t i = 0; at && value[i]; ++i)
             part[static_cast<size_t>(at) + (test.wide ? 2 * i : i)] = static_cast<BYTE>(value[i]);
     };
-    part[0] = 'K';
-    part[1] = 'V';
-    if (test.version) put(2, static_cast<unsigned>(test.version));
-    text(test.application, "app");
+    std::memcpy(part, "KV", 2);
     const DWORD flags = 0x33EFF;
     std::memcpy(part + test.flags, &flags, 4);
-    for (int i = 0; i < 6; ++i) put(test.numbers + 2 * i, static_cast<unsigned>(301 + i));
-    put(test.compression, 0x99);
+    const std::pair<int, int> numbers[] = {{test.version ? 2 : 0, test.version},
+                                           {test.compression, 0x99},
+                                           {test.escapes, 7},
+                                           {test.version == 0 ? 84 : test.escapes + 2, 8},
+                                           {test.units, 9},
+                                           {test.down_samp, 111},
+                                           {test.quality, 50},
+                                           {test.mono, 222},
+                                           {test.action, 0x1234},
+                                           {test.numbers, 301},
+                                           {test.numbers + 2, 302},
+                                           {test.numbers + 4, 303},
+                                           {test.numbers + 6, 304},
+                                           {test.numbers + 8, 305},
+                                           {test.numbers + 10, 306}};
+    for (const auto& [at, number] : numbers) {
+        if (at) std::memcpy(part + at, &number, 2);
+    }
+    text(test.application, "app");
     text(test.font, "Arial");
-    put(test.escapes, 7);
-    put(test.version == 0 ? 84 : test.escapes + 2, 8);
-    put(test.units, 9);
     text(test.carried, "carried");
-    put(test.down_samp, 111);
-    put(test.quality, 50);
-    put(test.mono, 222);
-    put(test.action, 0x1234);
     return data;
 }
 
@@ -206,13 +198,14 @@ TEST_F(SettingsTest, ReadsEveryPrivateVersion) {
         EXPECT_EQ(mode.kv.ResDownSampMono, test.mono ? 222 : 300);
         EXPECT_EQ(mode.kv.KvAction, test.action ? 0x1234 : 0x8000);
         DWORD expected = kPrivateAll;
-        if (!test.compression) expected &= ~kPrivateCompression;
-        if (!test.escapes) expected &= ~kPrivatePathEscapes;
-        if (!test.units) expected &= ~kPrivateUnits;
-        if (!test.down_samp) expected &= ~kPrivateResDownSamp;
-        if (!test.quality) expected &= ~kPrivateJpegQuality;
-        if (!test.mono) expected &= ~kPrivateResDownSampMono;
-        if (!test.action) expected &= ~kPrivateKvAction;
+        const std::pair<int, DWORD> later[] = {{test.compression, kPrivateCompression},
+                                               {test.escapes, kPrivatePathEscapes},
+                                               {test.units, kPrivateUnits},
+                                               {test.down_samp, kPrivateResDownSamp},
+                                               {test.quality, kPrivateJpegQuality},
+                                               {test.mono, kPrivateResDownSampMono},
+                                               {test.action, kPrivateKvAction}};
+        for (const auto& [at, bit] : later) expected &= ~(at ? 0 : bit);
         EXPECT_EQ(mode.kv.mask, expected);
     }
 }
@@ -240,17 +233,17 @@ TEST_F(SettingsTest, RefusesWhatItDoesNotKnow) {
 }
 
 TEST_F(SettingsTest, ResolvesPapersByTableThenNameThenIdThenSize) {
-    custom_paper(TEXT("Roll"), 310, 123456, 654321, 2);
+    custom_paper(u"Roll", 310, 123456, 654321, 2);
     DriverDevMode source = defaults(), mode = defaults();
     source.dmFields = DM_PAPERSIZE | DM_FORMNAME | DM_PAPERWIDTH | DM_PAPERLENGTH;
     source.dmPaperSize = 400;
     source.dmPaperWidth = 1000;
     source.dmPaperLength = 2000;
-    copy_text(source.dmFormName, 32, TEXT("rOLL"));
+    copy_text(source.dmFormName, 32, u"rOLL");
     MergePublicDevModeFields(source, mode);
     EXPECT_TRUE(mode.dmPaperSize == 310 && mode.dmPaperWidth == 1234 && mode.dmPaperLength == 6543);
-    EXPECT_EQ(Text(mode.dmFormName), TEXT("Roll"));
-    copy_text(source.dmFormName, 32, TEXT("A4"));
+    EXPECT_EQ(Text(mode.dmFormName), u"Roll");
+    copy_text(source.dmFormName, 32, u"A4");
     mode = defaults();
     MergePublicDevModeFields(source, mode);
     EXPECT_TRUE(mode.dmPaperSize == 400 && mode.dmPaperWidth == 1000 && !(mode.dmFields & DM_FORMNAME));
@@ -258,10 +251,10 @@ TEST_F(SettingsTest, ResolvesPapersByTableThenNameThenIdThenSize) {
     source.dmPaperSize = 310;
     source.dmFields = DM_PAPERSIZE;
     MergePublicDevModeFields(source, mode);
-    EXPECT_EQ(Text(mode.dmFormName), TEXT("Roll"));
+    EXPECT_EQ(Text(mode.dmFormName), u"Roll");
     source.dmPaperSize = DMPAPER_LETTER;
     MergePublicDevModeFields(source, mode);
-    EXPECT_EQ(Text(mode.dmFormName), TEXT("Letter"));
+    EXPECT_EQ(Text(mode.dmFormName), u"Letter");
     source.dmPaperSize = 999;
     MergePublicDevModeFields(source, mode);
     EXPECT_EQ(mode.dmPaperSize, DMPAPER_LETTER);
@@ -270,7 +263,7 @@ TEST_F(SettingsTest, ResolvesPapersByTableThenNameThenIdThenSize) {
 // Each layer says one resolution more; the last one present wins.
 TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
     host::Printer printer;
-    printer.name = TEXT("P");
+    printer.name = u"P";
     auto with_resolution = [&](WORD resolution) {
         DriverDevMode mode = defaults();
         mode.dmFields = DM_YRESOLUTION;
@@ -284,109 +277,91 @@ TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
         if (layers == 1) printer.devmode8 = bytes(with_resolution(101));
         if (layers == 2) printer.devmode9 = bytes(with_resolution(102));
         if (layers == 3) {
-            host::set_registry_dword(HKEY_CURRENT_USER, kPrinter + TEXT("\\PrinterDriverData"), TEXT("Resolution"),
-                                     103);
+            host::set_registry_dword(HKEY_CURRENT_USER, kPrinter + u"\\PrinterDriverData", u"Resolution", 103);
         }
-        if (layers == 5) host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, TEXT("Resolution"), 105);
+        if (layers == 5) host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, u"Resolution", 105);
         HANDLE handle = host::open_printer(printer);
-        LoadDeviceSettings(handle, nullptr, TEXT("P"), layers >= 4 ? &application : nullptr, settings);
+        LoadDeviceSettings(handle, nullptr, u"P", layers >= 4 ? &application : nullptr, settings);
         host::close_printer(handle);
         EXPECT_EQ(settings.kv.Resolution, layers ? 100 + layers : 600) << layers;
         EXPECT_EQ(settings.dmYResolution, layers ? 100 + layers : 600) << layers;
     }
-    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, TEXT("DefaultFont"), TEXT("Georgia"));
-    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, TEXT("Compression"), TEXT("too long to be a number"));
-    LoadDeviceSettings(nullptr, TEXT("S-1-5-21"), TEXT("P"), nullptr, settings);
+    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, u"DefaultFont", u"Georgia");
+    host::set_registry_string(HKEY_CURRENT_USER, kPrinter, u"Compression", u"too long to be a number");
+    LoadDeviceSettings(nullptr, u"S-1-5-21", u"P", nullptr, settings);
     EXPECT_STREQ(settings.kv.DefaultFont, "Georgia");
     EXPECT_EQ(settings.kv.Compression, 0x31);
     ASSERT_EQ(host::messages().size(), 2u) << "no such user key";
 }
 
 TEST_F(SettingsTest, MergesPaperTraysByOwner) {
-    auto tray = [](HKEY root, const Text& key, const WCHAR* bin, const WCHAR* name) {
-        host::set_registry_string(root, key + TEXT("\\PaperTrays"), bin, name);
-    };
-    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("302"), TEXT("m302"));
-    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("300"), TEXT("m300"));
-    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("0301"), TEXT("leading zero"));
-    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("299"), TEXT("below"));
-    tray(HKEY_LOCAL_MACHINE, kProduct, TEXT("32767"), TEXT("above"));
-    tray(HKEY_LOCAL_MACHINE, kPrinter, TEXT("302"), TEXT("p302"));
-    tray(HKEY_CURRENT_USER, kProduct, TEXT("300"), TEXT("u300"));
-    tray(HKEY_CURRENT_USER, kProduct, TEXT("32766"), TEXT("u"));
-    tray(HKEY_CURRENT_USER, kPrinter, TEXT("302"), TEXT("q302"));
-    tray(HKEY_CURRENT_USER, kPrinter, TEXT("32766"), TEXT("q"));
-    struct {
-        bool administrator;
-        const WCHAR *bin300, *bin302;
-    } cases[] = {{false, TEXT("m300"), TEXT("p302")}, {true, TEXT("u300"), TEXT("q302")}};
-    for (const auto& test : cases) {
-        host::machine().administrator = test.administrator;
+    const std::tuple<HKEY, Text, Text, Text> trays_of_owners[] = {
+        {HKEY_LOCAL_MACHINE, kProduct, u"302", u"m302"},   {HKEY_LOCAL_MACHINE, kProduct, u"300", u"m300"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"0301", u"zero"},  {HKEY_LOCAL_MACHINE, kProduct, u"299", u"below"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"32767", u"over"}, {HKEY_LOCAL_MACHINE, kPrinter, u"302", u"p302"},
+        {HKEY_CURRENT_USER, kProduct, u"300", u"u300"},    {HKEY_CURRENT_USER, kProduct, u"32766", u"u"},
+        {HKEY_CURRENT_USER, kPrinter, u"302", u"q302"},    {HKEY_CURRENT_USER, kPrinter, u"32766", u"q"}};
+    for (const auto& [root, key, bin, name] : trays_of_owners) {
+        host::set_registry_string(root, key + u"\\PaperTrays", bin, name);
+    }
+    const std::tuple<bool, const WCHAR*, const WCHAR*> cases[] = {{false, u"m300", u"p302"}, {true, u"u300", u"q302"}};
+    for (const auto& [administrator, bin300, bin302] : cases) {
+        host::machine().administrator = administrator;
         PaperTrays trays;
-        GetPaperTrays(TEXT("P"), trays);
+        GetPaperTrays(u"P", trays);
         ASSERT_EQ(trays.count, 3u);
-        EXPECT_EQ(Text(trays.find(300)->name.c_str()), test.bin300);
-        EXPECT_EQ(Text(trays.find(302)->name.c_str()), test.bin302);
-        EXPECT_EQ(Text(trays.find(32766)->name.c_str()), TEXT("q"));
+        EXPECT_EQ(Text(trays.find(300)->name.c_str()), bin300);
+        EXPECT_EQ(Text(trays.find(302)->name.c_str()), bin302);
+        EXPECT_EQ(Text(trays.find(32766)->name.c_str()), u"q");
         EXPECT_EQ(trays.find(301), nullptr);
     }
 }
 
 TEST_F(SettingsTest, ReportsPrinterFailuresOnlyWhenAsked) {
     host::Printer printer;
-    printer.name = TEXT("P");
+    printer.name = u"P";
     HANDLE handle = host::open_printer(printer);
     HeapArray<BYTE> info;
+    using enum host::CallKind;
     for (bool quiet : {true, false}) {
-        host::fail_call(host::CallKind::Spooler, 1);
-        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
-        host::fail_call(host::CallKind::Spooler, 2);
-        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
-        host::fail_call(host::CallKind::Allocation, 1);
-        EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
+        for (const auto& [kind, call] : {std::pair{Spooler, 1}, {Spooler, 2}, {Allocation, 1}}) {
+            host::fail_call(kind, call);
+            EXPECT_FALSE(CPrinter::GetPrinterInfo(handle, 5, info, quiet));
+        }
         EXPECT_FALSE(info);
-        EXPECT_EQ(host::messages().size(), quiet ? 0u : 3u);
+        EXPECT_EQ(shown().size(), quiet ? 0u : 3u);
     }
-    EXPECT_TRUE(host::messages()[0].text.starts_with(u"GetPrinter: "));
-    EXPECT_EQ(host::messages()[2].text, u"Out of memory (CPrinter::GetPrinterInfo).");
+    EXPECT_TRUE(shown()[0].starts_with(u"GetPrinter: "));
+    EXPECT_EQ(shown()[2], u"Out of memory (CPrinter::GetPrinterInfo).");
     EXPECT_TRUE(CPrinter::GetPrinterInfo(handle, 5, info, false));
     host::close_printer(handle);
 }
 
 // Whatever call fails, settings are loaded from what remains, and nothing is held afterwards.
 TEST_F(SettingsTest, LoadsThroughEachFailingCall) {
-    custom_paper(TEXT("Roll"), 0, 123456, 654321, 2);
-    host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, TEXT("Resolution"), 105);
-    host::set_registry_string(HKEY_LOCAL_MACHINE, kProduct + TEXT("\\PaperTrays"), TEXT("300"), TEXT("tray"));
+    custom_paper(u"Roll", 0, 123456, 654321, 2);
+    host::set_registry_dword(HKEY_CURRENT_USER, kPrinter, u"Resolution", 105);
+    host::set_registry_string(HKEY_LOCAL_MACHINE, kProduct + u"\\PaperTrays", u"300", u"tray");
     host::Printer printer;
-    printer.name = TEXT("P");
+    printer.name = u"P";
     printer.devmode8 = printer.devmode9 = bytes(defaults());
     HANDLE handle = host::open_printer(printer);
     DriverDevMode application = defaults();
     application.dmPaperSize = 999;
-    auto before = host::live_objects();
-    using host::CallKind;
-    for (auto kind : {CallKind::Allocation, CallKind::Registry, CallKind::Spooler, CallKind::Process}) {
-        uint64_t n = 1;
-        for (bool reached = true; reached; ++n) {
-            host::clear_failures();
-            host::fail_call(kind, n);
-            DriverDevMode settings;
-            LoadDeviceSettings(handle, nullptr, TEXT("P"), &application, settings);
-            PaperTrays trays;
-            GetPaperTrays(TEXT("P"), trays);
-            reached = host::calls_made(kind) >= n;
-            EXPECT_TRUE(settings.kv.Resolution == 105 || settings.kv.Resolution == 600);
-            EXPECT_LE(trays.count, 1u);
-            if (!reached) {
-                EXPECT_TRUE(settings.kv.Resolution == 105 && trays.count == 1);
-            }
-        }
-        EXPECT_GT(n, 3u);
-        EXPECT_TRUE(before == host::live_objects());
-    }
+    before = host::live_objects();
+    using enum host::CallKind;
+    fail_each_call({Allocation, Registry, Spooler, Process}, [&](const Failed& failed) {
+        DriverDevMode settings;
+        LoadDeviceSettings(handle, nullptr, u"P", &application, settings);
+        PaperTrays trays;
+        GetPaperTrays(u"P", trays);
+        const bool sound = failed().empty();
+        EXPECT_TRUE(settings.kv.Resolution == 105 || (settings.kv.Resolution == 600 && !sound));
+        EXPECT_TRUE(trays.count == 1 || (trays.count == 0 && !sound));
+    });
     host::close_printer(handle);
+    before = host::live_objects();
 }
 
 }  // namespace
-}  // namespace kv
+}  // namespace kv::test

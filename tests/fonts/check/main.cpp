@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "tests/common/workspace.h"
 #include "tests/fonts/freetype_names.h"
 
 namespace {
@@ -29,11 +29,6 @@ std::vector<fs::path> fonts_below(const fs::path& folder) {
     return fonts;
 }
 
-std::vector<BYTE> content(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -49,7 +44,7 @@ int main(int argc, char** argv) {
         kv::test::FontComparison result;
         const std::vector<fs::path> fonts = fonts_below(folder);
         for (const fs::path& path : fonts) {
-            kv::test::compare_with_freetype(content(path), path.filename().string(), result);
+            kv::test::compare_with_freetype(kv::test::read_bytes(path), path.filename().string(), result);
         }
         std::printf("%-28s %6zu %6zu %8zu %8zu %10zu %7zu\n", folder.filename().c_str(), fonts.size(), result.faces,
                     result.records, result.names, result.characters, result.faults.size());
