@@ -147,24 +147,13 @@ std::vector<BYTE> private_mode(const VersionCase& test) {
     std::memcpy(part, "KV", 2);
     const DWORD flags = 0x33EFF;
     std::memcpy(part + test.flags, &flags, 4);
-    const std::pair<int, int> numbers[] = {{test.version ? 2 : 0, test.version},
-                                           {test.compression, 0x99},
-                                           {test.escapes, 7},
-                                           {test.version == 0 ? 84 : test.escapes + 2, 8},
-                                           {test.units, 9},
-                                           {test.down_samp, 111},
-                                           {test.quality, 50},
-                                           {test.mono, 222},
-                                           {test.action, 0x1234},
-                                           {test.numbers, 301},
-                                           {test.numbers + 2, 302},
-                                           {test.numbers + 4, 303},
-                                           {test.numbers + 6, 304},
-                                           {test.numbers + 8, 305},
-                                           {test.numbers + 10, 306}};
-    for (const auto& [at, number] : numbers) {
-        if (at) std::memcpy(part + at, &number, 2);
-    }
+    auto put = [&](int at, int value) {
+        if (at) std::memcpy(part + at, &value, 2);
+    };
+    for (int i = 0; i < 6; ++i) put(test.numbers + 2 * i, 301 + i);
+    put(test.version ? 2 : 0, test.version), put(test.version ? test.escapes + 2 : 84, 8);
+    put(test.compression, 0x99), put(test.escapes, 7), put(test.units, 9), put(test.down_samp, 111);
+    put(test.quality, 50), put(test.mono, 222), put(test.action, 0x1234);
     text(test.application, "app");
     text(test.font, "Arial");
     text(test.carried, "carried");
@@ -189,23 +178,19 @@ TEST_F(SettingsTest, ReadsEveryPrivateVersion) {
         EXPECT_TRUE(mode.kv.Resolution == 301 && mode.kv.MarginLeft == 302 && mode.kv.MarginTop == 303);
         EXPECT_TRUE(mode.kv.MarginRight == 304 && mode.kv.MarginBottom == 305 && mode.kv.ShowDlg == 306);
         EXPECT_EQ(mode.kv.AutoEm, 8);
-        EXPECT_EQ(mode.kv.Compression, test.compression ? 0x99 : 0x31);
-        EXPECT_EQ(mode.kv.PathEscapes, test.escapes ? 7 : 1);
-        EXPECT_EQ(mode.kv.units, test.units ? 9 : 2);
         EXPECT_STREQ(mode.kv.carried_text, test.carried ? "carried" : "");
-        EXPECT_EQ(mode.kv.ResDownSamp, test.down_samp ? 111 : 150);
-        EXPECT_EQ(mode.kv.JpegQuality, test.quality ? 50 : 75);
-        EXPECT_EQ(mode.kv.ResDownSampMono, test.mono ? 222 : 300);
-        EXPECT_EQ(mode.kv.KvAction, test.action ? 0x1234 : 0x8000);
         DWORD expected = kPrivateAll;
-        const std::pair<int, DWORD> later[] = {{test.compression, kPrivateCompression},
-                                               {test.escapes, kPrivatePathEscapes},
-                                               {test.units, kPrivateUnits},
-                                               {test.down_samp, kPrivateResDownSamp},
-                                               {test.quality, kPrivateJpegQuality},
-                                               {test.mono, kPrivateResDownSampMono},
-                                               {test.action, kPrivateKvAction}};
-        for (const auto& [at, bit] : later) expected &= ~(at ? 0 : bit);
+        auto expect = [&](int at, DWORD bit, WORD read, WORD written, WORD otherwise) {
+            EXPECT_EQ(read, at ? written : otherwise) << std::hex << bit;
+            expected &= ~(at ? 0 : bit);
+        };
+        expect(test.compression, kPrivateCompression, mode.kv.Compression, 0x99, 0x31);
+        expect(test.escapes, kPrivatePathEscapes, mode.kv.PathEscapes, 7, 1);
+        expect(test.units, kPrivateUnits, mode.kv.units, 9, 2);
+        expect(test.down_samp, kPrivateResDownSamp, mode.kv.ResDownSamp, 111, 150);
+        expect(test.quality, kPrivateJpegQuality, mode.kv.JpegQuality, 50, 75);
+        expect(test.mono, kPrivateResDownSampMono, mode.kv.ResDownSampMono, 222, 300);
+        expect(test.action, kPrivateKvAction, mode.kv.KvAction, 0x1234, 0x8000);
         EXPECT_EQ(mode.kv.mask, expected);
     }
 }
