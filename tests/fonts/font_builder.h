@@ -10,18 +10,14 @@
 namespace kv::test {
 
 inline Bytes ascii(const std::string& text) { return Bytes(text.begin(), text.end()); }
-inline Bytes utf16(const std::u16string& text) {
-    Big out;
-    for (char16_t unit : text) out.u16({unit});
-    return out.bytes;
-}
+inline Bytes big_utf16(const std::u16string& text) { return Big().text(text); }
 
 struct Name {
     int platform, encoding, language, id;
     Bytes text;
 };
 inline Name windows_name(int id, const std::u16string& text, int language = 0x409, int encoding = 1) {
-    return {3, encoding, language, id, utf16(text)};
+    return {3, encoding, language, id, big_utf16(text)};
 }
 inline Name mac_name(int id, const Bytes& text, int language = 0, int script = 0) {
     return {1, script, language, id, text};

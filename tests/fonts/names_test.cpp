@@ -74,8 +74,8 @@ TEST_F(FontNamesTest, DecodesUtf16Records) {
         {windows_name(1, u"Abc"), "409/0/16:Abc"},
         {windows_name(1, u"Abc", 0x40C, 3), "40C/936/16:Abc"},
         {windows_name(1, u"Abc", 0x409, 7), "409/0/16:Abc"},
-        {{0, 3, 5, 1, utf16(u"Abc")}, "5/0/16:Abc"},  // no code page, whatever the encoding
-        {{2, 3, 5, 1, utf16(u"Abc")}, ""},            // platform ISO
+        {{0, 3, 5, 1, big_utf16(u"Abc")}, "5/0/16:Abc"},  // no code page, whatever the encoding
+        {{2, 3, 5, 1, big_utf16(u"Abc")}, ""},            // platform ISO
         {{3, 1, 0x409, 1, {0, 'A', 0}}, "409/0/16:A"},
         {{3, 1, 0x409, 1, {0}}, ""},
         {windows_name(1, std::u16string(1, u'\0')), ""},
@@ -155,7 +155,7 @@ TEST_F(FontNamesTest, MergesTheTwoFormsOfAName) {
         {{mac_name(1, ascii("Font")), windows_name(1, u"Police", 0x40C)}, u"Font", "Font", 0x409, 0x409},
         // A language that is not known is not replaced and replaces nothing.
         {{mac_name(1, ascii("Eight"), 34), windows_name(1, u"Font")}, u"Font", "Eight", 0x409, 0},
-        {{mac_name(1, ascii("Font")), {0, 3, 0, 1, utf16(u"Unicode")}}, u"Unicode", "Font", 0, 0x409},
+        {{mac_name(1, ascii("Font")), {0, 3, 0, 1, big_utf16(u"Unicode")}}, u"Unicode", "Font", 0, 0x409},
         {{mac_name(1, ascii("Police"), 1), windows_name(1, u"Schrift", 0x407)}, u"Schrift", "Police", 0x407, 0x40C},
     };
     for (const auto& [names, wide_text, ansi, wide_language, ansi_language] : cases) {

@@ -105,7 +105,7 @@ TEST_F(TtcTest, FindsTheMemberOfAFace) {
     const Bytes file = collection(
         {}, {{{"name", name_table({windows_name(4, u"One"), windows_name(1, u"Zero")})}},
              {{"maxp", maxp_table(1)}},
-             {{"name", name_table({{0, 3, 0, 1, utf16(u"One")}, mac_name(1, ascii("\xCF\xF0"), 32, 7)})}},
+             {{"name", name_table({{0, 3, 0, 1, big_utf16(u"One")}, mac_name(1, ascii("\xCF\xF0"), 32, 7)})}},
              {{"name",
                name_table({windows_name(1, u"\x41F\x440"), {2, 0, 0, 1, ascii("Two")}, windows_name(1, u"One")})}}});
     const std::pair<const WCHAR*, LONG> faces[] = {
