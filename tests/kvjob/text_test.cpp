@@ -49,82 +49,79 @@ TEST(TextBodiesTest, AFontNamesAFaceOrAFile) {
     EXPECT_TRUE(read_font(embedded_font_definition(9, -50, 1, 5)).file->vertical);
 }
 
-std::vector<std::string> fault_messages(const Buffer& job) {
-    std::vector<std::string> messages;
-    for (const Finding& finding : check_job(job)) messages.push_back(finding.message);
+// What the check says of a job, joined by bars.
+std::string faults_of(const Buffer& job) {
+    std::string messages;
+    for (const Finding& finding : check_job(job)) messages += (messages.empty() ? "" : "|") + finding.message;
     return messages;
 }
 
-// A page with a font of the identifier that fill is given, and what fill adds.
-template <class Fill>
-std::vector<std::string> faults_on_page(Fill fill) {
+// A page with a font that is introduced, and chosen when `chosen`, and one more record.
+std::string faults_of_record(int type, const Buffer& body, bool chosen) {
     JobBuilder job;
     const uint32_t font = job.start_page().next_id();
     job.record(9, font_definition(font, -50, u"DejaVu Sans"));
-    fill(job, font);
-    return fault_messages(job.end_page().finish());
+    if (chosen) job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1}));
+    return faults_of(job.record(type, body).end_page().finish());
 }
 
-Buffer one_glyph() { return Body().u8({0x40, 1}).u16({'a', 0, 5, 5, 9}); }
+TEST(TextCheckTest, FindsFaultsOfText) {
+    const Buffer sound = Body().u8({0x40, 1}).u16({'a', 0, 5, 5, 9});
+    const struct {
+        int type;
+        Buffer body;
+        const char* faults;
+    } cases[] = {
+        {30, sound, ""},
+        {30, {0x40, 0}, "text: no glyphs"},
+        {30, {0, 1}, "text: neither characters nor glyphs"},
+        {30, {0x41, 1}, "text: unknown flags"},
+        {30, Body().u8({0x40, 1}).u16({'a', 1, 5, 5, 9}), "text: characters without their end"},
+        {30, Body().u8({0x40, 1}).u16({'a', 0, 5, 5}), "text: body ends too early"},
+        {30, Body().u8({0x48, 1}).u16({'a', 0, 5, 5, 9, 2}), "text: the first glyph lies off its own baseline"},
+        {30, Body().u8({0x50, 1}).u16({'a', 0, 5, 5, 9, 1, 1, 2, 2}), "text: opaque rectangle of transparent text"},
+        {54, Body().u8({0x40, 1}).u16({'a', 0}).u32({5, 5}).u16({9}), "text: 32-bit coordinates where 16 bits do"},
+        {19, {0x48, 0, 0, 0, 0, 2}, "text state: fields 0x40 repeat what they were"},
+        {19, {0x40, 9, 9, 9, 0}, "text state: text colour is not snapped"},
+        {19, {0x80, 0x4D, 0, 0, 0}, "text state: font 0x4D was not introduced"},
+        {19, {0x08, 3}, "text state: background mode is 3"},
+        {19, {0x04, 3}, "text state: unknown change bits"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(faults_of_record(c.type, c.body, true), c.faults);
+    EXPECT_EQ(faults_of_record(30, sound, false), "text: no font was set on the page");
+}
 
-TEST(TextCheckTest, FindsFaultsOfFontsAndText) {
-    using Messages = std::vector<std::string>;
-    auto record = [](int type, const Buffer& body) {
-        return faults_on_page([&](JobBuilder& job, uint32_t font) {
-            job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(type, body);
-        });
+TEST(TextCheckTest, FindsFaultsOfFonts) {
+    const struct {
+        size_t at;
+        Buffer bytes;
+        const char* faults;
+    } cases[] = {
+        {4, {40, 0, 0, 0}, "font definition: height of cells instead of the em"},
+        {16, {1}, "font definition: orientation differs from the escapement"},
+        {24, {2}, "font definition: style flag is 2"},
+        {27, {0}, "font definition: character set 0"},
+        {95, {0}, "font definition: bytes behind the face name"},
     };
-    EXPECT_EQ(record(30, one_glyph()), Messages{});
-    EXPECT_EQ(record(30, Body().u8({0x40, 0})), Messages{"text: no glyphs"});
-    EXPECT_EQ(record(30, Body().u8({0, 1})), Messages{"text: neither characters nor glyphs"});
-    EXPECT_EQ(record(30, Body().u8({0x41, 1})), Messages{"text: unknown flags"});
-    EXPECT_EQ(record(30, Body().u8({0x40, 1}).u16({'a', 1, 5, 5, 9})), Messages{"text: characters without their end"});
-    EXPECT_EQ(record(30, Body().u8({0x40, 1}).u16({'a', 0, 5, 5})), Messages{"text: body ends too early"});
-    EXPECT_EQ(record(30, Body().u8({0x48, 1}).u16({'a', 0, 5, 5, 9, 2})),
-              Messages{"text: the first glyph lies off its own baseline"});
-    EXPECT_EQ(record(30, Body().u8({0x50, 1}).u16({'a', 0, 5, 5, 9, 1, 1, 2, 2})),
-              Messages{"text: opaque rectangle of transparent text"});
-    EXPECT_EQ(record(54, Body().u8({0x40, 1}).u16({'a', 0}).u32({5, 5}).u16({9})),
-              Messages{"text: 32-bit coordinates where 16 bits do"});
-    EXPECT_EQ(record(19, Body().u8({0x48}).u32({0}).u8({2})),
-              Messages{"text state: fields 0x40 repeat what they were"});
-    EXPECT_EQ(record(19, Body().u8({0x40}).u32({0x090909})), Messages{"text state: text colour is not snapped"});
-    EXPECT_EQ(record(19, Body().u8({0x80}).u32({77})), Messages{"text state: font 0x4D was not introduced"});
-    EXPECT_EQ(record(19, Body().u8({0x08, 3})), Messages{"text state: background mode is 3"});
-    EXPECT_EQ(record(19, Body().u8({0x04, 3})), Messages{"text state: unknown change bits"});
-    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) { job.record(30, one_glyph()); }),
-              Messages{"text: no font was set on the page"});
-    auto definition = [](auto change) {
-        return faults_on_page([&](JobBuilder& job, uint32_t) {
-            Buffer body = font_definition(job.next_id(), -40, u"A");
-            change(body);
-            job.record(9, body);
-        });
+    const uint32_t id = JobBuilder().start_page().next_id();
+    auto faults_of_definition = [](int type, const Buffer& body) {
+        return faults_of(JobBuilder().start_page().record(type, body).end_page().finish());
     };
-    EXPECT_EQ(definition([](Buffer& body) { body[4] = 40, body[7] = 0, body[5] = body[6] = 0; }),
-              Messages{"font definition: height of cells instead of the em"});
-    EXPECT_EQ(definition([](Buffer& body) { body[16] = 1; }),
-              Messages{"font definition: orientation differs from the escapement"});
-    EXPECT_EQ(definition([](Buffer& body) { body[24] = 2; }), Messages{"font definition: style flag is 2"});
-    EXPECT_EQ(definition([](Buffer& body) { body[27] = 0; }), Messages{"font definition: character set 0"});
-    EXPECT_EQ(definition([](Buffer& body) { body[95] = 0; }), Messages{"font definition: bytes behind the face name"});
-    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
-                  job.record(9, embedded_font_definition(job.next_id(), -50, 0x20000001, 1));
-              }),
-              Messages{"font definition: font file 0x20000001 was not introduced"});
-    EXPECT_EQ(faults_on_page([](JobBuilder& job, uint32_t) {
-                  job.record(28, Body().u32({static_cast<int64_t>(job.next_id()), 5}).fill(4, 0));
-              }),
-              Messages{"embedded font file: size does not match the length"});
+    for (const auto& c : cases) {
+        Buffer body = font_definition(id, -40, u"A");
+        std::copy(c.bytes.begin(), c.bytes.end(), body.begin() + static_cast<ptrdiff_t>(c.at));
+        EXPECT_EQ(faults_of_definition(9, body), c.faults);
+    }
+    EXPECT_EQ(faults_of_definition(9, embedded_font_definition(id, -50, 0x20000001, 1)),
+              "font definition: font file 0x20000001 was not introduced");
+    EXPECT_EQ(faults_of_definition(28, Body().u32({id, 5}).fill(4, 0)),
+              "embedded font file: size does not match the length");
 }
 
 TextRun run_of(int x, int y, const std::vector<uint16_t>& advances, const std::vector<uint16_t>& offsets = {}) {
     TextRun run;
-    run.count = advances.size();
-    run.characters.assign(run.count, 'x');
-    run.x = x, run.y = y;
-    run.advances = advances;
-    run.offsets = offsets;
+    run.count = advances.size(), run.characters.assign(run.count, 'x');
+    run.x = x, run.y = y, run.advances = advances, run.offsets = offsets;
     return run;
 }
 
@@ -161,24 +158,22 @@ TEST(GlyphRunTest, GlyphsFollowTheBaseline) {
 
 TEST(GlyphNamesTest, NamesSayWhatTheMapDoesNot) {
     auto of_font = [](const std::string& name) { return uint32_t{name == "a" || name == "eacute" ? 0xE1u : 0u}; };
-    const std::pair<const char*, std::u32string> cases[] = {
-        {"a.sc", U"\u00E1"},
-        {"uni0061", U"a"},
-        {"uni00660069", U"fi"},
-        {"uni0066_uni0069.alt", U"fi"},
-        {"u1F600", U"\U0001F600"},
-        {"f_f_i", U""},
-        {"ffi", U"ffi"},
-        {"a_fl", U"\u00E1fl"},
-        {"uniD800", U""},
-        {"uni006", U""},
-        {"u110000", U""},
-        {"u61", U""},
-        {"uni00g1", U""},
-        {".notdef", U""},
-        {"", U""},
-        {"glyph12", U""},
-    };
+    const std::pair<const char*, std::u32string> cases[] = {{"a.sc", U"\u00E1"},
+                                                            {"uni0061", U"a"},
+                                                            {"uni00660069", U"fi"},
+                                                            {"uni0066_uni0069.alt", U"fi"},
+                                                            {"u1F600", U"\U0001F600"},
+                                                            {"f_f_i", U""},
+                                                            {"ffi", U"ffi"},
+                                                            {"a_fl", U"\u00E1fl"},
+                                                            {"uniD800", U""},
+                                                            {"uni006", U""},
+                                                            {"u110000", U""},
+                                                            {"u61", U""},
+                                                            {"uni00g1", U""},
+                                                            {".notdef", U""},
+                                                            {"", U""},
+                                                            {"glyph12", U""}};
     for (const auto& [name, text] : cases) EXPECT_EQ(text_of_glyph_name(name, of_font), text) << name;
 }
 
@@ -227,7 +222,7 @@ TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
     JobBuilder job;
     start_page_with_font(job, -100);
     const Buffer bytes = job.end_page().finish();
-    EXPECT_EQ(fault_messages(bytes), std::vector<std::string>{});
+    EXPECT_EQ(faults_of(bytes), "");
     char name[] = "/tmp/kvjob_test_XXXXXX";
     const std::filesystem::path folder = mkdtemp(name);
     std::FILE* list = std::fopen((folder / "list").c_str(), "w");
