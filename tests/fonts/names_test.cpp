@@ -43,6 +43,9 @@ TEST_F(FontNamesTest, DecodesMacintoshRecords) {
         // The script's code page comes first where it has one.
         {mac_name(1, ascii("\x82\xA0"), 11, 1), 1251, "411/932/8:\x82\xA0"},
         {mac_name(1, ascii("\xE9"), 0, 8), 1251, "419/1251/8:\xE9"},
+        {mac_name(1, ascii("\xD0"), 0, 8), 1254, "41F/1254/8:\xD0"},
+        {mac_name(1, ascii("\xC7"), 0, 8), 1256, "401/1256/8:\xC7"},
+        {mac_name(1, ascii("\xD0"), 0, 8), 1258, "42A/1258/8:\xD0"},
         {mac_name(1, ascii("\xE9"), 0, 8), 0, ""},
         {mac_name(1, ascii("Abc"), 0, 33), 0, "409/1252/8:Abc"},
         // English is not believed where the text is none.
