@@ -43,6 +43,13 @@ public:
         const uint8_t* pixel = &bytes_[static_cast<size_t>(y * width_ + x) * 3];
         return static_cast<uint32_t>(pixel[0] << 16 | pixel[1] << 8 | pixel[2]);
     }
+    struct Pixel {
+        int x, y;
+        uint32_t rgb;
+    };
+    void expect(std::initializer_list<Pixel> pixels) const {
+        for (auto [x, y, rgb] : pixels) EXPECT_EQ(at(x, y), rgb) << x << ", " << y;
+    }
     // Pixels of an area that are not white.
     int marked(int left, int top, int right, int bottom) const {
         int count = 0;
@@ -99,11 +106,8 @@ TEST(RenderTest, PathsAreFilledByTheirRule) {
         const Drawn page = draw([&](JobBuilder& job) {
             job.record(39, Body().u16({0x0E}).u32({solid(kRed)}).u8({13, mode})).record(35, nested);
         });
-        EXPECT_EQ(page.at(10, 10), kRed);
-        EXPECT_EQ(page.at(89, 89), kRed);
-        EXPECT_EQ(page.at(9, 50), kWhite);
-        EXPECT_EQ(page.at(90, 50), kWhite);
-        EXPECT_EQ(page.at(50, 50), mode == 1 ? kWhite : kRed);
+        page.expect({{10, 10, kRed}, {89, 89, kRed}, {9, 50, kWhite}, {90, 50, kWhite}});
+        page.expect({{50, 50, mode == 1 ? kWhite : kRed}});
     }
 }
 
@@ -120,11 +124,10 @@ TEST(RenderTest, FiguresInSeveralEntriesAndCurves) {
                            .u8({0x1A, 4})
                            .u16({100, 20, 117, 20, 130, 33, 130, 50}));
     });
-    EXPECT_EQ(page.at(49, 49), kRed);
-    EXPECT_EQ(page.at(100, 21), kRed);
-    EXPECT_EQ(page.at(80, 33), kRed);    // 26 from the centre
-    EXPECT_EQ(page.at(77, 27), kWhite);  // 33 from it
-    EXPECT_EQ(page.at(122, 72), kWhite);
+    page.expect({{49, 49, kRed}, {100, 21, kRed}});
+    page.expect({{80, 33, kRed}});    // 26 from the centre
+    page.expect({{77, 27, kWhite}});  // 33 from it
+    page.expect({{122, 72, kWhite}});
 }
 
 TEST(RenderTest, LinesRunThroughPixelCentres) {
@@ -133,15 +136,12 @@ TEST(RenderTest, LinesRunThroughPixelCentres) {
         job.record(39, Body().u16({0x20}).u8({5})).record(34, path16({10, 40, 60, 40}, 0x03));
         job.record(34, path16({80, 20, 120, 20, 120, 60, 80, 60}));
     });
-    EXPECT_EQ(page.at(30, 20), kBlack);
-    EXPECT_EQ(page.at(30, 19), kWhite);
-    EXPECT_EQ(page.at(30, 21), kWhite);
+    page.expect({{30, 20, kBlack}, {30, 19, kWhite}, {30, 21, kWhite}});
     for (int y = 38; y <= 42; ++y) EXPECT_EQ(page.at(30, y), kBlack);
-    EXPECT_EQ(page.at(30, 37), kWhite);
-    EXPECT_EQ(page.at(30, 43), kWhite);
-    EXPECT_EQ(page.at(80, 40), kBlack);  // closed
-    EXPECT_EQ(page.at(78, 18), kBlack);  // mitered
-    EXPECT_EQ(page.at(100, 40), kWhite);
+    page.expect({{30, 37, kWhite}, {30, 43, kWhite}});
+    page.expect({{80, 40, kBlack}});  // closed
+    page.expect({{78, 18, kBlack}});  // mitered
+    page.expect({{100, 40, kWhite}});
 }
 
 TEST(RenderTest, DashesAndStyleMasks) {
@@ -153,16 +153,11 @@ TEST(RenderTest, DashesAndStyleMasks) {
         job.record(39, Body().u16({0x10}).u8({0})).record(34, path16({10, 80, 100, 80}, 0x03));
     });
     for (int start = 11; start + 12 < 90; start += 13) {
-        EXPECT_EQ(page.at(start, 20), kBlack);
-        EXPECT_EQ(page.at(start + 7, 20), kBlack);
-        EXPECT_EQ(page.at(start + 9, 20), kWhite);
-        EXPECT_EQ(page.at(start + 11, 20), kWhite);
+        page.expect({{start, 20, kBlack}, {start + 7, 20, kBlack}, {start + 9, 20, kWhite}, {start + 11, 20, kWhite}});
     }
     for (int start = 11; start + 15 < 90; start += 16) {
-        EXPECT_EQ(page.at(start, 40), kBlack);
-        EXPECT_EQ(page.at(start + 10, 40), kBlack);
-        EXPECT_EQ(page.at(start + 12, 40), kWhite);
-        EXPECT_EQ(page.at(start + 14, 40), kWhite);
+        page.expect({{start, 40, kBlack}, {start + 10, 40, kBlack}, {start + 12, 40, kWhite}});
+        page.expect({{start + 14, 40, kWhite}});
     }
     EXPECT_EQ(page.marked(0, 55, 200, 65), 0);
     EXPECT_EQ(page.at(50, 80), kBlack);
@@ -218,14 +213,10 @@ TEST(RenderTest, ClipsLimitEveryWayOfDrawing) {
             job.record(18, Body().u8({0x33}).add(rect16(0, 0, 1, 1)).add(rect16(0, 50, 200, 150)).add(white));
             job.record(10).record(14, fill16(0xF0, 190, 140, 200, 150));
         });
-        EXPECT_EQ(page.at(30, 25), kRed);
-        EXPECT_EQ(page.at(30, 45), 0x00FFFFu);
-        EXPECT_EQ(page.at(30, 55), kBlack);
+        page.expect({{30, 25, kRed}, {30, 45, 0x00FFFFu}, {30, 55, kBlack}});
         EXPECT_EQ(page.marked(0, 0, 20, 150), 0);
         EXPECT_EQ(page.marked(0, 0, 200, 20), 0);
-        EXPECT_EQ(page.at(115, 50), kWhite);
-        EXPECT_EQ(page.at(58, 110), kWhite);
-        EXPECT_EQ(page.at(195, 145), kRed);
+        page.expect({{115, 50, kWhite}, {58, 110, kWhite}, {195, 145, kRed}});
     }
 }
 
@@ -244,18 +235,12 @@ TEST(RenderTest, HatchesAndPatterns) {
     });
     // lines of one pixel, eight apart at 100 dots per inch
     for (int cell = 0; cell < 80; cell += 8) {
-        EXPECT_EQ(page.at(cell + 4, 10), kRed);
-        EXPECT_EQ(page.at(10, cell + 4), kRed);
-        EXPECT_EQ(page.at(cell + 1, 10), 0x00FFFFu);
+        page.expect({{cell + 4, 10, kRed}, {10, cell + 4, kRed}, {cell + 1, 10, 0x00FFFFu}});
     }
     // downwards to the right: the same along the line, white between
     EXPECT_LT(page.at(88, 8) & 0xFF, 0x80u);
     EXPECT_LT(page.at(91, 11) & 0xFF, 0x80u);
-    EXPECT_EQ(page.at(92, 8), kWhite);
-    EXPECT_EQ(page.at(20, 100), kBlue);
-    EXPECT_EQ(page.at(21, 100), kRed);
-    EXPECT_EQ(page.at(120, 100), 0xFFFF00u);
-    EXPECT_EQ(page.at(121, 100), 0x00FFFFu);
+    page.expect({{92, 8, kWhite}, {20, 100, kBlue}, {21, 100, kRed}, {120, 100, 0xFFFF00u}, {121, 100, 0x00FFFFu}});
 }
 
 TEST(RenderTest, TransparencyOfEveryKind) {
@@ -270,14 +255,8 @@ TEST(RenderTest, TransparencyOfEveryKind) {
         job.record(61,
                    Body().u16({0}).add(source).u16({60, 0, 80, 0, 80, 10, 60, 10}).u32({48, 52}).add(two).add(mask));
     });
-    EXPECT_EQ(page.at(5, 5), 0xFF7F7Fu);
-    EXPECT_EQ(page.at(15, 5), 0x7F7FFFu);
-    EXPECT_EQ(page.at(25, 5), 0xFF7F7Fu);
-    EXPECT_EQ(page.at(35, 5), kWhite);
-    EXPECT_EQ(page.at(45, 5), kWhite);
-    EXPECT_EQ(page.at(55, 5), kBlue);
-    EXPECT_EQ(page.at(65, 5), kRed);
-    EXPECT_EQ(page.at(75, 5), kWhite);
+    page.expect({{5, 5, 0xFF7F7Fu}, {15, 5, 0x7F7FFFu}, {25, 5, 0xFF7F7Fu}, {35, 5, kWhite}, {45, 5, kWhite}});
+    page.expect({{55, 5, kBlue}, {65, 5, kRed}, {75, 5, kWhite}});
 }
 
 TEST(RenderTest, ImagesAreScaledCroppedAndTurned) {
@@ -293,17 +272,8 @@ TEST(RenderTest, ImagesAreScaledCroppedAndTurned) {
         job.record(18, bitmap(rect16(0, 1, 2, 2), rect16(60, 0, 61, 1)));  // black and white in one pixel
         job.record(18, bitmap(rect16(0, 0, 2, 2), rect16(195, 145, 215, 165)));
     });
-    EXPECT_EQ(page.at(0, 0), kRed);
-    EXPECT_EQ(page.at(9, 9), kRed);
-    EXPECT_EQ(page.at(10, 9), kBlue);
-    EXPECT_EQ(page.at(9, 10), kBlack);
-    EXPECT_EQ(page.at(19, 19), kWhite);
-    EXPECT_EQ(page.at(39, 19), kRed);
-    EXPECT_EQ(page.at(20, 19), kBlue);
-    EXPECT_EQ(page.at(39, 0), kBlack);
-    EXPECT_EQ(page.at(50, 19), kBlue);
-    EXPECT_EQ(page.at(60, 0), 0x808080u);
-    EXPECT_EQ(page.at(199, 149), kRed);
+    page.expect({{0, 0, kRed}, {9, 9, kRed}, {10, 9, kBlue}, {9, 10, kBlack}, {19, 19, kWhite}, {39, 19, kRed}});
+    page.expect({{20, 19, kBlue}, {39, 0, kBlack}, {50, 19, kBlue}, {60, 0, 0x808080u}, {199, 149, kRed}});
 }
 
 TEST(RenderTest, OtherResolutionsShrinkWhatIsDrawn) {
@@ -314,9 +284,7 @@ TEST(RenderTest, OtherResolutionsShrinkWhatIsDrawn) {
         },
         50);
     EXPECT_EQ(page.height, 75);
-    EXPECT_EQ(page.at(10, 10), kRed);
-    EXPECT_EQ(page.at(19, 19), kRed);
-    EXPECT_EQ(page.at(20, 19), kWhite);
+    page.expect({{10, 10, kRed}, {19, 19, kRed}, {20, 19, kWhite}});
     EXPECT_NEAR(static_cast<int>(page.at(30, 15) & 0xFF), 0x80, 1);  // half a pixel wide
 }
 
@@ -338,16 +306,10 @@ TEST(RenderTest, TextStandsOnItsBaselineAndTurnsWithIt) {
         job.record(19, Body().u8({0x80}).u32({turned})).record(30, letters(u"I", 180, 60, 30));
     });
     // upright: from 27 to 100 and about 10 to 20 into the advance
-    EXPECT_EQ(page.at(25, 60), kRed);
-    EXPECT_EQ(page.at(55, 60), kRed);
-    EXPECT_EQ(page.at(40, 60), kWhite);
-    EXPECT_EQ(page.at(25, 97), kRed);
-    EXPECT_EQ(page.at(25, 30), kRed);
-    EXPECT_EQ(page.at(25, 22), kWhite);
+    page.expect({{25, 60, kRed}, {55, 60, kRed}, {40, 60, kWhite}, {25, 97, kRed}, {25, 30, kRed}, {25, 22, kWhite}});
     EXPECT_EQ(page.marked(0, 101, 200, 150), 0);
     // turned: it leans to the left of the baseline, which runs upwards
-    EXPECT_EQ(page.at(140, 45), kRed);
-    EXPECT_EQ(page.at(177, 45), kRed);
+    page.expect({{140, 45, kRed}, {177, 45, kRed}});
     EXPECT_EQ(page.marked(182, 0, 200, 150), 0);
     EXPECT_EQ(page.marked(90, 62, 200, 101), 0);
 }
@@ -375,12 +337,9 @@ TEST(RenderTest, OpaqueTextCoversItsRectangle) {
         job.record(30, Body().u8({0x50, 1}).u16({' ', 0, 20, 60, 30}).add(rect16(10, 20, 50, 70)));
         job.record(30, letters(u" ", 100, 60, 30));
     });
-    EXPECT_EQ(page.at(10, 20), kBlue);
-    EXPECT_EQ(page.at(49, 69), kBlue);
-    EXPECT_EQ(page.at(50, 69), kWhite);
-    EXPECT_EQ(page.at(115, 40), kBlue);  // by the font's ascent and the advance
-    EXPECT_EQ(page.at(131, 40), kWhite);
-    EXPECT_EQ(page.at(115, 80), kWhite);
+    page.expect({{10, 20, kBlue}, {49, 69, kBlue}, {50, 69, kWhite}});
+    page.expect({{115, 40, kBlue}});  // by the font's ascent and the advance
+    page.expect({{131, 40, kWhite}, {115, 80, kWhite}});
 }
 
 TEST(RenderTest, StylesThatTheFaceLacksAreSimulated) {
@@ -417,8 +376,7 @@ TEST(RenderTest, DamageIsLeftOutAndTheRestIsDrawn) {
         job.record(39, fill_brush(solid(kRed))).record(14, fill16(0xF0, 60, 0, 100, 50));
     });
     EXPECT_EQ(page.faults, 4u);
-    EXPECT_EQ(page.at(20, 20), kWhite);
-    EXPECT_EQ(page.at(80, 20), kRed);
+    page.expect({{20, 20, kWhite}, {80, 20, kRed}});
 }
 
 TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
