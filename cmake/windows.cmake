@@ -77,5 +77,5 @@ if(KV_PROGRAMS)
   # The name that an import of MessageBoxW has.
   set(message_box $<IF:$<EQUAL:${CMAKE_SIZEOF_VOID_P},8>,__imp_MessageBoxW,__imp__MessageBoxW@16>)
   target_compile_definitions(test_system PRIVATE KV_MESSAGE_BOX="${message_box}")
-  target_link_libraries(test_system kv_dispatch ${system_libraries} gtest_main)
+  target_link_libraries(test_system kv_dispatch ${system_libraries} gtest)
 endif()

@@ -44,10 +44,10 @@ namespace {
 
 using std::filesystem::path;
 
-// This program once more, running a test that stands below for that.
+// This program once more, doing what a word says (main, below).
 struct Child {
-    explicit Child(const std::wstring& test) {
-        std::wstring command = command_line(test);
+    explicit Child(const std::wstring& word) {
+        std::wstring command = command_line(word);
         STARTUPINFOW startup = {};
         startup.cb = sizeof startup;
         EXPECT_TRUE(
@@ -62,10 +62,10 @@ struct Child {
         TerminateProcess(process.hProcess, 1);
         WaitForSingleObject(process.hProcess, INFINITE);
     }
-    static std::wstring command_line(const std::wstring& test) {
+    static std::wstring command_line(const std::wstring& word) {
         PathText program;
         GetModuleFileName(nullptr, program);
-        return L"\"" + std::wstring(program.c_str()) + L"\" --gtest_also_run_disabled_tests --gtest_filter=" + test;
+        return L"\"" + std::wstring(program.c_str()) + L"\" " + word;
     }
     PROCESS_INFORMATION process = {};
 };
@@ -191,7 +191,7 @@ TEST_F(SystemTest, WaitsForTheProgramsThatItRuns) {
     EXPECT_TRUE(RunProcess(TEXT("cmd.exe /c exit 7"), options, &code));
     EXPECT_EQ(code, 7u);
     options.timeout = 100;
-    const std::wstring sleeper = Child::command_line(L"Children.DISABLED_Sleeps");
+    const std::wstring sleeper = Child::command_line(L"sleep");
     EXPECT_TRUE(RunProcess(sleeper.c_str(), options, &code));
     EXPECT_EQ(code, DWORD{STILL_ACTIVE});
     // A request to quit ends the wait and is still there afterwards.
@@ -216,7 +216,7 @@ TEST_F(SystemTest, AMutexIsOneForAllProcesses) {
     HANDLE held = CreateEventW(nullptr, TRUE, FALSE, kHeld);
     CNamedMutex mutex(kMutex);
     EXPECT_TRUE(mutex.Acquire(0) && mutex.Acquire(0) && mutex.Release());
-    Child child(L"Children.DISABLED_HoldsTheMutex");
+    Child child(L"hold-the-mutex");
     EXPECT_EQ(WaitForSingleObject(held, 200), DWORD{WAIT_TIMEOUT}) << "it is held here";
     EXPECT_TRUE(mutex.Release());
     ASSERT_EQ(WaitForSingleObject(held, 30000), DWORD{WAIT_OBJECT_0});
@@ -278,15 +278,21 @@ TEST_F(SystemTest, SpeaksToTheDispatcherMessageByMessage) {
     EXPECT_EQ(answers.requests[1], std::string("\xCD\0\0\0", 4));
 }
 
-// What a child does.
-TEST(Children, DISABLED_Sleeps) { Sleep(3000); }
-TEST(Children, DISABLED_HoldsTheMutex) {
+void hold_the_mutex() {
     CNamedMutex mutex(kMutex);
-    ASSERT_TRUE(mutex.Acquire(30000));
-    HANDLE held = OpenEventW(EVENT_MODIFY_STATE, FALSE, kHeld);
-    SetEvent(held);
+    if (!mutex.Acquire(30000)) return;
+    SetEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, kHeld));
     Sleep(60000);
 }
 
 }  // namespace
 }  // namespace kv
+
+// With a word, this program is the child of one of its tests.
+int main(int argc, char** argv) {
+    const std::string word = argc > 1 ? argv[1] : "";
+    if (word == "sleep") return Sleep(3000), 0;
+    if (word == "hold-the-mutex") return kv::hold_the_mutex(), 0;
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
