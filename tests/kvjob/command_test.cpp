@@ -43,7 +43,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
     workspace.write("damaged", job);
     const std::tuple<const char*, int, const char*> cases[] = {
         {"check job", 0, "sound"},
-        {"info job", 0, "pages: 2"},
+        {"info job", 0, "pages: 3"},
         {"dump --page 1 job", 0, "brush definition"},
         {"--help", 0, "usage"},
         {"check damaged", 1, "record of type 99"},

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include <filesystem>
-#include <fstream>
-
+#include "tests/common/workspace.h"
 #include "tests/kvjob/exercise.h"
 #include "tests/kvjob/job_builder.h"
 #include "tests/kvjob/samples.h"
@@ -14,18 +12,16 @@
 namespace kvjob::test {
 namespace {
 
-namespace fs = std::filesystem;
 constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0, kRed = 0xFF0000, kBlue = 0x0000FF;
 
 // A drawn page; pixels are 0x00RRGGBB.
 class Drawn {
 public:
     Drawn(const Buffer& job, double dots_per_inch) {
-        char name[] = "/tmp/kvjob_test_XXXXXX";
-        const fs::path folder = mkdtemp(name);
+        const kv::test::Workspace folder;
         RenderOptions options;
         options.dots_per_inch = dots_per_inch;
-        options.output = (folder / "page.png").string();
+        options.output = folder.path("page.png");
         const auto sink = nowhere();
         Reports reports(sink.get());
         render_job(job, options, reports);
@@ -37,7 +33,6 @@ public:
         width_ = static_cast<int>(image.width), height = static_cast<int>(image.height);
         bytes_.resize(PNG_IMAGE_SIZE(image));
         png_image_finish_read(&image, nullptr, bytes_.data(), 0, nullptr);
-        fs::remove_all(folder);
     }
     uint32_t at(int x, int y) const {
         const uint8_t* pixel = &bytes_[static_cast<size_t>(y * width_ + x) * 3];
@@ -381,21 +376,17 @@ TEST(RenderTest, DamageIsLeftOutAndTheRestIsDrawn) {
 
 TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
     auto pdf = [](int rop) {
-        char name[] = "/tmp/kvjob_test_XXXXXX";
-        const fs::path folder = mkdtemp(name);
+        const kv::test::Workspace folder;
         JobBuilder job;
         const uint32_t font = start_page_with_font(job, -60);
         job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50));
         job.record(39, fill_state(solid(kRed))).record(14, fill16(rop, 0, 0, 50, 50));
         RenderOptions options;
-        options.output = (folder / "job.pdf").string();
+        options.output = folder.path("job.pdf");
         Reports reports(stderr);
         render_job(job.end_page(0, {0, 0, 850, 1100}).finish(), options, reports);
         EXPECT_EQ(reports.count(), 0u);
-        std::ifstream in(options.output, std::ios::binary);
-        std::string bytes(std::istreambuf_iterator<char>(in), {});
-        fs::remove_all(folder);
-        return bytes;
+        return folder.read("job.pdf");
     };
     const std::string plain = pdf(0xF0), mixed = pdf(0x5A);
     EXPECT_TRUE(plain.starts_with("%PDF"));

@@ -64,10 +64,13 @@ Buffer vector_job() {
     job.record(39, Body().u16({0x14}).u8({0x03, 7}))
         .record(34, Body().u8({1, 1, 0x13, 4}).u16({1, 1, 9, 1, 9, 9, 1, 9}));
     job.end_page(0x05).start_page().end_page(0, kEmptyRect);
+    job.start_page().record(39, fill_state(hatch)).record(35, star16(5)).end_page();
     job.largest_entry = 300;
     job.largest_clip = 1;
     return job.finish({{23, Body().text(u"name").u16({0})},
+                       {24, Body().text(u"program").u16({0})},
                        {40, Body().text(u"k").u16({0}).text(u"v").u16({0, 0})},
+                       {40, Body().text(u"k").u16({0, 0})},  // ended by an empty value
                        {37, Body().u32({0}).u16({301}).text(u"Tray").u16({0})}});
 }
 
@@ -78,7 +81,6 @@ Buffer wide_job() {
     job.record(50, Body().u32({0, 0, 39000, 50})).record(51, Body().u8({0xF0}).u32({0, 0, 38000, 20}));
     job.record(48, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
     job.record(46, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
-    job.record(49 - 1, Body().u8({0, 1, 0x0B, 3}).u32({10, 10, 39000, 10, 90, 90}));
     job.end_page(0, {0, 0, 40000, 1100});
     job.largest_entry = 3;
     job.largest_clip = 1;

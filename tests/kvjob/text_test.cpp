@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 
+#include "tests/common/workspace.h"
 #include "tests/kvjob/job_builder.h"
 #include "tests/kvjob/samples.h"
 #include "tools/kvjob/checker.h"
@@ -223,18 +222,15 @@ TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
     start_page_with_font(job, -100);
     const Buffer bytes = job.end_page().finish();
     EXPECT_EQ(faults_of(bytes), "");
-    char name[] = "/tmp/kvjob_test_XXXXXX";
-    const std::filesystem::path folder = mkdtemp(name);
-    std::FILE* list = std::fopen((folder / "list").c_str(), "w");
+    const kv::test::Workspace folder;
+    std::FILE* list = std::fopen(folder.path("list").c_str(), "w");
     Reports reports(stderr);
-    list_fonts(bytes, folder, list, reports);
+    list_fonts(bytes, folder.path(""), list, reports);
     EXPECT_EQ(reports.count(), 0u);
     std::fclose(list);
-    std::ifstream in(folder / "font-20000012.ttf", std::ios::binary);  // its record follows the page start
-    EXPECT_EQ(Buffer(std::istreambuf_iterator<char>(in), {}), sample_font());
-    std::ifstream lines(folder / "list");
-    EXPECT_NE(std::string(std::istreambuf_iterator<char>(lines), {}).find("\"DejaVu Sans\""), std::string::npos);
-    std::filesystem::remove_all(folder);
+    // Its record follows the page start.
+    EXPECT_EQ(kv::test::read_bytes(folder.path("font-20000012.ttf")), sample_font());
+    EXPECT_NE(folder.read("list").find("\"DejaVu Sans\""), std::string::npos);
 }
 
 }  // namespace
