@@ -87,33 +87,31 @@ TEST_F(Print, BadInputIsRefusedInOneLineAndLeavesNoJob) {
     PdfText good;
     good.pages = {"0 0 100 100 re f"};
     const std::string text = good.text();
-    PdfText no_pages, encrypted = good, bad_stream = good;
+    PdfText bad_stream = good;
     bad_stream.objects = {pdf_stream("/Filter /FlateDecode", "this does not inflate")};
     bad_stream.page_entries = "/Contents 10 0 R";
-    workspace.write("empty.pdf", "");
-    workspace.write("text.pdf", "A text and no PDF file.\n");
-    workspace.write("cut.pdf", text.substr(0, text.size() - 40));
-    workspace.write("no-pages.pdf", no_pages.text());
-    workspace.write("bad-stream.pdf", bad_stream.text());
-    workspace.write("good.pdf", text);
     std::string locked = text;
     locked.replace(locked.find("/Root"), 5,
                    "/ID [<00><00>] /Encrypt << /Filter /Standard /V 1 /R 2 /P -4 /O <" + std::string(64, '1') +
                        "> /U <" + std::string(64, '2') + "> >> /Root");
-    workspace.write("locked.pdf", locked);
-    const auto before = workspace.names();
-    const std::pair<const char*, const char*> cases[] = {
-        {"missing.pdf", "no such file"},
-        {".", "not a file"},
-        {"empty.pdf", "not a PDF file"},
-        {"text.pdf", "not a PDF file"},
-        {"cut.pdf", "damaged: its end is missing"},
-        {"no-pages.pdf", "damaged: it has no pages"},
-        {"bad-stream.pdf", "damaged: content is missing"},
-        {"locked.pdf", "encrypted: it needs a password"},
-        {"good.pdf --pages 2", "no such page"},
+    const std::tuple<const char*, const char*, std::string> cases[] = {
+        {"missing.pdf", "no such file", ""},
+        {".", "not a file", ""},
+        {"empty.pdf", "not a PDF file", ""},
+        {"text.pdf", "not a PDF file", "A text and no PDF file.\n"},
+        {"cut.pdf", "damaged: its end is missing", text.substr(0, text.size() - 40)},
+        {"no-pages.pdf", "damaged: it has no pages", PdfText().text()},
+        {"bad-stream.pdf", "damaged: content is missing", bad_stream.text()},
+        {"locked.pdf", "encrypted: it needs a password", locked},
+        {"good.pdf --pages 2", "no such page", ""},
     };
-    for (const auto& [arguments, message] : cases) {
+    workspace.write("good.pdf", text);
+    workspace.write("empty.pdf", "");
+    for (const auto& [name, message, content] : cases) {
+        if (!content.empty()) workspace.write(name, content);
+    }
+    const auto before = workspace.names();
+    for (const auto& [arguments, message, content] : cases) {
         const std::string all = arguments, input = all.substr(0, all.find(' '));
         const ProgramRun refused = run(workspace, "kvprint", all + " -o out.kv");
         EXPECT_EQ(refused.exit_code, 1) << all;
