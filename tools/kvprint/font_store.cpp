@@ -77,7 +77,7 @@ std::shared_ptr<FontFile> FontStore::file_of(fz_font* font) {
     auto [entry, added] = files_.try_emplace(digest);
     entry->second.last_use = ++uses_;
     if (!added) return entry->second.file;
-    const auto file = make_file(font, digest);
+    auto file = make_file(font, digest);
     entry->second.file = file;
     forget_old_files();
     return file;
@@ -93,7 +93,7 @@ std::shared_ptr<FontFile> FontStore::make_file(fz_font* font, const FontDigest& 
     if (sfnt.is_complete() && !is_installed(sfnt)) candidates.insert(candidates.begin(), kOwnName);
     if (const auto given = given_.find(digest); given != given_.end()) candidates = {given->second};
     for (const std::string& name : candidates) {
-        const auto file = load(name == kOwnName ? bytes : sfnt.completed(name, maps_.texts_of(font)));
+        auto file = load(name == kOwnName ? bytes : sfnt.completed(name, maps_.texts_of(font)));
         if (!file) return nullptr;
         if (names_.try_emplace(logical_name(*file), digest).first->second != digest) continue;
         given_[digest] = name;
