@@ -21,7 +21,22 @@ Placement line(POINTL start, int count, int advance) {
 
 std::u16string repeated(size_t count) { return std::u16string(count, u'A'); }
 
-int u16_at(const Bytes& bytes, size_t at) { return bytes.at(at) | bytes.at(at + 1) << 8; }
+// The body of As from `start` on; `advance` tells that of each.
+template <class Advance>
+BytesBuilder run_of(int flags, int count, POINTL start, Advance advance) {
+    BytesBuilder run;
+    run.u8({flags, count});
+    for (int i = 0; i < count; ++i) run.u16({'A'});
+    run.u16({0, start.x, start.y});
+    for (int i = 0; i < count; ++i) run.u16({advance(i)});
+    return run;
+}
+
+std::vector<int> types_of(const std::vector<Record>& records) {
+    std::vector<int> types;
+    for (const Record& record : records) types.push_back(record.type);
+    return types;
+}
 
 struct TextRecordTest : TextTest {
     Font* turned(double degrees) {
@@ -33,6 +48,14 @@ struct TextRecordTest : TextTest {
         TextTest::TearDown();
     }
 
+    BOOL draw_on(String& text, const RECTL& box, engine::Brush* ground) {
+        return device->text_out(text, font, nullptr, black, &box, ground);
+    }
+    // Ends the document, whose text records must be those.
+    void expect_text(const std::vector<Record>& expected) { EXPECT_EQ(listing(finish_text()), listing(expected)); }
+    void expect_text(const std::string& hex) { expect_text({{30, from_hex(hex)}}); }
+
+    engine::Brush white = engine::Brush::solid(0xFFFFFF);
     std::vector<std::unique_ptr<Font>> fonts;
     // Of 100 pixels: A is 60 wide, B 50, C 40, the space 25.
     Font& font = *turned(0);
@@ -41,7 +64,10 @@ struct TextRecordTest : TextTest {
 TEST_F(TextRecordTest, AStringWithItsFontAndState) {
     String text(font, u"AB", {100, 200});
     text.set_code_page(1252);
-    const auto records = records_of(text, font);
+    start_page();
+    EXPECT_TRUE(draw(text, font));
+    EXPECT_TRUE(same_rect(pdevice().page_marks, {100, 120, 210, 220}));  // the background is ink
+    const auto records = finish();
     BytesBuilder definition, state, run;
     // The identifier is the position of the record.
     definition.u32({0x20000012, -100, 0, 0, 0, 400}).u8({0, 0, 0, 1, 7, 0x20, 2, 2});
@@ -55,17 +81,14 @@ TEST_F(TextRecordTest, AStringWithItsFontAndState) {
 TEST_F(TextRecordTest, GlyphIndices) {
     String text(font, std::vector<USHORT>{2, 3}, line({10, 20}, 2, 60));
     text.rclBkGround.right = 125;
-    BytesBuilder run;
-    run.u8({0x20, 2}).u16({2, 3, 10, 20, 60, 55});
-    records_of(text, font);
     start_page();
     draw(text, font);
-    EXPECT_EQ(listing(finish_text()), listing({{30, run.bytes}}));
+    expect_text("20 02 0200 0300 0A00 1400 3C00 3700");
 }
 
 TEST_F(TextRecordTest, StatesSayOnlyWhatChanged) {
     start_page();
-    engine::Brush red = engine::Brush::solid(0xFF0000), white = engine::Brush::solid(0xFFFFFF);
+    engine::Brush red = engine::Brush::solid(0xFF0000);
     const RECTL box = {0, 0, 500, 500};
     String text(font, u"A", {10, 100});
     auto print = [&](engine::Brush& brush, const RECTL* opaque, DWORD code_page) {
@@ -118,48 +141,31 @@ TEST_F(TextRecordTest, ColoursNearBlackAndWhiteBecomeThose) {
 }
 
 TEST_F(TextRecordTest, LongStringsAreCut) {
-    const RECTL box = {0, 100, 7000, 300};
-    engine::Brush white = engine::Brush::solid(0xFFFFFF);
     for (ULONG batch : {1u, 7u, 255u, 256u, 600u}) {
         start_page();
         String text(font, repeated(600), line({5, 200}, 600, 10));
         text.rclBkGround.right = 6003;
         text.set_batch(batch);
         text.set_empty_batches(true);
-        EXPECT_TRUE(device->text_out(text, font, nullptr, black, &box, &white));
-        const auto records = finish_text();
-        ASSERT_EQ(records.size(), 3u);
-        const int counts[] = {255, 255, 90};
-        for (size_t i = 0; i < 3; ++i) {
-            const Bytes& body = records[i].body;
-            const int count = counts[i];
-            EXPECT_EQ(body[0], i == 0 ? 0x50 : 0x40);
-            EXPECT_EQ(body[1], count);
-            const auto at = 4 + 2 * static_cast<size_t>(count);
-            EXPECT_EQ(u16_at(body, at), 5 + 10 * 255 * static_cast<int>(i));
-            EXPECT_EQ(u16_at(body, at + 2), 200);
-            // To the next record's first glyph; at the string's end to the right edge of its background.
-            for (size_t k = 0; k < static_cast<size_t>(count); ++k) {
-                EXPECT_EQ(u16_at(body, at + 4 + 2 * k), i == 2 && k == 89 ? 8 : 10);
-            }
-        }
-        const Bytes& first = records[0].body;
-        EXPECT_EQ(to_hex(Bytes(first.end() - 8, first.end())), "00 00 64 00 58 1B 2C 01 ");
+        EXPECT_TRUE(draw_on(text, {0, 100, 7000, 300}, &white));
+        // To the next record's first glyph; at the string's end to the right edge of its background.
+        auto ten = [](int) { return 10; };
+        expect_text({{30, run_of(0x50, 255, {5, 200}, ten).u16({0, 100, 7000, 300}).bytes},
+                     {30, run_of(0x40, 255, {2555, 200}, ten).bytes},
+                     {30, run_of(0x40, 90, {5105, 200}, [](int i) { return i == 89 ? 8 : 10; }).bytes}});
     }
 }
 
-struct Gap {
-    const char* what;
-    POINTL second;  // where the second run of five glyphs starts
-    size_t records;
-};
-
 TEST_F(TextRecordTest, RunsOfOneLineBecomeOneRecord) {
     // Five As from 100 end at 400; three spaces are 75.
-    const Gap gaps[] = {{"touching", {400, 200}, 1},          {"three spaces away", {475, 200}, 1},
-                        {"further", {476, 200}, 2},           {"over the last glyph's advance", {341, 200}, 1},
-                        {"at the last glyph", {340, 200}, 2}, {"another line", {400, 201}, 2}};
-    for (const Gap& gap : gaps) {
+    struct {
+        const char* what;
+        POINTL second;  // where the second run of five glyphs starts
+        size_t records;
+    } gaps[] = {{"touching", {400, 200}, 1},          {"three spaces away", {475, 200}, 1},
+                {"further", {476, 200}, 2},           {"over the last glyph's advance", {341, 200}, 1},
+                {"at the last glyph", {340, 200}, 2}, {"another line", {400, 201}, 2}};
+    for (const auto& gap : gaps) {
         SCOPED_TRACE(gap.what);
         start_page();
         String first(font, u"AAAAA", {100, 200}), second(font, u"AAAAA", gap.second);
@@ -167,9 +173,7 @@ TEST_F(TextRecordTest, RunsOfOneLineBecomeOneRecord) {
         const auto records = finish_text();
         ASSERT_EQ(records.size(), gap.records);
         if (gap.records == 1) {
-            BytesBuilder run;
-            run.u8({0x40, 10}).u16({'A', 'A', 'A', 'A', 'A', 'A', 'A', 'A', 'A', 'A', 0, 100, 200});
-            run.u16({60, 60, 60, 60, static_cast<int>(gap.second.x) - 340, 60, 60, 60, 60, 60});
+            const auto run = run_of(0x40, 10, {100, 200}, [&](int i) { return i == 4 ? gap.second.x - 340 : 60; });
             EXPECT_EQ(to_hex(records[0].body), to_hex(run.bytes));
         }
     }
@@ -220,134 +224,96 @@ TEST_F(TextRecordTest, WhatIsHeldComesBeforeWhatFollows) {
     path.add_rect({1, 1, 5, 5});
     EXPECT_TRUE(device->fill(path, nullptr, black, FP_WINDINGMODE));
     EXPECT_TRUE(draw(text, font));
-    std::vector<int> types;
-    for (const Record& record : finish()) types.push_back(record.type);
-    EXPECT_EQ(types, (std::vector<int>{9, 19, 30, 39, 35, 30}));
+    EXPECT_EQ(types_of(finish()), (std::vector<int>{9, 19, 30, 39, 35, 30}));
 }
 
 TEST_F(TextRecordTest, RotatedTextAdvancesAlongItsBaseline) {
-    struct {
-        double degrees;
-        POINTL start;
-        const char* hex;
-    } cases[] = {
-        // The last advance is the font's own, rounded: 50 pixels of B.
-        {90, {300, 900}, "40 02 41 00 42 00 00 00 2C 01 84 03 3C 00 32 00 "},
-        {180, {300, 900}, "40 02 41 00 42 00 00 00 2C 01 84 03 3C 00 32 00 "},
-        {270, {300, 300}, "40 02 41 00 42 00 00 00 2C 01 2C 01 3C 00 32 00 "},
-        {89.2, {300, 900}, "40 02 41 00 42 00 00 00 2C 01 84 03 3C 00 32 00 "},
-        {30, {300, 900}, "40 02 41 00 42 00 00 00 2C 01 84 03 3C 00 32 00 "},
-    };
-    for (const auto& direction : cases) {
-        SCOPED_TRACE(direction.degrees);
-        Font* rotated = turned(direction.degrees);
+    for (const auto& [degrees, y] : {std::pair{90., 900}, {180., 900}, {270., 300}, {89.2, 900}, {30., 900}}) {
+        SCOPED_TRACE(degrees);
+        Font* rotated = turned(degrees);
         start_page();
-        String text(*rotated, u"AB", direction.start);
+        String text(*rotated, u"AB", {300, y});
         EXPECT_TRUE(draw(text, *rotated));
-        const POINTL behind = {text.pgp[1].ptl.x + 1, text.pgp[1].ptl.y - 1};
-        String next(*rotated, u"A", behind);
+        String next(*rotated, u"A", {text.pgp[1].ptl.x + 1, text.pgp[1].ptl.y - 1});
         EXPECT_TRUE(draw(next, *rotated));
         const auto records = finish_text();
         ASSERT_EQ(records.size(), 2u);
-        EXPECT_EQ(to_hex(records[0].body), direction.hex);
+        // The last advance is the font's own, rounded: 50 pixels of B.
+        BytesBuilder run;
+        run.u8({0x40, 2}).u16({'A', 'B', 0, 300, y, 60, 50});
+        EXPECT_EQ(to_hex(records[0].body), to_hex(run.bytes));
     }
 }
 
 TEST_F(TextRecordTest, GlyphsBesideTheBaselineHaveOffsets) {
     struct {
         double degrees;
-        Placement placement;
-        LONG right;  // of the background
-        const char* hex;
+        POINTL first, second;
+        LONG right;       // of the background
+        const char* hex;  // behind AB: the start, the advances, the offsets
         FLONG flags = SO_DXDY;
     } cases[] = {
         // B is raised by 7; the end stands at the last glyph's height.
-        {0, {{{100, 200}, {160, 193}}, {}}, 210, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 07 00 "},
-        // B is lowered.
-        {0, {{{100, 200}, {160, 203}}, {}}, 210, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 FD FF "},
-        // Upwards: raised is to the left.
-        {90, {{{100, 200}, {95, 140}}, {}}, 0, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 05 00 "},
-        {180, {{{200, 200}, {140, 205}}, {}}, 0, "48 02 41 00 42 00 00 00 C8 00 C8 00 3C 00 32 00 00 00 05 00 "},
-        {270, {{{100, 200}, {105, 260}}, {}}, 0, "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 05 00 "},
+        {0, {100, 200}, {160, 193}, 210, "6400 C800 3C00 3200 0000 0700"},
+        {0, {100, 200}, {160, 203}, 210, "6400 C800 3C00 3200 0000 FDFF"},  // lowered
+        {90, {100, 200}, {95, 140}, 0, "6400 C800 3C00 3200 0000 0500"},    // upwards: raised is to the left
+        {180, {200, 200}, {140, 205}, 0, "C800 C800 3C00 3200 0000 0500"},
+        {270, {100, 200}, {105, 260}, 0, "6400 C800 3C00 3200 0000 0500"},
         // At 45 degrees: 40 right and 60 up is 71 along and 14 beside; the foot of it is (150, 150).
-        {45, {{{100, 200}, {140, 140}}, {}}, 0, "48 02 41 00 42 00 00 00 64 00 C8 00 47 00 31 00 00 00 0E 00 "},
+        {45, {100, 200}, {140, 140}, 0, "6400 C800 4700 3100 0000 0E00"},
         // The string says whether places off the baseline mean anything.
-        {0,
-         {{{100, 200}, {160, 193}}, {}},
-         210,
-         "48 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 00 00 07 00 ",
-         SO_ESC_NOT_ORIENT},
-        {0, {{{100, 200}, {160, 193}}, {}}, 210, "40 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 ", 0},
-        // On the baseline.
-        {0, {{{100, 200}, {160, 200}}, {}}, 210, "40 02 41 00 42 00 00 00 64 00 C8 00 3C 00 32 00 "},
+        {0, {100, 200}, {160, 193}, 210, "6400 C800 3C00 3200 0000 0700", SO_ESC_NOT_ORIENT},
+        {0, {100, 200}, {160, 193}, 210, "6400 C800 3C00 3200", 0},
+        {0, {100, 200}, {160, 200}, 210, "6400 C800 3C00 3200"},  // on the baseline
     };
     for (const auto& place : cases) {
-        SCOPED_TRACE(place.hex);
+        SCOPED_TRACE(&place - cases);
         Font* rotated = turned(place.degrees);
         start_page();
-        String text(*rotated, u"AB", place.placement);
+        String text(*rotated, u"AB", Placement{{place.first, place.second}, {}});
         text.flAccel |= place.flags;
         text.rclBkGround.right = place.right;
         EXPECT_TRUE(draw(text, *rotated));
-        const auto records = finish_text();
-        ASSERT_EQ(records.size(), 1u);
-        EXPECT_EQ(to_hex(records[0].body), place.hex);
+        const std::string hex = place.hex;
+        expect_text((hex.size() > 20 ? "48 02 4100 4200 0000" : "40 02 4100 4200 0000") + hex);
     }
 }
 
 TEST_F(TextRecordTest, EqualAdvancesCountFromEachBatch) {
     start_page();
-    Placement placement = line({10, 100}, 300, 3);  // the engine's own places count where a batch begins
-    String text(font, repeated(300), placement);
+    String text(font, repeated(300), line({10, 100}, 300, 3));  // the engine's own places count where a batch begins
     text.ulCharInc = 5;
     text.set_batch(260);
     EXPECT_TRUE(draw(text, font));
-    const auto records = finish_text();
-    ASSERT_EQ(records.size(), 2u);
-    const size_t first = 4 + 2 * 255, second = 4 + 2 * 45;
-    EXPECT_EQ(u16_at(records[0].body, first), 10);
-    for (size_t i = 0; i < 255; ++i) EXPECT_EQ(u16_at(records[0].body, first + 4 + 2 * i), 5);
-    EXPECT_EQ(u16_at(records[1].body, second), 10 + 255 * 5);
     // The second batch begins with glyph 260, at 10 + 260 * 3.
-    for (size_t i = 0; i < 45; ++i) {
-        const int expected = i == 4 ? (10 + 260 * 3) - (10 + 259 * 5) : 5;
-        EXPECT_EQ(static_cast<int16_t>(u16_at(records[1].body, second + 4 + 2 * i)), expected);
-    }
+    auto advance = [](int i) { return i == 4 ? (10 + 260 * 3) - (10 + 259 * 5) : 5; };
+    expect_text({{30, run_of(0x40, 255, {10, 100}, [](int) { return 5; }).bytes},
+                 {30, run_of(0x40, 45, {10 + 255 * 5, 100}, advance).bytes}});
 }
 
 TEST_F(TextRecordTest, WideCoordinates) {
-    engine::Brush white = engine::Brush::solid(0xFFFFFF);
     const RECTL wide = {0, 0, 40000, 100}, narrow = {0, 0, 400, 100};
     struct {
         POINTL start;
         const RECTL* opaque;
         int type;
-        const char* hex;
+        const char* hex;  // behind the text
     } cases[] = {
-        {{40000, -5}, nullptr, 54, "40 01 41 00 00 00 40 9C 00 00 FB FF FF FF 3C 00 "},
-        {{-5, 70000},
-         &narrow,
-         54,
-         "50 01 41 00 00 00 FB FF FF FF 70 11 01 00 3C 00 00 00 00 00 00 00 00 00 90 01 00 00 64 00 00 00 "},
-        {{-5, 7},
-         &wide,
-         54,
-         "50 01 41 00 00 00 FB FF FF FF 07 00 00 00 3C 00 00 00 00 00 00 00 00 00 40 9C 00 00 64 00 00 00 "},
-        {{32767, -32768}, &narrow, 30, "50 01 41 00 00 00 FF 7F 00 80 3C 00 00 00 00 00 90 01 64 00 "},
+        {{40000, -5}, nullptr, 54, "409C0000 FBFFFFFF 3C00"},
+        {{-5, 70000}, &narrow, 54, "FBFFFFFF 70110100 3C00 00000000 00000000 90010000 64000000"},
+        {{-5, 7}, &wide, 54, "FBFFFFFF 07000000 3C00 00000000 00000000 409C0000 64000000"},
+        {{32767, -32768}, &narrow, 30, "FF7F 0080 3C00 0000 0000 9001 6400"},
     };
     for (const auto& place : cases) {
         start_page();
         String text(font, u"A", place.start);
         EXPECT_TRUE(device->text_out(text, font, nullptr, black, place.opaque, place.opaque ? &white : nullptr));
-        const auto records = finish_text();
-        ASSERT_EQ(records.size(), 1u);
-        EXPECT_EQ(records[0].type, place.type);
-        EXPECT_EQ(to_hex(records[0].body), place.hex);
+        expect_text(
+            {{place.type, from_hex((place.opaque ? "50 01 4100 0000" : "40 01 4100 0000") + std::string(place.hex))}});
     }
 }
 
 TEST_F(TextRecordTest, TheBackgroundBoxNeedsNoRectangle) {
-    engine::Brush white = engine::Brush::solid(0xFFFFFF);
     auto flags = [&](Font& drawn, bool same_box, bool with_brush) {
         start_page();
         String text(drawn, u"A", {200, 200});
@@ -365,32 +331,16 @@ TEST_F(TextRecordTest, TheBackgroundBoxNeedsNoRectangle) {
 }
 
 TEST_F(TextRecordTest, NothingToSay) {
-    const RECTL box = {0, 0, 10, 10}, empty = {10, 10, 10, 20};
-    engine::Brush white = engine::Brush::solid(0xFFFFFF);
     start_page();
     String zeros(font, std::u16string(3, u'\0'), {10, 100}), none(font, u"", {10, 100}), null(font, u"A", {10, 100});
     null.pwszOrg = nullptr;
-    for (String* text : {&zeros, &none, &null}) {
-        EXPECT_TRUE(draw(*text, font));
-        EXPECT_TRUE(device->text_out(*text, font, nullptr, black, &empty, &white));
-    }
+    for (String* text : {&zeros, &none, &null})
+        EXPECT_TRUE(draw(*text, font) && draw_on(*text, {10, 10, 10, 20}, &white));
     EXPECT_EQ(finish().size(), 0u);
     // A rectangle to paint keeps the call alive, but only glyphs make a text record.
     start_page();
-    EXPECT_TRUE(device->text_out(none, font, nullptr, black, &box, &white));
-    EXPECT_TRUE(device->text_out(zeros, font, nullptr, black, &box, &white));
-    std::vector<int> types;
-    for (const Record& record : finish()) types.push_back(record.type);
-    EXPECT_EQ(types, (std::vector<int>{9, 19, 30}));
-}
-
-TEST_F(TextRecordTest, ItsBackgroundIsInk) {
-    start_page();
-    String text(font, u"A", {100, 200});
-    EXPECT_TRUE(draw(text, font));
-    const RECTL marks = pdevice().page_marks;
-    EXPECT_TRUE(marks.left == 100 && marks.top == 120 && marks.right == 160 && marks.bottom == 220);
-    finish();
+    EXPECT_TRUE(draw_on(none, {0, 0, 10, 10}, &white) && draw_on(zeros, {0, 0, 10, 10}, &white));
+    EXPECT_EQ(types_of(finish()), (std::vector<int>{9, 19, 30}));
 }
 
 TEST_F(TextRecordTest, CallsThatCannotBeRecorded) {
