@@ -47,7 +47,8 @@ TEST_F(SettingsTest, FindsStandardPapersById) {
         {1, u"Letter"}, {9, u"A4"}, {47, u"Envelope Invite"}, {50, u"Letter Extra"}, {68, u"A3 Extra Transverse"}};
     for (const auto& [id, name] : papers) {
         const PaperRecord* paper = find_standard_paper(id);
-        ASSERT_TRUE(paper && paper->id == id) << id;
+        if (!paper) FAIL() << id;
+        EXPECT_EQ(paper->id, id);
         EXPECT_EQ(Text(paper->name), name);
     }
     for (WORD id : std::initializer_list<WORD>{0, 48, 49, 69}) EXPECT_FALSE(find_standard_paper(id));
@@ -144,7 +145,8 @@ std::vector<BYTE> private_mode(const VersionCase& test) {
         for (size_t i = 0; at && value[i]; ++i)
             part[static_cast<size_t>(at) + (test.wide ? 2 * i : i)] = static_cast<BYTE>(value[i]);
     };
-    std::memcpy(part, "KV", 2);
+    part[0] = 'K';
+    part[1] = 'V';
     const DWORD flags = 0x33EFF;
     std::memcpy(part + test.flags, &flags, 4);
     auto put = [&](int at, int value) {
