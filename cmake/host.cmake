@@ -22,10 +22,27 @@ target_sources(kv_engine PRIVATE ${CMAKE_SOURCE_DIR}/platform/host_engine/driver
 # The driver calls the engine's services as the engine calls the driver's hooks.
 target_link_libraries(kv_record PUBLIC kv_engine)
 
+# The reader of jobs shares no code with the driver.
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo-ft cairo-pdf)
+kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG)
+kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
+# MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
+# driver.
+set(MUPDF mupdf mupdf-third freetype harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
+kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig ${MUPDF})
+kv_module(dispatcher LINKS kv_dispatch)
+target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/host/machine.cpp)
+
+add_subdirectory(tools/kvjob)
+add_subdirectory(tools/kvprint)
+add_subdirectory(tools/kvdisp12)
+add_subdirectory(tools/fidelity)
+add_subdirectory(bench)
+
 # tests/<module>/*.cpp makes test_<module>, run by CTest case by case.
 enable_testing()
 include(GoogleTest)
-kv_module(test_common FOLDER tests/common LINKS kv_engine kvjob_lib)
+kv_module(test_common FOLDER tests/common LINKS kv_engine kv_reader)
 target_compile_definitions(kv_test_common PRIVATE KV_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 kv_module(scenes FOLDER tests/scenes LINKS kv_engine)
 function(kv_tests module)
@@ -49,19 +66,19 @@ kv_tests(dispatch kv_test_common)
 kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
 kv_tests(engine kv_test_common)
+kv_tests(reader kv_test_common)
+kv_tests(drawing kv_drawing kv_test_common)
+kv_tests(printhost kv_printhost kv_test_common)
+kv_tests(dispatcher kv_dispatcher kv_test_common)
+kv_tests(fidelity fidelity_score)
+kv_tests(tools kvprint_options kv_printhost kv_test_common)
+foreach(module drawing printhost dispatcher tools)
+  add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
+endforeach()
 
 # What tests/windows compares the DLL's jobs with.
 add_executable(host_scenes tests/windows/host_scenes.cpp)
 target_link_libraries(host_scenes kv_scenes)
-
-foreach(tool kvjob kvdisp12 kvprint fidelity)
-  if(EXISTS ${CMAKE_SOURCE_DIR}/tools/${tool}/CMakeLists.txt)
-    add_subdirectory(tools/${tool})
-  endif()
-endforeach()
-if(EXISTS ${CMAKE_SOURCE_DIR}/bench/CMakeLists.txt)
-  add_subdirectory(bench)
-endif()
 
 # tests/fuzz/<name>_fuzz.cpp makes <name>_fuzz.
 if(KV_FUZZ)
@@ -72,8 +89,8 @@ if(KV_FUZZ)
     target_link_libraries(${name} kv_test_common)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   endforeach()
-  target_sources(job_fuzz PRIVATE tests/kvjob/exercise.cpp tests/kvjob/job_builder.cpp tests/kvjob/samples.cpp)
-  target_link_libraries(job_fuzz kvjob_draw)
+  target_sources(job_fuzz PRIVATE tests/drawing/exercise.cpp)
+  target_link_libraries(job_fuzz kv_drawing)
   add_executable(font_seeds tests/fuzz/font_seeds.cpp)
   target_link_libraries(font_seeds kv_test_common)
 endif()

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "tools/kvjob/checker.h"
+#include "reader/checker.h"
 
 namespace kv::test {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "tests/scenes/scene.h"
 
+#include "reader/checker.h"
 #include "tests/common/print_test.h"
-#include "tools/kvjob/checker.h"
 
 namespace kv::test {
 namespace {

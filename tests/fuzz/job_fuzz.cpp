@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
+#include "tests/common/samples.h"
 #include "tests/common/workspace.h"
-#include "tests/kvjob/exercise.h"
-#include "tests/kvjob/samples.h"
+#include "tests/drawing/exercise.h"
 
 // An empty corpus starts with the sample jobs.
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {

@@ -2,8 +2,8 @@
 
 #include <random>
 
+#include "reader/checker.h"
 #include "tests/common/fault_test.h"
-#include "tools/kvjob/checker.h"
 
 namespace kv::test {
 namespace {

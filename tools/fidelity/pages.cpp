@@ -5,7 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "tools/kvprint/mupdf.h"
+#include "printhost/mupdf.h"
 
 namespace fidelity {
 

@@ -1,11 +1,11 @@
 #include <cstdio>
 
 #include "dispatch/object_names.h"
+#include "dispatcher/machine.h"
+#include "dispatcher/server.h"
 #include "support/os_level.h"
 #include "support/process_state.h"
-#include "tools/kvdisp12/machine.h"
 #include "tools/kvdisp12/options.h"
-#include "tools/kvdisp12/server.h"
 
 namespace kvdisp12 {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvjob/render/render_job.h"
+#include "drawing/render_job.h"
 
 namespace kvjob {
 

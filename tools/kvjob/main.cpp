@@ -2,14 +2,14 @@
 
 #include <filesystem>
 
+#include "drawing/fonts.h"
+#include "drawing/images.h"
+#include "drawing/page_text.h"
+#include "reader/checker.h"
+#include "reader/dump.h"
+#include "reader/info.h"
+#include "reader/job_file.h"
 #include "tools/kvjob/arguments.h"
-#include "tools/kvjob/checker.h"
-#include "tools/kvjob/dump.h"
-#include "tools/kvjob/fonts.h"
-#include "tools/kvjob/images.h"
-#include "tools/kvjob/info.h"
-#include "tools/kvjob/job_file.h"
-#include "tools/kvjob/page_text.h"
 
 namespace kvjob {
 namespace {

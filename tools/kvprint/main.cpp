@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-#include "tools/kvprint/print_job.h"
+#include "printhost/print_job.h"
+#include "tools/kvprint/options.h"
 
 namespace {
 

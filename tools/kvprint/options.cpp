@@ -69,12 +69,6 @@ std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
 
 }  // namespace
 
-bool Options::wants_page(int number) const {
-    return pages.empty() || std::any_of(pages.begin(), pages.end(), [&](const auto& range) {
-               return number >= range.first && number <= range.second;
-           });
-}
-
 Options parse_options(const std::vector<std::string>& arguments) {
     Options options;
     for (size_t i = 0; i < arguments.size(); ++i) {

@@ -1,0 +1,173 @@
+#include "drawing/images.h"
+
+#include <algorithm>
+#include <fstream>
+
+#include "drawing/png_writer.h"
+#include "reader/picture.h"
+
+namespace kvjob {
+namespace {
+
+constexpr uint32_t kOpaque = 0xFF000000;
+
+uint32_t unmultiplied(uint32_t pixel) {
+    const uint32_t alpha = pixel >> 24;
+    if (alpha == 0 || alpha == 255) return alpha == 0 ? 0 : pixel;
+    auto channel = [&](int shift) {
+        return std::min((pixel >> shift & 0xFF) * 255 + alpha / 2, alpha * 255) / alpha << shift;
+    };
+    return alpha << 24 | channel(16) | channel(8) | channel(0);
+}
+
+void write_indexed(const Picture& picture, const std::string& path, PngFormat format) {
+    const Dib& dib = picture.dib();
+    PngWriter png(
+        path, {picture.width(), picture.height(), format, dib.depth,
+               format == PngFormat::Indexed ? std::span<const uint32_t>(dib.palette) : std::span<const uint32_t>()});
+    picture.read_indices([&](int32_t, Bytes row) { png.write_row(row.data()); });
+    png.finish();
+}
+
+void write_grey(const Picture& picture, const std::string& path) {
+    PngWriter png(path, {picture.width(), picture.height(), PngFormat::Grey});
+    std::vector<uint8_t> grey;
+    picture.read([&](int32_t, Picture::Row row) {
+        grey.resize(row.size());
+        std::transform(row.begin(), row.end(), grey.begin(), [](uint32_t c) { return static_cast<uint8_t>(c); });
+        png.write_row(grey.data());
+    });
+    png.finish();
+}
+
+template <class Change>
+void write_colours(const Picture& picture, const std::string& path, PngFormat format, Change change) {
+    PngWriter png(path, {picture.width(), picture.height(), format});
+    std::vector<uint32_t> changed;
+    picture.read([&](int32_t, Picture::Row row) {
+        changed.resize(row.size());
+        std::transform(row.begin(), row.end(), changed.begin(), change);
+        png.write_row(changed.data());
+    });
+    png.finish();
+}
+
+void write_picture(const Picture& picture, const std::string& path) {
+    if (picture.indexed()) {
+        write_indexed(picture, path, PngFormat::Indexed);
+    } else if (picture.grey()) {
+        write_grey(picture, path);
+    } else {
+        write_colours(picture, path, PngFormat::Rgb, [](uint32_t c) { return c; });
+    }
+}
+
+class Extractor {
+public:
+    Extractor(Bytes file, std::string folder, Reports& reports)
+        : file_(file), folder_(std::move(folder)), reports_(reports) {}
+
+    size_t run() {
+        constexpr uint64_t kMagicSize = 4;
+        for (uint64_t at = kMagicSize; at < file_.size();) {
+            const Record record = read_record(file_, at);
+            at = record.end(file_.data());
+            if (record.type == 5 || record.type == 44) ++page_;
+            take(record);
+        }
+        return images_;
+    }
+
+private:
+    void take(const Record& record) {
+        const TypeInfo& info = type_info(record.type);
+        if (!info.marks && info.body != Body::Brush) return;
+        try {
+            const Bytes body = body_of(record, buffer_);
+            if (info.body == Body::Brush) {
+                take_brush(record, read_brush(body));
+            } else {
+                take_image(record, read_image(record.type, body));
+            }
+        } catch (const BodyFault& fault) {
+            reports_.add(record.offset, info.name, fault.what());
+        }
+    }
+
+    void take_brush(const Record& record, const Brush& brush) {
+        constexpr uint32_t kPattern = 5;
+        if (brush.kind != kPattern) return;
+        write_picture(Picture::of_bitmap(brush.bitmap), path(record, "pattern.png"));
+        ++images_;
+    }
+
+    void take_image(const Record& record, const Image& image) {
+        const Picture picture = Picture::of(record, image);
+        const std::string target = path(record, "image.png");
+        switch (type_info(record.type).body) {
+            case Body::AlphaBlend:
+                write_blended(picture, image, target);
+                break;
+            case Body::Transparent:
+                write_transparent(picture, image, target);
+                break;
+            default:
+                write_picture(picture, target);
+        }
+        if (type_info(record.type).body == Body::Masked) {
+            const Picture mask = Picture::mask_of(image);
+            const bool plain = mask.indexed() && mask.dib().depth == 1;
+            plain ? write_indexed(mask, path(record, "mask.png"), PngFormat::Grey)
+                  : write_picture(mask, path(record, "mask.png"));
+        }
+        if (picture.is_jpeg()) store(picture.jpeg(), path(record, "image.jpg"));
+        ++images_;
+    }
+
+    // Alpha of a pixel's own is premultiplied.
+    void write_blended(const Picture& picture, const Image& image, const std::string& target) {
+        constexpr uint32_t kPerPixel = 0x01000000;
+        if (picture.indexed() || picture.dib().depth != 32 || !(image.blend & kPerPixel)) {
+            return write_picture(picture, target);
+        }
+        write_colours(picture, target, PngFormat::Rgba, unmultiplied);
+    }
+
+    void write_transparent(const Picture& picture, const Image& image, const std::string& target) {
+        const auto& [red, green, blue, flags] = image.colour;
+        const auto key = static_cast<uint32_t>(red << 16 | green << 8 | blue);
+        write_colours(picture, target, PngFormat::Rgba, [key](uint32_t c) {
+            const uint32_t colour = c & ~kOpaque;
+            return colour == key ? colour : colour | kOpaque;
+        });
+    }
+
+    void store(Bytes bytes, const std::string& target) {
+        std::ofstream out(target, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        out.close();
+        if (!out) throw std::runtime_error("cannot write " + target);
+    }
+
+    std::string path(const Record& record, const char* what) const {
+        char name[64];
+        std::snprintf(name, sizeof name, "/page%04u-%08llX-%s", page_, static_cast<unsigned long long>(record.offset),
+                      what);
+        return folder_ + name;
+    }
+
+    Bytes file_;
+    std::string folder_;
+    uint32_t page_ = 0;
+    std::vector<uint8_t> buffer_;
+    Reports& reports_;
+    size_t images_ = 0;
+};
+
+}  // namespace
+
+size_t extract_images(Bytes file, const std::string& folder, Reports& reports) {
+    return Extractor(file, folder, reports).run();
+}
+
+}  // namespace kvjob

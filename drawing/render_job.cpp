@@ -1,0 +1,184 @@
+#include "drawing/render_job.h"
+
+#include <cairo-pdf.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <functional>
+
+#include "drawing/page_painter.h"
+#include "drawing/pdf_canvas.h"
+#include "drawing/png_writer.h"
+#include "reader/index.h"
+
+namespace kvjob {
+namespace {
+
+constexpr double kPointsPerInch = 72;
+constexpr int kLargestSide = 32767;  // of cairo's images
+
+Placement place_page(const IndexedPage& page, double scale) {
+    auto length = [&](int32_t pixels) {
+        const double scaled = std::ceil(pixels * scale - 1e-6);
+        return static_cast<int>(std::clamp(scaled, 1.0, 1e9));
+    };
+    return {scale, page.printable.left * scale, page.printable.top * scale, length(page.width), length(page.height)};
+}
+
+// "page-%d.png" or "page-%03d.png"
+std::string numbered(const std::string& pattern, size_t number) {
+    const size_t percent = pattern.find('%');
+    if (percent == std::string::npos) return pattern;
+    const size_t end = pattern.find_first_not_of("0123456789", percent + 1);
+    if (end == std::string::npos || pattern[end] != 'd') return pattern;
+    const std::string digits = std::to_string(number), width = pattern.substr(percent + 1, end - percent - 1);
+    const size_t least = std::min<size_t>(width.empty() ? 0 : std::stoul(width.substr(0, 3)), 20);
+    const std::string padding(least > digits.size() ? least - digits.size() : 0, '0');
+    return pattern.substr(0, percent) + padding + digits + pattern.substr(end + 1);
+}
+
+void write_png(cairo_surface_t* surface, const std::string& path, double dots_per_inch) {
+    const int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
+    PixelAccess rows(surface);
+    PngWriter png(path, {width, height, PngFormat::Rgb, 8, {}, dots_per_inch});
+    for (int y = 0; y < height; ++y) png.write_row(rows.pixels(y));
+    png.finish();
+}
+
+// A PDF file that is removed unless it is finished.
+class PdfFile {
+public:
+    explicit PdfFile(const std::string& path)
+        : path_(path), surface_(cairo_pdf_surface_create(path.c_str(), kPointsPerInch, kPointsPerInch)) {
+        check();
+    }
+    ~PdfFile() {
+        if (!surface_) return;
+        cairo_surface_finish(surface_.get());
+        std::remove(path_.c_str());
+    }
+    PdfFile(const PdfFile&) = delete;
+    PdfFile& operator=(const PdfFile&) = delete;
+
+    cairo_surface_t* get() const { return surface_.get(); }
+    void finish() {
+        cairo_surface_finish(surface_.get());
+        check();
+        surface_.reset();
+    }
+
+private:
+    void check() const {
+        const cairo_status_t status = cairo_surface_status(surface_.get());
+        if (status == CAIRO_STATUS_SUCCESS) return;
+        throw std::runtime_error("cannot write " + path_ + ": " + cairo_status_to_string(status));
+    }
+    std::string path_;
+    Surface surface_;
+};
+
+class Rendering {
+public:
+    Rendering(Bytes file, const RenderOptions& options, Reports& reports)
+        : options_(options),
+          summary_(find_summary(file)),
+          map_(file),
+          fonts_(map_),
+          texts_(fonts_),
+          brushes_(map_, summary_.resolution, is_pdf() ? BrushTable::Drawing::Lines : BrushTable::Drawing::Pixels),
+          painter_(map_, brushes_, texts_, reports) {
+        if (summary_.resolution == 0) throw std::runtime_error("the job does not tell its resolution");
+        choose_pages();
+    }
+
+    void run() {
+        is_pdf() ? write_pdf() : write_pngs();
+        if (options_.progress) std::fputs("\r\033[K", stderr);
+    }
+
+private:
+    bool is_pdf() const { return options_.output.ends_with(".pdf"); }
+
+    void choose_pages() {
+        const size_t count = std::min(map_.pages().size(), summary_.pages.size());
+        for (size_t i = 0; i < count; ++i) {
+            const bool wanted = options_.pages.empty() ||
+                                std::any_of(options_.pages.begin(), options_.pages.end(), [&](const auto& range) {
+                                    return i + 1 >= range.first && i + 1 <= range.second;
+                                });
+            if (wanted) pages_.push_back(i);
+        }
+        if (pages_.empty()) throw std::runtime_error("no such page; the job has " + std::to_string(count));
+    }
+
+    template <class Draw>
+    void for_each_page(Draw draw) {
+        for (size_t i = 0; i < pages_.size(); ++i) {
+            if (options_.progress) std::fprintf(stderr, "\rpage %zu of %zu", i + 1, pages_.size());
+            const IndexedPage& page = summary_.pages[pages_[i]];
+            if (page.width <= 0 || page.height <= 0) throw std::runtime_error("a page has no area");
+            draw(pages_[i], page);
+        }
+    }
+
+    void write_pngs() {
+        constexpr double kDefault = 150;
+        const double dots = options_.dots_per_inch > 0 ? options_.dots_per_inch : kDefault;
+        if (pages_.size() > 1 && numbered(options_.output, 1) == numbered(options_.output, 2)) {
+            throw std::runtime_error("several pages need a name with %d: " + options_.output);
+        }
+        for_each_page([&](size_t number, const IndexedPage& page) {
+            const Placement place = place_page(page, dots / summary_.resolution);
+            if (std::max(place.width, place.height) > kLargestSide) {
+                throw std::runtime_error("a page is too large at this resolution; lower it with -r");
+            }
+            RasterCanvas canvas(place);
+            painter_.paint(number, canvas);
+            write_png(canvas.surface(), numbered(options_.output, number + 1), dots);
+        });
+    }
+
+    // The dots per inch for a page of pixels beside the PDF page.
+    double beside_dots(const IndexedPage& page) const {
+        constexpr double kDefault = 300;
+        const double dots = options_.dots_per_inch > 0 ? options_.dots_per_inch : kDefault;
+        const double inches = static_cast<double>(std::max(page.width, page.height)) / summary_.resolution;
+        return std::min(dots, std::floor((kLargestSide - 1) / inches));
+    }
+
+    void write_pdf() {
+        PdfFile pdf(options_.output);
+        for_each_page([&](size_t number, const IndexedPage& page) {
+            constexpr int kLargestPage = 100000;  // points; cairo's coordinates end at some millions
+            const Placement place = place_page(page, kPointsPerInch / summary_.resolution);
+            if (std::max(place.width, place.height) > kLargestPage) throw std::runtime_error("a page is too large");
+            cairo_pdf_surface_set_size(pdf.get(), page.width * place.scale, page.height * place.scale);
+            std::unique_ptr<RasterCanvas> beside;
+            const double dots = beside_dots(page);
+            if (PagePainter::reads_pixels(map_, number)) {
+                beside = std::make_unique<RasterCanvas>(place_page(page, dots / summary_.resolution));
+            }
+            PdfCanvas canvas(pdf.get(), place, beside.get(), dots / kPointsPerInch);
+            painter_.paint(number, canvas);
+            canvas.finish_page();
+            cairo_surface_show_page(pdf.get());
+        });
+        pdf.finish();
+    }
+
+    const RenderOptions& options_;
+    Summary summary_;
+    JobMap map_;
+    FontStore fonts_;
+    TextPainter texts_;
+    BrushTable brushes_;
+    PagePainter painter_;
+    std::vector<size_t> pages_;
+};
+
+}  // namespace
+
+void render_job(Bytes file, const RenderOptions& options, Reports& reports) { Rendering(file, options, reports).run(); }
+
+}  // namespace kvjob

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "reader/bytes.h"
+#include "reader/reports.h"
+
+namespace kvjob {
+
+struct RenderOptions {
+    double dots_per_inch = 0;                      // 0: 150 for pixels; 300 for what must be pixels in a PDF file
+    std::vector<std::pair<size_t, size_t>> pages;  // first and last, from 1; empty: all
+    std::string output;                            // NAME.pdf, or NAME-%d.png with the page's number
+    bool progress = false;                         // says on standard error which page is under way
+};
+
+// Draws pages into files. Content that cannot be drawn is reported and left out. Throws Fault for no whole job, and
+// std::runtime_error for pages that it does not have or files that cannot be written; what was written of them is
+// removed.
+void render_job(Bytes file, const RenderOptions& options, Reports& reports);
+
+}  // namespace kvjob

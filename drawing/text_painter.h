@@ -1,0 +1,51 @@
+#pragma once
+// Text records as shapes.
+
+#include <unordered_map>
+
+#include "drawing/cairo_handles.h"
+#include "drawing/canvas.h"
+#include "drawing/font_store.h"
+#include "drawing/glyph_run.h"
+
+namespace kvjob {
+
+// Glyphs of one face; bold and slanted where the face itself is not.
+class GlyphShape : public Shape {
+public:
+    void paint(cairo_t* context) const override;
+    Box extents(cairo_t* context) const override;
+
+private:
+    friend class TextPainter;
+    void prepare(cairo_t* context) const;
+
+    cairo_font_face_t* face_ = nullptr;
+    cairo_matrix_t matrix_ = {};  // from the em to device pixels
+    double emboldening_ = 0;      // device pixels
+    std::vector<cairo_glyph_t> glyphs_;
+    std::vector<cairo_text_cluster_t> clusters_;
+    std::string text_;
+};
+
+class TextPainter {
+public:
+    explicit TextPainter(FontStore& fonts) : fonts_(fonts) {}
+
+    // Draws a run with its background. Throws BodyFault where the font cannot be had.
+    void draw(const TextRun& run, const TextState& state, Canvas& canvas);
+    // Fonts that were needed lately may go.
+    void end_page() { faces_.clear(); }
+
+private:
+    struct Line;
+    void draw_background(const TextRun& run, const TextState& state, const Line& line, Canvas& canvas) const;
+    void draw_lines(const Line& line, const TextState& state, Canvas& canvas) const;
+    GlyphShape shape_of(const Line& line);
+    cairo_font_face_t* cairo_face(const std::shared_ptr<Face>& face);
+
+    FontStore& fonts_;
+    std::unordered_map<const Face*, FontFace> faces_;
+};
+
+}  // namespace kvjob

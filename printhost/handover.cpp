@@ -1,0 +1,53 @@
+#include "printhost/handover.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/host/control.h"
+
+namespace kvprint {
+namespace {
+
+namespace fs = std::filesystem;
+namespace host = kv::host;
+
+const std::u16string kProductFolder = u"C:\\Program Files\\Karvo";
+
+void install_dispatcher() {
+    const fs::path program = fs::read_symlink("/proc/self/exe").parent_path() / "kvdisp12";
+    if (!fs::is_regular_file(program)) {
+        throw std::runtime_error("no dispatcher: " + program.string() + " is missing (-o JOB.kv does without)");
+    }
+    host::map_file(kProductFolder + u"\\kvdisp12.exe", program.string());
+    host::set_registry_string(HKEY_LOCAL_MACHINE, u"Software\\Velmora Software\\Karvo12", u"InstallLocation",
+                              kProductFolder);
+}
+
+}  // namespace
+
+Handover::Handover() {
+    host::use_user_drive();
+    install_dispatcher();
+    host::machine().executable = kProductFolder + u"\\kvprint.exe";
+    // Documents of this kind are known here, so that a job's name needs no extension.
+    host::set_registry_string(HKEY_CURRENT_USER, u"Software\\Classes\\.pdf", u"", u"KarvoPrintable");
+    std::string folder = host::host_path(u"C:\\Windows\\Temp") + "/kvprint-XXXXXX";
+    if (!mkdtemp(folder.data())) throw std::runtime_error("cannot make " + folder);
+    folder_ = folder;
+    const std::string name = fs::path(folder_).filename().string();
+    host::machine().temp_folder = u"C:\\Windows\\Temp\\" + std::u16string(name.begin(), name.end()) + u"\\";
+}
+
+Handover::~Handover() {
+    std::error_code ignored;
+    fs::remove(folder_, ignored);
+}
+
+void Handover::finish() const {
+    for (const auto& entry : fs::directory_iterator(folder_)) {
+        throw std::runtime_error("the dispatcher did not take the job, which is now " + entry.path().string());
+    }
+}
+
+}  // namespace kvprint

@@ -1,0 +1,195 @@
+#include "printhost/page_player.h"
+
+namespace kvprint {
+namespace {
+
+// Pictures are taken of so many places of a page; what blends after them is one picture of the whole.
+constexpr size_t kMostPatches = 40;
+// A pattern whose drawings come to more than this is smaller as an image.
+constexpr float kMostTileCells = 400, kMostTileDrawings = 4000;
+
+constexpr const char* kGroups = "translucent groups as images";
+
+// On white paper these modes give the colour that is drawn.
+bool is_plain_on_white(int blend_mode) { return blend_mode == FZ_BLEND_MULTIPLY || blend_mode == FZ_BLEND_DARKEN; }
+
+fz_matrix cell_matrix(const fz_matrix& ctm, float across, float down) {
+    return fz_translate(across * ctm.a + down * ctm.c, across * ctm.b + down * ctm.d);
+}
+
+// The cells of a pattern, counted from its origin, that an area of the page touches.
+fz_irect cells_of(const PagePlayer::Tiling& tiling, const RECTL& area) {
+    const fz_rect page = {static_cast<float>(area.left), static_cast<float>(area.top), static_cast<float>(area.right),
+                          static_cast<float>(area.bottom)};
+    fz_rect within = fz_transform_rect(page, fz_invert_matrix(tiling.ctm));
+    within = fz_intersect_rect(within, tiling.area);
+    if (fz_is_empty_rect(within) || !(tiling.across > 0) || !(tiling.down > 0)) return fz_empty_irect;
+    constexpr float kSlack = 1e-3f;  // of a cell, for rounding
+    const fz_rect& view = tiling.view;
+    return fz_irect_from_rect(fz_make_rect(std::ceil((within.x0 - view.x1) / tiling.across + kSlack),
+                                           std::ceil((within.y0 - view.y1) / tiling.down + kSlack),
+                                           std::floor((within.x1 - view.x0) / tiling.across - kSlack) + 1,
+                                           std::floor((within.y1 - view.y0) / tiling.down - kSlack) + 1));
+}
+
+}  // namespace
+
+void PagePlayer::keep_page() { page_list_.emplace(context_, Capture::Kind::Layer); }
+
+void PagePlayer::begin_capture(Capture::Kind kind, const RECTL& area) {
+    capture_.emplace(context_, kind);
+    capture_area_ = common(area, canvas_.clip().bounds());
+    if (kind == Capture::Kind::Patch || kind == Capture::Kind::Rest) before_ = picture_of_page(capture_area_);
+}
+
+void PagePlayer::end_captured() {
+    if (!capture_->end()) return;
+    Capture capture = std::move(*capture_);
+    capture_.reset();
+    finish_capture(capture);
+}
+
+bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float alpha) {
+    if (std::exchange(unwrapping_, false)) return false;
+    const RECTL bounds = covering(area);
+    if (!knockout && alpha == 1 &&
+        (blend_mode == FZ_BLEND_NORMAL || (is_plain_on_white(blend_mode) && canvas_.is_blank(bounds)))) {
+        return false;
+    }
+    const bool blends = blend_mode != FZ_BLEND_NORMAL;
+    if (!keeps_pictures()) {
+        count_otherwise(blends ? "blend modes as images" : kGroups);
+        group_alpha_ = alpha;
+        begin_capture(knockout || blends ? Capture::Kind::Layer : Capture::Kind::Group, bounds);
+        return true;
+    }
+    count_otherwise(blends ? "blend modes as images" : kGroups);
+    if (patches_++ < kMostPatches) {
+        begin_capture(Capture::Kind::Patch, bounds);
+    } else {
+        begin_capture(Capture::Kind::Rest, {0, 0, 0x7FFFFFFF, 0x7FFFFFFF});
+    }
+    return true;
+}
+
+void PagePlayer::begin_mask(fz_rect area) {
+    count_otherwise("soft masks as images");
+    begin_capture(keeps_pictures() ? Capture::Kind::Patch : Capture::Kind::Layer, covering(area));
+}
+
+void PagePlayer::begin_tile(const Tiling& tiling) {
+    tiling_ = tiling;
+    begin_capture(Capture::Kind::Tile, covering(fz_transform_rect(tiling.area, tiling.ctm)));
+}
+
+void PagePlayer::finish_capture(Capture& capture) {
+    capture.close();
+    if (!is_drawing() || is_empty(capture_area_)) return;
+    switch (capture.kind()) {
+        case Capture::Kind::Tile:
+            finish_tile(capture);
+            break;
+        case Capture::Kind::Patch:
+        case Capture::Kind::Rest:
+            note_in_images(capture);
+            finish_patch();
+            break;
+        case Capture::Kind::Group:
+            if (capture.is_single()) {
+                play_single(capture);
+                break;
+            }
+            [[fallthrough]];
+        case Capture::Kind::Layer:
+            note_in_images(capture);
+            renderer_.render(
+                capture_area_, [&](fz_device* device) { capture.play(device); },
+                [&](const Rendering& rendering) { draw_rendering(rendering); });
+    }
+}
+
+void PagePlayer::note_in_images(const Capture& capture) {
+    for (const auto& [kind, count] : capture.letters()) canvas_.played().letters[kind].in_images += count;
+}
+
+void PagePlayer::play_single(const Capture& capture) {
+    --canvas_.played().otherwise[kGroups];
+    unwrapping_ = true;
+    alpha_ = group_alpha_;
+    replay([&] { capture.play(device()); });
+    alpha_ = 1;
+}
+
+void PagePlayer::finish_tile(const Capture& capture) {
+    const Tiling tiling = tiling_;
+    const fz_irect cells = cells_of(tiling, capture_area_);
+    const float count = static_cast<float>(cells.x1 - cells.x0) * static_cast<float>(cells.y1 - cells.y0);
+    const bool plain = capture.is_flat() || !page_list_;
+    if (plain && count <= kMostTileCells && count * static_cast<float>(capture.drawings()) <= kMostTileDrawings) {
+        play_tile(capture, cells);
+        return;
+    }
+    count_otherwise("tiled patterns as images");
+    note_in_images(capture);
+    renderer_.render(
+        capture_area_,
+        [&](fz_device* device) {
+            fz_begin_tile(context_, device, tiling.area, tiling.view, tiling.across, tiling.down, tiling.ctm);
+            capture.play(device);
+            fz_end_tile(context_, device);
+        },
+        [&](const Rendering& rendering) { draw_rendering(rendering); });
+}
+
+void PagePlayer::play_tile(const Capture& capture, const fz_irect& cells) {
+    const Tiling tiling = tiling_;
+    for (int row = cells.y0; row < cells.y1; ++row) {
+        for (int column = cells.x0; column < cells.x1; ++column) {
+            const fz_matrix move = cell_matrix(tiling.ctm, static_cast<float>(column) * tiling.across,
+                                               static_cast<float>(row) * tiling.down);
+            const fz_quad cell = fz_transform_quad(fz_quad_from_rect(tiling.view), fz_concat(tiling.ctm, move));
+            const Figure outline = {{cell.ul, cell.ur, cell.lr, cell.ll}, true};
+            canvas_.push(canvas_.clip().intersected(scan({outline}, FillRule::Winding, canvas_.clip().bounds())));
+            if (is_drawing()) replay([&] { capture.play(device(), move.e, move.f); });
+            canvas_.pop();
+        }
+    }
+}
+
+Renderer::Picture PagePlayer::picture_of_page(const RECTL& area) {
+    if (is_empty(area)) return {};
+    return renderer_.picture(area, [&](fz_device* device) { page_list_->play(device); });
+}
+
+void PagePlayer::finish_patch() {
+    const Renderer::Picture before = std::move(*before_);
+    before_.reset();
+    renderer_.difference(before, picture_of_page(capture_area_),
+                         [&](const Rendering& rendering) { draw_rendering(rendering); });
+}
+
+void PagePlayer::finish() {
+    if (!capture_) return;
+    Capture rest = std::move(*capture_);
+    capture_.reset();
+    canvas_.pop_all();
+    finish_capture(rest);
+}
+
+void PagePlayer::render(fz_rect bounds, const Draw& draw) {
+    const RECTL area = common(covering(bounds), canvas_.clip().bounds());
+    if (is_empty(area)) return;
+    renderer_.render(area, draw, [&](const Rendering& rendering) { draw_rendering(rendering); });
+}
+
+void PagePlayer::draw_rendering(const Rendering& rendering) {
+    const RECTL all = {0, 0, rendering.bitmap->width(), rendering.bitmap->height()};
+    const Transfer transfer = {*rendering.bitmap, nullptr, all, rendering.target};
+    if (rendering.opaque) {
+        canvas_.draw(transfer);
+    } else {
+        canvas_.blend(transfer, Canvas::Alpha::PerPixel, 1);
+    }
+}
+
+}  // namespace kvprint

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <vector>
+
+#include "reader/bytes.h"
+
+namespace kvjob {
+
+// Inflates raw deflate data that must give exactly `length` bytes and end with its input. Memory is bounded by what
+// the input can hold. Throws BodyFault.
+void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out);
+// At most the first `length` bytes of what the data hold.
+std::vector<uint8_t> inflate_start(Bytes data, size_t length);
+
+}  // namespace kvjob

@@ -1,0 +1,170 @@
+// Text as the jobs hold it.
+
+#include "tests/printhost/font_tables.h"
+#include "tests/printhost/print_fixture.h"
+
+namespace kvprint {
+namespace {
+
+// Glyphs 36 to 38 of the font are the letters A to C.
+constexpr const char* kLetters =
+    "/CIDInit /ProcSet findresource begin 12 dict begin begincmap\n"
+    "1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+    "1 beginbfrange <0024> <0026> <0041> endbfrange\n"
+    "endcmap end end";
+
+class Text : public Print {
+protected:
+    // The five objects of a font that is called by glyph numbers, each an em wide. characters: the PDF file says which
+    // they are.
+    void add_font(const std::vector<std::string>& tables, bool characters) {
+        const FontBytes font = with_tables(read_font(kMonoFont), tables);
+        int next = PdfText::kFirstObject + static_cast<int>(pdf.objects.size());
+        auto reference = [&] { return std::to_string(++next) + " 0 R "; };
+        const std::string descendant = reference(), descriptor = reference(), map = reference(), file = reference();
+        pdf.objects.insert(
+            pdf.objects.end(),
+            {"<< /Type /Font /Subtype /Type0 /BaseFont /QWERTY+Mono /Encoding /Identity-" + writing + " " +
+                 (characters ? "/ToUnicode " + map : "") + "/DescendantFonts [" + descendant + "] >>",
+             "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QWERTY+Mono /CIDToGIDMap /Identity /DW 1000 "
+             "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /FontDescriptor " +
+                 descriptor + ">>",
+             "<< /Type /FontDescriptor /FontName /QWERTY+Mono /Flags 4 /FontBBox [0 0 1000 1000] /FontFile2 " + file +
+                 ">>",
+             pdf_stream("", kLetters), pdf_stream("", std::string(font.begin(), font.end()))});
+    }
+    // A page with that font as /F.
+    Lines texts_of(const std::string& content, const std::vector<std::string>& tables, bool characters) {
+        pdf.objects.clear();
+        add_font(tables, characters);
+        pdf.objects.push_back(
+            pdf_stream("/Type /XObject /Subtype /Form /BBox [0 0 720 720] /Group << /S /Transparency >> "
+                       "/Resources << /Font << /F 10 0 R >> >>",
+                       "BT /F 20 Tf 100 400 Td <00250026> Tj ET 0 0 9 9 re f"));
+        return texts_of(content,
+                        "/Font << /F 10 0 R >> /XObject << /Group 15 0 R >> /ExtGState << /Half << /ca 0.5 >> >>");
+    }
+    Lines texts_of(const std::string& content, const std::string& resources) {
+        Lines lines;
+        for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", resources)) {
+            if (!line.starts_with("drawing state")) lines.push_back(line);
+        }
+        return lines;
+    }
+    static ptrdiff_t count(const Lines& lines, const char* start) {
+        return std::count_if(lines.begin(), lines.end(), [=](auto& line) { return line.starts_with(start); });
+    }
+
+    std::string writing = "H";
+};
+
+std::string without_file(const std::string& definition) {
+    const size_t id = definition.find(" id="), height = definition.find(" height=");
+    return definition.substr(0, id) + definition.substr(height, definition.find(" file=") - height);
+}
+
+// An em of 40 pixels; the last advance is the font's own, 1233 / 2048 of it.
+TEST_F(Text, GoesAsCharactersThatThePdfFileKnows) {
+    const Lines lines = texts_of("100 600 Td <002400250026> Tj", kTablesOfPdf, true);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_TRUE(lines[0].starts_with("embedded font file"));
+    EXPECT_EQ(
+        without_file(lines[1]),
+        "font definition: length=96 height=-40 weight=400 italic=0 char_set=1 out_precision=7 clip_precision=0x80 "
+        "pitch_and_family=2");
+    EXPECT_TRUE(lines[2].starts_with("text state"));
+    EXPECT_EQ(lines[3], "text: length=20 text=\"ABC\" x=200 y=240 advances=[40, 40, 24]");
+    EXPECT_EQ(run(workspace, "kvjob", "text out.kv").output.substr(0, 5), "A B C");
+    // What is extracted is a font with its map.
+    EXPECT_EQ(run(workspace, "kvjob", "fonts --extract fonts out.kv").exit_code, 0);
+}
+
+TEST_F(Text, GoesAsGlyphsOtherwise) {
+    const Lines lines = texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, false);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[3], "text: length=14 glyphs=[36, 37] x=200 y=240 advances=[40, 24]");
+    // A font's own map gives characters, too, where it has the glyph.
+    std::vector<std::string> tables = kTablesOfPdf;
+    tables.insert(tables.begin(), "cmap");
+    EXPECT_EQ(texts_of("100 600 Td <00240025> Tj", tables, true).back(),
+              "text: length=16 text=\"AB\" x=200 y=240 advances=[40, 24]");
+}
+
+TEST_F(Text, TurnedStretchedSlantedAndMirrored) {
+    const std::vector<std::string>& tables = kTablesOfPdf;
+    // Up the page.
+    Lines lines = texts_of("0 1 -1 0 100 600 Tm <00240025> Tj", tables, true);
+    EXPECT_NE(lines[1].find("escapement=900"), std::string::npos) << lines[1];
+    EXPECT_EQ(lines.back(), "text: length=16 text=\"AB\" x=200 y=240 advances=[40, 24]");
+    // Twice as wide: an average letter of 1233 / 2048 of 80 pixels.
+    lines = texts_of("2 0 0 1 100 600 Tm <00240025> Tj", tables, true);
+    EXPECT_NE(lines[1].find(" height=-40 width=48 "), std::string::npos) << lines[1];
+    EXPECT_EQ(lines.back(), "text: length=16 text=\"AB\" x=200 y=240 advances=[80, 48]");
+    for (const char* matrix : {"1 0 0.5 1 100 600", "-1 0 0 1 100 600"}) {
+        lines = texts_of(std::string(matrix) + " Tm <0024> Tj", tables, true);
+        ASSERT_EQ(lines.size(), 1u) << matrix;
+        EXPECT_TRUE(lines[0].starts_with("fill path")) << matrix;
+    }
+    EXPECT_NE(messages.find("1 slanted, mirrored or tiny texts as outlines"), std::string::npos) << messages;
+}
+
+TEST_F(Text, RenderingModes) {
+    EXPECT_TRUE(texts_of("1 Tr 100 600 Td <0024> Tj", kTablesOfPdf, true).at(0).starts_with("stroke path"));
+    EXPECT_EQ(texts_of("3 Tr 100 600 Td <0024> Tj", kTablesOfPdf, true), Lines());
+    const Lines clipped = texts_of("7 Tr 100 600 Td <0024> Tj ET 0 0 720 720 re f BT", kTablesOfPdf, true);
+    ASSERT_EQ(clipped.size(), 2u);
+    EXPECT_TRUE(clipped[0].starts_with("path clip"));
+    EXPECT_TRUE(clipped[1].starts_with("rectangle fill"));
+}
+
+TEST_F(Text, WhatBecomesOfLettersIsCounted) {
+    struct {
+        const char *content, *expected;
+    } const cases[] = {
+        {"<002400250026> Tj", "3 as text, 0 as outlines, 0 in images, 0 stroked"},
+        {"<00240025> Tj 1 0 0.5 1 100 500 Tm <0026> Tj", "2 as text, 1 as outlines, 0 in images, 0 stroked"},
+        {"1 Tr <00240025> Tj", "0 as text, 0 as outlines, 0 in images, 2 stroked"},
+        {"<0024> Tj ET /Half gs /Group Do BT", "1 as text, 0 as outlines, 2 in images, 0 stroked"},
+    };
+    for (const auto& test : cases) {
+        texts_of(std::string("1 0 0 1 100 600 Tm ") + test.content, kTablesOfPdf, true);
+        EXPECT_NE(messages.find(std::string("  letters in TrueType fonts: ") + test.expected + "\n"), std::string::npos)
+            << messages;
+    }
+}
+
+// One file travels once, whatever sizes and pages it is used in.
+TEST_F(Text, AFontFileIsEmbeddedOnce) {
+    const Lines lines = texts_of("100 600 Td <0024> Tj /F 10 Tf 0 -50 Td <0025> Tj", kTablesOfPdf, true);
+    EXPECT_EQ(count(lines, "embedded"), 1);
+    EXPECT_EQ(count(lines, "font def"), 2);
+}
+
+// Logical fonts know fonts by their names, and parts of fonts may share one.
+TEST_F(Text, FilesOfOneNameAreTwoFonts) {
+    std::vector<std::string> tables = kTablesOfPdf;
+    add_font(tables, true);
+    tables.pop_back();
+    add_font(tables, true);
+    const Lines lines = texts_of("100 600 Td <0024> Tj /G 20 Tf 60 0 Td <0025> Tj", "/Font << /F 10 0 R /G 15 0 R >>");
+    EXPECT_EQ(count(lines, "embedded"), 2);
+    EXPECT_EQ(count(lines, "font def"), 2);
+}
+
+// Glyphs stand 35.2 pixels under the pen, and 40 pixels under each other.
+TEST_F(Text, AColumnIsOneRecord) {
+    writing = "V";
+    EXPECT_EQ(texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, true).back(),
+              "text: length=20 text=\"AB\" x=180 y=275 advances=[0, 24] offsets=[0, 65496]");
+}
+
+TEST_F(Text, AListTellsWhatWentAsText) {
+    texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, true);
+    job("--list-text list");
+    const std::string list = read_file(workspace.path("list"));
+    EXPECT_TRUE(list.starts_with("page 1 2 0 0\nfont ") || list.starts_with("page 1 2 -0 -0\nfont ")) << list;
+    EXPECT_TRUE(list.ends_with("\nglyph 200.000 240.000\nglyph 240.000 240.000\n")) << list;
+}
+
+}  // namespace
+}  // namespace kvprint

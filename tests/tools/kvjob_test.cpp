@@ -1,0 +1,101 @@
+// The program itself: its exit codes and what it writes.
+
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cstdio>
+
+#include "tests/common/job_builder.h"
+#include "tests/common/samples.h"
+#include "tests/common/workspace.h"
+
+namespace kvjob::test {
+namespace {
+
+class CommandTest : public testing::Test {
+protected:
+    // The exit code; what was said stays.
+    int run(const std::string& arguments) {
+        const kv::test::ProgramRun ended = kv::test::run(workspace, "kvjob", arguments);
+        said = ended.output + ended.errors;
+        return ended.exit_code;
+    }
+    // Bytes red, green, blue, alpha.
+    Buffer pixels(const std::string& name, unsigned width, unsigned height) const {
+        png_image image = {};
+        image.version = PNG_IMAGE_VERSION;
+        if (!png_image_begin_read_from_file(&image, workspace.path(name).c_str())) return {};
+        EXPECT_TRUE(image.width == width && image.height == height) << name;
+        image.format = PNG_FORMAT_RGBA;
+        Buffer bytes(PNG_IMAGE_SIZE(image));
+        png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr);
+        return bytes;
+    }
+
+    kv::test::Workspace workspace;
+    std::string said;
+};
+
+TEST_F(CommandTest, ExitCodesSayHowItWent) {
+    Buffer job = sample_jobs()[0];
+    workspace.write("job", job);
+    job[21] = 99;  // the type of the first record in the page
+    workspace.write("damaged", job);
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"check job", 0, "sound"},
+        {"info job", 0, "pages: 3"},
+        {"dump --page 1 job", 0, "brush definition"},
+        {"--help", 0, "usage"},
+        {"check damaged", 1, "record of type 99"},
+        {"info none", 1, "cannot read the file"},
+        {"info .", 1, "cannot read the file"},
+        {"images --out /proc/none job", 1, "kvjob: "},
+        {"", 2, "no command"},
+        {"paint job", 2, "no such command"},
+        {"check", 2, "no job file"},
+        {"check --json job", 2, "unexpected: --json"},
+        {"dump --page 0 job", 2, "--page needs a number"},
+        {"dump job --page", 2, "--page needs a value"},
+        {"images job", 2, "give --out DIR"},
+    };
+    for (const auto& [arguments, code, words] : cases) {
+        EXPECT_EQ(run(arguments), code) << arguments;
+        EXPECT_NE(said.find(words), std::string::npos) << arguments << ": " << said;
+    }
+}
+
+TEST_F(CommandTest, ImagesComeOutAsTheyAre) {
+    const Buffer target = rect16(0, 0, 9, 9), two = rect16(0, 0, 2, 1);
+    const Buffer image = packed_bitmap(2, 1, 24, {}, {3, 2, 1, 1, 1, 1, 0, 0});
+    const Buffer stream = jpeg_stream(32, 32, false, 9, 8, 7);
+    JobBuilder job;
+    job.start_page().end_page();
+    job.start_page();
+    std::vector<std::string> names;
+    auto add = [&](int type, const Buffer& body) {
+        char name[32];
+        std::snprintf(name, sizeof name, "a/b/page0002-%08X-", job.position());
+        names.emplace_back(name);
+        type == 31 ? job.sized_record(type, body) : job.record(type, body);
+    };
+    const Buffer red_blue = packed_bitmap(2, 1, 1, {0x0000FF, 0xFF0000}, {0x80, 0, 0, 0});
+    add(18, Body().u8({0xCC}).add(two).add(target).add(red_blue));
+    const Buffer half_red = packed_bitmap(1, 1, 32, {}, Body().u32({0x80800000}));  // premultiplied
+    add(41, Body().u32({0x01FF0000}).add(rect16(0, 0, 1, 1)).add(target).add(half_red));
+    add(59, Body().u8({1, 2, 3, 0}).add(two).add(target).add(image));
+    const Buffer mask = packed_bitmap(2, 1, 1, {0, 0xFFFFFF}, {0x40, 0, 0, 0});
+    add(61, Body().u16({0}).add(two).u16({0, 0, 2, 0, 2, 1, 0, 1}).u32({48, 52}).add(image).add(mask));
+    add(31, Body().u8({0xCC}).add(rect16(0, 0, 32, 32)).add(target).add(stream));
+    workspace.write("job.kv", job.end_page(0x28).finish());
+    ASSERT_EQ(run("images --out a/b job.kv"), 0);
+    EXPECT_EQ(pixels(names[0] + "image.png", 2, 1), (Buffer{255, 0, 0, 255, 0, 0, 255, 255}));
+    EXPECT_EQ(pixels(names[1] + "image.png", 1, 1), (Buffer{255, 0, 0, 128}));
+    EXPECT_EQ(pixels(names[2] + "image.png", 2, 1), (Buffer{1, 2, 3, 0, 1, 1, 1, 255}));
+    EXPECT_EQ(pixels(names[3] + "image.png", 2, 1), (Buffer{1, 2, 3, 255, 1, 1, 1, 255}));
+    EXPECT_EQ(pixels(names[3] + "mask.png", 2, 1), (Buffer{0, 0, 0, 255, 255, 255, 255, 255}));
+    EXPECT_EQ(kv::test::read_bytes(workspace.path(names[4] + "image.jpg")), stream);
+    EXPECT_EQ(pixels(names[4] + "image.png", 32, 32).size(), 4096u);
+}
+
+}  // namespace
+}  // namespace kvjob::test
