@@ -71,7 +71,7 @@ kv_tests(drawing kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)
 kv_tests(fidelity fidelity_score)
-kv_tests(tools kvprint_options kv_printhost kv_test_common)
+kv_tests(tools kvprint_options kv_printhost kv_test_common PNG::PNG)
 foreach(module drawing printhost dispatcher tools)
   add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
 endforeach()
