@@ -4,6 +4,7 @@
 #include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -101,6 +102,7 @@ BOOL attach_process(HINSTANCE module) {
     state.module = module;
     static LONG initialised = 0;
     if (InterlockedExchange(&initialised, 1) == 0) read_system(state);
+    start_trace();
     read_ui_fonts(state);
     if (!establish_resource_module()) return FALSE;
     SetProcessDefaultLayout(0);
@@ -122,6 +124,7 @@ BOOL attach_process(HINSTANCE module) {
 void detach_process() {
     release_process_fonts();
     release_resource_module();
+    stop_trace();
 }
 
 }  // namespace kv

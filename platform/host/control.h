@@ -143,6 +143,9 @@ void set_registry_dword(HKEY root, const std::u16string& path, const std::u16str
 bool registry_key_exists(HKEY root, const std::u16string& path);
 bool registry_value_exists(HKEY root, const std::u16string& path, const std::u16string& name);
 
+// Called with each line of the driver's trace in place of standard error; empty: standard error again.
+void set_trace_listener(std::function<void(const std::string&)> call);
+
 // Messages shown to the user, oldest first. They also go to standard error unless quiet.
 struct Message {
     std::u16string text, caption;

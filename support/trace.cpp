@@ -1,0 +1,109 @@
+#include "support/trace.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+
+#include "platform/trace_sink.h"
+#include "support/paths.h"
+#include "support/reg_key.h"
+
+namespace kv {
+
+std::array<TraceLevel, kTraceComponents> trace_levels = {};
+
+namespace {
+
+constexpr std::array<std::string_view, kTraceComponents> kComponents = {"driver",   "record",   "fonts",  "image",
+                                                                        "dispatch", "settings", "support"};
+constexpr std::array<std::string_view, 5> kLevels = {"off", "error", "warning", "info", "record"};
+constexpr size_t kLongestLine = 512;  // bytes, with the line feed; longer ones are cut
+
+DWORD trace_start = 0;
+
+template <size_t N>
+size_t index_of(const std::array<std::string_view, N>& words, std::string_view word) {
+    return static_cast<size_t>(std::find(words.begin(), words.end(), word) - words.begin());
+}
+
+void apply(std::string_view entry) {
+    const size_t colon = entry.find(':');
+    const bool for_all = colon == std::string_view::npos;
+    const size_t level = index_of(kLevels, for_all ? entry : entry.substr(colon + 1));
+    if (level == kLevels.size()) return;
+    if (for_all) {
+        trace_levels.fill(static_cast<TraceLevel>(level));
+    } else if (const size_t component = index_of(kComponents, entry.substr(0, colon)); component < kTraceComponents) {
+        trace_levels[component] = static_cast<TraceLevel>(level);
+    }
+}
+
+void add_entries(std::string_view text) {
+    while (!text.empty()) {
+        const size_t comma = std::min(text.find(','), text.size());
+        apply(text.substr(0, comma));
+        text.remove_prefix(std::min(comma + 1, text.size()));
+    }
+}
+
+// The value is plain ASCII; anything else matches no word.
+void add_registry_entries(HKEY root) {
+    CRegKey key;
+    PathText value;
+    if (!open_product_key(key, root) || !key.read_path(TEXT("Trace"), value)) return;
+    std::array<char, 260> text = {};
+    for (size_t i = 0; i < value.length() && i + 1 < text.size(); ++i) {
+        text[i] = value.c_str()[i] < 0x80 ? static_cast<char>(value.c_str()[i]) : '?';
+    }
+    add_entries(text.data());
+}
+
+bool any_traced() {
+    return std::any_of(trace_levels.begin(), trace_levels.end(), [](TraceLevel l) { return l != TraceLevel::Off; });
+}
+
+}  // namespace
+
+void set_trace_levels(const char* text) {
+    trace_levels.fill(TraceLevel::Off);
+    add_entries(text);
+}
+
+void start_trace() {
+    trace_levels.fill(TraceLevel::Off);
+    trace_start = GetTickCount();
+    add_registry_entries(HKEY_LOCAL_MACHINE);
+    add_registry_entries(HKEY_CURRENT_USER);
+    if (const char* text = trace_environment()) add_entries(text);
+    if (!any_traced()) return;
+    PathText folder;
+    open_trace_sink(GetTempFolder(folder) ? folder.c_str() : nullptr);
+}
+
+void stop_trace() {
+    trace_levels.fill(TraceLevel::Off);
+    close_trace_sink();
+}
+
+void trace_line(TraceComponent component, TraceLevel level, const char* function, const char* format, ...) {
+    const DWORD error = GetLastError();
+    std::array<char, kLongestLine> line;
+    const DWORD elapsed = GetTickCount() - trace_start;
+    const size_t room = line.size() - 1;  // the line feed takes the terminating 0's place
+    int length = std::snprintf(line.data(), room, "%u.%03u %u %s %s %s: ", static_cast<unsigned>(elapsed / 1000),
+                               static_cast<unsigned>(elapsed % 1000), static_cast<unsigned>(GetCurrentThreadId()),
+                               kComponents[static_cast<size_t>(component)].data(),
+                               kLevels[static_cast<size_t>(level)].data(), function);
+    size_t end = std::min(static_cast<size_t>(std::max(length, 0)), room - 1);
+    va_list arguments;
+    va_start(arguments, format);
+    length = std::vsnprintf(line.data() + end, room - end, format, arguments);
+    va_end(arguments);
+    end = std::min(end + static_cast<size_t>(std::max(length, 0)), room - 1);
+    line[end] = '\n';
+    write_trace_line(line.data(), end + 1);
+    SetLastError(error);
+}
+
+}  // namespace kv
