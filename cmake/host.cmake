@@ -65,6 +65,8 @@ target_link_libraries(check_fonts kv_test_common Freetype::Freetype)
 kv_tests(dispatch kv_test_common)
 kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test.cpp PROPERTIES
+  COMPILE_DEFINITIONS KV_DOCS_DIR="${CMAKE_SOURCE_DIR}/docs")
 kv_tests(engine kv_test_common)
 kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
