@@ -33,6 +33,7 @@ kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig ${MUPDF})
 kv_module(dispatcher LINKS kv_dispatch)
 target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/host/machine.cpp)
 
+include(cmake/tools.cmake)
 add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
 add_subdirectory(tools/kvdisp12)
@@ -73,10 +74,12 @@ kv_tests(drawing kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)
 kv_tests(fidelity fidelity_score)
-kv_tests(tools kvprint_options kv_printhost kv_test_common PNG::PNG)
+kv_tests(tools kvprint_options kvjob_options kvdisp12_options kv_printhost kv_test_common PNG::PNG)
 foreach(module drawing printhost dispatcher tools)
   add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
 endforeach()
+add_dependencies(test_tools fidelity)
+target_compile_definitions(test_tools PRIVATE KV_VERSION="${PROJECT_VERSION}")
 
 # What tests/windows compares the DLL's jobs with.
 add_executable(host_scenes tests/windows/host_scenes.cpp)

@@ -1,6 +1,7 @@
 # The product: kvgraph12.dll. The compiler's runtime is linked in, so that the process that loads the
 # driver needs nothing beside it.
 enable_language(RC)
+set(version_parts ${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0600 WINVER=0x0600)
 
 # Libraries that no package has for this target are built from Debian's source.
@@ -43,6 +44,8 @@ add_custom_command(OUTPUT ${engine_imports}
   DEPENDS ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def)
 add_custom_target(engine_imports DEPENDS ${engine_imports})
 
+set_source_files_properties(${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc
+  PROPERTIES COMPILE_DEFINITIONS KV_VERSION_PARTS=${version_parts})
 add_library(kvgraph12 SHARED ${CMAKE_SOURCE_DIR}/driver/kvgraph12.def ${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc)
 set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
@@ -70,6 +73,7 @@ if(KV_PROGRAMS)
   link_libraries(-static -s)
   kv_module(dispatcher LINKS kv_dispatch)
   target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/windows/machine.cpp)
+  include(cmake/tools.cmake)
   add_subdirectory(tools/kvdisp12)
   add_executable(print_scenes tests/windows/print_scenes.cpp)
   target_link_libraries(print_scenes kv_scenes)

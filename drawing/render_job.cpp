@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <numeric>
 
 #include "drawing/page_painter.h"
 #include "drawing/pdf_canvas.h"
@@ -102,12 +103,11 @@ private:
 
     void choose_pages() {
         const size_t count = std::min(map_.pages().size(), summary_.pages.size());
-        for (size_t i = 0; i < count; ++i) {
-            const bool wanted = options_.pages.empty() ||
-                                std::any_of(options_.pages.begin(), options_.pages.end(), [&](const auto& range) {
-                                    return i + 1 >= range.first && i + 1 <= range.second;
-                                });
-            if (wanted) pages_.push_back(i);
+        if (options_.pages) {
+            pages_ = options_.pages(count);
+        } else {
+            pages_.resize(count);
+            std::iota(pages_.begin(), pages_.end(), size_t{1});
         }
         if (pages_.empty()) throw std::runtime_error("no such page; the job has " + std::to_string(count));
     }
@@ -116,9 +116,10 @@ private:
     void for_each_page(Draw draw) {
         for (size_t i = 0; i < pages_.size(); ++i) {
             if (options_.progress) std::fprintf(stderr, "\rpage %zu of %zu", i + 1, pages_.size());
-            const IndexedPage& page = summary_.pages[pages_[i]];
+            const size_t number = pages_[i] - 1;
+            const IndexedPage& page = summary_.pages[number];
             if (page.width <= 0 || page.height <= 0) throw std::runtime_error("a page has no area");
-            draw(pages_[i], page);
+            draw(number, page);
         }
     }
 
@@ -174,7 +175,7 @@ private:
     TextPainter texts_;
     BrushTable brushes_;
     PagePainter painter_;
-    std::vector<size_t> pages_;
+    std::vector<size_t> pages_;  // from 1
 };
 
 }  // namespace

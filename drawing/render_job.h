@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,11 @@
 namespace kvjob {
 
 struct RenderOptions {
-    double dots_per_inch = 0;                      // 0: 150 for pixels; 300 for what must be pixels in a PDF file
-    std::vector<std::pair<size_t, size_t>> pages;  // first and last, from 1; empty: all
-    std::string output;                            // NAME.pdf, or NAME-%d.png with the page's number
-    bool progress = false;                         // says on standard error which page is under way
+    double dots_per_inch = 0;  // 0: 150 for pixels; 300 for what must be pixels in a PDF file
+    // The pages to draw of a job of so many, from 1 and in their order; not set: all.
+    std::function<std::vector<size_t>(size_t count)> pages;
+    std::string output;     // NAME.pdf, or NAME-%d.png with the page's number
+    bool progress = false;  // says on standard error which page is under way
 };
 
 // Draws pages into files. Content that cannot be drawn is reported and left out. Throws Fault for no whole job, and

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
 #include <optional>
 
 #include "platform/host/control.h"
@@ -93,8 +94,15 @@ private:
     std::string path_, partial_;
 };
 
-void show_progress(const Request& request, int page, int pages) {
-    if (!request.quiet && isatty(STDERR_FILENO)) std::fprintf(stderr, "\rpage %d of %d", page, pages);
+void show_progress(const Request& request, size_t page, size_t pages) {
+    if (!request.quiet && isatty(STDERR_FILENO)) std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
+}
+
+std::vector<size_t> pages_of(const Request& request, size_t count) {
+    if (request.pages) return request.pages(count);
+    std::vector<size_t> all(count);
+    std::iota(all.begin(), all.end(), size_t{1});
+    return all;
 }
 
 class Printing {
@@ -106,13 +114,13 @@ public:
 
     void print(Pdf& pdf) {
         fonts_.emplace(context_, pdf.get(), installed_);
-        for (int number = 1; number <= pdf.pages(); ++number) {
-            if (!request_.wants_page(number)) continue;
-            show_progress(request_, number, pdf.pages());
-            print_page(pdf, number);
+        const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(pdf.pages()));
+        if (pages.empty()) throw std::runtime_error("no such page");
+        for (size_t i = 0; i < pages.size(); ++i) {
+            show_progress(request_, i + 1, pages.size());
+            print_page(pdf, static_cast<int>(pages[i]));
             pdf.forget_page();
         }
-        if (!device_) throw std::runtime_error("no such page");
     }
     void finish() {
         if (list_) list_->finish();
@@ -178,12 +186,6 @@ private:
 };
 
 }  // namespace
-
-bool Request::wants_page(int number) const {
-    return pages.empty() || std::any_of(pages.begin(), pages.end(), [&](const auto& range) {
-               return number >= range.first && number <= range.second;
-           });
-}
 
 Played print_file(const Request& request) {
     Context context;

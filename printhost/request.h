@@ -1,7 +1,9 @@
 #pragma once
 // What is to be printed, and how.
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,14 +11,13 @@
 namespace kvprint {
 
 struct Request {
-    std::string input, output;                               // no output: the job goes to the dispatcher
-    std::vector<std::pair<int, int>> pages;                  // first and last, from 1; empty: all
+    std::string input, output;  // no output: the job goes to the dispatcher
+    // The pages to print of a document of so many, from 1 and in their order; not set: all.
+    std::function<std::vector<size_t>(size_t count)> pages;
     std::vector<std::pair<std::string, uint32_t>> settings;  // by their names in the registry
     std::vector<std::pair<std::string, std::string>> data;   // attached to the job, names and values not empty
     std::string text_list;                                   // where to list what goes as text; empty: nowhere
     bool quiet = false;                                      // no progress on a terminal, no closing line
-
-    bool wants_page(int number) const;
 };
 
 }  // namespace kvprint

@@ -26,7 +26,7 @@ void render(Bytes job, const std::string& output, Reports& reports) {
     RenderOptions options;
     options.dots_per_inch = 8;
     options.output = output;
-    options.pages = {{1, 2}};
+    options.pages = [](size_t) { return std::vector<size_t>{1, 2}; };
     render_job(job, options, reports);
 }
 

@@ -50,13 +50,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"info none", 1, "cannot read the file"},
         {"info .", 1, "cannot read the file"},
         {"images --out /proc/none job", 1, "kvjob: "},
-        {"", 2, "no command"},
-        {"paint job", 2, "no such command"},
-        {"check", 2, "no job file"},
-        {"check --json job", 2, "unexpected: --json"},
-        {"dump --page 0 job", 2, "--page needs a number"},
         {"dump job --page", 2, "--page needs a value"},
-        {"images job", 2, "give --out DIR"},
     };
     for (const auto& [arguments, code, words] : cases) {
         EXPECT_EQ(run(arguments), code) << arguments;

@@ -10,7 +10,8 @@
 namespace kvdisp12 {
 namespace {
 
-enum : int { kDone = 0, kFailed = 1, kUsageFault = 2 };
+using kv::cli::kDone;
+using kv::cli::kFailed;
 
 Text pipe_name(const Options& options) {
     kv::ObjectName name;
@@ -56,22 +57,12 @@ int start(const Options& options) {
     }
 }
 
-int run(const std::vector<std::string>& arguments) {
-    try {
-        const Options options = parse_options(arguments);
-        if (!options.help) return start(options);
-        std::fputs(kUsage, stdout);
-        return kDone;
-    } catch (const UsageError& error) {
-        std::fprintf(stderr, "kvdisp12: %s\n%s", error.what(), kUsage);
-        return kUsageFault;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "kvdisp12: %s\n", error.what());
-        return kFailed;
-    }
-}
-
 }  // namespace
 }  // namespace kvdisp12
 
-int main(int argc, char** argv) { return kvdisp12::run(kvdisp12::command_line(argc, argv)); }
+int main(int argc, char** argv) {
+    CLI::App app;
+    kvdisp12::Options options;
+    kvdisp12::describe(app, options);
+    return kv::cli::run(app, kvdisp12::command_line(argc, argv), [&] { return kvdisp12::start(options); });
+}

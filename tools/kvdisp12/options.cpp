@@ -1,49 +1,36 @@
 #include "tools/kvdisp12/options.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
+#include "tools/common/values.h"
+
 namespace kvdisp12 {
-
-const char* const kUsage =
-    "usage: kvdisp12 [--outbox DIR] [--log FILE] [--idle SECONDS] [/session=N] [/autoexit=1]\n"
-    "Takes the jobs of the Karvo driver and files them under their names.\n"
-    "  --outbox DIR      where jobs go (default: karvo/outbox in the user's data directory)\n"
-    "  --log FILE        gets one line a message (default: kvdisp12.log beside the outbox)\n"
-    "  --idle SECONDS    how long /autoexit=1 waits for another client (default: 10)\n"
-    "  /session=N        the session to serve (default: this one)\n"
-    "  /autoexit=1       ends when idle\n"
-    "  /runonce          ends at once\n"
-    "  /source=TEXT /job=N /housekeeping=none|minimal    who started it, and for what\n";
-
 namespace {
 
-template <class Number>
-Number parse_number(const std::string& text, const std::string& what) {
-    Number value = 0;
+using kv::cli::add_value;
+using kv::cli::UsageError;
+
+// As the driver writes it: with a sign.
+int parse_number(const std::string& text, const std::string& what) {
+    int value = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || stop != text.data() + text.size()) throw UsageError(what + ": not a number: " + text);
     return value;
 }
 
-std::string lower_case(std::string text) {
-    std::ranges::transform(text, text.begin(),
-                           [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
-    return text;
-}
-
-void take_driver_option(const std::string& argument, Options& options) {
-    const size_t equals = std::min(argument.find('='), argument.size());
-    const std::string name = lower_case(argument.substr(1, equals - 1));
-    const std::string value = equals < argument.size() ? argument.substr(equals + 1) : "";
+void take_driver_option(const std::string& word, Options& options) {
+    if (!word.starts_with("/")) throw UsageError("unexpected: " + word);
+    const size_t equals = std::min(word.find('='), word.size());
+    const std::string name = kv::cli::lower_case(word.substr(1, equals - 1));
+    const std::string value = equals < word.size() ? word.substr(equals + 1) : "";
     if (name == "source") {
         options.source = value;
     } else if (name == "session") {
-        options.session = static_cast<DWORD>(parse_number<int>(value, "/session"));
+        options.session = static_cast<DWORD>(parse_number(value, "/session"));
         options.has_session = true;
     } else if (name == "job") {
-        options.job = parse_number<int>(value, "/job");
+        options.job = parse_number(value, "/job");
     } else if (name == "autoexit") {
         options.autoexit = value == "1";
     } else if (name == "housekeeping") {
@@ -55,29 +42,20 @@ void take_driver_option(const std::string& argument, Options& options) {
 
 }  // namespace
 
-Options parse_options(const std::vector<std::string>& arguments) {
-    Options options;
-    for (size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        const auto value = [&]() -> const std::string& {
-            if (++i == arguments.size()) throw UsageError(argument + " needs a value");
-            return arguments[i];
-        };
-        if (argument.starts_with("/")) {
-            take_driver_option(argument, options);
-        } else if (argument == "--outbox") {
-            options.outbox = value();
-        } else if (argument == "--log") {
-            options.log = value();
-        } else if (argument == "--idle") {
-            options.idle = parse_number<double>(value(), argument);
-        } else if (argument == "--help" || argument == "-h") {
-            options.help = true;
-        } else {
-            throw UsageError("unexpected: " + argument);
-        }
-    }
-    return options;
+void describe(CLI::App& app, Options& options) {
+    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver and files them under their names.", "");
+    add_value(
+        app, "/name=value", "", [&](const std::string& word) { take_driver_option(word, options); },
+        "what the driver says: /session=N (the session to serve), /autoexit=1 (ends when idle), /runonce (ends at "
+        "once), /source=TEXT /job=N /housekeeping=none|minimal (who started it, and for what)")
+        ->allow_extra_args();
+    add_value(app, "--outbox", "DIR", options.outbox,
+              "where jobs go (default: karvo/outbox in the user's data directory)");
+    add_value(app, "--log", "FILE", options.log, "gets one line a message (default: kvdisp12.log beside the outbox)");
+    add_value(
+        app, "--idle", "TIME", [&](const std::string& text) { options.idle = kv::cli::parse_seconds(text, "--idle"); },
+        "how long /autoexit=1 waits for another client: 10 (seconds, the default), 500ms, 2min");
+    kv::cli::add_examples(app, {"kvdisp12 --outbox jobs --log jobs.log", "kvdisp12 /autoexit=1 --idle 1min"});
 }
 
 }  // namespace kvdisp12

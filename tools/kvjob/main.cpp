@@ -9,92 +9,88 @@
 #include "reader/dump.h"
 #include "reader/info.h"
 #include "reader/job_file.h"
-#include "tools/kvjob/arguments.h"
+#include "tools/kvjob/options.h"
 
 namespace kvjob {
 namespace {
 
-enum : int { kDone = 0, kFaulty = 1, kWrongUsage = 2 };
+using kv::cli::kDone;
+using kv::cli::kFailed;
 
-int run_check(const Arguments& arguments, Bytes file) {
+int run_check(const Options& options, Bytes file) {
     const auto findings = check_job(file);
     for (const Finding& finding : findings) {
-        std::fprintf(stderr, "%s: 0x%llX: %s\n", arguments.job.c_str(), static_cast<unsigned long long>(finding.offset),
+        std::fprintf(stderr, "%s: 0x%llX: %s\n", options.job.c_str(), static_cast<unsigned long long>(finding.offset),
                      finding.message.c_str());
     }
-    if (findings.empty()) std::printf("%s: sound\n", arguments.job.c_str());
-    return findings.empty() ? kDone : kFaulty;
+    if (findings.empty()) std::printf("%s: sound\n", options.job.c_str());
+    return findings.empty() ? kDone : kFailed;
 }
 
-void run_images(const Arguments& arguments, Bytes file, Reports& reports) {
-    std::filesystem::create_directories(arguments.out);
-    const size_t images = extract_images(file, arguments.out, reports);
-    std::printf("%s: %zu images\n", arguments.out.c_str(), images);
+void run_images(const Options& options, Bytes file, Reports& reports) {
+    std::filesystem::create_directories(options.out);
+    const size_t images = extract_images(file, options.out, reports);
+    std::printf("%s: %zu images\n", options.out.c_str(), images);
 }
 
-void run_text(const Arguments& arguments, Bytes file, Reports& reports) {
+void run_text(const Options& options, Bytes file, Reports& reports) {
     const JobMap map(file);
     FontStore fonts(map);
     const size_t pages = map.pages().size();
-    const size_t first = arguments.page ? *arguments.page - 1 : 0, end = arguments.page ? *arguments.page : pages;
+    const size_t first = options.page ? *options.page - 1 : 0, end = options.page ? *options.page : pages;
     if (end > pages) throw std::runtime_error("no such page; the job has " + std::to_string(pages));
     for (size_t page = first; page < end; ++page) {
         std::fputs(page_text(map, fonts, page, reports).c_str(), stdout);
-        if (!arguments.page) std::fputc('\f', stdout);
+        if (!options.page) std::fputc('\f', stdout);
     }
     if (map.broken()) throw *map.broken();
 }
 
-void run_fonts(const Arguments& arguments, Bytes file, Reports& reports) {
-    if (!arguments.out.empty()) std::filesystem::create_directories(arguments.out);
-    list_fonts(file, arguments.out, stdout, reports);
+void run_fonts(const Options& options, Bytes file, Reports& reports) {
+    if (!options.out.empty()) std::filesystem::create_directories(options.out);
+    list_fonts(file, options.out, stdout, reports);
 }
 
-void run_render(const Arguments& arguments, Bytes file, Reports& reports) {
-    RenderOptions options = arguments.render;
-    options.progress = isatty(STDERR_FILENO) != 0;
-    render_job(file, options, reports);
+void run_render(const Options& options, Bytes file, Reports& reports) {
+    RenderOptions rendering = options.render;
+    rendering.progress = isatty(STDERR_FILENO) != 0;
+    render_job(file, rendering, reports);
 }
 
-int run(const Arguments& arguments) {
-    const JobFile job(arguments.job);
+int run(const Options& options) {
+    const JobFile job(options.job);
     const Bytes file = job.bytes();
-    const std::string& command = arguments.command;
-    if (command == "check") return run_check(arguments, file);
+    const std::string& command = options.command;
+    if (command == "check") return run_check(options, file);
     Reports reports(stderr);
     if (command == "info") print_info(file, stdout);
-    if (command == "dump") dump_job(file, {arguments.json, arguments.page}, stdout);
-    if (command == "images") run_images(arguments, file, reports);
-    if (command == "text") run_text(arguments, file, reports);
-    if (command == "fonts") run_fonts(arguments, file, reports);
-    if (command == "render") run_render(arguments, file, reports);
-    return reports.count() == 0 ? kDone : kFaulty;
+    if (command == "dump") dump_job(file, {options.json, options.page}, stdout);
+    if (command == "images") run_images(options, file, reports);
+    if (command == "text") run_text(options, file, reports);
+    if (command == "fonts") run_fonts(options, file, reports);
+    if (command == "render") run_render(options, file, reports);
+    return reports.count() == 0 ? kDone : kFailed;
 }
 
-int main_of(const std::vector<std::string>& words) {
-    Arguments arguments;
+// Faults of the job begin with its name and their place in it.
+int run_told(const Options& options) {
     try {
-        arguments = parse_arguments(words);
-    } catch (const UsageError& error) {
-        std::fprintf(stderr, "kvjob: %s\n%s", error.what(), kUsage);
-        return kWrongUsage;
-    }
-    if (arguments.help) {
-        std::fputs(kUsage, stdout);
-        return kDone;
-    }
-    try {
-        return run(arguments);
+        return run(options);
     } catch (const Fault& fault) {
-        std::fprintf(stderr, "%s: 0x%llX: %s\n", arguments.job.c_str(), static_cast<unsigned long long>(fault.offset),
+        std::fprintf(stderr, "%s: 0x%llX: %s\n", options.job.c_str(), static_cast<unsigned long long>(fault.offset),
                      fault.what());
+        return kFailed;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kvjob: %s: %s\n", arguments.job.c_str(), error.what());
+        throw std::runtime_error(options.job + ": " + error.what());
     }
-    return kFaulty;
 }
 
 }  // namespace
 }  // namespace kvjob
 
-int main(int argc, char** argv) { return kvjob::main_of({argv + 1, argv + argc}); }
+int main(int argc, char** argv) {
+    CLI::App app;
+    kvjob::Options options;
+    kvjob::describe(app, options);
+    return kv::cli::run(app, {argv + 1, argv + argc}, [&] { return kvjob::run_told(options); });
+}

@@ -7,8 +7,6 @@
 
 namespace {
 
-enum : int { kDone = 0, kFailed = 1, kUsage = 2 };
-
 void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
@@ -28,25 +26,20 @@ void report(const kvprint::Options& options, const kvprint::Played& played) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    kvprint::Options options;
-    try {
-        options = kvprint::parse_options({argv + 1, argv + argc});
-    } catch (const kvprint::UsageError& error) {
-        std::fprintf(stderr, "kvprint: %s\n%s", error.what(), kvprint::kUsage);
-        return kUsage;
-    }
-    if (options.help) {
-        std::fputs(kvprint::kUsage, stdout);
-        return kDone;
-    }
+int print(const kvprint::Options& options) {
     try {
         report(options, kvprint::print_file(options));
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kvprint: %s: %s\n", options.input.c_str(), error.what());
-        return kFailed;
+        throw std::runtime_error(options.input + ": " + error.what());
     }
-    return kDone;
+    return kv::cli::kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app;
+    kvprint::Options options;
+    kvprint::describe(app, options);
+    return kv::cli::run(app, {argv + 1, argv + argc}, [&] { return print(options); });
 }

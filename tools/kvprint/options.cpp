@@ -1,107 +1,67 @@
 #include "tools/kvprint/options.h"
 
-#include <algorithm>
-#include <charconv>
+#include <mupdf/fitz/version.h>
+#include <zlib.h>
+
+#include "tools/common/page_list.h"
+#include "tools/common/values.h"
 
 namespace kvprint {
-
-const char* const kUsage =
-    "usage: kvprint INPUT.pdf [-o JOB.kv] [--pages 1-3,7] [--set NAME=VALUE ...]\n"
-    "               [--data NAME=VALUE ...] [--list-text FILE] [--quiet]\n"
-    "Prints a PDF file through the Karvo driver.\n"
-    "  -o JOB.kv          the job file to write; without it the job goes to the dispatcher, kvdisp12\n"
-    "  --pages LIST       pages and ranges of pages to print\n"
-    "  --set NAME=VALUE   a setting of the printer: Resolution, BitDepth, Compression, JpegQuality, ResDownSamp,\n"
-    "                     ResDownSampMono, MarginLeft, MarginTop, MarginRight, MarginBottom, PathEscapes, AutoEm,\n"
-    "                     EmbedFonts or CaptureFonts\n"
-    "  --data NAME=VALUE  a name and a text that the job carries\n"
-    "  --list-text FILE   lists the places of all glyphs that go as text, and the fonts they are given in\n"
-    "  --quiet            says nothing when all went well\n";
-
 namespace {
 
-constexpr const char* kSettings[] = {
-    "Resolution", "BitDepth",    "Compression",  "JpegQuality", "ResDownSamp", "ResDownSampMono", "MarginLeft",
-    "MarginTop",  "MarginRight", "MarginBottom", "PathEscapes", "AutoEm",      "EmbedFonts",      "CaptureFonts",
+using kv::cli::add_value;
+
+// What --set takes: values of the registry, with what the driver does something with.
+const std::vector<kv::cli::Setting> kSettings = {
+    {"Resolution", 1, 32767},                                 // dots per inch
+    {"BitDepth", 1, 32},                                      // of a pixel
+    {"Compression", 0, 0xFF},                                 // bits
+    {"JpegQuality", 0, 100},                                  //
+    {"ResDownSamp", 0, 65535},                                // dots per inch; 0: images stay as they are
+    {"ResDownSampMono", 0, 65535}, {"MarginLeft", 0, 32767},  // thousandths of an inch
+    {"MarginTop", 0, 32767},       {"MarginRight", 0, 32767}, {"MarginBottom", 0, 32767},
+    {"PathEscapes", 0, 1},         {"AutoEm", 0, 1},          {"EmbedFonts", 0, 1},
+    {"CaptureFonts", 0, 1},
 };
 
-uint32_t parse_number(const std::string& text, const std::string& what) {
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    const char *begin = text.data() + (hex ? 2 : 0), *end = text.data() + text.size();
-    uint32_t value = 0;
-    auto [stop, error] = std::from_chars(begin, end, value, hex ? 16 : 10);
-    if (error != std::errc() || stop != end || begin == end) throw UsageError(what + ": not a number: " + text);
-    return value;
-}
-
-std::vector<std::pair<int, int>> parse_pages(const std::string& list) {
-    std::vector<std::pair<int, int>> pages;
-    for (size_t at = 0; at <= list.size();) {
-        const size_t comma = std::min(list.find(',', at), list.size());
-        const std::string part = list.substr(at, comma - at);
-        const size_t dash = part.find('-');
-        const int first = static_cast<int>(parse_number(part.substr(0, dash), "--pages") & 0x7FFFFFFF);
-        const int last = dash == std::string::npos
-                             ? first
-                             : static_cast<int>(parse_number(part.substr(dash + 1), "--pages") & 0x7FFFFFFF);
-        if (first < 1 || last < first) throw UsageError("--pages: no such range: " + part);
-        pages.emplace_back(first, last);
-        at = comma + 1;
+std::string settings_text() {
+    std::string names;
+    for (const kv::cli::Setting& setting : kSettings) {
+        names += (names.empty() ? "" : ", ") + std::string(setting.name);
     }
-    return pages;
-}
-
-std::pair<std::string, std::string> parse_pair(const std::string& text, const std::string& what) {
-    const size_t equals = text.find('=');
-    if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
-        throw UsageError(what + ": expected NAME=VALUE: " + text);
-    }
-    return {text.substr(0, equals), text.substr(equals + 1)};
-}
-
-std::pair<std::string, uint32_t> parse_setting(const std::string& text) {
-    const auto [name, value] = parse_pair(text, "--set");
-    if (std::find(std::begin(kSettings), std::end(kSettings), name) == std::end(kSettings)) {
-        throw UsageError("--set: no such setting: " + name);
-    }
-    return {name, parse_number(value, "--set " + name)};
+    return names;
 }
 
 }  // namespace
 
-Options parse_options(const std::vector<std::string>& arguments) {
-    Options options;
-    for (size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        auto value = [&]() -> const std::string& {
-            if (++i == arguments.size()) throw UsageError(argument + " needs a value");
-            return arguments[i];
-        };
-        if (argument == "-o") {
-            options.output = value();
-        } else if (argument == "--pages") {
-            options.pages = parse_pages(value());
-        } else if (argument == "--set") {
-            options.settings.push_back(parse_setting(value()));
-        } else if (argument == "--data") {
-            options.data.push_back(parse_pair(value(), "--data"));
-        } else if (argument == "--list-text") {
-            options.text_list = value();
-        } else if (argument == "--quiet") {
-            options.quiet = true;
-        } else if (argument == "--help" || argument == "-h") {
-            options.help = true;
-        } else if (argument.starts_with("-")) {
-            throw UsageError("no such option: " + argument);
-        } else if (!options.input.empty()) {
-            throw UsageError("one input at a time: " + argument);
-        } else {
-            options.input = argument;
-        }
-    }
-    if (options.help) return options;
-    if (options.input.empty()) throw UsageError("no input");
-    return options;
+void describe(CLI::App& app, Options& options) {
+    kv::cli::introduce(app, "kvprint", "Prints a PDF file through the Karvo driver.",
+                       "MuPDF " FZ_VERSION ", zlib " + std::string(zlibVersion()));
+    kv::cli::add_input(app, "INPUT.pdf", options.input, "the file to print");
+    add_value(app, "-o,--output", "JOB.kv", options.output,
+              "the job file to write; without it the job goes to the dispatcher, kvdisp12");
+    add_value(
+        app, "--pages", "LIST",
+        [&](const std::string& list) {
+            options.pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvprint");
+        },
+        "what to print, in this order: 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
+    add_value(
+        app, "--set", "NAME=VALUE",
+        [&](const std::string& text) { options.settings.push_back(kv::cli::parse_setting(text, "--set", kSettings)); },
+        "a setting of the printer, each with one --set: " + settings_text());
+    add_value(
+        app, "--data", "NAME=VALUE",
+        [&](const std::string& text) { options.data.push_back(kv::cli::parse_pair(text, "--data")); },
+        "a name and a text that the job carries; as often as wanted");
+    add_value(app, "--list-text", "FILE", options.text_list,
+              "lists the places of all glyphs that go as text, and the fonts they are given in");
+    app.add_flag("--quiet", options.quiet, "says nothing when all went well");
+    kv::cli::add_examples(app, {
+                                   "kvprint report.pdf -o report.kv",
+                                   "kvprint report.pdf --pages 1-3,last    to the dispatcher",
+                                   "kvprint report.pdf -o report.kv --set Resolution=300 --set Compression=0x31",
+                               });
 }
 
 }  // namespace kvprint

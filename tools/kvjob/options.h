@@ -1,31 +1,23 @@
 #pragma once
-// The command line.
+// The command line: kvjob COMMAND [options] JOB.kv
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "drawing/render_job.h"
+#include "tools/common/command_line.h"
 
 namespace kvjob {
 
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-struct Arguments {
+struct Options {
     std::string command, job;
-    bool help = false;
     bool json = false;             // dump
     std::optional<uint32_t> page;  // dump, text: from 1
     RenderOptions render;
     std::string out;  // images, fonts: the folder
 };
 
-// Throws UsageError.
-Arguments parse_arguments(const std::vector<std::string>& words);
-extern const char* const kUsage;
+void describe(CLI::App& app, Options& options);
 
 }  // namespace kvjob

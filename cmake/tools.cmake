@@ -1,0 +1,20 @@
+# What all programs share: their command lines, the version.
+set(version_header ${CMAKE_BINARY_DIR}/generated/version.h)
+set(write_version ${CMAKE_COMMAND} -DSOURCE=${CMAKE_SOURCE_DIR} -DVERSION=${PROJECT_VERSION} -DHEADER=${version_header}
+  -P ${CMAKE_SOURCE_DIR}/cmake/version.cmake)
+add_custom_target(version COMMAND ${write_version} BYPRODUCTS ${version_header})
+
+# CLI11 is headers alone. The cross-compilers see that folder and nothing else of this system's.
+find_path(CLI11_HEADERS CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+if(CMAKE_CROSSCOMPILING)
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/cli11)
+  file(CREATE_LINK ${CLI11_HEADERS}/CLI ${CMAKE_BINARY_DIR}/cli11/CLI SYMBOLIC)
+endif()
+
+kv_module(cli FOLDER tools/common)
+add_dependencies(kv_cli version)
+target_include_directories(kv_cli PRIVATE ${CMAKE_BINARY_DIR})
+if(CMAKE_CROSSCOMPILING)
+  target_include_directories(kv_cli SYSTEM PUBLIC ${CMAKE_BINARY_DIR}/cli11)
+endif()
+

@@ -1,0 +1,116 @@
+#include "tools/kvjob/options.h"
+
+#include <cairo.h>
+#include <fontconfig/fontconfig.h>
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include <png.h>
+#include <zlib.h>
+
+#include "tools/common/page_list.h"
+#include "tools/common/values.h"
+
+namespace kvjob {
+namespace {
+
+using kv::cli::add_examples;
+using kv::cli::add_value;
+
+std::string libraries() {
+    FT_Library freetype = nullptr;
+    FT_Int major = 0, minor = 0, patch = 0;
+    if (FT_Init_FreeType(&freetype) == 0) {
+        FT_Library_Version(freetype, &major, &minor, &patch);
+        FT_Done_FreeType(freetype);
+    }
+    auto dotted = [](int a, int b, int c) {
+        return std::to_string(a) + "." + std::to_string(b) + "." + std::to_string(c);
+    };
+    const int fontconfig = FcGetVersion();  // 21401 for 2.14.1
+    return std::string("cairo ") + cairo_version_string() + ", FreeType " + dotted(major, minor, patch) +
+           ", fontconfig " + dotted(fontconfig / 10000, fontconfig / 100 % 100, fontconfig % 100) + ", libpng " +
+           png_get_libpng_ver(nullptr) + ", zlib " + zlibVersion();
+}
+
+// A command with its input.
+CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose, Options& options) {
+    CLI::App& command = *app.add_subcommand(name, purpose)->group("Commands");
+    command.preparse_callback([&options, name](size_t) { options.command = name; });
+    kv::cli::add_input(command, "JOB.kv", options.job, "the job file");
+    return command;
+}
+
+void add_page(CLI::App& command, Options& options) {
+    constexpr uint32_t kMost = 1'000'000'000;
+    add_value(
+        command, "--page", "N",
+        [&](const std::string& text) {
+            options.page = static_cast<uint32_t>(kv::cli::parse_whole(text, "--page", 1, kMost));
+        },
+        "only this page, from 1");
+}
+
+void describe_listings(CLI::App& app, Options& options) {
+    CLI::App& info = add_command(app, "info", "Tells what a job holds.", options);
+    add_examples(info, {"kvjob info report.kv"});
+    CLI::App& check = add_command(app, "check", "Tells every fault of a job with its place in the file.", options);
+    add_examples(check, {"kvjob check report.kv"});
+    CLI::App& dump = add_command(app, "dump", "Lists the records of a job.", options);
+    dump.add_flag("--json", options.json, "as JSON, an object a record");
+    add_page(dump, options);
+    add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
+    CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options);
+    add_page(text, options);
+    add_examples(text, {"kvjob text report.kv"});
+}
+
+void describe_extractions(CLI::App& app, Options& options) {
+    CLI::App& images =
+        add_command(app, "images", "Extracts a job's bitmaps as PNG files, and JPEG streams as they are.", options);
+    add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none")->required();
+    add_examples(images, {"kvjob images --out pictures report.kv"});
+    CLI::App& fonts = add_command(app, "fonts", "Lists a job's fonts.", options);
+    add_value(fonts, "--extract", "DIR", options.out, "the folder for the font files that the job carries");
+    add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
+}
+
+void describe_render(CLI::App& app, Options& options) {
+    CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
+    auto take_output = [&](const std::string& name) {
+        if (!name.ends_with(".png") && !name.ends_with(".pdf")) {
+            throw kv::cli::UsageError("--output: neither .png nor .pdf: " + name);
+        }
+        options.render.output = name;
+    };
+    add_value(render, "-o,--output", "FILE", take_output, "page-%d.png: a picture a page; NAME.pdf: all in one")
+        ->required();
+    constexpr double kLeast = 1, kMost = 9600;
+    add_value(
+        render, "-r,--resolution", "DPI",
+        [&](const std::string& text) {
+            options.render.dots_per_inch = kv::cli::parse_real(text, "--resolution", kLeast, kMost);
+        },
+        "dots per inch: of pictures (150), or of what must be pixels in a PDF file (300)");
+    add_value(
+        render, "--pages", "LIST",
+        [&](const std::string& list) {
+            options.render.pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvjob");
+        },
+        "what to draw, in this order: 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
+    add_examples(render, {"kvjob render -o page-%03d.png report.kv",
+                          "kvjob render -r 300 --pages 2-,1 -o report.pdf report.kv"});
+}
+
+}  // namespace
+
+void describe(CLI::App& app, Options& options) {
+    kv::cli::introduce(app, "kvjob", "Reads, checks and draws Karvo job files.", libraries());
+    app.require_subcommand(1);
+    describe_listings(app, options);
+    describe_extractions(app, options);
+    describe_render(app, options);
+    add_examples(app, {"kvjob info report.kv", "kvjob render -o report.pdf report.kv",
+                       "kvjob render --help    what a command takes"});
+}
+
+}  // namespace kvjob
