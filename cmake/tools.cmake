@@ -11,10 +11,10 @@ if(CMAKE_CROSSCOMPILING)
   file(CREATE_LINK ${CLI11_HEADERS}/CLI ${CMAKE_BINARY_DIR}/cli11/CLI SYMBOLIC)
 endif()
 
-kv_module(cli FOLDER tools/common)
+add_library(kv_cli STATIC ${CMAKE_SOURCE_DIR}/tools/common/command_line.cpp ${CMAKE_SOURCE_DIR}/tools/common/page_list.cpp
+  ${CMAKE_SOURCE_DIR}/tools/common/values.cpp ${CMAKE_SOURCE_DIR}/tools/common/version.cpp)
 add_dependencies(kv_cli version)
 target_include_directories(kv_cli PRIVATE ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING)
   target_include_directories(kv_cli SYSTEM PUBLIC ${CMAKE_BINARY_DIR}/cli11)
 endif()
-
