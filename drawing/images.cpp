@@ -136,10 +136,8 @@ private:
     void write_transparent(const Picture& picture, const Image& image, const std::string& target) {
         const auto& [red, green, blue, flags] = image.colour;
         const auto key = static_cast<uint32_t>(red << 16 | green << 8 | blue);
-        write_colours(picture, target, PngFormat::Rgba, [key](uint32_t c) {
-            const uint32_t colour = c & ~kOpaque;
-            return colour == key ? colour : colour | kOpaque;
-        });
+        write_colours(picture, target, PngFormat::Rgba,
+                      [&](uint32_t c) { return picture.is_key(c, key) ? c & ~kOpaque : c | kOpaque; });
     }
 
     void store(Bytes bytes, const std::string& target) {

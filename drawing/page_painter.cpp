@@ -145,7 +145,7 @@ void PagePainter::draw_image(const Record& record, Bytes body, Canvas& canvas) {
         pixels.invert_colours();
         rop = kSourceCopy;
     }
-    canvas.draw_image(pixels, image.target, rop, fill_tint(rop));
+    canvas.draw_image(pixels, pixels.target(), rop, fill_tint(rop));
 }
 
 }  // namespace kvjob

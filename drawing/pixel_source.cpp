@@ -1,17 +1,28 @@
 #include "drawing/pixel_source.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kvjob {
 namespace {
 
 constexpr uint32_t kOpaque = 0xFF000000;
 
+// Brings the target's edges, which may be turned over, to where the part of the source that exists is drawn.
+void crop(int32_t source, int32_t source_end, int32_t part, int32_t part_end, int32_t& target, int32_t& target_end) {
+    const double from = source, to = source_end, start = target, scale = (target_end - start) / (to - from);
+    if (part != source) target = static_cast<int32_t>(std::lround(start + (part - from) * scale));
+    if (part_end != source_end) target_end = static_cast<int32_t>(std::lround(start + (part_end - from) * scale));
+}
+
 uint32_t scaled(uint32_t value, uint32_t alpha) { return (value * alpha + 127) / 255; }
 
-std::vector<bool> read_mask(const Image& image, int32_t width, int32_t height) {
+std::vector<bool> read_mask(const Image& image) {
     const Picture mask = Picture::mask_of(image);
-    if (mask.width() != width || mask.height() != height) throw BodyFault("mask of another size than the source");
+    const Rect& source = image.source;
+    const bool covers =
+        mask.width() == int64_t{source.right} - source.left && mask.height() == int64_t{source.bottom} - source.top;
+    if (!covers) throw BodyFault("mask of another size than the source");
     std::vector<bool> drawn;
     mask.read([&](int32_t, Picture::Row row) {
         for (const uint32_t pixel : row) drawn.push_back((pixel & ~kOpaque) != 0);
@@ -23,9 +34,11 @@ std::vector<bool> read_mask(const Image& image, int32_t width, int32_t height) {
 
 PixelSource::PixelSource(const Record& record, const Image& image)
     : picture_(Picture::of(record, image)), source_(image.source) {
-    if (source_.empty() || !contains({0, 0, picture_.width(), picture_.height()}, source_)) {
-        throw BodyFault("source lies outside the bitmap");
-    }
+    part_ = intersection(source_, {0, 0, picture_.width(), picture_.height()});
+    if (part_.empty()) throw BodyFault("source lies outside the bitmap");
+    target_ = image.target;
+    crop(source_.left, source_.right, part_.left, part_.right, target_.left, target_.right);
+    crop(source_.top, source_.bottom, part_.top, part_.bottom, target_.top, target_.bottom);
     choose_alpha(record, image);
 }
 
@@ -43,7 +56,7 @@ void PixelSource::choose_alpha(const Record& record, const Image& image) {
             break;
         case Body::Masked:
             alpha_ = Alpha::Mask;
-            drawn_ = read_mask(image, width(), height());
+            drawn_ = read_mask(image);
             break;
         default:
             break;
@@ -51,7 +64,7 @@ void PixelSource::choose_alpha(const Record& record, const Image& image) {
 }
 
 Bytes PixelSource::whole_jpeg() const {
-    const bool whole = source_ == Rect{0, 0, picture_.width(), picture_.height()};
+    const bool whole = part_ == Rect{0, 0, picture_.width(), picture_.height()};
     return whole && opaque() && !inverted_ ? picture_.jpeg() : Bytes();
 }
 
@@ -73,10 +86,12 @@ void PixelSource::change(std::span<uint32_t> row, int32_t y) const {
             break;
         case Alpha::Key:
             std::transform(row.begin(), row.end(), row.begin(),
-                           [&](uint32_t pixel) { return (pixel & ~kOpaque) == key_ ? 0 : pixel | kOpaque; });
+                           [&](uint32_t pixel) { return picture_.is_key(pixel, key_) ? 0 : pixel | kOpaque; });
             break;
         case Alpha::Mask: {
-            const size_t first = static_cast<size_t>(y) * row.size();
+            const auto across = static_cast<size_t>(source_.right - source_.left);
+            const size_t first =
+                static_cast<size_t>(y - source_.top) * across + static_cast<size_t>(part_.left - source_.left);
             for (size_t x = 0; x < row.size(); ++x) row[x] = drawn_[first + x] ? row[x] | kOpaque : 0;
             break;
         }
@@ -86,12 +101,12 @@ void PixelSource::change(std::span<uint32_t> row, int32_t y) const {
 void PixelSource::read(const std::function<void(std::span<const uint32_t>)>& sink) const {
     std::vector<uint32_t> changed;
     picture_.read([&](int32_t y, Picture::Row row) {
-        if (y < source_.top || y >= source_.bottom) return;
-        const auto part = row.subspan(static_cast<size_t>(source_.left), static_cast<size_t>(width()));
+        if (y < part_.top || y >= part_.bottom) return;
+        const auto part = row.subspan(static_cast<size_t>(part_.left), static_cast<size_t>(width()));
         changed.resize(part.size());
         const uint32_t flip = inverted_ ? ~kOpaque : 0;
         std::transform(part.begin(), part.end(), changed.begin(), [&](uint32_t pixel) { return pixel ^ flip; });
-        change(changed, y - source_.top);
+        change(changed, y);
         sink(changed);
     });
 }

@@ -46,18 +46,19 @@ void check_run_length(const Picture& picture) {
 
 void check_source(const Rect& source, const Picture& picture) {
     if (source.left > source.right || source.top > source.bottom) bad("source rectangle is not normalised");
-    if (!contains({0, 0, picture.width(), picture.height()}, source)) bad("source lies outside the bitmap");
+    const Rect part = intersection(source, {0, 0, picture.width(), picture.height()});
+    if (!source.empty() && part.empty()) bad("source lies outside the bitmap");
 }
 
-void check_mask(const Image& image, const Picture& picture) {
+void check_mask(const Image& image) {
     const Picture mask = Picture::mask_of(image);
     check_dib(mask);
     if (mask.dib().depth != 1 || mask.dib().encoded()) bad("mask of another depth");
     const auto& colours = mask.dib().palette;
     if (colours[0] != 0 || (colours[1] != 0xFFFFFF && colours[1] != 0)) bad("mask of other colours");
-    const bool covers = mask.width() == image.source.right - image.source.left &&
-                        mask.height() == image.source.bottom - image.source.top;
-    if (!covers || mask.width() > picture.width()) bad("mask of another size than the source");
+    const bool covers = mask.width() == int64_t{image.source.right} - image.source.left &&
+                        mask.height() == int64_t{image.source.bottom} - image.source.top;
+    if (!covers) bad("mask of another size than the source");
 }
 
 std::optional<uint32_t> counted_length(const Record& record, const Image& image, const Picture& picture) {
@@ -92,7 +93,7 @@ std::optional<uint32_t> check_pixels(const Record& record, const Image& image) {
         check_dib(picture);
     }
     check_source(image.source, picture);
-    if (body == Body::Masked) check_mask(image, picture);
+    if (body == Body::Masked) check_mask(image);
     if (body == Body::AlphaBlend && (image.blend & 0xFF) != 0) bad("blend operation other than source over");
     return counted_length(record, image, picture);
 }

@@ -1,5 +1,6 @@
 #include "reader/jpeg_reader.h"
 
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 // needs size_t and FILE declared before it
@@ -86,6 +87,20 @@ void JpegReader::fail() const { throw BodyFault(std::string("JPEG: ") + state_->
 int32_t JpegReader::width() const { return static_cast<int32_t>(state_->decoder.image_width); }
 int32_t JpegReader::height() const { return static_cast<int32_t>(state_->decoder.image_height); }
 bool JpegReader::grey() const { return state_->decoder.num_components == 1; }
+
+int JpegReader::flat_error() const {
+    constexpr double kStepsPerLevel = 8, kMostOfChroma = 1.772;  // what blue takes from its difference
+    const jpeg_decompress_struct& decoder = state_->decoder;
+    double error = 0;
+    for (int i = 0; i < decoder.num_components; ++i) {
+        const int number = decoder.comp_info[i].quant_tbl_no;  // as the stream has it
+        const JQUANT_TBL* table = number < NUM_QUANT_TBLS ? decoder.quant_tbl_ptrs[number] : nullptr;
+        const double half_step = table ? table->quantval[0] / kStepsPerLevel / 2 : 0;
+        if (i == 0) error += half_step;
+        if (i == 2) error += half_step * kMostOfChroma;
+    }
+    return static_cast<int>(std::ceil(error)) + (grey() ? 0 : 2);  // and two roundings
+}
 
 void JpegReader::read_row(uint32_t* row) {
     if (!state_->started && !state_->start()) fail();

@@ -18,6 +18,8 @@ public:
     int32_t width() const;
     int32_t height() const;
     bool grey() const;
+    // How far a channel of an area of one colour may come out from what was encoded, by the stream's quantisation.
+    int flat_error() const;
     // The next row from the top, as 0xFFRRGGBB. `row` has room for the width.
     void read_row(uint32_t* row);
     // Behind the last row: nothing but the end of the stream is left.

@@ -1,5 +1,7 @@
 #include "reader/picture.h"
 
+#include <cstdlib>
+
 #include "reader/jpeg_reader.h"
 
 namespace kvjob {
@@ -37,13 +39,23 @@ Picture Picture::of_bitmap(Bytes packed, RunLengthOrigin origin) {
 }
 
 Picture Picture::of_jpeg(Bytes stream) {
+    constexpr int kNearEdges = 8;  // levels by which areas waver near what borders on them
     const JpegReader reader(stream);
     Picture picture;
     picture.jpeg_ = stream;
     picture.width_ = reader.width();
     picture.height_ = reader.height();
     picture.grey_ = reader.grey();
+    picture.tolerance_ = reader.flat_error() + kNearEdges;
     return picture;
+}
+
+bool Picture::is_key(uint32_t pixel, uint32_t key) const {
+    for (int shift = 0; shift < 24; shift += 8) {
+        const int apart = static_cast<int>(pixel >> shift & 0xFF) - static_cast<int>(key >> shift & 0xFF);
+        if (std::abs(apart) > tolerance_) return false;
+    }
+    return true;
 }
 
 const char* Picture::encoding() const {

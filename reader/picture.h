@@ -30,6 +30,8 @@ public:
     int depth() const { return !is_jpeg() ? dib_.depth : grey_ ? 8 : 24; }  // bits a pixel
     const char* encoding() const;                                           // for people
     bool grey() const { return grey_; }                                     // a JPEG stream of one component
+    // What a transparent blit does not draw: pixels of 0x00RRGGBB and, in a JPEG stream, what has become of them.
+    bool is_key(uint32_t pixel, uint32_t key) const;
     bool is_jpeg() const { return !jpeg_.empty(); }
     Bytes jpeg() const { return jpeg_; }
     const Dib& dib() const { return dib_; }  // where it is no JPEG stream
@@ -49,6 +51,7 @@ private:
     Bytes jpeg_;
     int32_t width_ = 0, height_ = 0;
     bool grey_ = false;
+    int tolerance_ = 0;  // of a key, a channel
 };
 
 // A sized record of few bytes: only what the driver encoded itself has such a header.

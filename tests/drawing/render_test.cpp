@@ -5,6 +5,7 @@
 
 #include "drawing/render_job.h"
 #include "tests/common/job_builder.h"
+#include "tests/common/plain_jpeg.h"
 #include "tests/common/samples.h"
 #include "tests/common/workspace.h"
 #include "tests/drawing/exercise.h"
@@ -269,6 +270,44 @@ TEST(RenderTest, ImagesAreScaledCroppedAndTurned) {
     });
     page.expect({{0, 0, kRed}, {9, 9, kRed}, {10, 9, kBlue}, {9, 10, kBlack}, {19, 19, kWhite}, {39, 19, kRed}});
     page.expect({{20, 19, kBlue}, {39, 0, kBlack}, {50, 19, kBlue}, {60, 0, 0x808080u}, {199, 149, kRed}});
+}
+
+TEST(RenderTest, SourcesThatOverhangDrawThePartThatExists) {
+    const Buffer two = packed_bitmap(2, 1, 24, {}, {0, 0, 255, 255, 0, 0, 0, 0});  // red, blue
+    const Drawn page = draw([&](JobBuilder& job) {
+        auto bitmap = [&](const Buffer& source, const Buffer& target) {
+            job.record(18, Body().u8({0xCC}).add(source).add(target).add(two));
+        };
+        bitmap(rect16(-1, 0, 3, 2), rect16(10, 10, 50, 30));                       // ten pixels for one
+        bitmap(rect16(1, 0, 3, 1), rect16(80, 10, 60, 20));                        // turned over: its blue to the right
+        const Buffer mask = packed_bitmap(4, 1, 1, {0, kWhite}, {0xB0, 0, 0, 0});  // without the second one
+        job.record(61, Body()
+                           .u16({0})
+                           .add(rect16(-1, 0, 3, 1))
+                           .u16({90, 10, 130, 10, 130, 20, 90, 20})
+                           .u32({48, 52})
+                           .add(two)
+                           .add(mask));
+    });
+    EXPECT_EQ(page.faults, 0u);
+    page.expect(
+        {{19, 15, kWhite}, {20, 10, kRed}, {29, 19, kRed}, {30, 15, kBlue}, {40, 15, kWhite}, {35, 20, kWhite}});
+    page.expect({{70, 15, kBlue}, {79, 15, kBlue}, {69, 15, kWhite}, {80, 15, kWhite}});
+    page.expect({{95, 15, kWhite}, {105, 15, kWhite}, {110, 15, kBlue}, {119, 15, kBlue}, {125, 15, kWhite}});
+}
+
+TEST(RenderTest, KeysHoldForWhatJpegMakesOfThem) {
+    for (const int quality : {10, 50, 95}) {
+        Body rows;  // dark on the right, from a border between blocks
+        for (int i = 0; i < 64 * 32; ++i) i % 64 < 32 ? rows.u8({231, 17, 202}) : rows.u8({20, 20, 20});
+        const Buffer stream = kv::test::plain_jpeg(rows.bytes, 64, 32, false, quality);
+        const Drawn page = draw([&](JobBuilder& job) {
+            job.sized_record(
+                59, Body().u8({231, 17, 202, 1}).add(rect16(0, 0, 64, 32)).add(rect16(0, 0, 64, 32)).add(stream));
+        });
+        EXPECT_EQ(page.marked(0, 0, 31, 32), 0) << quality;  // neighbours share their chroma
+        EXPECT_EQ(page.marked(32, 0, 64, 32), 32 * 32) << quality;
+    }
 }
 
 TEST(RenderTest, OtherResolutionsShrinkWhatIsDrawn) {

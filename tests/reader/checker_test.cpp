@@ -138,11 +138,12 @@ TEST(CheckerTest, FindsFaultsOfImages) {
         return body.u32({static_cast<int>(two.size()), static_cast<int>(mask.size())}).add(two).add(mask).bytes;
     };
     EXPECT_EQ(findings(record(18, bitmap(two))), "");
+    EXPECT_EQ(findings(record(18, Body().u8({0xCC}).add(rect16(-1, 0, 9, 2)).add(target).add(two))), "");
     EXPECT_EQ(findings(record(61, masked(two), 0x28)), "");
     expect_faults({
         {"marks flag", record(18, bitmap(two), 0), "flags 0x0, found 0x8"},
         {"destination flag", record(18, bitmap(two, 0x66)), "flags 0x8, found 0x9"},
-        {"source beyond", record(18, Body().u8({0xCC}).add(rect16(0, 0, 9, 1)).add(target).add(two)),
+        {"source beyond", record(18, Body().u8({0xCC}).add(rect16(8, 0, 9, 1)).add(target).add(two)),
          "source lies outside the bitmap"},
         {"source turned", record(18, Body().u8({0xCC}).add(rect16(8, 0, 0, 1)).add(target).add(two)),
          "source rectangle is not normalised"},

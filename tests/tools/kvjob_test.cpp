@@ -70,7 +70,7 @@ TEST_F(CommandTest, ImagesComeOutAsTheyAre) {
         char name[32];
         std::snprintf(name, sizeof name, "a/b/page0002-%08X-", job.position());
         names.emplace_back(name);
-        type == 31 ? job.sized_record(type, body) : job.record(type, body);
+        body.size() > 300 ? job.sized_record(type, body) : job.record(type, body);
     };
     const Buffer red_blue = packed_bitmap(2, 1, 1, {0x0000FF, 0xFF0000}, {0x80, 0, 0, 0});
     add(18, Body().u8({0xCC}).add(two).add(target).add(red_blue));
@@ -80,6 +80,7 @@ TEST_F(CommandTest, ImagesComeOutAsTheyAre) {
     const Buffer mask = packed_bitmap(2, 1, 1, {0, 0xFFFFFF}, {0x40, 0, 0, 0});
     add(61, Body().u16({0}).add(two).u16({0, 0, 2, 0, 2, 1, 0, 1}).u32({48, 52}).add(image).add(mask));
     add(31, Body().u8({0xCC}).add(rect16(0, 0, 32, 32)).add(target).add(stream));
+    add(59, Body().u8({9, 9, 9, 1}).add(rect16(0, 0, 32, 32)).add(target).add(stream));
     workspace.write("job.kv", job.end_page(0x28).finish());
     ASSERT_EQ(run("images --out a/b job.kv"), 0);
     EXPECT_EQ(pixels(names[0] + "image.png", 2, 1), (Buffer{255, 0, 0, 255, 0, 0, 255, 255}));
@@ -89,6 +90,8 @@ TEST_F(CommandTest, ImagesComeOutAsTheyAre) {
     EXPECT_EQ(pixels(names[3] + "mask.png", 2, 1), (Buffer{0, 0, 0, 255, 255, 255, 255, 255}));
     EXPECT_EQ(kv::test::read_bytes(workspace.path(names[4] + "image.jpg")), stream);
     EXPECT_EQ(pixels(names[4] + "image.png", 32, 32).size(), 4096u);
+    const Buffer keyed = pixels(names[5] + "image.png", 32, 32);  // nearly the key
+    for (size_t i = 3; i < keyed.size(); i += 4) EXPECT_EQ(keyed[i], 0);
 }
 
 }  // namespace
