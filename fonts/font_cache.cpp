@@ -87,11 +87,13 @@ public:
     }
 
 private:
-    // Members share tables: each is turned back before the next is read.
+    // Members share tables: each is turned back before the next is read. Those that the budget does not reach have no
+    // names.
     void add_members(std::span<BYTE> collection) {
         CTtc members;
         members.set_data(collection.data(), static_cast<DWORD>(collection.size()));
-        for (CTtf* member = members.first_member(); member; member = members.next_member()) {
+        for (CTtf* member = members.first_member(); member && !members.budget().spent();
+             member = members.next_member()) {
             const BOOL parsed = member->ParseFont();
             member->SetByteOrder(ByteOrder::File);
             if (parsed) store(*member);
@@ -99,22 +101,20 @@ private:
     }
 
     void store(const CTtf& font) {
-        FamilyText family(font.family().wide.text.wide()), postscript(font.postscript_name().wide.text.wide());
+        const FamilyText family(font.family().wide.text.wide()), postscript(font.postscript_name().wide.text.wide());
         TextBuffer<512> unique;
         if (IsVariableFont(font) || family.empty() || !font.unique_identifier(unique.data(), unique.capacity())) return;
         store_by_unique_id(font, unique.c_str(), family);
         if (!postscript.empty()) by_postscript_name_.write_string(postscript.c_str(), family.c_str());
     }
 
-    // An identifier that two files of different families carry stands for neither: their family becomes empty.
-    void store_by_unique_id(const CTtf& font, const WCHAR* unique, FamilyText& family) {
+    // An identifier that two files of different families carry stands for neither: its family becomes empty.
+    void store_by_unique_id(const CTtf& font, const WCHAR* unique, const FamilyText& family) {
         const bool known = by_unique_id_.ValueExists(unique);
         if (known && font.member_offset() != 0) return;
-        if (known) {
-            const WCHAR* earlier = read_family(by_unique_id_, unique);
-            if (!earlier || !same_text_ignoring_case(earlier, family.c_str())) family.clear();
-        }
-        by_unique_id_.write_string(unique, family.c_str());
+        const WCHAR* earlier = known ? read_family(by_unique_id_, unique) : family.c_str();
+        const bool agree = earlier && same_text_ignoring_case(earlier, family.c_str());
+        by_unique_id_.write_string(unique, agree ? family.c_str() : TEXT(""));
     }
 
     CRegKey by_unique_id_, by_postscript_name_;

@@ -115,7 +115,7 @@ void read_encoding(const FontTables& tables, FontNames& found) {
 BOOL read_names(const NameTable& table, FontNames& found) {
     const UINT ansi_code_page = GetACP();
     const NameContext context = {found.font_code_page, found.legacy_cjk, found.encoding_code_page};
-    DecodeBudget budget;
+    ReadBudget budget;
     for (DWORD i = 0; i < table.count(); ++i) {
         const NameRecord record = table.record(i);
         if (found.encoding != 0xFFFF && (record.platform != kPlatformWindows || record.encoding != found.encoding)) {

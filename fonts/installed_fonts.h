@@ -16,7 +16,6 @@ public:
     bool has_face(const WCHAR* name) const;
     // Names of the Fonts folder, or paths; each once.
     const TextList& files() const { return files_; }
-    const TextList& faces() const { return faces_; }
 
 private:
     void load();

@@ -56,18 +56,28 @@ enum class Decoded { Nothing, Text, NoMemory };
 Decoded DecodeNameRecord(const NameTable& table, const NameRecord& record, const NameContext& context, NameText& text,
                          LANGID& language);
 
-// Bounds what is decoded in one pass over a table, whose records may all point at one large text. The names of a
-// sound font are a few kilobytes together.
-class DecodeBudget {
+// Bounds what reading may cost, in bytes that are decoded or turned around: the records of a table may all point at
+// one large text, and the members of a collection may all have one large table.
+class ReadBudget {
 public:
-    bool take(WORD bytes) {
-        if (bytes > left_) return false;
+    // One pass over a 'name' table. The names of a sound font are a few kilobytes together.
+    static constexpr uint64_t kOnePass = 1 << 20;
+
+    explicit ReadBudget(uint64_t bytes = kOnePass) : left_(bytes) {}
+    bool take(uint64_t bytes) {
+        if (bytes > left_) {
+            spent_ = true;
+            return false;
+        }
         left_ -= bytes;
         return true;
     }
+    // Something was too much.
+    bool spent() const { return spent_; }
 
 private:
-    DWORD left_ = 1 << 20;
+    uint64_t left_;
+    bool spent_ = false;
 };
 
 }  // namespace kv

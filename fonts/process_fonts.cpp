@@ -24,14 +24,16 @@ bool is_installed(const CTtfFullNameReader& reader) {
     return false;
 }
 
-// Members share tables: each is turned back before the next is read.
+// Members share tables: each is turned back before the next is read. Those that the budget does not reach have no
+// names.
 bool has_installed_member(std::span<BYTE> collection) {
     CTtc members;
     members.set_data(collection.data(), static_cast<DWORD>(collection.size()));
-    for (CTtf* member = members.first_member(); member; member = members.next_member()) {
+    for (CTtf* member = members.first_member(); member && !members.budget().spent(); member = members.next_member()) {
         const std::span<BYTE> view = member->image();
         CTtfFullNameReader reader;
         if (!reader.SetFontData(view.data(), static_cast<DWORD>(view.size()), FALSE, member->member_offset())) continue;
+        reader.share_budget(&members.budget());
         reader.ParseFont();
         reader.SetByteOrder(ByteOrder::File);
         if (is_installed(reader)) return true;

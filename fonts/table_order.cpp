@@ -92,8 +92,7 @@ DWORD convertible_size(DWORD table_tag, DWORD length) {
             return std::min(length, size_of(kMaxpLong));
         case tag("OS/2"):
             return std::min(length, kOs2LongSize);
-        case tag("post"):
-            return std::min(length, size_of(kPost));
+        case tag("post"):  // the strings behind its header are read where they lie
         case tag("hmtx"):
         case tag("loca"):
         case tag("name"):

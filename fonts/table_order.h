@@ -9,7 +9,8 @@ namespace kv {
 // shorter than its fixed part is left alone, as is one of any other tag.
 void swap_table(DWORD table_tag, std::span<BYTE> bytes, ByteOrder from);
 
-// The most bytes of a table that are turned around; 0 for a table that stays as it is.
+// The bytes of a table that no other table may turn around: its own numbers and texts, of 'post' all; 0 for a table of
+// which nothing is read.
 DWORD convertible_size(DWORD table_tag, DWORD length);
 
 }  // namespace kv

@@ -40,12 +40,6 @@ bool TextList::contains(const WCHAR* text) const {
     return false;
 }
 
-void TextList::clear() {
-    units_.reset();
-    used_ = capacity_ = 0;
-    count_ = 0;
-}
-
 void TextList::list(const WCHAR** texts) const {
     for (size_t at = 0; at < used_; at += text_length(units_.get() + at) + 1) *texts++ = units_.get() + at;
 }

@@ -12,7 +12,6 @@ public:
     // Without regard to letter case.
     bool contains(const WCHAR* text) const;
     DWORD count() const { return count_; }
-    void clear();
 
     // Stores the texts into count() pointers, valid until the list changes.
     void list(const WCHAR** texts) const;

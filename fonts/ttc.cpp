@@ -47,6 +47,7 @@ BOOL CTtc::Split() {
     if (header.count() == 0) return TRUE;
     void* block = nullptr;
     if (!AllocMem(&block, header.count() * sizeof(CTtf), false, TEXT("CTtc::Split"))) return FALSE;
+    budget_ = ReadBudget(bytes_.size() + kFreeBudget);
     members_ = static_cast<CTtf*>(block);
     for (; constructed_ < header.count(); ++constructed_) new (members_ + constructed_) CTtf();
     for (DWORD i = 0; i < header.count(); ++i) {
@@ -69,8 +70,12 @@ BOOL CTtc::split_member(const CollectionHeader& header, DWORD index) {
         if (other > offset && other < end) end = other;
     }
     if (!rewritten) make_relative(bytes_.subspan(offset, end - offset), offset);
-    return members_[index].SetFontData(bytes_.data() + offset, static_cast<DWORD>(bytes_.size() - offset), FALSE,
-                                       offset);
+    CTtf& member = members_[index];
+    if (!member.SetFontData(bytes_.data() + offset, static_cast<DWORD>(bytes_.size() - offset), FALSE, offset)) {
+        return FALSE;
+    }
+    member.share_budget(&budget_);
+    return TRUE;
 }
 
 CTtf* CTtc::first_member() {

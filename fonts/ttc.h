@@ -29,15 +29,19 @@ public:
     // Null at the end.
     CTtf* first_member();
     CTtf* next_member();
-    DWORD member_count() const { return count_; }
+    // Of all members together, and of other readers of them. Beyond it a parse fails.
+    ReadBudget& budget() { return budget_; }
 
 private:
     static constexpr DWORD kMostMembers = 4096;
+    // A sound collection's members read less than a tenth of it; those of a small one may share more than it has.
+    static constexpr uint64_t kFreeBudget = 4 * ReadBudget::kOnePass;
 
     BOOL split_member(const CollectionHeader& header, DWORD index);
 
     CGlobalObj buffer_;
     std::span<BYTE> bytes_;
+    ReadBudget budget_{0};
     CTtf* members_ = nullptr;
     DWORD constructed_ = 0, count_ = 0, cursor_ = 0;
 };

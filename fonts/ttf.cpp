@@ -32,6 +32,7 @@ void CTtf::Reset() {
     member_offset_ = 0;
     path_.clear();
     ansi_code_page_ = GetACP();
+    budget_ = nullptr;
     directory_order_ = ByteOrder::File;
     found_ = {};
 }
@@ -179,11 +180,22 @@ BOOL CTtf::unique_identifier(WCHAR* target, size_t capacity) const {
 }
 
 BOOL CTtf::ParseFont() {
+    // Of a parse whatever it reads, and much more than a small map's many records make it.
+    constexpr DWORD kFixedCost = 4096;
     if (image().size() < SfntDirectory::kHeaderSize || begins_with(image(), tag("ttcf"))) return FALSE;
+    if (!take_from_budget(kFixedCost + SfntDirectory(image(), directory_order_).size())) return FALSE;
     set_directory_order(ByteOrder::Host);
-    if (!list_tables() || !parse_all_tables()) return FALSE;
+    if (!list_tables() || !take_from_budget(wanted_bytes()) || !parse_all_tables()) return FALSE;
     find_blank_space_glyph();
     return TRUE;
+}
+
+uint64_t CTtf::wanted_bytes() const {
+    uint64_t bytes = 0;
+    for (const CTtfTable& table : tables()) {
+        if (table.location && WantTable(table.tag)) bytes += convertible_size(table.tag, table.length);
+    }
+    return bytes;
 }
 
 BOOL CTtf::parse_all_tables() {

@@ -4,8 +4,8 @@
 // Parsing turns the tables that it reads from big-endian to host order where they lie; SetByteOrder turns them back.
 // Members of a collection share tables, so that one member must be back in file order before the next is parsed.
 //
-// No table is trusted: a table that lies outside of the image, a second table of a tag, and a table whose bytes an
-// earlier table converts count as absent.
+// No table is trusted: a table that lies outside of the image, a second table of a tag, and a table that reaches into
+// one that is read earlier count as absent.
 
 #include "fonts/cmap_table.h"
 #include "fonts/name_table.h"
@@ -77,7 +77,7 @@ public:
     // Looks at bytes that stay alive and writable. The image may reach member_offset bytes before the view: those of
     // the collection that it is a member of. FALSE for a null view or size 0.
     virtual BOOL SetFontData(BYTE* view, DWORD size, BOOL keep_path, DWORD member_offset = 0);
-    // FALSE for a collection, when memory is out, and when a table is refused.
+    // FALSE for a collection, when memory is out, when a table is refused, and beyond a shared budget.
     virtual BOOL ParseFont();
 
 protected:
@@ -114,6 +114,8 @@ public:
     BOOL LoadFromFile(const WCHAR* path);
     // Copies size bytes. FALSE for null data, size 0 and when memory is out.
     BOOL LoadFromMemory(const void* data, DWORD size);
+    // Until the next reset parses take what they cost from a budget that outlives them.
+    void share_budget(ReadBudget* budget) { budget_ = budget; }
     // Before the first parse only the offset table is turned around.
     void SetByteOrder(ByteOrder order);
     // 0 when the font has no glyph for the character.
@@ -154,12 +156,16 @@ private:
     WORD format0_glyph(DWORD code) const;
     bool has_outline(WORD glyph) const;
     void find_blank_space_glyph();
+    bool take_from_budget(uint64_t bytes) { return !budget_ || budget_->take(bytes); }
+    // What turning the tables that are read around looks at.
+    uint64_t wanted_bytes() const;
 
     CGlobalObj buffer_;
     std::span<BYTE> bytes_;  // the image, and the collection's bytes before it
     DWORD member_offset_ = 0;
     PathText path_;
     UINT ansi_code_page_ = 0;
+    ReadBudget* budget_ = nullptr;
     ByteOrder directory_order_ = ByteOrder::File;
     HeapArray<CTtfTable> tables_;
     DWORD table_count_ = 0;

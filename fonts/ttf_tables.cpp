@@ -195,10 +195,11 @@ BOOL CTtf::ParseName(CTtfTable* table) {
     context.cmap_code_page = found_.windows.kind.code_page;
     context.legacy_cjk = found_.windows.present && is_legacy_cjk(found_.windows.encoding);
     const NameTable names(table->bytes(), ByteOrder::Host);
-    DecodeBudget budget;
+    ReadBudget pass;
     for (DWORD i = 0; i < names.count(); ++i) {
         const NameRecord record = names.record(i);
-        if (!is_read_name(record.name) || !budget.take(record.length)) continue;
+        if (!is_read_name(record.name) || !pass.take(record.length)) continue;
+        if (!take_from_budget(record.length)) return FALSE;
         NameText text;
         LANGID language = 0;
         const Decoded decoded = DecodeNameRecord(names, record, context, text, language);

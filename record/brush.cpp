@@ -133,7 +133,10 @@ BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush) {
     if (brush.kind == BrushKind::Solid) return brush.id = solid_id(brush.colour);
     if (BrushId known = device.brushes.find(brush)) return brush.id = known;
     ++device.statistics.brushes;
-    if (!device.pending.flush(device)) return kNullBrush;
+    if (!device.pending.flush(device)) {
+        device.SetFailed();  // what was held back is lost
+        return kNullBrush;
+    }
     brush.id = device.new_identifier(process_state().brush_ids);
     if (!device.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
     device.brushes.add(brush);

@@ -1,5 +1,5 @@
 #pragma once
-// The font definitions of a job, found by what they say.
+// The font definitions of a job, found by what they say and by the font file that they mean.
 
 #include <array>
 #include <utility>
@@ -18,11 +18,17 @@ public:
     }
     ~FontList() { clear(); }
 
-    // The identifier of the definition of a logical font, or 0. The face name is the one that the font goes by,
-    // whatever the definition has in its place.
-    DWORD find(const LOGFONTW& font) const;
+    // A logical font as its record has it, and the identifier of the file that the job carries for it, 0 for none:
+    // a definition that keeps its face name does not say which file it belongs to.
+    struct Definition {
+        LOGFONTW font;
+        DWORD file_id;
+    };
+
+    // The identifier of a definition, or 0.
+    DWORD find(const Definition& definition) const;
     // Without memory for it the definition is not remembered.
-    void add(DWORD id, const LOGFONTW& font);
+    void add(DWORD id, const Definition& definition);
     void clear();
 
     // Tells this document from every other of the process; 0 while nothing was asked.
@@ -33,7 +39,7 @@ private:
         Node* next;
         DWORD id;
         DWORD hash;
-        LOGFONTW font;
+        Definition definition;
     };
     void swap(FontList& other) {
         buckets_.swap(other.buckets_);

@@ -104,12 +104,25 @@ void set_reference(LOGFONTW& font, const RealizedFont& realized, DWORD file_id) 
     std::memcpy(font.lfFaceName, reference, sizeof reference);
 }
 
-BOOL write_definition(PDEVICE& device, RealizedFont& realized, const FontIdentity* file) {
-    LOGFONTW font = realized.font;
+// The logical font as its definition says it. A member that the collection does not have by that name keeps its face
+// name.
+FontList::Definition definition_of(const RealizedFont& realized, const FontIdentity* file) {
+    FontList::Definition definition = {realized.font, file ? file->file_id : 0};
     const bool lost_member = realized.collection == 1 && realized.member < 0;
-    if (file && !lost_member) set_reference(font, realized, file->file_id);
+    if (file && !lost_member) set_reference(definition.font, realized, file->file_id);
+    return definition;
+}
+
+// What is held back comes first. When it cannot be written it is lost, and the document with it.
+BOOL flush_held(PDEVICE& device) {
+    if (device.pending.flush(device)) return TRUE;
+    device.SetFailed();
+    return FALSE;
+}
+
+BOOL write_definition(PDEVICE& device, RealizedFont& realized, const LOGFONTW& font) {
     ++device.statistics.fonts;
-    if (!device.pending.flush(device)) return FALSE;
+    if (!flush_held(device)) return FALSE;
     realized.id = device.new_identifier(process_state().font_ids);
     BYTE body[4 + sizeof font];
     ByteWriter out(body);
@@ -118,19 +131,20 @@ BOOL write_definition(PDEVICE& device, RealizedFont& realized, const FontIdentit
     return device.WriteRecord(kRecordFont, sizeof body, body);
 }
 
-// Finds the definition in the job, or writes it.
+// Finds the definition in the job, or writes it. The file comes first: fonts of different files may bear one name.
 BOOL define(PDEVICE& device, RealizedFont& realized, std::span<const BYTE> file) {
-    if (const DWORD known = device.fonts.find(realized.font)) {
-        realized.id = known;
-        return TRUE;
-    }
     const FontIdentity* entry = nullptr;
     if (realized.identity) {
         entry = EmbedFontFile(device, file, *realized.identity);
         if (!entry) return FALSE;
     }
-    if (!write_definition(device, realized, entry)) return FALSE;
-    device.fonts.add(realized.id, realized.font);
+    const FontList::Definition definition = definition_of(realized, entry);
+    if (const DWORD known = device.fonts.find(definition)) {
+        realized.id = known;
+        return TRUE;
+    }
+    if (!write_definition(device, realized, definition.font)) return FALSE;
+    device.fonts.add(realized.id, definition);
     return TRUE;
 }
 
@@ -180,7 +194,7 @@ FontIdentity* EmbedFontFile(PDEVICE& device, std::span<const BYTE> file, const F
     if (!entry) entry = device.font_files.add(identity);
     if (!entry || entry->file_id) return entry;
     ++device.statistics.font_files;
-    if (!device.pending.flush(device)) return nullptr;
+    if (!flush_held(device)) return nullptr;
     entry->file_id = device.new_identifier(process_state().font_file_ids);
     const auto size = static_cast<DWORD>(file.size());
     BYTE head[kHead];

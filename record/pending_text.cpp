@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "driver/pdevice.h"
 #include "record/geometry.h"
 
 namespace kv {
@@ -18,19 +19,21 @@ bool is_narrow(POINTL at) { return fits_16_bits(at.x) && fits_16_bits(at.y); }
 
 }  // namespace
 
-// On the same line behind what is held, at most three spaces away.
-bool CPendingText::continues(const TextRun& run) const {
+// On the same line behind what is held, at most three spaces away. Over an opaque ground there may be no gap: the box
+// of the joined run would cover what stands there.
+bool CPendingText::continues(const PDEVICE& device, const TextRun& run) const {
     constexpr int64_t kMostSpaces = 3;
     const POINTL start = run.positions[0], last = positions_[count_ - 1], end = positions_[count_];
     const LONG space = run.layout->space_advance;
+    if (device.text_state.background_mode == kBackgroundOpaque && start.x > end.x) return false;
     return has_characters_ == (run.characters != nullptr) && has_glyphs_ == (run.glyphs != nullptr) &&
            narrow_ == is_narrow(start) && start.y == positions_[0].y && start.x > last.x &&
            count_ + run.count <= kMostGlyphs && space == layout_.space_advance &&
            (space == 0 || start.x <= end.x + kMostSpaces * space);
 }
 
-BOOL CPendingText::offer_text_run(PDEVICE&, const TextRun& run) {
-    if (!can_be_held(run) || (count_ != 0 && !continues(run))) return FALSE;
+BOOL CPendingText::offer_text_run(PDEVICE& device, const TextRun& run) {
+    if (!can_be_held(run) || (count_ != 0 && !continues(device, run))) return FALSE;
     if (count_ == 0) {
         layout_ = *run.layout;
         has_characters_ = run.characters != nullptr;

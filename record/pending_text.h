@@ -14,7 +14,7 @@ public:
     bool is_empty() const override { return count_ == 0; }
 
 private:
-    bool continues(const TextRun& run) const;
+    bool continues(const PDEVICE& device, const TextRun& run) const;
 
     TextLayout layout_;
     DWORD count_ = 0;

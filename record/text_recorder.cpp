@@ -171,13 +171,14 @@ BOOL RecordText(PDEVICE& device, const TextCall& call) {
 
     const RECTL* opaque = call.opaque;
     const TextState state = BuildTextState(*font, text, opaque, call.foreground, call.background);
-    const RECTL bounds = text.rclBkGround;
+    const RECTL ink = text.rclBkGround;
+    const RECTL bounds = opaque && !is_empty(*opaque) ? union_of(ink, *opaque) : ink;
     if (!RecordClip(device, call.clip, &bounds) || !WriteTextState(device, state)) {
         device.SetFailed();
         return FALSE;
     }
     if (glyphs == 0) return TRUE;
-    AddInk(device, bounds);
+    AddInk(device, ink);
     if (StringRecorder(device, call, *font, glyphs).record(opaque)) return TRUE;
     device.SetFailed();
     return FALSE;

@@ -5,11 +5,13 @@
 #include <filesystem>
 #include <thread>
 
+#include "fonts/name_table.h"
 #include "fonts/process_fonts.h"
 #include "support/reg_key.h"
 #include "tests/common/host_test.h"
 #include "tests/common/text_test.h"
 #include "tests/common/workspace.h"
+#include "tests/fonts/font_builder.h"
 
 namespace kv::test {
 namespace {
@@ -92,8 +94,8 @@ TEST_F(FontCacheTest, LoadsTheListOfInstalledFonts) {
     list(u"Courier 10,12,15", u"coure.fon");
     list(u"Roman (All res)", u"roman.fon");
     const CInstalledFonts fonts;
-    EXPECT_EQ(texts(fonts.faces()),
-              (std::vector<std::u16string>{u"Arial", u"Gulim", u"GulimChe&Not", u"Dotum", u"Again", u"x"}));
+    for (auto face : {u"Arial", u"Gulim", u"GulimChe&Not", u"Dotum", u"Again", u"x"}) EXPECT_TRUE(fonts.has_face(face));
+    for (auto face : {u"", u" ", u"&", u"Courier 10,12,15", u"Roman"}) EXPECT_FALSE(fonts.has_face(face));
     EXPECT_EQ(texts(fonts.files()),
               (std::vector<std::u16string>{u"arial.ttf", u"gulim.ttc", u"D:\\fonts\\x.otf", u"blank.ttf"}));
     EXPECT_TRUE(fonts.has_face(u"aRIAL"));
@@ -177,6 +179,10 @@ TEST_F(FontCacheTest, AnIdentifierOfTwoFamiliesStandsForNeither) {
     install("d.ttf", u"Charlie", u"Charlie-PS", u"Same");
     EXPECT_TRUE(refresh());
     EXPECT_EQ(value(u"1", u"Same"), u"");  // for good
+    // Their other names stand for them still, however often the cache is made.
+    for (const auto& [name, family] : {std::pair{u"Alpha-PS", u"Alpha"}, {u"Charlie-PS", u"Charlie"}}) {
+        EXPECT_EQ(value(u"2", name), family);
+    }
 }
 
 TEST_F(FontCacheTest, MembersOfCollectionsGiveWay) {
@@ -189,6 +195,38 @@ TEST_F(FontCacheTest, MembersOfCollectionsGiveWay) {
     EXPECT_EQ(value(u"2", u"Bravo-PS"), u"Bravo");
     EXPECT_EQ(value(u"2", u"Alpha-PS"), u"Bravo 2");  // the last that came
     EXPECT_EQ(value(u"2", u"Bravo3-PS"), u"Bravo 3");
+}
+
+// Each of these members may read a mebibyte of names; all of them together a few.
+TEST_F(FontCacheTest, ACollectionIsReadWithinABudget) {
+    std::vector<Name> names(33, windows_name(kNameFull, std::u16string(0x3FFF, u'A')));
+    auto member = [](const char16_t* name) {
+        return Tables{{"cmap", windows_cmap()},
+                      {"name", name_table({windows_name(kNameFamily, name), windows_name(kNameUnique, name),
+                                           windows_name(kNameFull, name)})}};
+    };
+    Big costly;  // all records have the first one's text
+    costly.add(name_table(names));
+    for (size_t record = 0; record < names.size(); ++record) {
+        costly.bytes[6 + 12 * record + 10] = costly.bytes[6 + 12 * record + 11] = 0;
+    }
+    std::vector<Tables> members(6, Tables{{"cmap", windows_cmap()}, {"name", costly.bytes}});
+    members.insert(members.begin(), member(u"First"));
+    members.push_back(member(u"Last"));
+    const Bytes file = collection({}, members);
+    install("a.ttc", file);
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(value(u"1", u"First"), u"First");
+    EXPECT_EQ(value(u"1", u"Last"), u"(none)");
+    // A face that the budget does not reach counts as not installed.
+    IFIMETRICS metrics = {};
+    metrics.flInfo = FM_INFO_TECH_TRUETYPE;
+    for (const auto& [face, embed] : {std::pair{u"Last", TRUE}, {u"First", FALSE}}) {
+        list(std::u16string(face) + u" (TrueType)", u"a.ttc");
+        ASSERT_TRUE(create_process_fonts());
+        EXPECT_EQ(ShouldEmbedFont(metrics, file), embed);
+        release_process_fonts();
+    }
 }
 
 TEST_F(FontCacheTest, FontsThatAreNotRemembered) {

@@ -13,6 +13,11 @@ using namespace test;
 
 using TtcTest = HostTest;
 
+int count_members(CTtc& fonts) {
+    int members = 0;
+    for (CTtf* member = fonts.first_member(); member; member = fonts.next_member()) ++members;
+    return members;
+}
 std::u16string family_of(const CTtf& font) { return wide(font.family().wide.text); }
 
 // The first two members share 'name' and 'maxp', which lie before their directories; the third has a name of its own.
@@ -26,7 +31,6 @@ TEST_F(TtcTest, SplitsIntoReadersThatShareTables) {
     const Bytes original = file;
     CTtc fonts;
     ASSERT_TRUE(fonts.set_data(file.data(), size_of(file)));
-    EXPECT_EQ(fonts.member_count(), 2u);
     EXPECT_TRUE(std::equal(file.begin(), file.begin() + 20, original.begin())) << "the header stays in file order";
     const Bytes split = file;
     EXPECT_NE(split, original) << "the directories are rewritten";
@@ -57,7 +61,7 @@ TEST_F(TtcTest, RefusesDamagedHeaders) {
     const auto members_of = [](Bytes file) {
         CTtc fonts;
         EXPECT_TRUE(fonts.set_data(file.data(), size_of(file))) << "whatever becomes of the split";
-        return fonts.first_member() ? static_cast<int>(fonts.member_count()) : 0;
+        return count_members(fonts);
     };
     const Bytes sound = sample();
     EXPECT_EQ(members_of(sound), 2);
@@ -87,7 +91,7 @@ TEST_F(TtcTest, LoadsFilesAndReportsMemoryThatIsOut) {
     write_file(host::host_path(path), file);
     CTtc fonts;
     ASSERT_TRUE(fonts.load_from_file(path));
-    EXPECT_EQ(fonts.member_count(), 2u);
+    EXPECT_EQ(count_members(fonts), 2);
     EXPECT_FALSE(fonts.load_from_file(TEXT("C:\\Windows\\Temp\\none.ttc")));
     EXPECT_FALSE(fonts.first_member()) << "the former members are gone";
     DeleteFileW(path);
@@ -148,7 +152,7 @@ TEST_F(TtcTest, RewritesEachDirectoryOnce) {
     file.add(directory({{"name", 52, static_cast<int64_t>(table.size())}})).add(table);
     CTtc fonts;
     ASSERT_TRUE(fonts.set_data(file.bytes.data(), size_of(file.bytes)));
-    ASSERT_EQ(fonts.member_count(), 3u);
+    ASSERT_EQ(count_members(fonts), 3);
     for (CTtf* member : {fonts.first_member(), fonts.next_member()}) {
         EXPECT_TRUE(member->ParseFont());
         EXPECT_EQ(family_of(*member), u"Fam");
@@ -176,7 +180,7 @@ TEST_F(TtcTest, FinishesOnCollectionsMadeToTakeForever) {
     file.bytes[10] = 0x10;
     file.bytes[11] = 0;
     ASSERT_TRUE(fonts.set_data(file.bytes.data(), size_of(file.bytes)));
-    EXPECT_EQ(fonts.member_count(), 4096u);
+    EXPECT_EQ(count_members(fonts), 4096);
 }
 
 }  // namespace

@@ -284,6 +284,18 @@ TEST_F(TtfTest, LetsOneTableHaveAByte) {
     file.insert(file.end(), names.begin(), names.end());
     const Parsed font(file);
     EXPECT_TRUE(font.found().cmap && !font.found().name && !font.found().hhea);
+
+    // The names of glyphs stay what they were read as: a table across them, in its own bytes, is none.
+    const Bytes glyph_names = Big().u32({0x00020000}).zeros(28).u16({1, 258}).text("\5abcde");
+    const auto start = static_cast<int64_t>(kDirectoryHeader + 2 * kDirectoryEntry);
+    for (const DWORD behind : {37u, 42u}) {
+        Bytes shared = directory({{"post", start, size_of(glyph_names)}, {"name", start + behind, size}});
+        shared.insert(shared.end(), glyph_names.begin(), glyph_names.end());
+        shared.resize(static_cast<size_t>(start + behind));
+        shared.insert(shared.end(), names.begin(), names.end());
+        const Parsed whole(shared);
+        EXPECT_EQ(whole.found().name != nullptr, behind == 42) << behind;
+    }
 }
 
 TEST_F(TtfTest, RestoresDamagedFontsAndLeavesNothing) {

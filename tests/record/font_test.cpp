@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "engine/path.h"
 #include "fonts/md5.h"
@@ -221,16 +222,72 @@ TEST_F(FontTest, AFileTravelsOnce) {
     EXPECT_EQ(bodies(finish(), 28).size(), 1u);
 }
 
-TEST_F(FontTest, OneLogicalFontIsOneDefinition) {
-    FontPlan plan = other_font();
-    plan.postscript = u"Other2";
-    Font font(font_file(other_font()), 0, 100), same_name(font_file(plan), 0, 100);
-    start_page();
-    for (Font* used : {&font, &same_name}) print(*used);
-    const auto records = finish();
-    EXPECT_EQ(bodies(records, 28).size(), 1u);
-    EXPECT_EQ(bodies(records, 9).size(), 1u);
-    EXPECT_EQ(bodies(records, 19).size(), 1u);
+TEST_F(FontTest, FilesOfOneNameAreTwoDefinitions) {
+    FontPlan changed = other_font();
+    changed.postscript = u"Other2";
+    auto file = font_file(other_font()), same = font_file(other_font()), other = font_file(changed);
+    // No member has the name of the font, which therefore stands in the definition.
+    auto members = std::make_shared<FontFile>(build_collection({other_font()}));
+    auto more = std::make_shared<FontFile>(build_collection({other_font(), other_font()}));
+    struct {
+        std::shared_ptr<FontFile> first, second;
+        const char16_t *first_face, *second_face;
+        size_t files, definitions;
+    } cases[] = {{file, same, u"Other", u"Other", 1, 1},
+                 {file, other, u"Other", u"Other", 2, 2},
+                 {file, same, u"Other", u"@Other", 2, 2},
+                 {members, members, u"Lost", u"Lost", 1, 1},
+                 {members, more, u"Other", u"Other", 2, 2},
+                 {members, more, u"Lost", u"Lost", 2, 2},
+                 {sans, font_file(changed), u"Test Sans", u"Test Sans", 1, 2}};
+    for (const auto& pair : cases) {
+        Font first(pair.first, 0, 100), second(pair.second, 0, 100), again(pair.first, 0, 100);
+        first.rename(pair.first_face, pair.first_face);
+        second.rename(pair.second_face, pair.second_face);
+        again.rename(pair.first_face, pair.first_face);
+        start_page();
+        for (Font* used : {&first, &second, &again}) print(*used);
+        EXPECT_EQ(pdevice().statistics.fonts, pair.definitions);
+        const auto records = finish();
+        EXPECT_EQ(bodies(records, 28).size(), pair.files) << &pair - cases;
+        EXPECT_EQ(bodies(records, 9).size(), pair.definitions) << &pair - cases;
+        EXPECT_EQ(bodies(records, 19).size(), pair.definitions == 1 ? 1u : 3u) << "the first font comes back";
+    }
+}
+
+// Bands of an image wait for more when a definition is due. What cannot be written then fails the document, whatever
+// the drawing call answers.
+TEST_F(FontTest, AnImageThatIsLostFailsTheDocument) {
+    Font installed(sans, 0, 100), embedded(font_file(other_font()), 0, 100);
+    engine::Bitmap band(BMF_24BPP, 40, 20, engine::RowOrder::BottomUp);
+    engine::Brush hatch = engine::Brush::hatched(HS_DIAGCROSS_INDEX, 0xFF0000, 0xFFFFFF);
+    String text(installed, u"A", {100, 200});
+    struct {
+        std::function<BOOL()> call;
+        uint64_t joining;  // the number of its allocation for the joined bands
+    } cases[] = {
+        {[&] { return draw(text, installed); }, 1},  // its definition
+        {[&] { return draw(text, embedded); }, 2},   // its file, behind the place in the list of files
+        {[&] {
+             return device->bit_blt(nullptr, nullptr, nullptr, nullptr, {0, 0, 9, 9}, nullptr, &hatch, 0xF0F0);
+         },
+         1},
+    };
+    for (const auto& due : cases) {
+        for (bool fails : {false, true}) {  // the first time the engine's object gets what the driver keeps on it
+            SCOPED_TRACE(2 * (&due - cases) + fails);
+            start_page();
+            for (LONG y : {0, 20}) device->copy_bits(band, nullptr, nullptr, {0, y, 40, y + 20}, {0, 0});
+            if (fails) host::fail_call(host::CallKind::Allocation, due.joining);
+            EXPECT_TRUE(due.call());
+            EXPECT_EQ(pdevice().failed, fails ? 1u : 0u);
+            host::clear_failures();
+            host::printer(printer).output.clear();
+            EXPECT_EQ(device->send_page(), !fails);
+            device->end_document();
+            EXPECT_EQ(job().empty(), fails);
+        }
+    }
 }
 
 TEST_F(FontTest, ManyFiles) {

@@ -2,6 +2,8 @@
 
 #include "tests/common/text_test.h"
 
+#include <algorithm>
+
 #include "engine/path.h"
 
 namespace kv::test {
@@ -176,6 +178,38 @@ TEST_F(TextRecordTest, RunsOfOneLineBecomeOneRecord) {
             const auto run = run_of(0x40, 10, {100, 200}, [&](int i) { return i == 4 ? gap.second.x - 340 : 60; });
             EXPECT_EQ(to_hex(records[0].body), to_hex(run.bytes));
         }
+    }
+}
+
+// The box of joined runs would cover what stands between them.
+TEST_F(TextRecordTest, OpaqueRunsJoinOnlyWithoutAGap) {
+    for (const auto& [x, records] : {std::pair{160, 1u}, {161, 2u}, {159, 1u}}) {
+        start_page();
+        String first(font, u"A", {100, 200}), second(font, u"A", {x, 200});  // 60 wide
+        for (String* text : {&first, &second}) EXPECT_TRUE(draw_on(*text, text->rclBkGround, &white));
+        EXPECT_EQ(finish_text().size(), records) << x;
+    }
+}
+
+TEST_F(TextRecordTest, TheClipSeesTheRectangleThatIsPainted) {
+    struct {
+        RECTL opaque;
+        engine::Brush* ground;
+        bool clips;
+    } cases[] = {
+        {{90, 110, 160, 230}, &white, false},  // within the clip, as the text is
+        {{90, 110, 600, 230}, &white, true},
+        {{90, 110, 600, 230}, nullptr, false},  // is not painted
+        {{600, 230, 600, 230}, &white, false},  // empty
+    };
+    engine::Clip clip = engine::Clip::rectangle({80, 100, 400, 300});
+    for (const auto& c : cases) {
+        start_page();
+        String text(font, u"A", {100, 200});
+        EXPECT_TRUE(device->text_out(text, font, &clip, black, &c.opaque, c.ground));
+        EXPECT_TRUE(same_rect(pdevice().page_marks, {100, 120, 160, 220}));  // of the text alone
+        const auto types = types_of(finish());
+        EXPECT_EQ(std::ranges::count(types, 12), c.clips ? 1 : 0) << &c - cases;
     }
 }
 
