@@ -46,9 +46,12 @@ bool read_black(const DibView& dib, BYTE* bits, size_t stride) {
     return true;
 }
 
-// Of an image that is drawn with and: black lets nothing through of what lies under it. Two colours are taken for
-// black and white, whatever they are.
-bool is_mask(const DibView& dib) { return dib.header->biBitCount == 1 || read_black(dib, nullptr, 0); }
+// Of an image that is drawn with and: black lets nothing through of what lies under it, white everything.
+bool is_mask(const DibView& dib) {
+    if (dib.header->biBitCount != 1) return read_black(dib, nullptr, 0);
+    const DWORD first = dib.color(0) & 0xFFFFFF, second = dib.color(1) & 0xFFFFFF;
+    return (first == kBlack && second == kWhite) || (first == kWhite && second == kBlack);
+}
 
 // Ones where the image is black.
 BOOL make_mask(const DibView& dib, PackedDib& mask) {
@@ -63,6 +66,17 @@ BOOL make_mask(const DibView& dib, PackedDib& mask) {
     return TRUE;
 }
 
+// Without the bits that fill the rows up.
+bool same_rows(const BYTE* a, const BYTE* b, const BITMAPINFOHEADER& header) {
+    const uint64_t bits = uint64_t{static_cast<DWORD>(header.biWidth)} * header.biBitCount;
+    const auto stride = static_cast<size_t>(dib_stride(header)), whole = static_cast<size_t>(bits / 8);
+    const int rest = 0xFF00 >> bits % 8 & 0xFF;
+    for (LONG y = 0; y < header.biHeight; ++y, a += stride, b += stride) {
+        if (std::memcmp(a, b, whole) != 0 || (rest && ((a[whole] ^ b[whole]) & rest))) return false;
+    }
+    return true;
+}
+
 RECTL whole_of(const DibView& dib) { return {0, 0, dib.header->biWidth, dib.header->biHeight}; }
 
 }  // namespace
@@ -70,20 +84,34 @@ RECTL whole_of(const DibView& dib) { return {0, 0, dib.header->biWidth, dib.head
 void CPendingBitmap::drop() {
     while (newest_) newest_ = std::move(newest_->older);
     mask_.reset();
+    again_.reset();
     count_ = 0;
     bytes_ = 0;
     rows_ = 0;
-    complete_ = false;
+    scales_ = {};
+    stepwise_ = false;
+}
+
+// Joining stretches all bands alike. With these scales that moves no end of a band by more than a pixel.
+CPendingBitmap::Scales CPendingBitmap::scales_of_more() const {
+    const auto rows = static_cast<double>(rows_), end = static_cast<double>(height_of(destination_));
+    return {std::max(scales_.least, (end - 1) / rows), std::min(scales_.most, (end + 1) / rows)};
 }
 
 bool CPendingBitmap::continues(const BitmapBand& band) const {
     const DibView held = newest_->dib.view();
     const BITMAPINFOHEADER &a = *held.header, &b = *band.image.header;
     const RECTL& to = band.destination;
-    return count_ < kMaxBands && bytes_ < kMaxHeld && to.left == destination_.left && to.right == destination_.right &&
-           to.top == destination_.bottom && a.biBitCount == b.biBitCount && a.biWidth == b.biWidth &&
-           a.biCompression == b.biCompression && std::memcmp(held.table(), band.image.table(), table_size(a)) == 0 &&
-           bytes_ + dib_size(b) <= kMaxDibSize;
+    if (count_ >= kMaxBands || bytes_ >= kMaxHeld || to.left != destination_.left || to.right != destination_.right ||
+        to.top != destination_.bottom || a.biBitCount != b.biBitCount || a.biWidth != b.biWidth ||
+        a.biCompression != b.biCompression || std::memcmp(held.table(), band.image.table(), table_size(a)) != 0 ||
+        bytes_ + dib_size(b) > kMaxDibSize) {
+        return false;
+    }
+    const Scales allowed = scales_of_more();
+    const double scale =
+        static_cast<double>(int64_t{to.bottom} - destination_.top) / static_cast<double>(rows_ + b.biHeight);
+    return allowed.least <= scale && scale <= allowed.most;
 }
 
 BOOL CPendingBitmap::append(const BitmapBand& band) {
@@ -92,6 +120,8 @@ BOOL CPendingBitmap::append(const BitmapBand& band) {
     if (is_empty()) {
         rop_ = band.rop;
         destination_ = band.destination;
+    } else {
+        scales_ = scales_of_more();
     }
     destination_.bottom = band.destination.bottom;
     ++count_;
@@ -102,35 +132,73 @@ BOOL CPendingBitmap::append(const BitmapBand& band) {
     return TRUE;
 }
 
+bool CPendingBitmap::starts_where_held(const BitmapBand& band) const {
+    const RECTL& to = band.destination;
+    return is_mergeable(band) && to.left == destination_.left && to.right == destination_.right &&
+           to.top == destination_.top;
+}
+
 // The second step starts with the first one's left top corner, and has a bit for each of its pixels.
 BOOL CPendingBitmap::offer_mask(PDEVICE& device, const BitmapBand& band) {
-    if (band.image.header->biWidth != newest_->dib.header().biWidth || !is_mask(band.image)) return FALSE;
+    if (again_ || !is_mergeable(band) || band.image.header->biWidth != newest_->dib.header().biWidth ||
+        !is_mask(band.image)) {
+        return FALSE;
+    }
     if (mask_) return mask_->offer_bitmap(device, band);
-    const RECTL& to = band.destination;
-    if (to.left != destination_.left || to.right != destination_.right || to.top != destination_.top) return FALSE;
+    if (!starts_where_held(band)) return FALSE;
     ObjectPtr<CPendingBitmap> mask(make_object<CPendingBitmap>());
     if (!mask || !mask->offer_bitmap(device, band)) return FALSE;
     mask_ = std::move(mask);
     return TRUE;
 }
 
-bool CPendingBitmap::mask_fits() const {
-    return mask_ && same_rect(mask_->destination_, destination_) && mask_->rows_ == rows_;
+// The third step. Its pixels are looked at when all of them are there.
+BOOL CPendingBitmap::offer_again(PDEVICE& device, const BitmapBand& band) {
+    if (again_ && covers(again_)) return FALSE;
+    if (covers(mask_) && band.destination.bottom <= destination_.bottom) {
+        if (again_ && again_->offer_bitmap(device, band)) return TRUE;
+        if (!again_ && starts_where_held(band)) {
+            ObjectPtr<CPendingBitmap> again(make_object<CPendingBitmap>());
+            if (again && again->offer_bitmap(device, band)) {
+                again_ = std::move(again);
+                return TRUE;
+            }
+        }
+    }
+    stepwise_ = true;
+    return FALSE;
+}
+
+bool CPendingBitmap::covers(const ObjectPtr<CPendingBitmap>& step) const {
+    return step && same_rect(step->destination_, destination_) && step->rows_ == rows_;
+}
+
+// Of as many rows.
+bool CPendingBitmap::has_pixels_of(const DibView& image) const {
+    const BYTE* rows = image.bits;
+    for (const Band* band = newest_.get(); band; band = band->older.get()) {
+        const BITMAPINFOHEADER &a = band->dib.header(), &b = *image.header;
+        if (a.biWidth != b.biWidth || a.biBitCount != b.biBitCount || a.biCompression != b.biCompression ||
+            std::memcmp(band->dib.view().table(), image.table(), table_size(a)) != 0 ||
+            !same_rows(band->dib.bits(), rows, a)) {
+            return false;
+        }
+        rows += dib_bits_size(a);
+    }
+    return true;
 }
 
 BOOL CPendingBitmap::offer_bitmap(PDEVICE& device, const BitmapBand& band) {
-    if (complete_ || !is_mergeable(band)) return FALSE;
-    if (is_empty()) return append(band);
+    if (is_empty()) return is_mergeable(band) && append(band);
     if (rop_ == kXor) {
-        // An image whose first step is in the job already: this is its third one.
+        // An image over one that is in the job already is no first step.
         if (same_rect(destination_, device.pending.last_xor())) return FALSE;
-        if (band.rop == kXor && same_rect(destination_, band.destination)) {
-            complete_ = !mask_ || mask_fits();
-            return complete_;
+        if (mask_ && band.rop == kXor && !kv::is_empty(intersection(destination_, normalized(band.destination)))) {
+            return offer_again(device, band);
         }
         if (band.rop == kAnd) return offer_mask(device, band);
     }
-    return band.rop == rop_ && continues(band) && append(band);
+    return !again_ && is_mergeable(band) && band.rop == rop_ && continues(band) && append(band);
 }
 
 // The bands as one image, the newest below all others and so first in memory. Nothing is held afterwards.
@@ -153,22 +221,25 @@ BOOL CPendingBitmap::join(PackedDib& image) {
     return TRUE;
 }
 
-BOOL CPendingBitmap::flush_masked(PDEVICE& device) {
-    PackedDib image, seconds, mask;
-    if (!join(image) || !mask_->join(seconds) || !make_mask(seconds.view(), mask)) return FALSE;
+BOOL CPendingBitmap::write_masked(PDEVICE& device, const DibView& image) {
+    PackedDib seconds, mask;
+    if (!mask_->join(seconds) || !make_mask(seconds.view(), mask)) return FALSE;
     seconds.reset();
-    return WriteMaskedRecord(device, whole_of(image.view()), destination_, image.view(), mask.view());
+    return WriteMaskedRecord(device, whole_of(image), destination_, image, mask.view());
 }
 
 BOOL CPendingBitmap::flush(PDEVICE& device) {
     if (is_empty()) return TRUE;
-    if (mask_fits()) return flush_masked(device);
     PackedDib image, prepared;
     if (!join(image)) return FALSE;
+    if (covers(mask_) && !stepwise_ && (!again_ || (covers(again_) && again_->has_pixels_of(image.view())))) {
+        return write_masked(device, image.view());
+    }
     const WORD resolution = ImageResolution(device, whole_of(image.view()), destination_);
     const DibView ready = PrepareBitmap(device.settings.kv, image.view(), resolution, prepared);
     if (ready.bits != image.view().bits) image.reset();
-    return WriteBitmapRecord(device, rop_, whole_of(ready), destination_, ready) && (!mask_ || mask_->flush(device));
+    return WriteBitmapRecord(device, rop_, whole_of(ready), destination_, ready) && (!mask_ || mask_->flush(device)) &&
+           (!again_ || again_->flush(device));
 }
 
 }  // namespace kv

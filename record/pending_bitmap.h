@@ -1,6 +1,9 @@
 #pragma once
 // An image held back: the horizontal bands in which an application sends one image, joined into one record, and the
-// three steps (exclusive-or, and, exclusive-or) by which applications draw images with transparent parts.
+// three steps by which applications draw images with transparent parts: an image with exclusive-or, a mask with and,
+// the same image with exclusive-or again.
+
+#include <limits>
 
 #include "image/dib.h"
 #include "record/pending_draw.h"
@@ -31,12 +34,20 @@ private:
         PackedDib dib;
     };
     void drop();
+    // Device pixels a row.
+    struct Scales {
+        double least = 0, most = std::numeric_limits<double>::infinity();
+    };
+    Scales scales_of_more() const;
     bool continues(const BitmapBand& band) const;
     BOOL append(const BitmapBand& band);
+    bool starts_where_held(const BitmapBand& band) const;
     BOOL offer_mask(PDEVICE& device, const BitmapBand& band);
-    bool mask_fits() const;
+    BOOL offer_again(PDEVICE& device, const BitmapBand& band);
+    bool covers(const ObjectPtr<CPendingBitmap>& step) const;
+    bool has_pixels_of(const DibView& image) const;
     BOOL join(PackedDib& image);
-    BOOL flush_masked(PDEVICE& device);
+    BOOL write_masked(PDEVICE& device, const DibView& image);
 
     BYTE rop_ = 0;
     RECTL destination_ = {};
@@ -44,8 +55,10 @@ private:
     unsigned count_ = 0;
     uint64_t bytes_ = 0;  // of the bands' pixels
     int64_t rows_ = 0;
-    bool complete_ = false;           // the third step came
-    ObjectPtr<CPendingBitmap> mask_;  // the second step's image
+    Scales scales_;                    // that keep the bands in their places
+    ObjectPtr<CPendingBitmap> mask_;   // the second step's image
+    ObjectPtr<CPendingBitmap> again_;  // the third step's
+    bool stepwise_ = false;            // what came instead of the third step needs the first two on the page
 };
 
 }  // namespace kv

@@ -246,6 +246,92 @@ TEST_F(PendingBitmapTest, WhatIsNoIdiomIsWrittenStepByStep) {
                                                {18, kAnd, 4, 4, 24, {21, 0, 25, 4}}}));
 }
 
+// Steps at one place of 4 x 4 pixels: a letter for the image, its operation and its part (0 all, 1 upper, 2 lower
+// half).
+TEST_F(PendingBitmapTest, TheThirdStepDrawsTheFirstImageAgain) {
+    struct Step {
+        char image;
+        BYTE rop = 0;
+        int part = 0;
+    };
+    static const struct {
+        const char* name;
+        std::vector<Step> steps, written;  // an 'M' is the masked image of the steps before it
+    } kCases[] = {
+        {"the idiom", {{'a', kXor}, {'m', kAnd}, {'a', kXor}}, {{'M'}}},
+        {"no third step", {{'a', kXor}, {'m', kAnd}}, {{'M'}}},
+        {"another image", {{'a', kXor}, {'m', kAnd}, {'b', kXor}}, {{'a', kXor}, {'m', kAnd}, {'b', kXor}}},
+        {"two icons",
+         {{'m', kAnd}, {'a', kXor}, {'m', kAnd}, {'b', kXor}},
+         {{'m', kAnd}, {'a', kXor}, {'m', kAnd}, {'b', kXor}}},
+        {"no mask", {{'a', kXor}, {'a', kXor}}, {{'a', kXor}, {'a', kXor}}},
+        {"a fourth step", {{'a', kXor}, {'m', kAnd}, {'a', kXor}, {'a', kXor}}, {{'M'}, {'a', kXor}}},
+        {"bands", {{'a', kXor}, {'m', kAnd}, {'a', kXor, 1}, {'a', kXor, 2}}, {{'M'}}},
+        {"half of the third", {{'a', kXor}, {'m', kAnd}, {'a', kXor, 1}}, {{'a', kXor}, {'m', kAnd}, {'a', kXor, 1}}},
+        {"a band of another",
+         {{'a', kXor}, {'m', kAnd}, {'a', kXor, 1}, {'b', kXor, 2}},
+         {{'a', kXor}, {'m', kAnd}, {'c', kXor}}},
+        {"upside down", {{'a', kXor}, {'m', kAnd}, {'t', kXor}}, {{'a', kXor}, {'m', kAnd}, {'t', kXor}}},
+        {"another depth", {{'a', kXor}, {'m', kAnd}, {'m', kXor}}, {{'a', kXor}, {'m', kAnd}, {'m', kXor}}},
+        {"colours", {{'a', kXor}, {'r', kAnd}, {'a', kXor}}, {{'a', kXor}, {'r', kAnd}, {'a', kXor}}},
+    };
+    auto a = band(4, 4, 0x123456), b = band(4, 4, 0x234567), half_a = band(4, 2, 0x123456),
+         half_b = band(4, 2, 0x234567), mask = band(4, 4, 1, BMF_1BPP);
+    Bitmap top_down(BMF_24BPP, 4, 4);
+    Translation black_and_white({0xFFFFFF, 0}), red_and_white({0xFFFFFF, 0xFF0000});
+    std::vector<Written> expected;
+    LONG x = 0;
+    for (const auto& c : kCases) {
+        auto place = [&](const Step& step) -> RECTL {
+            return {x, step.part == 2 ? 2 : 0, x + 4, step.part == 1 ? 2 : 4};
+        };
+        for (const Step& step : c.steps) {
+            Bitmap& image = step.image == 't'                        ? top_down
+                            : step.image == 'm' || step.image == 'r' ? *mask
+                            : step.image == 'a'                      ? (step.part ? *half_a : *a)
+                                                                     : (step.part ? *half_b : *b);
+            Translation* table = step.image == 'm' ? &black_and_white : step.image == 'r' ? &red_and_white : nullptr;
+            EXPECT_TRUE(draw(image, place(step), step.rop, table)) << c.name;
+        }
+        for (const Step& step : c.written) {
+            const bool one_bit = step.image == 'm' || step.image == 'r';
+            const int type = step.image == 'M' ? 61 : 18;
+            expected.push_back({type, step.rop, 4, step.part ? 2 : 4, one_bit ? 1 : 24, place(step)});
+        }
+        x += 8;
+    }
+    EXPECT_EQ(written(), expected);
+}
+
+// Nine-slice borders: bands of different scale are one image only while no row moves by more than a pixel.
+TEST_F(PendingBitmapTest, BandsKeepTheirPlaces) {
+    static const struct {
+        LONG rows, ends[3];  // of each band; where the bands end
+        std::vector<Written> written;
+    } kCases[] = {
+        {10, {10, 20, 30}, {{18, 0xCC, 4, 30, 24, {0, 0, 4, 30}}}},
+        {10, {11, 20, 31}, {{18, 0xCC, 4, 30, 24, {0, 0, 4, 31}}}},
+        {10, {10, 22, 32}, {{18, 0xCC, 4, 30, 24, {0, 0, 4, 32}}}},  // the ends move to 10.67 and 21.33
+        {10,  // the second would end at 11.5 with the first, and the third with the second
+         {10, 23, 33},
+         {{18, 0xCC, 4, 10, 24, {0, 0, 4, 10}},
+          {18, 0xCC, 4, 10, 24, {0, 10, 4, 23}},
+          {18, 0xCC, 4, 10, 24, {0, 23, 4, 33}}}},
+        {10, {10, 20, 34}, {{18, 0xCC, 4, 20, 24, {0, 0, 4, 20}}, {18, 0xCC, 4, 10, 24, {0, 20, 4, 34}}}},
+    };
+    auto part = band(4, 10);
+    std::vector<Written> expected;
+    for (const auto& c : kCases) {
+        LONG top = 0;
+        for (const LONG end : c.ends) {
+            EXPECT_TRUE(draw(*part, {0, top, 4, end}));
+            top = end;
+        }
+        expected.insert(expected.end(), c.written.begin(), c.written.end());
+    }
+    EXPECT_EQ(written(), expected);
+}
+
 TEST_F(PendingBitmapTest, ThePlaceOfAWrittenXorIsRememberedOnThePage) {
     const RECTL at = {0, 0, 4, 4};
     Bitmap top_down(BMF_24BPP, 4, 4);
