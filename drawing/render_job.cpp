@@ -105,6 +105,7 @@ private:
         const size_t count = std::min(map_.pages().size(), summary_.pages.size());
         if (options_.pages) {
             pages_ = options_.pages(count);
+            std::erase_if(pages_, [&](size_t number) { return number < 1 || number > count; });
         } else {
             pages_.resize(count);
             std::iota(pages_.begin(), pages_.end(), size_t{1});
