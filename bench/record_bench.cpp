@@ -104,6 +104,43 @@ void Records(benchmark::State& state) {
 }
 BENCHMARK(Records)->ArgsProduct({{16, 1000, 100'000}, {0x00, 0x10}});
 
+// A job of so many definitions: hatches that all differ. range: hatches.
+void DistinctHatches(benchmark::State& state) {
+    OpenDocument document(0);
+    auto& device = *reinterpret_cast<PDEVICE*>(document.device().handle());
+    constexpr DWORD kCross = 4;
+    DWORD colour = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        for (int64_t i = 0; i < state.range(0); ++i) {
+            RealizedBrush hatch = {kNoBrush, BrushKind::Hatched, colour++, kCross, 0xFFFFFF};
+            if (ResolveRealizedBrush(device, hatch) == kNullBrush) state.SkipWithError("not defined");
+        }
+    }
+    report(state, document, static_cast<uint64_t>(state.range(0)));
+    state.SetLabel("items are definitions");
+}
+BENCHMARK(DistinctHatches)->Arg(320'000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Fills with one large pattern, which is compared each time. range: pixels along an edge, 4 bytes each.
+void LargePattern(benchmark::State& state) {
+    OpenDocument document(0);
+    const auto edge = static_cast<LONG>(state.range(0));
+    engine::Bitmap pattern(BMF_32BPP, edge, edge);
+    for (LONG y = 0; y < edge; ++y) {
+        for (LONG x = 0; x < edge * 4; ++x) pattern.row(y)[x] = static_cast<BYTE>(x * y >> 3);
+    }
+    engine::Brush brush = engine::Brush::patterned(&pattern, nullptr);
+    brush.bind(&document.device());
+    for ([[maybe_unused]] auto _ : state) {
+        if (ResolveBrush(*reinterpret_cast<PDEVICE*>(document.device().handle()), &brush) == kNullBrush) {
+            state.SkipWithError("not resolved");
+        }
+    }
+    report(state, document, 1);
+    state.SetLabel("items are fills");
+}
+BENCHMARK(LargePattern)->Arg(1773)->Unit(benchmark::kMillisecond);
+
 // Empty pages, each with its index entry.
 void Pages(benchmark::State& state) {
     OpenDocument document(0);

@@ -13,6 +13,19 @@
 namespace kv {
 namespace {
 
+constexpr WORD kDefaultResolution = 600;
+
+// A device has pixels: without a resolution it takes the default one, and margins that leave nothing of the page are
+// none.
+void make_usable(DriverDevMode& settings) {
+    PrivateDevMode& kv = settings.kv;
+    if (kv.Resolution == 0) kv.Resolution = kDefaultResolution;
+    const GDIINFO page = make_gdiinfo(settings);
+    auto is_nothing = [](ULONG size) { return static_cast<LONG>(size) <= 0; };
+    if (is_nothing(page.ulHorzRes) || is_nothing(page.ulHorzSize)) kv.MarginLeft = kv.MarginRight = 0;
+    if (is_nothing(page.ulVertRes) || is_nothing(page.ulVertSize)) kv.MarginTop = kv.MarginBottom = 0;
+}
+
 PDEVICE* to_device(DHPDEV device) { return reinterpret_cast<PDEVICE*>(device); }
 DHPDEV to_handle(PDEVICE* device) { return reinterpret_cast<DHPDEV>(device); }
 
@@ -70,6 +83,7 @@ BOOL PDEVICE::take_document_from(PDEVICE& other) {
     release_document_state();
     static_cast<DocumentState&>(*this) = std::move(static_cast<DocumentState&>(other));
     static_cast<DocumentState&>(other) = DocumentState();
+    if (!settings.kv.PathEscapes) forget_paths();  // here no escape would end the capture
     return TRUE;
 }
 
@@ -89,6 +103,7 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* mode, LPWSTR, ULONG pattern_count, HSURF
     device->printer = printer;
     kv::find_names(*device, mode, device_name);
     kv::LoadDeviceSettings(printer, nullptr, device->printer_name.c_str(), mode, device->settings);
+    kv::make_usable(device->settings);
     device->palette = EngCreatePalette(PAL_BGR, 0, nullptr, 0, 0, 0);
     kv::hand_out(kv::make_devinfo(device->settings, device->palette), devinfo, devinfo_size);
     kv::hand_out(kv::make_gdiinfo(device->settings), gdiinfo, gdiinfo_size);
@@ -114,7 +129,7 @@ BOOL APIENTRY DrvResetPDEV(DHPDEV old_handle, DHPDEV new_handle) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    if (!new_device->take_document_from(*old_device)) {
+    if (new_device != old_device && !new_device->take_document_from(*old_device)) {
         new_device->SetFailed();
         SetLastError(ERROR_GEN_FAILURE);
         return FALSE;

@@ -6,15 +6,26 @@ using kv::PDEVICE;
 
 namespace {
 
+PDEVICE* page_device(SURFOBJ* surface) {
+    return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse);
+}
+
 // Runs a step of a page. A failed step has marked the device; only an exception is a failure of the hook.
-BOOL run_page_step(SURFOBJ* surface, BOOL (PDEVICE::*step)()) {
-    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse);
-    if (!device) return FALSE;
-    return kv::run_hook(*device, [&] { return (device->*step)(), TRUE; });
+BOOL run_page_step(PDEVICE& device, BOOL (PDEVICE::*step)()) {
+    return kv::run_hook(device, [&] { return (device.*step)(), TRUE; });
 }
 
 PDEVICE* document_device(SURFOBJ* surface) {
     return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
+}
+
+// A document that does not start leaves nothing behind, whatever ended it. The error stays.
+BOOL give_up_start(PDEVICE& device) {
+    const DWORD error = GetLastError();
+    device.discard_document();
+    device.SetFailed();
+    SetLastError(error);
+    return FALSE;
 }
 
 }  // namespace
@@ -28,20 +39,32 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
             kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
             return device->StartDocW(title.c_str(), job_id);
         };
-        if (!kv::run_recording(*device, start)) return FALSE;
+        if (!kv::run_hook(*device, start)) return give_up_start(*device);
     }
     SetLastError(ERROR_SUCCESS);
     return TRUE;
 }
 
-BOOL APIENTRY DrvStartPage(SURFOBJ* surface) { return run_page_step(surface, &PDEVICE::StartPage); }
+// A page without a document, and the end of a page that is not open, are no failures of a document.
+BOOL APIENTRY DrvStartPage(SURFOBJ* surface) {
+    PDEVICE* device = page_device(surface);
+    return device && device->document_open && run_page_step(*device, &PDEVICE::StartPage);
+}
 
-BOOL APIENTRY DrvSendPage(SURFOBJ* surface) { return run_page_step(surface, &PDEVICE::EndPage); }
+BOOL APIENTRY DrvSendPage(SURFOBJ* surface) {
+    PDEVICE* device = page_device(surface);
+    return device && device->page_start != 0 && run_page_step(*device, &PDEVICE::EndPage);
+}
 
 BOOL APIENTRY DrvEndDoc(SURFOBJ* surface, FLONG flags) {
     PDEVICE* device = document_device(surface);
     if (!device) return TRUE;
     if (flags & ED_ABORTDOC) device->SetFailed();
-    kv::run_hook(*device, [&] { return device->EndDocument(), TRUE; });
+    const WORD compression = device->settings.kv.Compression;  // the trailer is written without any
+    if (!kv::run_hook(*device, [&] { return device->EndDocument(), TRUE; })) {
+        device->settings.kv.Compression = compression;
+        device->discard_document();
+        SetLastError(ERROR_GEN_FAILURE);
+    }
     return TRUE;
 }

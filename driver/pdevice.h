@@ -46,7 +46,7 @@ struct DocumentState {
     DWORD start_tick = 0;
     RECTL surface_rect = {};
     RECTL page_marks = kEmptyRect, portrait_marks = kEmptyRect, landscape_marks = kEmptyRect;
-    DWORD position = 0;  // bytes written to the job file
+    DWORD position = 0;  // bytes of the job so far
     CPendingDraw pending;
     DWORD document_flags = 0;
     JobStatistics statistics;
@@ -70,6 +70,8 @@ struct DocumentState {
     FontList fonts;
     AttachedData attached;
     ObjectPtr<File> job;
+    HeapArray<BYTE> tail;  // the job's last bytes, which the file has not got yet
+    DWORD tail_used = 0;
     ObjectPtr<CDispatcher> dispatcher;  // null where none is installed
     ObjectPtr<CGlobalObj> trays;        // 16-bit tray numbers in order of first use
     PathText printer_name, port_name;
@@ -112,14 +114,23 @@ struct PDEVICE : DocumentState {
     // Text of the system code page, written as UTF-16 with its terminating 0.
     BOOL WriteStringRecord(BYTE type, const char* text);
     BOOL WriteTextRecord(BYTE type, const WCHAR* text);
-    // Straight to the job file, past an open compressed record.
+    // Past an open compressed record. Small writes gather in the job's tail.
     BOOL write_to_file(const void* data, DWORD length);
+    // What the tail holds goes to the file.
+    BOOL flush_tail();
+    // FALSE, and the user is told, when a job that is so many bytes longer would be too long for its positions.
+    BOOL has_room(DWORD length) const;
 
     // The document and its pages.
     BOOL StartDocW(const WCHAR* name, DWORD id);
     BOOL StartPage();
     BOOL EndPage();
     void EndDocument();
+    // The end of a document that cannot go on, also when an exception has left it half ended: the job file is deleted,
+    // the dispatcher is told, and the next document may start.
+    void discard_document();
+    // Ends the capture of paths and forgets those that were captured.
+    void forget_paths();
 
     // The identifier of a definition whose record begins at the current position.
     DWORD new_identifier(IdCounter& counter) const;
@@ -130,6 +141,8 @@ struct PDEVICE : DocumentState {
     void mark_page(BYTE flag);
 
 private:
+    void start_tail();
+    BOOL append_to_file(const void* data, DWORD length);
     BOOL begin_header(BYTE type, DWORD counted_length);
     BOOL begin_compressed(BYTE type);
     BOOL announce_document(DWORD id);
@@ -140,7 +153,7 @@ private:
     BOOL write_trailer();
     BOOL write_attached_data();
     BOOL write_tray_names();
-    void copy_to_spooler();
+    BOOL copy_to_spooler();
     PathText close_job(bool complete, DWORD recorded_pages);
     void reset_document();
 };

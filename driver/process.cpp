@@ -51,9 +51,9 @@ void read_locale(ProcessState& state) {
     }
     GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SENGLANGUAGE, state.language_name.data(),
                    static_cast<int>(state.language_name.capacity()));
-    constexpr DWORD kLetter = 1;  // also where the system does not say
+    constexpr DWORD kLetter = 1;
     const bool letter =
-        !GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) || parse_number(text, 10) == kLetter;
+        GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) && parse_number(text, 10) == kLetter;
     state.default_paper = letter ? DMPAPER_LETTER : DMPAPER_A4;
     state.default_units = letter ? 1 : 2;
 }

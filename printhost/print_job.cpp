@@ -127,7 +127,9 @@ public:
         if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
         fonts_.reset();
         device_.reset();
-        host::close_printer(printer_);  // writes the output
+        const std::string error = host::printer(printer_).write_error;
+        host::close_printer(printer_);
+        if (!error.empty()) throw std::runtime_error("cannot write " + request_.output + ": " + error);
     }
     const Played& played() const { return played_; }
 

@@ -60,8 +60,8 @@ void raise_largest_record(PDEVICE& device, uint64_t size) {
 BOOL write_jpeg(PDEVICE& device, BYTE type, RecordHead& head, const DibView& image) {
     DWORD length_position = 0, written = 0;
     if (!device.BeginSizedRecord(type, 0, &length_position) || !device.WriteBytes(head.data(), head.size()) ||
-        !WriteJpegBitmap(image, device.settings.kv.JpegQuality, *device.job, &written) ||
-        written > kMaxPosition - device.position) {
+        !device.flush_tail() || !WriteJpegBitmap(image, device.settings.kv.JpegQuality, *device.job, &written) ||
+        !device.has_room(written)) {
         return FALSE;
     }
     device.position += written;

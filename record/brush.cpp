@@ -38,6 +38,9 @@ DWORD hash_of(const RealizedBrush& brush, DWORD size) {
     return hash;
 }
 
+// Identifiers are positions and counts; neighbours come apart.
+DWORD scattered(BrushId id) { return (id * 2654435761u) >> 8; }
+
 BYTE* pattern_of(RealizedBrush& brush) { return reinterpret_cast<BYTE*>(&brush + 1); }
 
 // Enough for the pattern as it stands and with its colours reduced to a table.
@@ -90,33 +93,68 @@ DWORD realized_brush_size(const RealizedBrush& brush) {
     return static_cast<DWORD>(sizeof(RealizedBrush) + dib_size(header));
 }
 
+void BrushList::swap(BrushList& other) {
+    std::swap(buckets_, other.buckets_);
+    std::swap(size_, other.size_);
+    std::swap(count_, other.count_);
+}
+
 BrushId BrushList::find(const RealizedBrush& brush) const {
-    DWORD size = realized_brush_size(brush);
-    DWORD hash = hash_of(brush, size);
-    for (const Node* node = buckets_[hash % kBuckets]; node; node = node->next) {
-        if (node->hash == hash && node->size == size &&
-            std::memcmp(content(node->brush()), content(brush), content_size(size)) == 0) {
-            return node->brush().id;
-        }
+    if (count_ == 0) return kNoBrush;
+    const DWORD size = realized_brush_size(brush);
+    auto is_equal = [&](const Node* node) {
+        return node->size == size && std::memcmp(content(node->brush()), content(brush), content_size(size)) == 0;
+    };
+    // A large pattern is compared faster than hashed.
+    for (const Node* node = bucket(scattered(brush.id)).named; node; node = node->next_named) {
+        if (node->brush().id == brush.id && is_equal(node)) return brush.id;
+    }
+    const DWORD hash = hash_of(brush, size);
+    for (const Node* node = bucket(hash).content; node; node = node->next) {
+        if (node->hash == hash && is_equal(node)) return node->brush().id;
     }
     return kNoBrush;
 }
 
 void BrushList::add(const RealizedBrush& brush) {
-    DWORD size = realized_brush_size(brush);
+    if (count_ >= size_) grow();
+    const DWORD size = realized_brush_size(brush);
     void* block = nullptr;
-    if (!AllocMem(&block, sizeof(Node) + size, false)) return;
+    if (size_ == 0 || !AllocMem(&block, sizeof(Node) + size, false)) return;
     Node* node = static_cast<Node*>(block);
     node->hash = hash_of(brush, size);
     node->size = size;
     std::memcpy(node + 1, &brush, size);
-    node->next = std::exchange(buckets_[node->hash % kBuckets], node);
+    link(node);
+    ++count_;
+}
+
+void BrushList::link(Node* node) {
+    node->next = std::exchange(bucket(node->hash).content, node);
+    node->next_named = std::exchange(bucket(scattered(node->brush().id)).named, node);
+}
+
+// Without memory for more buckets the old ones go on.
+void BrushList::grow() {
+    constexpr DWORD kFirst = 256, kLargest = 1u << 24;
+    const DWORD old_size = size_;
+    if (old_size >= kLargest) return;
+    HeapArray<Bucket> larger;
+    const DWORD wanted = old_size ? old_size * 2 : kFirst;
+    if (!larger.alloc(wanted, nullptr)) return;
+    std::swap(buckets_, larger);
+    size_ = wanted;
+    for (DWORD i = 0; i < old_size; ++i) {
+        for (Node* node = larger[i].content; node;) link(std::exchange(node, node->next));
+    }
 }
 
 void BrushList::clear() {
-    for (Node*& bucket : buckets_) {
-        while (bucket) FreeMem(std::exchange(bucket, bucket->next));
+    for (DWORD i = 0; i < size_; ++i) {
+        for (Node* node = buckets_[i].content; node;) FreeMem(std::exchange(node, node->next));
     }
+    buckets_.reset();
+    size_ = count_ = 0;
 }
 
 BrushId ResolveBrush(PDEVICE& device, BRUSHOBJ* brush) {

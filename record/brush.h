@@ -1,8 +1,6 @@
 #pragma once
 // Brushes: the 32-bit references by which drawing names them, and their definitions in the job.
 
-#include <array>
-
 #include "platform/ddi.h"
 #include "support/memory.h"
 
@@ -54,7 +52,7 @@ public:
     }
     ~BrushList() { clear(); }
 
-    // The identifier of an equal brush, or kNoBrush.
+    // The identifier of an equal brush, or kNoBrush. The definition that the brush names itself is compared first.
     BrushId find(const RealizedBrush& brush) const;
     // Keeps a copy; without memory for it the brush is not remembered.
     void add(const RealizedBrush& brush);
@@ -62,15 +60,23 @@ public:
 
 private:
     struct Node {
-        Node* next;
+        Node *next, *next_named;
         DWORD hash;
         DWORD size;
         const RealizedBrush& brush() const { return *reinterpret_cast<const RealizedBrush*>(this + 1); }
     };
-    void swap(BrushList& other) { buckets_.swap(other.buckets_); }
+    // Where the nodes of a hash, and those of an identifier, begin.
+    struct Bucket {
+        Node *content, *named;
+    };
+    void swap(BrushList& other);
+    void grow();
+    void link(Node* node);
+    Bucket& bucket(DWORD number) const { return buckets_[number & (size_ - 1)]; }
 
-    static constexpr size_t kBuckets = 256;
-    std::array<Node*, kBuckets> buckets_{};
+    HeapArray<Bucket> buckets_;
+    DWORD size_ = 0;  // a power of 2, or 0
+    DWORD count_ = 0;
 };
 
 // The reference of an engine brush: kNullBrush for none, and when the brush cannot be introduced.

@@ -8,10 +8,47 @@
 
 namespace kv {
 
-struct CapturedPath {
-    PathBuffer path;
-    PathMetrics metrics;
-    DWORD references = 0;
+// A path of more entries than a record holds is a chain of parts.
+class CapturedPath : PathParts {
+public:
+    CapturedPath() = default;
+    ~CapturedPath() { clear_parts(); }
+    CapturedPath(const CapturedPath&) = delete;
+    CapturedPath& operator=(const CapturedPath&) = delete;
+
+    // FALSE when memory is out, and when the path cannot be encoded even in parts.
+    BOOL capture(PATHOBJ* source);
+    bool is_empty() const { return last_.view().head.length == 0; }
+    bool is_wide() const { return metrics_.wide; }
+    const PathMetrics& metrics() const { return metrics_; }
+    // The only part, as a clip; none of a path that is empty or stands in several parts.
+    PathView whole() const { return first_ ? PathView() : last_.view(); }
+    // Calls visit(part) with each part, in order.
+    template <class Visit>
+    void for_each_part(Visit visit) const {
+        for (const Part* part = first_; part; part = part->next) visit(PathView{part->head, part->body()});
+        visit(last_.view());
+    }
+    // The flags of the last entry of a path that is not empty.
+    BYTE& last_entry_flags();
+    // Nothing is left of a path that served as a clip.
+    void use_up();
+
+private:
+    friend class CapturedPathRef;
+    struct Part {
+        Part* next;
+        PathHead head;
+        const BYTE* body() const { return reinterpret_cast<const BYTE*>(this + 1); }
+    };
+    BOOL add(const PathView& part) override;
+    void clear_parts();
+
+    Part* first_ = nullptr;
+    Part** end_ = &first_;
+    PathBuffer last_;
+    PathMetrics metrics_;
+    DWORD references_ = 0;
 };
 
 // Shares a captured path; the last reference frees it.
@@ -19,7 +56,7 @@ class CapturedPathRef {
 public:
     CapturedPathRef() = default;
     explicit CapturedPathRef(CapturedPath* path) : path_(path) {
-        if (path_) ++path_->references;
+        if (path_) ++path_->references_;
     }
     CapturedPathRef(const CapturedPathRef& other) : CapturedPathRef(other.path_) {}
     CapturedPathRef(CapturedPathRef&& other) noexcept : path_(std::exchange(other.path_, nullptr)) {}
@@ -28,7 +65,7 @@ public:
         return *this;
     }
     ~CapturedPathRef() {
-        if (path_ && --path_->references == 0) destroy_object(path_);
+        if (path_ && --path_->references_ == 0) destroy_object(path_);
     }
 
     explicit operator bool() const { return path_ != nullptr; }

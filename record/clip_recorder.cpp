@@ -17,18 +17,19 @@ struct PathDeleter {
 };
 using EnginePath = std::unique_ptr<PATHOBJ, PathDeleter>;
 
-// The captured path takes the place of the clip once; used up, it resets the clip.
+// The captured path takes the place of the clip once; used up, it resets the clip. So does one of several parts: a clip
+// is one record, and half a clip would cut away what was to be seen.
 BOOL record_captured_path(PDEVICE& device) {
-    PathBuffer& path = device.captured->path;
-    const PathKind kind = path.head().kind;
+    CapturedPath& path = *device.captured;
+    const PathView clip = path.whole();
     BOOL ok;
-    if (kind == PathKind::Path16 || kind == PathKind::Path32) {
-        device.note_largest_entry(device.captured->metrics.largest_entry);
-        ok = SetCurrentClip(device, path.view());
+    if (clip.head.kind == PathKind::Path16 || clip.head.kind == PathKind::Path32) {
+        device.note_largest_entry(path.metrics().largest_entry);
+        ok = SetCurrentClip(device, clip);
     } else {
         ok = ResetClip(device);
     }
-    if (ok) path.clear_head();
+    if (ok) path.use_up();
     return ok;
 }
 

@@ -5,12 +5,16 @@
 #include "dispatch/launch.h"
 #include "dispatch/product_file.h"
 #include "driver/pdevice.h"
+#include "platform/guarded_call.h"
 #include "record/record_types.h"
+#include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 
 namespace kv {
 namespace {
+
+constexpr UINT kMessageCreate = 12140;
 
 // A stress test of printing makes documents faster than anything takes them.
 void throttle_stress_test(const char* application) {
@@ -25,11 +29,18 @@ void throttle_stress_test(const char* application) {
     while (GetTickCount() - start < delay) SleepEx(kStep, TRUE);
 }
 
-// A new empty file in the temporary folder. The name of a temporary file is unique, but a job of that name may still
-// be waiting for its dispatcher: it gets a number then.
-BOOL make_job_path(PathText& path) {
-    PathText folder, temporary;
-    if (!GetTempFolder(folder) || !CreateTempFile(folder.c_str(), temporary)) return FALSE;
+// A user's temporary folder may have been cleared away.
+BOOL make_temporary_file(const PathText& folder, PathText& path) {
+    if (CreateTempFile(folder.c_str(), path)) return TRUE;
+    if (GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES) return FALSE;
+    PathText inside;
+    JoinPath(folder.c_str(), TEXT("~KV"), inside);
+    return create_folders_of(inside.c_str()) && CreateTempFile(folder.c_str(), path);
+}
+
+// The name of a temporary file is unique, but a job of that name may still be waiting for its dispatcher: it gets a
+// number then.
+BOOL rename_to_job(const PathText& temporary, PathText& path) {
     PathText stem = temporary;
     stem.truncate(static_cast<size_t>(FindExtension(stem.c_str()) - stem.c_str()));
     path = stem;
@@ -46,6 +57,14 @@ BOOL make_job_path(PathText& path) {
     return FALSE;
 }
 
+// A new empty file in the temporary folder.
+BOOL make_job_path(PathText& path) {
+    PathText folder, temporary;
+    if (GetTempFolder(folder) && make_temporary_file(folder, temporary) && rename_to_job(temporary, path)) return TRUE;
+    report_file_error(kMessageCreate, folder.c_str(), GetLastError());
+    return FALSE;
+}
+
 bool is_null_port(const PathText& port) {
     return same_text_ignoring_case(port.c_str(), TEXT("NUL:")) || same_text_ignoring_case(port.c_str(), TEXT("NUL"));
 }
@@ -53,6 +72,7 @@ bool is_null_port(const PathText& port) {
 }  // namespace
 
 BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
+    failed = 0;  // of a document that did not start
     start_tick = GetTickCount();
     document_name.assign(name ? name : TEXT(""));
     if (announce_document(id)) {
@@ -67,10 +87,7 @@ BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
         }
     }
     const DWORD error = GetLastError();
-    if (job) job->CloseAndDelete(TRUE);
-    job.reset();
-    if (dispatcher) dispatcher->Abort();
-    job_id = 0;
+    discard_document();
     SetFailed();
     SetLastError(error);
     return FALSE;
@@ -97,8 +114,14 @@ BOOL PDEVICE::create_job_file() {
     const bool given = dispatcher && process_state().os_level < kFirstLevelWithOwnPath && dispatcher->GetJobPath(path);
     if (!given && !make_job_path(path)) return FALSE;
     job.reset(NewFile(path.c_str(), kFileCreate | kFileReadWrite));
-    if (!job && !given) DeleteFileW(path.c_str());
-    return job != nullptr;
+    if (job) {
+        start_tail();
+        return TRUE;
+    }
+    const DWORD error = GetLastError();
+    if (!given) DeleteFileW(path.c_str());
+    SetLastError(error);
+    return FALSE;
 }
 
 BOOL PDEVICE::write_document_start() {
@@ -118,8 +141,10 @@ void PDEVICE::EndDocument() {
     const WORD compression = settings.kv.Compression;
     bool complete = false;
     DWORD recorded_pages = 0;
+    if (document_open && !failed && page_start != 0) EndPage();
     if (job && !failed && document_open) {
-        complete = WriteEmptyRecord(kRecordDocumentEnd) && WriteEmptyRecord(kRecordEndOfStream) && write_trailer();
+        complete = WriteEmptyRecord(kRecordDocumentEnd) && WriteEmptyRecord(kRecordEndOfStream) && write_trailer() &&
+                   flush_tail();
         recorded_pages = complete ? page_count : 0;
     }
     settings.kv.Compression = compression;
@@ -129,12 +154,23 @@ void PDEVICE::EndDocument() {
     if (dispatcher) dispatcher->EndDoc(kept.empty() ? nullptr : kept.c_str());
 }
 
+// Each step in a guard of its own: what one of them stumbles over does not keep the others from being done.
+void PDEVICE::discard_document() {
+    guarded_call([&] { close_job(false, 0); });
+    static_cast<void>(job.release());  // where it could not even be closed
+    guarded_call([&] {
+        if (dispatcher) dispatcher->EndDoc(nullptr);
+    });
+    guarded_call([&] { reset_document(); });
+    job_id = failed = document_open = page_start = 0;
+}
+
 // Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it; what
 // is printed to the null port is for nobody.
 PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
-    if (complete && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) copy_to_spooler();
+    if (complete && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) complete = copy_to_spooler();
     if (complete && recorded_pages > 0 && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
     // What was buffered reaches the disk only now: without it the job is none.
     if (!kept.empty() && !job->Close()) kept.clear();
@@ -143,7 +179,14 @@ PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
     return kept;
 }
 
+// What cannot stumble comes first.
 void PDEVICE::reset_document() {
+    document_flags = 0;
+    statistics = {};
+    page_count = 0;
+    failed = document_open = page_start = 0;
+    position = tail_used = 0;
+    compressing = false;
     pages.clear();
     brushes.clear();
     fonts.clear();
@@ -151,30 +194,34 @@ void PDEVICE::reset_document() {
     attached.clear();
     pending.clear();
     trays.reset();
-    document_flags = 0;
-    statistics = {};
-    page_count = 0;
-    failed = document_open = page_start = 0;
-    position = 0;
-    compressing = false;
+    tail.reset();
+    forget_paths();
 }
 
-// A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller.
-void PDEVICE::copy_to_spooler() {
+void PDEVICE::forget_paths() {
+    path_depth = 0;
+    captured = {};
+    saved_paths = {};
+}
+
+// A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller. FALSE when the
+// file itself is not whole: nothing of it is sent then.
+BOOL PDEVICE::copy_to_spooler() {
     constexpr LONG kLargest = 32768;
-    if (!job->Flush()) return;
+    if (!job->Flush()) return FALSE;
     job->SetEndOfFile();  // nothing lies behind the end but what was there before
     const LONG size = job->GetSize();
-    if (size <= 0 || !job->Seek(0)) return;
+    if (size <= 0 || !job->Seek(0)) return TRUE;
     LONG room = std::min(size, kLargest);
     HeapArray<BYTE> buffer;
     BYTE* bytes = buffer.alloc(static_cast<size_t>(room), nullptr) ? buffer.get() : scratch.get();
     if (!buffer) room = static_cast<LONG>(scratch_size);
     for (LONG done = 0; done < size && room > 0; done += room) {
         DWORD got = 0, sent = 0;
-        job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
-        if (got > 0) WritePrinter(printer, bytes, got, &sent);
+        const bool read = job->Seek(done) && job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
+        if (read && got > 0) WritePrinter(printer, bytes, got, &sent);
     }
+    return TRUE;
 }
 
 }  // namespace kv

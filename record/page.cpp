@@ -48,6 +48,7 @@ BOOL PDEVICE::write_page_start() {
 }
 
 BOOL PDEVICE::StartPage() {
+    if (page_start != 0 && !EndPage()) return FALSE;
     PageEntry* page = pages.add();
     if (!page) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);

@@ -41,7 +41,9 @@ public:
     explicit operator bool() const { return static_cast<bool>(block_); }
     PathHead& head() { return *reinterpret_cast<PathHead*>(block_.get()); }
     std::span<BYTE> body() { return {block_.get() + sizeof(PathHead), capacity_ - sizeof(PathHead)}; }
-    PathView view() { return {head(), body().data()}; }
+    PathView view() const {
+        return {*reinterpret_cast<const PathHead*>(block_.get()), block_.get() + sizeof(PathHead)};
+    }
     // FALSE when it does not fit.
     BOOL assign(const PathView& source);
     void clear_head() {

@@ -14,6 +14,7 @@ namespace {
 enum ClipMode : WORD { kClipSave = 0, kClipRestore = 1, kClipInclusive = 2 };
 enum RenderMode : WORD { kNoDisplay = 0, kOpen = 1, kClosed = 2 };
 constexpr DWORD kColour = 0xFFFFFF;  // the rest of a COLORREF says where the colour comes from
+constexpr DWORD kWhite = 0xFFFFFF;
 
 // Styles are PS_* and BS_*, colours 0x00BBGGRR, lengths device pixels.
 struct PathInfo {
@@ -27,45 +28,24 @@ struct PathInfo {
     bool has_brush() const { return brush_style == BS_SOLID || brush_style == BS_HATCHED; }
 };
 
-PathInfo read_info(const BYTE* bytes) {
+PathInfo read_info(const BYTE* bytes, ULONG size) {
     PathInfo info = {};
     info.render_mode = load_u16(bytes);
     info.fill_mode = bytes[2];
     info.pen_style = load_u32(bytes + 4);
     info.pen_width = load_u32(bytes + 8);
     info.pen_colour = load_u32(bytes + 16) & kColour;
-    info.brush_style = load_u32(bytes + 20);
-    info.brush_colour = load_u32(bytes + 24) & kColour;
-    info.hatch = load_u32(bytes + 28);
+    const BYTE* brush = bytes + (size >= kPathInfoSize64 ? 24 : 20);
+    info.brush_style = load_u32(brush);
+    info.brush_colour = load_u32(brush + 4) & kColour;
+    info.hatch = load_u32(brush + 8);
     return info;
 }
 
-bool has_content(const CapturedPathRef& path) { return path && path->path.head().length > 0; }
+bool has_content(const CapturedPathRef& path) { return path && !path->is_empty(); }
 
-// A count of the path format, and the place behind it.
-DWORD read_count(const BYTE*& at) {
-    constexpr BYTE kLongCount = 0xFE;
-    if (*at != kLongCount) return *at++;
-    const DWORD count = load_u16(at + 1);
-    at += 3;
-    return count;
-}
-
-// The flags of the last entry of an encoded path that is not empty.
-BYTE& last_entry_flags(PathBuffer& path) {
-    const size_t point_size = path.head().kind == PathKind::Path32 ? 8 : 4;
-    const BYTE* at = path.body().data() + 1;
-    const BYTE* last = at;
-    for (DWORD left = read_count(at); left > 0; --left) {
-        last = at++;
-        const DWORD points = read_count(at);
-        at += points * point_size;
-    }
-    return path.body()[static_cast<size_t>(last - path.body().data())];
-}
-
-void close_figure(PathBuffer& path, bool closed) {
-    BYTE& flags = last_entry_flags(path);
+void close_figure(CapturedPath& path, bool closed) {
+    BYTE& flags = path.last_entry_flags();
     flags = static_cast<BYTE>(closed ? flags | PD_CLOSEFIGURE : flags & ~PD_CLOSEFIGURE);
 }
 
@@ -88,8 +68,8 @@ DrawAttrs make_attrs(PDEVICE& device, const PathInfo& info) {
     }
     if (info.has_brush()) {
         const bool hatched = info.brush_style == BS_HATCHED && info.hatch < HS_DDI_MAX;
-        RealizedBrush brush = {kNoBrush, hatched ? BrushKind::Hatched : BrushKind::Solid, info.brush_colour,
-                               hatched ? info.hatch : 0, 0};
+        RealizedBrush brush = {kNoBrush, BrushKind::Solid, info.brush_colour, 0, 0};
+        if (hatched) brush = {kNoBrush, BrushKind::Hatched, info.brush_colour, info.hatch, kWhite};
         attrs.presence |= kAttrFillBrush | kAttrFillRop;
         attrs.fill_brush = ResolveRealizedBrush(device, brush);
     }
@@ -104,17 +84,16 @@ BYTE record_type(const PathInfo& info, bool wide) {
 }
 
 BOOL render(PDEVICE& device, CapturedPath& captured, const PathInfo& info) {
-    PathBuffer& path = captured.path;
-    close_figure(path, info.render_mode == kClosed);
-    if (!info.has_pen() && !info.has_brush()) return TRUE;
+    close_figure(captured, info.render_mode == kClosed);
     const DrawAttrs attrs = make_attrs(device, info);
     if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
-    const BYTE type = record_type(info, path.head().kind == PathKind::Path32);
-    if (!WriteDrawState(device, attrs) || !device.WriteRecord(type, path.head().length, path.body().data())) {
-        return FALSE;
-    }
-    AddInk(device, captured.metrics.bounds);
-    device.note_largest_entry(captured.metrics.largest_entry);
+    const BYTE type = record_type(info, captured.is_wide());
+    BOOL ok = WriteDrawState(device, attrs);
+    captured.for_each_part(
+        [&](const PathView& part) { ok = ok && device.WriteRecord(type, part.head.length, part.body); });
+    if (!ok) return FALSE;
+    AddInk(device, captured.metrics().bounds);
+    device.note_largest_entry(captured.metrics().largest_entry);
     return TRUE;
 }
 
@@ -143,9 +122,10 @@ BOOL end_path(PDEVICE& device, const BYTE* bytes, ULONG size) {
     if (device.path_depth > 0) --device.path_depth;
     if (size < kPathInfoSize || !bytes || !device.captured) return FALSE;
     const CapturedPathRef path = std::exchange(device.captured, {});
-    const PathInfo info = read_info(bytes);
+    const PathInfo info = read_info(bytes, size);
     if (info.render_mode == kNoDisplay) return TRUE;
     if (info.render_mode != kOpen && info.render_mode != kClosed) return FALSE;
+    if (!info.has_pen() && !info.has_brush()) return TRUE;
     // A path that was used up as a clip is none.
     return has_content(path) && device.page_start != 0 && render(device, *path, info);
 }

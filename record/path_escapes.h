@@ -9,8 +9,8 @@ struct PDEVICE;
 
 // What a path that ends is drawn with, as applications lay it out (PATHINFO): a render mode (16 bits), a fill mode and
 // a background mode (8 bits each), a pen (style, width, height, colour) and a brush (style, colour, hatch) of 32 bits
-// each.
-inline constexpr ULONG kPathInfoSize = 32;
+// each. A 64-bit application's brush begins 4 bytes further on, and its hatch takes 64 bits.
+inline constexpr ULONG kPathInfoSize = 32, kPathInfoSize64 = 40;
 
 // Captures paths from here on. Nests.
 void begin_path(PDEVICE& device);

@@ -11,14 +11,10 @@ namespace {
 constexpr BYTE kNothing = 0;
 
 BOOL capture_path(PDEVICE& device, PATHOBJ* path) {
-    PathMetrics metrics = MeasurePath(path);
     CapturedPathRef captured(make_object<CapturedPath>());
-    if (!captured || !captured->path.reserve(metrics.size32) || !EncodePath(path, captured->path, metrics)) {
-        return FALSE;
-    }
-    if (captured->path.head().length == 0) return TRUE;
-    device.note_largest_entry(metrics.largest_entry);
-    captured->metrics = metrics;
+    if (!captured || !captured->capture(path)) return FALSE;
+    if (captured->is_empty()) return TRUE;
+    device.note_largest_entry(captured->metrics().largest_entry);
     device.captured = std::move(captured);
     return TRUE;
 }

@@ -1,10 +1,12 @@
 // The record stream of a job file.
 
 #include <algorithm>
+#include <cstring>
 
 #include "driver/pdevice.h"
 #include "record/record_types.h"
 #include "support/little_endian.h"
+#include "support/message.h"
 
 namespace kv {
 namespace {
@@ -13,6 +15,12 @@ namespace {
 enum : BYTE { kLength16 = 0xFE, kLengthKind = 0xFF };
 enum : BYTE { kKindPlain = 0, kKindCompressed = 2 };
 constexpr DWORD kLongLength = 254;
+
+constexpr DWORD kMaxPosition = 0x7FFFFFFF;  // positions are signed 32-bit in the file layer
+// The tail of a job, bytes. A record that begins has so much room in it at least: shorter ones are patched in memory,
+// and the file is spared the seeks that would end its buffering.
+constexpr DWORD kTailSize = 256 * 1024, kRecordRoom = 32 * 1024;
+constexpr UINT kMessageWrite = 12160;
 
 void put_header(ByteWriter& out, BYTE type, DWORD length) {
     out.u8(type);
@@ -30,9 +38,36 @@ void put_header(ByteWriter& out, BYTE type, DWORD length) {
 
 }  // namespace
 
+BOOL PDEVICE::has_room(DWORD length) const {
+    if (length <= kMaxPosition - position) return TRUE;
+    report_file_error(kMessageWrite, job ? job->GetName() : TEXT(""), ERROR_FILE_TOO_LARGE);
+    SetLastError(ERROR_FILE_TOO_LARGE);
+    return FALSE;
+}
+
+// Without memory for a tail every write goes to the file.
+void PDEVICE::start_tail() {
+    tail.alloc(kTailSize, nullptr);
+    tail_used = 0;
+}
+
+BOOL PDEVICE::flush_tail() {
+    if (job && job->Write(tail.get(), std::exchange(tail_used, 0))) return TRUE;
+    SetFailed();
+    return FALSE;
+}
+
+BOOL PDEVICE::append_to_file(const void* data, DWORD length) {
+    const DWORD size = tail ? kTailSize : 0;
+    if (length > size - tail_used && !flush_tail()) return FALSE;
+    if (length > size) return job->Write(data, length);
+    std::memcpy(tail.get() + tail_used, data, length);
+    tail_used += length;
+    return TRUE;
+}
+
 BOOL PDEVICE::write_to_file(const void* data, DWORD length) {
-    // Positions are signed 32-bit in the file layer.
-    if (failed || !job || length > 0x7FFFFFFF - position || !job->Write(data, length)) {
+    if (failed || !job || !has_room(length) || !append_to_file(data, length)) {
         SetFailed();
         return FALSE;
     }
@@ -62,7 +97,8 @@ BOOL PDEVICE::WriteBits(const void* data, DWORD length) {
 }
 
 BOOL PDEVICE::begin_header(BYTE type, DWORD counted_length) {
-    if (!pending.flush(*this)) {
+    const bool near_end = tail && tail_used > kTailSize - kRecordRoom;
+    if (!pending.flush(*this) || (near_end && !flush_tail())) {
         SetFailed();
         return FALSE;
     }
@@ -122,6 +158,11 @@ BOOL PDEVICE::BeginSizedRecord(BYTE type, BYTE kind, DWORD* length_position) {
 BOOL PDEVICE::PatchU32(DWORD at, DWORD value) {
     BYTE bytes[4];
     store_u32(bytes, value);
+    const DWORD from_end = position - at;
+    if (!failed && from_end <= tail_used) {
+        std::memcpy(tail.get() + (tail_used - from_end), bytes, sizeof bytes);
+        return TRUE;
+    }
     if (!failed && job && job->push_position()) {
         const BOOL written = job->Seek(static_cast<LONG>(at)) && job->Write(bytes, sizeof bytes);
         if (job->pop_position() && written) return TRUE;

@@ -127,6 +127,7 @@ struct Printer {
     std::vector<uint32_t> write_sizes;
     std::string output_path;  // when not empty, what is written goes to this host file, else to `output`
     std::vector<uint8_t> output;
+    std::string write_error = {};  // why the first write that failed did; the driver goes on behind it
 };
 HANDLE open_printer(Printer printer);
 Printer& printer(HANDLE handle);

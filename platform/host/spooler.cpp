@@ -2,6 +2,7 @@
 
 #include "platform/host/win32/spooler.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -46,6 +47,11 @@ private:
     LPBYTE buffer_;
     size_t capacity_, used_;
 };
+
+BOOL fail_to_write(Printer& target, int error) {
+    if (target.write_error.empty()) target.write_error = std::strerror(error);
+    return fail_with(ERROR_DISK_FULL);
+}
 
 }  // namespace
 
@@ -112,10 +118,10 @@ BOOL GetJobW(HANDLE handle, DWORD job, DWORD level, LPBYTE buffer, DWORD capacit
 
 BOOL WritePrinter(HANDLE handle, LPVOID data, DWORD bytes, LPDWORD written) {
     if (written) *written = 0;
-    if (should_fail(CallKind::Spooler, "WritePrinter")) return fail_with(ERROR_DISK_FULL);
     auto* object = object_of<OpenPrinter>(handle);
     if (!object) return fail_with(ERROR_INVALID_HANDLE);
     Printer& target = object->printer;
+    if (should_fail(CallKind::Spooler, "WritePrinter")) return fail_to_write(target, ENOSPC);
     if (target.output_path.empty()) {
         auto* source = static_cast<const uint8_t*>(data);
         target.output.insert(target.output.end(), source, source + bytes);
@@ -123,7 +129,7 @@ BOOL WritePrinter(HANDLE handle, LPVOID data, DWORD bytes, LPDWORD written) {
         FILE* out = fopen(target.output_path.c_str(), target.write_sizes.empty() ? "wb" : "ab");
         bool good = out && fwrite(data, 1, bytes, out) == bytes;
         if (out) good = fclose(out) == 0 && good;
-        if (!good) return fail_with(ERROR_DISK_FULL);
+        if (!good) return fail_to_write(target, errno);
     }
     target.write_sizes.push_back(bytes);
     if (written) *written = bytes;

@@ -69,6 +69,30 @@ TEST_F(DeviceTest, ReportsThePageToTheEngine) {
     EXPECT_EQ(std::memcmp(&font, &devinfo.lfAnsiFixFont, sizeof font), 0);
 }
 
+TEST_F(DeviceTest, HasPixelsWhateverItIsSet) {
+    struct {
+        uint32_t resolution, left, top, right, bottom;
+        LONG dpi, width, height;
+    } cases[] = {{0, 0, 0, 0, 0, 600, 5100, 6600},
+                 {100, 4250, 0, 4250, 500, 100, 850, 1050},      // nothing between left and right
+                 {100, 0, 9000, 500, 2100, 100, 800, 1100},      // less than nothing
+                 {100, 4240, 5490, 4240, 5490, 100, 850, 1100},  // less than a millimetre
+                 {100, 4200, 5400, 4200, 5400, 100, 10, 20}};
+    for (const auto& test : cases) {
+        set(u"Resolution", test.resolution);
+        set_margins(test.left, test.top, test.right, test.bottom);
+        open_device();
+        const GDIINFO& info = device->info();
+        const SIZEL size = device->surface()->sizlBitmap;
+        EXPECT_EQ(static_cast<LONG>(info.ulLogPixelsX), test.dpi);
+        EXPECT_TRUE(size.cx == test.width && size.cy == test.height) << size.cx << " x " << size.cy;
+        EXPECT_TRUE(static_cast<LONG>(info.ulHorzSize) > 0 && static_cast<LONG>(info.ulVertSize) > 0);
+        start_page();
+        end_page_and_document();
+        close_device();
+    }
+}
+
 TEST_F(DeviceTest, ReportsTheDepthsItKnows) {
     const std::tuple<uint32_t, ULONG, ULONG> cases[] = {
         {8, 24, BMF_24BPP}, {16, 16, BMF_16BPP}, {24, 24, BMF_24BPP}, {32, 32, BMF_32BPP}, {0, 24, BMF_24BPP}};
@@ -151,6 +175,15 @@ TEST_F(DeviceTest, AnswersForNoDevice) {
     EXPECT_FALSE(DrvEnableSurface(nullptr)), expect_error();
     DrvDisableSurface(nullptr), expect_error();
     DrvDisablePDEV(nullptr), expect_error();
+}
+
+TEST_F(DeviceTest, KeepsItsDocumentWhenItIsResetToItself) {
+    start_page();
+    SetLastError(5);
+    EXPECT_TRUE(DrvResetPDEV(device->handle(), device->handle()));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    end_page_and_document();
+    EXPECT_FALSE(job().empty());
 }
 
 TEST_F(DeviceTest, LeavesAnEmptyDeviceBehindAReset) {

@@ -243,14 +243,11 @@ TEST_F(EntryTest, AFaultWhileHeldDrawingIsWrittenEndsWithItsDocument) {
     for (bool faulty : {true, false}) {
         start_page();
         EXPECT_TRUE(device->bit_blt(nullptr, nullptr, nullptr, nullptr, rect, nullptr, &black, 0x0000));
-        File* job_file = pdevice().job.get();
-        if (faulty) {
-            static_cast<void>(pdevice().job.release());
-            pdevice().job.reset(reinterpret_cast<File*>(16));
-        }
+        BYTE* tail = pdevice().tail.release();
+        pdevice().tail.adopt(faulty ? reinterpret_cast<BYTE*>(16) : tail);
         EXPECT_EQ(device->send_page(), !faulty);
-        static_cast<void>(pdevice().job.release());
-        pdevice().job.reset(job_file);
+        static_cast<void>(pdevice().tail.release());
+        pdevice().tail.adopt(tail);
         EXPECT_TRUE(device->end_document());
     }
     EXPECT_EQ(to_hex(page_records()), "0E 09 00 01 00 02 00 03 00 04 00 ");

@@ -27,10 +27,12 @@ struct Fill {
 constexpr Pen kNoPen = {PS_NULL, 0, 0};
 constexpr Fill kNoFill = {BS_NULL, 0, 0};
 
-Bytes path_info(int render_mode, int fill_mode, const Pen& pen, const Fill& fill) {
+Bytes path_info(int render_mode, int fill_mode, const Pen& pen, const Fill& fill, bool of_64_bits = false) {
     BytesBuilder info;
     info.u16({render_mode}).u8({fill_mode, 0}).u32({pen.style, pen.width, 0, pen.colour});
+    if (of_64_bits) info.u32({BS_SOLID});  // padding
     info.u32({fill.style, fill.colour, fill.hatch});
+    if (of_64_bits) info.u32({0});
     return info.bytes;
 }
 
@@ -165,7 +167,7 @@ TEST_F(EscapeTest, DrawTheCapturedPath) {
         {2, 2, inside_frame, kNoFill, 1, "27 0C D218 2C01 33221140 0D 00 02 00  22" + body("0F")},
         {1, 2, kNoPen, red, 1, "27 08 0E00 FF000040 0D 02  23" + body("07")},
         {2, 7, dash, cross, 1,
-         "07 14 12000020 02000000 FF000000 04000000 00000000"
+         "07 14 12000020 02000000 FF000000 04000000 FFFFFF00"
          "27 10 FE08 04000080 0D 01 03 12000020 0D 02 00  24" +
              body("0F")},
         {2, 1, kNoPen, {BS_HATCHED, 0x0000FF, 6}, 1, "27 08 0E00 FF000040 0D 01  23" + body("0F")},
@@ -233,9 +235,9 @@ TEST_F(EscapeTest, SaveAndRestoreClipPaths) {
     capture();
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);
     capture(50);
-    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 50);
+    EXPECT_EQ(pdevice().captured->metrics().bounds.left, 50);
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
-    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 10);
+    EXPECT_EQ(pdevice().captured->metrics().bounds.left, 10);
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
     EXPECT_FALSE(pdevice().captured);
@@ -248,7 +250,7 @@ TEST_F(EscapeTest, SaveAndRestoreClipPaths) {
     // Drawing the path frees it for the device; what is saved stays.
     EXPECT_EQ(escape(END_PATH, path_info(0, 1, kNoPen, kNoFill)), 1u);
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
-    EXPECT_EQ(pdevice().captured->metrics.bounds.left, 70);
+    EXPECT_EQ(pdevice().captured->metrics().bounds.left, 70);
     expect_page("21" + body("07"));
 }
 
@@ -280,6 +282,86 @@ TEST_F(EscapeTest, CaptureNothingWhereTheyAreTurnedOff) {
     expect_page("27 0A F008 04000080 0D 01 00 00 22" + body("07"));
 }
 
+// The size tells the layout; whatever follows the shorter one is not looked at.
+TEST_F(EscapeTest, ReadABrushWhereTheApplicationPutsIt) {
+    const Fill cross = {BS_HATCHED, 0x0000FF, 4}, red = {BS_SOLID, 0x0000FF, 0};
+    const std::string state = "27 08 0E00 12000020 0D 01  23" + body("07"), own = "27 08 0E00 FF000040 0D 01  23";
+    const std::string hatch = "07 14 12000020 02000000 FF000000 04000000 FFFFFF00" + state;
+    auto of_size = [](Bytes info, size_t size) {
+        info.resize(size, 0xEE);
+        return info;
+    };
+    const std::pair<Bytes, std::string> cases[] = {
+        {path_info(1, 1, kNoPen, cross, true), hatch},
+        {of_size(path_info(1, 1, kNoPen, cross, true), 64), hatch},
+        {path_info(1, 1, kNoPen, cross), hatch},
+        {of_size(path_info(1, 1, kNoPen, red), 39), own + body("07")},
+    };
+    for (const auto& [info, records] : cases) {
+        SCOPED_TRACE(info.size());
+        start_page();
+        capture();
+        EXPECT_EQ(escape(END_PATH, info), 1u);
+        expect_page(records);
+        host::printer(printer).output.clear();
+    }
+}
+
+// Drawn in two records, of which only the last closes its figure. A clip of two would be the second one alone: none.
+TEST_F(EscapeTest, SplitWhatNoRecordHolds) {
+    constexpr int kFigures = 70000, kMost = 65535;
+    Path figures;
+    for (int i = 0; i < kFigures; ++i) {
+        figures.move_to(at(i % 800, 1));
+        figures.line_to(at(i % 800, 9));
+    }
+    start_page();
+    for (bool clips : {true, false}) {
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        EXPECT_TRUE(stroke(figures));
+        EXPECT_EQ(clips ? escape(CLIP_TO_PATH, dword(2)) : 1u, 1u);
+        EXPECT_EQ(escape(END_PATH, path_info(2, 1, {PS_SOLID, 1, 0}, kNoFill)), clips ? 0u : 1u);
+    }
+    end_page_and_document();
+    EXPECT_EQ(faults_of(job()), "");
+    const auto records = split_records(page_records());
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].type, 39);
+    for (size_t part : {1u, 2u}) {
+        const Bytes& data = records[part].body;
+        EXPECT_EQ(records[part].type, 34);
+        EXPECT_EQ(data.size(), 4u + 10 * (part == 1 ? kMost : kFigures - kMost));
+        EXPECT_EQ(data[data.size() - 10], part == 1 ? 0x03 : 0x0B);
+    }
+}
+
+// What captures is left open, or no escape can end it any more.
+TEST_F(EscapeTest, CaptureNothingForOthers) {
+    Corner corner;
+    for (bool next_document : {true, false}) {
+        SCOPED_TRACE(next_document);
+        start_page();
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        capture();
+        EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);
+        if (next_document) {
+            EXPECT_TRUE(device->end_document(ED_ABORTDOC));
+            start_page();
+        } else {
+            EXPECT_TRUE(device->send_page());
+            set(u"PathEscapes", 0);
+            EXPECT_TRUE(device->reset(mode_of(0)) && device->start_page());
+        }
+        EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 0u) << "nothing is saved";
+        EXPECT_TRUE(stroke(corner));
+        const RECTL& marks = pdevice().page_marks;
+        EXPECT_TRUE(marks.left == 10 && marks.bottom == 30) << "drawn, not captured";
+        EXPECT_EQ(pdevice().current_clip.head().kind, PathKind::Empty);
+        end_page_and_document();
+        EXPECT_EQ(faults_of(job()), "");
+    }
+}
+
 // Paths outlive pages, but records have their place in one.
 TEST_F(EscapeTest, WriteNothingOutsidePages) {
     start_page();
@@ -287,9 +369,12 @@ TEST_F(EscapeTest, WriteNothingOutsidePages) {
     ASSERT_TRUE(device->send_page());
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 0u);
     EXPECT_TRUE(pdevice().captured);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(0)), 1u);
     EXPECT_EQ(escape(END_PATH, path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill)), 0u);
     EXPECT_FALSE(pdevice().captured);
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 1u);
+    EXPECT_EQ(escape(END_PATH, path_info(1, 1, kNoPen, kNoFill)), 1u) << "nothing was to be drawn";
     EXPECT_TRUE(device->end_document());
     EXPECT_EQ(to_hex(page_records()), "");
     EXPECT_EQ(faults_of(job()), "");
@@ -306,7 +391,7 @@ TEST_F(EscapeTest, CaptureWithoutTouchingTheJob) {
     EXPECT_TRUE(device->fill(rect, nullptr, hatch, FP_WINDINGMODE));
     EXPECT_TRUE(device->fill(dot, nullptr, hatch, FP_WINDINGMODE, R2_NOP));  // collapses: the last path stays
     EXPECT_EQ(pdevice().position, position);
-    EXPECT_EQ(pdevice().captured->metrics.bounds.right, 20);
+    EXPECT_EQ(pdevice().captured->metrics().bounds.right, 20);
     EXPECT_EQ(escape(END_PATH), 0u);
     end_page_and_document();
 }

@@ -50,7 +50,7 @@ TEST_F(ProcessTest, ReadsTheLocaleAndTheProcessor) {
                                                              {u"1", DMPAPER_LETTER, 1},
                                                              {u"9", DMPAPER_A4, 2},
                                                              {u"5", DMPAPER_A4, 2},
-                                                             {u"", DMPAPER_LETTER, 1}};
+                                                             {u"", DMPAPER_A4, 2}};
     for (const auto& [paper, default_paper, units] : papers) {
         host::machine().paper_size = paper;
         ProcessState state;

@@ -88,11 +88,46 @@ TEST_F(DispatchedDocument, IsWithdrawnWhenTheDiskIsFull) {
     serve();
     open_device();
     ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
-    host::fail_call(host::CallKind::File, 1);
-    EXPECT_TRUE(device->end_document());
-    EXPECT_EQ(host::failed_function(), "WriteFile");
-    EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
-    EXPECT_TRUE(temporary_files().empty());
+    for (const char16_t* where : {u"KARVO:", u"FILE:"}) {
+        pdevice().port_name.assign(where);
+        host::fail_call(host::CallKind::File, 1);
+        EXPECT_TRUE(device->end_document());
+        EXPECT_EQ(host::failed_function(), "WriteFile");
+        EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
+        EXPECT_TRUE(temporary_files().empty() && job().empty());
+        ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
+    }
+    EXPECT_TRUE(device->end_document(ED_ABORTDOC));
+    EXPECT_EQ(messages().size(), 2u) << "one a document";
+}
+
+// An exception at the start or the end of a document.
+TEST_F(DispatchedDocument, IsWithdrawnWhenAHookFaults) {
+    serve();
+    set(u"Compression", 0x11);
+    open_device();
+    auto* const nowhere = reinterpret_cast<File*>(16);
+    for (bool at_start : {true, false, true}) {
+        SCOPED_TRACE(at_start);
+        BOOL answer;
+        if (at_start) {
+            pdevice().job.reset(nowhere);  // of an earlier document
+            answer = device->start_document(u"Title", 7);
+        } else {
+            ASSERT_TRUE(device->start_document(u"Title", 7) && device->start_page() && device->send_page());
+            pdevice().trays.reset(reinterpret_cast<CGlobalObj*>(16));
+            answer = device->end_document();
+        }
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+        EXPECT_EQ(answer, !at_start);
+        EXPECT_EQ(pdevice().failed, at_start ? 1u : 0u);
+        EXPECT_FALSE(pdevice().document_open || pdevice().job || pdevice().job_id);
+        EXPECT_EQ(pdevice().settings.kv.Compression, 0x11);
+        EXPECT_EQ(codes(), (std::vector<DWORD>{1, 3}));
+        EXPECT_TRUE(temporary_files().empty());
+    }
+    EXPECT_TRUE(print());
+    EXPECT_FALSE(take_job().empty());
 }
 
 TEST_F(DispatchedDocument, DoesNotStartWhenItIsRefused) {

@@ -1,6 +1,10 @@
 // Whole documents: the container, pages, the trailer and what becomes of the job file.
 
-#include "tests/common/print_test.h"
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "tests/common/fault_test.h"
 
 namespace kv::test {
 namespace {
@@ -134,14 +138,120 @@ TEST_F(DocumentTest, KeepsNothingOfDocumentsThatFail) {
     print_pages(1);
     EXPECT_TRUE(device->end_document(ED_ABORTDOC));
     EXPECT_TRUE(job().empty());
-    // One that does not start has to end before the device takes the next.
-    host::fail_call(host::CallKind::File, 1);
-    EXPECT_FALSE(device->start_document(u"C", 3));
-    EXPECT_FALSE(device->start_document(u"C", 3));
-    EXPECT_TRUE(device->end_document());
     start_page();
     end_page_and_document();
     EXPECT_FALSE(job().empty());
+}
+
+// It says why, with no other call's error, and does not stand in the way of the next one.
+TEST_F(DocumentTest, OneThatDoesNotStartIsOver) {
+    open_device();
+    std::set<std::string> failing;
+    for (host::CallKind kind : {host::CallKind::File, host::CallKind::Allocation}) {
+        for (uint64_t call = 1;; ++call) {
+            host::fail_call(kind, call);
+            SetLastError(ERROR_ALREADY_EXISTS);
+            const BOOL started = device->start_document(u"C", 3);
+            const DWORD error = GetLastError();
+            const std::string failed = host::failed_function();
+            host::clear_failures();
+            SCOPED_TRACE(failed + ", call " + std::to_string(call));
+            if (!started) {
+                failing.insert(failed);
+                EXPECT_TRUE(pdevice().failed && !pdevice().document_open);
+                EXPECT_EQ(error, failed == "GetTempPathW"       ? DWORD{ERROR_PATH_NOT_FOUND}
+                                 : kind == host::CallKind::File ? DWORD{ERROR_ACCESS_DENIED}
+                                                                : DWORD{ERROR_NOT_ENOUGH_MEMORY});
+                EXPECT_TRUE(temporary_files().empty());
+                ASSERT_TRUE(device->start_document(u"C", 3));
+            }
+            print_pages(1);
+            EXPECT_TRUE(device->end_document());
+            EXPECT_FALSE(job().empty());
+            host::printer(printer).output.clear();
+            if (failed.empty()) break;
+        }
+    }
+    EXPECT_EQ(failing,
+              (std::set<std::string>{"AllocMem", "CreateFileW", "GetTempFileNameW", "GetTempPathW", "MoveFileExW"}));
+}
+
+TEST_F(DocumentTest, LiesInATemporaryFolderThatIsMadeWhereItIsMissing) {
+    const std::string folder = host::host_path(u"C:\\Windows\\Temp");
+    std::filesystem::remove(folder);
+    start_page();
+    EXPECT_EQ(temporary_files().size(), 1u);
+    end_page_and_document();
+    std::filesystem::remove(folder);
+    std::ofstream(folder) << "no folder";
+    EXPECT_FALSE(device->start_document(u"A", 1));
+    const auto& shown = host::messages();
+    ASSERT_FALSE(shown.empty());
+    EXPECT_TRUE(shown.back().text.starts_with(u"Could not create the file C:\\Windows\\Temp")) << shown.size();
+    std::filesystem::remove(folder);
+    std::filesystem::create_directory(folder);
+}
+
+// S: start of the document, s: of a page, e: its end, E: the document's. Records by their types.
+TEST_F(DocumentTest, HooksOutOfOrderHarmNothing) {
+    struct {
+        const char *calls, *answers, *types;
+    } cases[] = {
+        {"sSsE", "0111", "1 2 5 6 3 0"},              // a page without a document; one that the document ends
+        {"eSeseeE", "0101101", "1 2 5 6 3 0"},        // ends without a page
+        {"SssseE", "111111", "1 2 5 6 5 6 5 6 3 0"},  // pages that the next one ends
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.calls);
+        if (!device) open_device();
+        std::string answers;
+        for (const char* call = test.calls; *call; ++call) {
+            const BOOL answer = *call == 'S'   ? device->start_document(u"A", 1)
+                                : *call == 's' ? device->start_page()
+                                : *call == 'e' ? device->send_page()
+                                               : device->end_document();
+            answers += answer ? '1' : '0';
+        }
+        EXPECT_EQ(answers, test.answers);
+        const Bytes all = job();
+        std::string types;
+        for (const Record& record : split_records(Bytes(all.begin() + 4, all.end()))) {
+            types += std::to_string(record.type) + " ";
+        }
+        EXPECT_TRUE(types.starts_with(test.types)) << types;
+        EXPECT_EQ(faults_of(all), "");
+        host::printer(printer).output.clear();
+    }
+}
+
+// The last bytes of a job reach the disk before the copy: where they do not, there is no job. A piece that cannot be
+// read leaves a gap, and no other piece is missing.
+TEST_F(DocumentTest, IsSentWholeOrWithTheGapThatCannotBeHelped) {
+    for (bool read : {false, true}) {
+        const std::string function = read ? "ReadFile" : "WriteFile";
+        SCOPED_TRACE(function);
+        for (uint64_t call = 1; host::failed_function() != function; ++call) {
+            close_device();
+            start_page();
+            std::vector<BYTE> data(70000, 0xAB);
+            EXPECT_TRUE(pdevice().WriteRecord(14, static_cast<DWORD>(data.size()), data.data()));
+            ASSERT_TRUE(device->send_page());
+            host::printer(printer).output.clear();
+            host::fail_call(host::CallKind::File, call);
+            EXPECT_TRUE(device->end_document());
+            EXPECT_TRUE(temporary_files().empty());
+        }
+        const size_t messages = host::messages().size();
+        const size_t sent = job().size();
+        host::clear_failures();
+        start_page();
+        EXPECT_TRUE(pdevice().WriteRecord(14, 70000, std::vector<BYTE>(70000, 0xAB).data()));
+        host::printer(printer).output.clear();
+        end_page_and_document();
+        EXPECT_EQ(sent, read ? job().size() - 32768 : 0);
+        EXPECT_EQ(host::messages().size(), messages);
+    }
+    EXPECT_EQ(host::messages().size(), 2u) << "one for each";
 }
 
 TEST_F(DocumentTest, WritesNothingAfterAFailure) {

@@ -50,7 +50,7 @@ TEST_F(RecordStreamTest, FramesByLength) {
 
 TEST_F(RecordStreamTest, CompressesLongRecordsOnly) {
     set(u"Compression", kCompressed);
-    for (size_t length : {253u, 254u, 300u, 100000u}) {
+    for (size_t length : {253u, 254u, 300u, 100000u, 3000000u}) {
         const Bytes data = payload(length);
         const Bytes record = written([&](PDEVICE& out) {
             EXPECT_TRUE(out.WriteRecord(kType, static_cast<DWORD>(length), data.data()));
@@ -95,6 +95,45 @@ TEST_F(RecordStreamTest, PatchesTheLengthOfSizedRecords) {
         EXPECT_EQ(out.statistics.largest_record, 8u);
     });
     EXPECT_EQ(to_hex(records), to_hex(from_hex("0E FF 00 03000000 616263  0E FF 02 00000000 04030201")));
+}
+
+// A seek would end the buffering of the file: nothing needs one but a record that is longer than what is held back.
+TEST_F(RecordStreamTest, PatchesInMemoryWhatIsStillThere) {
+    set(u"Compression", kCompressed);
+    uint32_t noise = 1;
+    Bytes hard(400000);
+    for (BYTE& byte : hard) byte = static_cast<BYTE>((noise = noise * 1664525 + 1013904223) >> 24);
+    for (size_t length : {size_t{30000}, hard.size()}) {
+        host::set_call_log(true);
+        size_t seeks = 0, writes = 0;
+        written([&](PDEVICE& out) {
+            for (size_t done = 0; done < hard.size(); done += length) {
+                DWORD at = 0;
+                EXPECT_TRUE(out.BeginSizedRecord(kRecordBitmap16, 0, &at) && out.WriteBytes(hard.data(), 30000) &&
+                            out.PatchU32(at, 30000));
+                EXPECT_TRUE(out.WriteRecord(kType, static_cast<DWORD>(length), hard.data()));
+            }
+            for (const std::string& call : host::call_log()) {
+                seeks += call == "SetFilePointer";
+                writes += call == "WriteFile";
+            }
+        });
+        host::set_call_log(false);
+        EXPECT_EQ(seeks > 0, length == hard.size()) << seeks;
+        EXPECT_GT(writes, 0u);
+    }
+}
+
+TEST_F(RecordStreamTest, ToldWhenAJobHasNoRoom) {
+    start_page();
+    pdevice().position = 0x7FFFFFFF - 5;
+    EXPECT_TRUE(pdevice().WriteRecord(kType, 3, "abc"));
+    EXPECT_FALSE(pdevice().WriteBytes("d", 1));
+    EXPECT_EQ(GetLastError(), 223u);
+    device->end_document();
+    EXPECT_TRUE(job().empty());
+    ASSERT_EQ(host::messages().size(), 1u);
+    EXPECT_TRUE(host::messages()[0].text.starts_with(u"Could not write to the file C:\\"));
 }
 
 TEST_F(RecordStreamTest, WritesTextsAndBits) {
