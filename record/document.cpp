@@ -61,7 +61,9 @@ BOOL rename_to_job(const PathText& temporary, PathText& path) {
 BOOL make_job_path(PathText& path) {
     PathText folder, temporary;
     if (GetTempFolder(folder) && make_temporary_file(folder, temporary) && rename_to_job(temporary, path)) return TRUE;
-    report_file_error(kMessageCreate, folder.c_str(), GetLastError());
+    const DWORD error = GetLastError();
+    report_file_error(kMessageCreate, folder.c_str(), error);
+    SetLastError(error);
     return FALSE;
 }
 

@@ -74,9 +74,9 @@ TEST_F(DeviceTest, HasPixelsWhateverItIsSet) {
         uint32_t resolution, left, top, right, bottom;
         LONG dpi, width, height;
     } cases[] = {{0, 0, 0, 0, 0, 600, 5100, 6600},
-                 {100, 4250, 0, 4250, 500, 100, 850, 1050},      // nothing between left and right
-                 {100, 0, 9000, 500, 2100, 100, 800, 1100},      // less than nothing
-                 {100, 4240, 5490, 4240, 5490, 100, 850, 1100},  // less than a millimetre
+                 {100, 4250, 0, 4250, 500, 100, 850, 1050},   // nothing between left and right
+                 {100, 0, 9000, 500, 2100, 100, 800, 1100},   // less than nothing
+                 {100, 4240, 5490, 4240, 5490, 100, 850, 2},  // less than a millimetre, and a millimetre
                  {100, 4200, 5400, 4200, 5400, 100, 10, 20}};
     for (const auto& test : cases) {
         set(u"Resolution", test.resolution);

@@ -331,7 +331,7 @@ TEST_F(EscapeTest, SplitWhatNoRecordHolds) {
         const Bytes& data = records[part].body;
         EXPECT_EQ(records[part].type, 34);
         EXPECT_EQ(data.size(), 4u + 10 * (part == 1 ? kMost : kFigures - kMost));
-        EXPECT_EQ(data[data.size() - 10], part == 1 ? 0x03 : 0x0B);
+        EXPECT_EQ(data[data.size() - 10], part == 1 ? 0x07 : 0x0F);
     }
 }
 
@@ -359,6 +359,7 @@ TEST_F(EscapeTest, CaptureNothingForOthers) {
         EXPECT_EQ(pdevice().current_clip.head().kind, PathKind::Empty);
         end_page_and_document();
         EXPECT_EQ(faults_of(job()), "");
+        host::printer(printer).output.clear();
     }
 }
 

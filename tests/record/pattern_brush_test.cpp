@@ -33,7 +33,7 @@ TEST_F(PatternBrushTest, IsFoundAmongMany) {
         if (i == 257) host::fail_call(host::CallKind::Allocation, 1);  // the list goes on without more room
         list.add(hatch(kPositionIdentifier | i * 22, i));
     }
-    EXPECT_EQ(host::failed_function(), "AllocMem");
+    EXPECT_EQ(host::failed_function(), "HeapAlloc");
     for (DWORD i = 1; i <= kMany; ++i) {
         const BrushId id = kPositionIdentifier | i * 22;
         for (BrushId named : {kNoBrush, id, kPositionIdentifier | 22}) EXPECT_EQ(list.find(hatch(named, i)), id);
