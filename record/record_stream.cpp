@@ -97,8 +97,7 @@ BOOL PDEVICE::WriteBits(const void* data, DWORD length) {
 }
 
 BOOL PDEVICE::begin_header(BYTE type, DWORD counted_length) {
-    const bool near_end = tail && tail_used > kTailSize - kRecordRoom;
-    if (!pending.flush(*this) || (near_end && !flush_tail())) {
+    if (!pending.flush(*this) || (tail_used > kTailSize - kRecordRoom && !flush_tail())) {
         SetFailed();
         return FALSE;
     }
@@ -159,7 +158,7 @@ BOOL PDEVICE::PatchU32(DWORD at, DWORD value) {
     BYTE bytes[4];
     store_u32(bytes, value);
     const DWORD from_end = position - at;
-    if (!failed && from_end <= tail_used) {
+    if (!failed && from_end >= sizeof bytes && from_end <= tail_used) {
         std::memcpy(tail.get() + (tail_used - from_end), bytes, sizeof bytes);
         return TRUE;
     }
