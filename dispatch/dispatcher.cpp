@@ -17,27 +17,41 @@
 namespace kv {
 namespace {
 
-constexpr UINT kMessageText = 12144;
 // Milliseconds: to find out whether a dispatcher is there, to reach one that must be there, and one that is starting.
 constexpr DWORD kProbeBudget = 50, kReachBudget = 1000, kLaunchBudget = 30000;
 
 std::span<const BYTE> bytes_of(const CRecordBuffer& buffer) { return {buffer.data(), buffer.size()}; }
 
+// A source name that is too long is cut: what follows it says whom the dispatcher serves.
 DispatcherArguments launch_arguments(const WCHAR* source_name, DWORD job_id, DWORD session, bool minimal) {
-    DispatcherArguments arguments;
-    TextBuffer<kPathCapacity + 16> part;
-    if (*source_name) {
-        format_text(part.data(), part.capacity(), TEXT("/source=%s "), source_name);
-        arguments.append(part.c_str());
-    }
+    TextBuffer<24> of_session;
     if (session != kNoSession) {
-        format_text(part.data(), part.capacity(), TEXT("/session=%d "), static_cast<int>(session));
-        arguments.append(part.c_str());
+        format_text(of_session.data(), of_session.capacity(), TEXT("/session=%d "), static_cast<int>(session));
     }
-    format_text(part.data(), part.capacity(), TEXT("/job=%d /autoexit=1 /housekeeping=%s"), static_cast<int>(job_id),
-                minimal ? TEXT("minimal") : TEXT("none"));
-    arguments.append(part.c_str());
+    TextBuffer<100> others;
+    format_text(others.data(), others.capacity(), TEXT("%s/job=%d /autoexit=1 /housekeeping=%s"), of_session.c_str(),
+                static_cast<int>(job_id), minimal ? TEXT("minimal") : TEXT("none"));
+    DispatcherArguments arguments;
+    if (*source_name) {
+        format_text(arguments.data(), arguments.capacity(), TEXT("/source=%s"), source_name);
+        arguments.truncate(arguments.capacity() - 1 - others.length() - 1);
+        arguments.append(TEXT(" "));
+    }
+    arguments.append(others.c_str());
     return arguments;
+}
+
+// What the dispatcher is told when a document starts. The settings are those of this moment, which may have changed
+// since the device was opened.
+BOOL make_announcement(const DocumentInfo& document, CRecordBuffer& announcement) {
+    constexpr const WCHAR* kInterfaceLibrary = TEXT("kvui12.dll");
+    DriverDevMode settings;
+    LoadDeviceSettings(document.printer, nullptr, document.printer_name, &document.settings, settings);
+    const StartDocHeader header = {kDispatchFormat,     document.job_id,
+                                   kProductFamily,      process_state().product_number,
+                                   settings.kv.ShowDlg, settings.kv.KvAction};
+    return announcement.append(&header, sizeof header) && announcement.append_text(document.document_name, true) &&
+           announcement.append_text(document.printer_name, true) && announcement.append_text(kInterfaceLibrary, true);
 }
 
 // What is left of a reply that was too long would stand in front of the next one.
@@ -48,14 +62,16 @@ void discard_rest(HANDLE pipe) {
     }
 }
 
-BOOL report_launch_failure() {
+BOOL report_launch_failure(CNamedMutex* held) {
+    if (held) held->Release();
     report_message(kMessageText, TEXT("PrepareDispatcher was unable to launch the dispatcher."));
     return FALSE;
 }
 
 }  // namespace
 
-BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int) {
+BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int,
+                       CNamedMutex* held) {
     constexpr DWORD kStartPause = 50;
     if (ConnectDispatcher(dispatcher, kProbeBudget, session)) {
         SendDispatch(kDispatchPrepare, {}, {}, dispatcher);
@@ -64,11 +80,11 @@ BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD 
     // Before the document itself has begun, the dispatcher only starts and nobody waits for it.
     const bool only_start = find_text(source_name, TEXT("DOCUMENTEVENT_STARTDOCPRE")) != nullptr;
     if (!LaunchDispatcher(launch_arguments(source_name, job_id, session, !only_start).c_str())) {
-        return report_launch_failure();
+        return report_launch_failure(held);
     }
     if (only_start) return TRUE;
     SleepEx(kStartPause, TRUE);
-    return ConnectDispatcher(dispatcher, kLaunchBudget, session) ? TRUE : report_launch_failure();
+    return ConnectDispatcher(dispatcher, kLaunchBudget, session) ? TRUE : report_launch_failure(held);
 }
 
 BOOL ConnectDispatcher(CDispatcher& dispatcher, DWORD budget, DWORD session) {
@@ -101,7 +117,12 @@ CDispatcher::~CDispatcher() {
 }
 
 BOOL CDispatcher::StartDoc(const DocumentInfo& document, bool launch_allowed) {
-    if (reach(choose_session(), document.job_id, launch_allowed) && announce(document)) return TRUE;
+    // Made first, so that nobody is kept waiting or started for a document that cannot be announced.
+    CRecordBuffer announcement;
+    if (!make_announcement(document, announcement)) return FALSE;
+    if (reach(choose_session(), document.job_id, launch_allowed) && announce(document.job_id, bytes_of(announcement))) {
+        return TRUE;
+    }
     disconnect();  // nothing more is said of this document, and the next one asks anew
     return FALSE;
 }
@@ -117,7 +138,7 @@ BOOL CDispatcher::reach(DWORD session, DWORD job_id, bool launch_allowed) {
         if (mutex.Acquire(0)) {
             PathText source;
             make_source_name(source);
-            return PrepareDispatcher(*this, source.c_str(), job_id, session, -1);
+            return PrepareDispatcher(*this, source.c_str(), job_id, session, -1, &mutex);
         }
     }
     // Allowed to launch, another process is just doing so.
@@ -126,27 +147,15 @@ BOOL CDispatcher::reach(DWORD session, DWORD job_id, bool launch_allowed) {
     return FALSE;
 }
 
-// The settings are those of this moment, which may have changed since the device was opened.
-BOOL CDispatcher::announce(const DocumentInfo& document) {
-    constexpr const WCHAR* kInterfaceLibrary = TEXT("kvui12.dll");
-    DriverDevMode settings;
-    LoadDeviceSettings(document.printer, nullptr, document.printer_name, &document.settings, settings);
-    const StartDocHeader header = {kDispatchFormat,     document.job_id,
-                                   kProductFamily,      process_state().product_number,
-                                   settings.kv.ShowDlg, settings.kv.KvAction};
-    CRecordBuffer payload;
+BOOL CDispatcher::announce(DWORD job_id, std::span<const BYTE> announcement) {
     BYTE reply[sizeof(DispatchReply)] = {};
-    if (!payload.append(&header, sizeof header) || !payload.append_text(document.document_name, true) ||
-        !payload.append_text(document.printer_name, true) || !payload.append_text(kInterfaceLibrary, true) ||
-        SendDispatch(kDispatchStartDoc, bytes_of(payload), reply, *this) != kDispatchDone) {
-        return FALSE;
-    }
+    if (SendDispatch(kDispatchStartDoc, announcement, reply, *this) != kDispatchDone) return FALSE;
     const DWORD accepted = load_u32(reply);
     if (accepted == 0) {
         SetLastError(ERROR_GEN_FAILURE);
         return FALSE;
     }
-    job_id_ = document.job_id ? document.job_id : accepted;
+    job_id_ = job_id ? job_id : accepted;
     return TRUE;
 }
 

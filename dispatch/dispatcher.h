@@ -19,6 +19,8 @@ struct DocumentInfo {
     const WCHAR* document_name;     // null: none
 };
 
+class CNamedMutex;
+
 class CDispatcher {
 public:
     // The names of the pipe and of the launch mutex ("Launch" stands before the latter).
@@ -47,7 +49,7 @@ private:
 
     // Connects to the dispatcher of the session. A failure is shown.
     BOOL reach(DWORD session, DWORD job_id, bool launch_allowed);
-    BOOL announce(const DocumentInfo& document);
+    BOOL announce(DWORD job_id, std::span<const BYTE> announcement);
     void disconnect();
 
     PathText pipe_name_, mutex_name_;
@@ -56,8 +58,10 @@ private:
 };
 
 // TRUE when the dispatcher of the session runs and can be reached: one that came up meanwhile is told that a document
-// is coming, otherwise it is started.
-BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int reserved);
+// is coming, otherwise it is started. The mutex that is held for it (may be null) is released before a failure is
+// shown.
+BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int reserved,
+                       CNamedMutex* held = nullptr);
 
 // TRUE when a connection is open; tries for so many milliseconds.
 BOOL ConnectDispatcher(CDispatcher& dispatcher, DWORD budget, DWORD session);

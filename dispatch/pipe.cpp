@@ -7,6 +7,8 @@
 namespace kv {
 namespace {
 
+constexpr DWORD kPause = 10;  // milliseconds between two looks
+
 // Null on failure.
 HANDLE open_pipe(const WCHAR* name) {
     HANDLE pipe = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -24,7 +26,7 @@ HANDLE in_message_mode(HANDLE pipe) {
 }  // namespace
 
 HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
-    constexpr DWORD kLongSlice = 5000, kPause = 10;
+    constexpr DWORD kLongSlice = 5000;
     const DWORD slice = budget == INFINITE ? kLongSlice : budget / 4;
     const DWORD start = GetTickCount();
     for (;;) {
@@ -44,11 +46,12 @@ BOOL WaitForDispatcher(const WCHAR* name, DWORD session, DWORD budget, HANDLE* p
     ObjectName pipe_name;
     MakePipeName(nullptr, name, session, pipe_name);
     const DWORD start = GetTickCount();
-    do {
+    for (;;) {
         *pipe = OpenDispatcherPipe(pipe_name.c_str(), std::min(budget, kLongestTry));
         if (*pipe) return TRUE;
-    } while (budget != 0 && GetTickCount() - start <= budget);
-    return FALSE;
+        if (budget == 0 || GetTickCount() - start > budget) return FALSE;
+        SleepEx(kPause, TRUE);  // a pipe that denies access says so at once
+    }
 }
 
 }  // namespace kv

@@ -51,11 +51,12 @@ void read_locale(ProcessState& state) {
     }
     GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SENGLANGUAGE, state.language_name.data(),
                    static_cast<int>(state.language_name.capacity()));
-    constexpr DWORD kLetter = 1;
-    const bool letter =
-        GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) && parse_number(text, 10) == kLetter;
-    state.default_paper = letter ? DMPAPER_LETTER : DMPAPER_A4;
-    state.default_units = letter ? 1 : 2;
+    constexpr DWORD kLetter = 1;  // also where the system does not say
+    const bool known = GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, text, 16) > 0;
+    const DWORD paper = known ? parse_number(text, 10) : kLetter;
+    state.default_paper = paper == kLetter ? DMPAPER_LETTER : DMPAPER_A4;
+    state.default_units = paper == kLetter ? 1 : 2;
+    state.private_units = paper == DMPAPER_A3 || paper == DMPAPER_A4 ? 2 : 1;
 }
 
 }  // namespace
@@ -104,6 +105,7 @@ BOOL attach_process(HINSTANCE module) {
     if (InterlockedExchange(&initialised, 1) == 0) read_system(state);
     start_trace();
     read_ui_fonts(state);
+    read_product_settings(state);  // silence counts for what the resource library gives cause to say, too
     if (!establish_resource_module()) return FALSE;
     SetProcessDefaultLayout(0);
     WCHAR number[16] = {};
@@ -116,7 +118,6 @@ BOOL attach_process(HINSTANCE module) {
     format_text(state.dispatcher_name.data(), state.dispatcher_name.capacity(), TEXT("%s Dispatcher"),
                 state.product_name.c_str());
     state.localized_product_name.assign(state.product_name.c_str());
-    read_product_settings(state);
     create_process_fonts();  // without memory for it, no font counts as installed
     return TRUE;
 }

@@ -1,4 +1,5 @@
-// The resource library: localised texts that come with the product, in a DLL beside the driver.
+// The resource library: localised texts that come with the product, in a DLL beside the driver. It is data: whoever
+// names another one to the user's processes, or puts one into the place of a copy, has texts shown and no code run.
 
 #include "driver/process.h"
 #include "support/message.h"
@@ -23,7 +24,7 @@ FileVersion version_of(const WCHAR* path) {
     HeapArray<BYTE> block;
     LPVOID value = nullptr;
     UINT length = 0;
-    if (!size || !block.alloc(size) || !GetFileVersionInfoW(path, 0, size, block.get()) ||
+    if (!size || !block.alloc(size, kQuietly) || !GetFileVersionInfoW(path, 0, size, block.get()) ||
         !VerQueryValueW(block.get(), TEXT("\\"), &value, &length) || length < sizeof(VS_FIXEDFILEINFO)) {
         return {};
     }
@@ -31,63 +32,74 @@ FileVersion version_of(const WCHAR* path) {
     return {info->dwFileVersionMS, info->dwFileVersionLS};
 }
 
+HMODULE load_as_data(const PathText& path) {
+    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+}
+
+// Deleted when it is let go; at the next restart where that does not succeed and the user is an administrator.
+PathText& private_copy() {
+    static PathText path;
+    return path;
+}
+
+// Another version of the product has its library there, and may replace it at any time: a copy stays as it is.
+HMODULE load_private_copy(const PathText& library) {
+    PathText& copy = private_copy();
+    if (!CreateTempFile(nullptr, copy)) return nullptr;
+    HMODULE loaded = CopyFileW(library.c_str(), copy.c_str(), FALSE) ? load_as_data(copy) : nullptr;
+    if (loaded) {
+        MoveFileExW(copy.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+    } else {
+        DeleteFileW(copy.c_str());
+        copy.clear();
+    }
+    return loaded;
+}
+
+// Null when there is no such library.
+HMODULE load_library(const PathText& path, const PathText& driver) {
+    HMODULE library = load_as_data(path);
+    if (!library || version_of(path.c_str()) == version_of(driver.c_str())) return library;
+    FreeLibrary(library);
+    return load_private_copy(path);
+}
+
 // A library that the registry names for the user's language: value "ResourceLibrary" and the language in
-// hexadecimal, of the user's or the machine's product key.
-bool find_named_library(PathText& path) {
+// hexadecimal, of the user's or the machine's product key. A name without a folder is a file beside the driver.
+HMODULE load_named_library(const PathText& driver, const PathText& folder) {
     WCHAR name[32];
     format_text(name, 32, TEXT("ResourceLibrary%04X"), static_cast<unsigned>(process_state().default_language));
     for (HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+        PathText named, path;
         CRegKey key;
-        const WCHAR* library = open_product_key(key, root) ? key.ReadString(name) : nullptr;
-        if (!library || !*library) continue;
-        path.assign(library);
-        return true;
+        if (!open_product_key(key, root) || !key.read_path(name, named) || named.empty()) continue;
+        JoinPath(folder.c_str(), named.c_str(), path);
+        if (HMODULE library = load_library(path, driver)) return library;
     }
-    return false;
+    return nullptr;
 }
 
-bool find_own_library(const PathText& driver, PathText& path) {
-    PathText folder;
-    GetFolder(driver.c_str(), folder);
+HMODULE load_own_library(const PathText& driver, const PathText& folder) {
+    PathText path;
     JoinPath(folder.c_str(), kLibraryName, path);
-    if (FileExists(path.c_str())) return true;
-    TextBuffer<320> text;
-    format_text(text.data(), text.capacity(), TEXT("Could not find resource DLL %s."), kLibraryName);
-    show_message(text.c_str());
-    return false;
-}
-
-HMODULE load_library(const PathText& path) {
-    HMODULE library = LoadLibraryW(path.c_str());
+    const bool exists = FileExists(path.c_str());
+    HMODULE library = exists ? load_library(path, driver) : nullptr;
     if (!library) {
         TextBuffer<320> text;
-        format_text(text.data(), text.capacity(), TEXT("Could not load resource DLL %s."), path.c_str());
+        format_text(text.data(), text.capacity(),
+                    exists ? TEXT("Could not load resource DLL %s.") : TEXT("Could not find resource DLL %s."),
+                    exists ? path.c_str() : kLibraryName);
         show_message(text.c_str());
     }
     return library;
 }
 
-// Another version of the product has its library there, and may replace it at any time: a copy stays as it is.
-HMODULE load_private_copy(const PathText& library) {
-    PathText copy;
-    if (!CreateTempFile(nullptr, copy)) return nullptr;
-    HMODULE loaded = CopyFileW(library.c_str(), copy.c_str(), FALSE) ? load_library(copy) : nullptr;
-    if (loaded) {
-        MoveFileExW(copy.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
-    } else {
-        DeleteFileW(copy.c_str());
-    }
-    return loaded;
-}
-
 HMODULE load_resource_library() {
-    PathText driver, path;
+    PathText driver, folder;
     if (!GetModuleFileName(process_state().module, driver)) return nullptr;
-    if (!find_named_library(path) && !find_own_library(driver, path)) return nullptr;
-    HMODULE library = load_library(path);
-    if (!library || version_of(path.c_str()) == version_of(driver.c_str())) return library;
-    FreeLibrary(library);
-    return load_private_copy(path);
+    GetFolder(driver.c_str(), folder);
+    HMODULE library = load_named_library(driver, folder);
+    return library ? library : load_own_library(driver, folder);
 }
 
 BOOL CALLBACK take_language(HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR context) {
@@ -127,6 +139,8 @@ BOOL establish_resource_module() {
 void release_resource_module() {
     ProcessState& state = process_state();
     if (state.resource_library_loaded) FreeLibrary(state.resource_module);
+    if (!private_copy().empty()) DeleteFileW(private_copy().c_str());
+    private_copy().clear();
     state.resource_library_loaded = false;
     state.resource_module = nullptr;
     state.resource_language = 0;

@@ -5,9 +5,6 @@
 
 namespace kv {
 
-// Reading names tells the user nothing when memory is out.
-inline constexpr const WCHAR* kQuietly = nullptr;
-
 // A text as UTF-16, as 8-bit text of a code page, or both. Code page 0 is the system's ANSI code page. Both forms
 // end at their first 0.
 class NameText {

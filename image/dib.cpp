@@ -59,11 +59,11 @@ bool has_gray_ramp(const DibView& dib) {
     return true;
 }
 
-BOOL PackedDib::create(const BITMAPINFOHEADER& header) {
+BOOL PackedDib::create(const BITMAPINFOHEADER& header, const WCHAR* operation) {
     reset();
     const uint64_t size = dib_size(header);
     if (header.biSize < sizeof header || header.biWidth < 1 || header.biHeight == 0 || size > kMaxDibSize) return FALSE;
-    if (!block_.Alloc(static_cast<DWORD>(size), GMEM_MOVEABLE | GMEM_ZEROINIT)) return FALSE;
+    if (!block_.Alloc(static_cast<DWORD>(size), GMEM_MOVEABLE | GMEM_ZEROINIT, 0, operation)) return FALSE;
     block_.set_used(static_cast<DWORD>(size));
     this->header() = header;
     return TRUE;

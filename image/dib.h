@@ -51,8 +51,9 @@ bool has_gray_ramp(const DibView& dib);
 class PackedDib {
 public:
     // The header, and a table, masks and bits of zeros. Replaces what is held. FALSE, and nothing held, for a header
-    // of less than 40 bytes, sizes below 1 x 1 (any sign of the height), above kMaxDibSize, and when memory is out.
-    BOOL create(const BITMAPINFOHEADER& header);
+    // of less than 40 bytes, sizes below 1 x 1 (any sign of the height), above kMaxDibSize, and when memory is out,
+    // which is reported under the operation's name.
+    BOOL create(const BITMAPINFOHEADER& header, const WCHAR* operation = CGlobalObj::kAlloc);
     BOOL copy(const DibView& source);
     void reset() { block_.free(); }
 

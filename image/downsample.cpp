@@ -48,7 +48,7 @@ public:
         return TRUE;
     }
     // Room for a row that has to be converted.
-    BOOL alloc() { return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8); }
+    BOOL alloc() { return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8, kQuietly); }
 
     bool mono() const { return mono_; }
     bool gray() const { return gray_; }
@@ -100,7 +100,7 @@ BOOL make_result(const DibView& source, const SampleRows& rows, Alpha alpha, LON
     const bool keep_alpha = alpha == Alpha::Keep && from.biBitCount == 32;
     BITMAPINFOHEADER header = dib_header(width, height, rows.mono() ? 1 : rows.gray() ? 8 : keep_alpha ? 32 : 24);
     if (keep_alpha) header.biCompression = from.biCompression;
-    if (dib_size(header) >= dib_size(from) || !result.create(header)) return FALSE;
+    if (dib_size(header) >= dib_size(from) || !result.create(header, kQuietly)) return FALSE;
     if (header.biBitCount == 1) std::memcpy(result.table(), source.table(), 2 * sizeof(DWORD));
     for (DWORD i = 0; rows.gray() && i < 256; ++i) result.table()[i] = i * 0x010101;
     if (header.biCompression == BI_BITFIELDS) std::copy_n(kStandardMasks, 3, result.table());
@@ -164,7 +164,7 @@ private:
 
 template <class Sum>
 BOOL Averager<Sum>::plan_columns() {
-    if (!columns_.alloc(width_)) return FALSE;
+    if (!columns_.alloc(width_, kQuietly)) return FALSE;
     least_column_weight_ = ~0u;
     for (DWORD i = 0; i < width_; ++i) {
         columns_[i] = span_of(i, rows_.width(), width_, scale_);
@@ -242,7 +242,8 @@ void Averager<Sum>::write_mono(BYTE* to) const {
 template <class Sum>
 BOOL Averager<Sum>::run() {
     const DWORD channels = rows_.channels();
-    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels)) return FALSE;
+    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly))
+        return FALSE;
     const auto stride = static_cast<size_t>(dib_stride(result_.header()));
     BYTE* to = result_.bits();
     for (DWORD j = 0; j < height_; ++j, to += stride) {

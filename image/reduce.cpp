@@ -5,6 +5,7 @@
 
 #include "image/pixels.h"
 #include "image/prepare.h"
+#include "support/memory.h"
 
 namespace kv {
 namespace {
@@ -134,7 +135,7 @@ BOOL ReduceColorDepth(const DibView& source, PackedDib& result) {
     // Pixels of 16 bits are always converted: readers of jobs need not know their fields. Those of 32 bits lose a byte.
     if (!few && header.biBitCount != 16 && header.biBitCount != 32) return FALSE;
     const WORD depth = few ? depth_for(set.count()) : WORD{24};
-    if (!result.create(dib_header(header.biWidth, header.biHeight, depth))) return FALSE;
+    if (!result.create(dib_header(header.biWidth, header.biHeight, depth), kQuietly)) return FALSE;
     if (depth <= 8) std::copy_n(set.colors(), set.count(), result.table());
     convert(pixels, set, result);
     return TRUE;

@@ -34,6 +34,7 @@ public:
     DWORD row_size() const { return row_size_; }
     void encode_row(const BYTE* row);
     BOOL finish(DWORD* encoded_size);
+    bool aborted() const { return aborted_; }
 
 private:
     void put_literal(const BYTE* row, DWORD begin, DWORD end);
@@ -76,7 +77,7 @@ bool RleEncoder::is_short_tail(const BYTE* row, DWORD begin) const {
 
 void RleEncoder::encode_row(const BYTE* row) {
     DWORD literal = 0;  // where the literal not yet written begins
-    for (DWORD at = 0; at < row_size_;) {
+    for (DWORD at = 0; at < row_size_ && !aborted_;) {
         DWORD run = find_pair(row, at, row_size_);
         DWORD run_end = find_run_end(row, run, row_size_);
         at = run_end;
@@ -109,7 +110,7 @@ void RleEncoder::put_literal(const BYTE* row, DWORD begin, DWORD end) {
         for (; begin < end; ++begin) put_run(row[begin], begin, begin + 1);
         return;
     }
-    while (begin < end) {
+    while (begin < end && !aborted_) {
         DWORD size = std::min(end - begin, rules_.max_piece);
         const DWORD rest = end - begin - size;
         if (rest > 0 && rest < rules_.min_literal) size -= rules_.min_literal - rest;
@@ -122,7 +123,7 @@ void RleEncoder::put_literal(const BYTE* row, DWORD begin, DWORD end) {
 }
 
 void RleEncoder::put_run(BYTE value, DWORD begin, DWORD end) {
-    while (begin < end) {
+    while (begin < end && !aborted_) {
         const DWORD size = std::min(end - begin, rules_.max_piece);
         put_pair(pixels(begin, begin + size), value);
         begin += size;
@@ -156,7 +157,9 @@ BOOL encode(const RleRules& rules, const BYTE* bits, DWORD total_size, DWORD wid
     if (width == 0) return FALSE;
     RleEncoder encoder(rules, width, sink, context);
     if (stride < encoder.row_size()) return FALSE;
-    for (DWORD rows = total_size / stride; rows > 0; --rows, bits += stride) encoder.encode_row(bits);
+    for (DWORD rows = total_size / stride; rows > 0 && !encoder.aborted(); --rows, bits += stride) {
+        encoder.encode_row(bits);
+    }
     return encoder.finish(encoded_size);
 }
 

@@ -25,12 +25,6 @@ const WCHAR* without_server(const WCHAR* printer) {
     return TEXT("");
 }
 
-WORD default_private_units() {
-    WCHAR paper[8];
-    if (GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IPAPERSIZE, paper, 8) == 0) return 1;
-    return same_text(paper, TEXT("8")) || same_text(paper, TEXT("9")) ? 2 : 1;
-}
-
 void init_private(PrivateDevMode& kv) {
     kv.signature[0] = 'K';
     kv.signature[1] = 'V';
@@ -46,7 +40,7 @@ void init_private(PrivateDevMode& kv) {
     std::memcpy(kv.DefaultFont, "Courier New", sizeof "Courier New");
     kv.PathEscapes = 1;
     kv.AutoEm = 1;
-    kv.units = default_private_units();
+    kv.units = process_state().private_units;
     kv.ResDownSamp = 150;
     kv.JpegQuality = 75;
     kv.ResDownSampMono = 300;
@@ -63,10 +57,13 @@ void clear_form_name(DriverDevMode& record) {
     copy_form_name(record, TEXT(""));
 }
 
+// Micrometres as tenths of a millimetre, within what a device mode can say.
+SHORT paper_tenths(LONG micrometres) { return static_cast<SHORT>(std::clamp<LONG>(micrometres / 100, 0, 32767)); }
+
 void apply_custom_paper(const PaperRecord& paper, DriverDevMode& record) {
     record.dmPaperSize = static_cast<SHORT>(paper.id);
-    record.dmPaperWidth = static_cast<SHORT>(paper.width / 100);
-    record.dmPaperLength = static_cast<SHORT>(paper.height / 100);
+    record.dmPaperWidth = paper_tenths(paper.width);
+    record.dmPaperLength = paper_tenths(paper.height);
     copy_form_name(record, paper.name);
     record.dmFields |= DM_PAPERSIZE | DM_PAPERWIDTH | DM_PAPERLENGTH | DM_FORMNAME;
 }

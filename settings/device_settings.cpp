@@ -11,7 +11,6 @@ namespace kv {
 namespace {
 
 constexpr int kLevelOfNt4 = 1;
-constexpr UINT kMessageText = 12144;
 
 // Reads the values of one layer in their fixed order.
 class LayerReader {

@@ -99,7 +99,7 @@ void ask_spooler(HANDLE printer, DWORD job_id, PathText& name) {
     DWORD needed = 0;
     HeapArray<BYTE> info;
     if (GetJobW(printer, job_id, kLevel, nullptr, 0, &needed) || GetLastError() != ERROR_INSUFFICIENT_BUFFER ||
-        !info.alloc(needed) || !GetJobW(printer, job_id, kLevel, info.get(), needed, &needed)) {
+        !info.alloc(needed, kQuietly) || !GetJobW(printer, job_id, kLevel, info.get(), needed, &needed)) {
         return;
     }
     const WCHAR* document = reinterpret_cast<const JOB_INFO_2W*>(info.get())->pDocument;

@@ -1,5 +1,6 @@
 #include "settings/page_size.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "settings/paper_table.h"
@@ -22,7 +23,7 @@ PageSize GetPaperSizePixels(const DEVMODEW& mode, int resolution) {
         int width = mode.dmPaperWidth, height = mode.dmPaperLength;  // tenths of a millimetre
         size = {MulDiv(width, resolution, 254), MulDiv(height, resolution, 254), width / 10, height / 10};
     }
-    if (!size.width_px || !size.height_px || !size.width_mm || !size.height_mm) {
+    if (std::min({size.width_px, size.height_px, size.width_mm, size.height_mm}) <= 0) {
         size = size_of(*CStdPaperList().GetDefault(), resolution);
     }
     bool landscape = size.width_px > size.height_px;

@@ -134,7 +134,7 @@ const PaperRecord* find_standard_paper(WORD id) {
 WORD NewCustomPaperId(const CPaperList& list) {
     HeapArray<WORD> ids;
     size_t taken = 0;
-    if (list.count() && !ids.alloc(list.count())) return kFirstCustomId;
+    if (list.count() && !ids.alloc(list.count(), kQuietly)) return kFirstCustomId;
     for (size_t i = 0; i < list.count(); ++i) {
         if (list[i].id >= kFirstCustomId) ids[taken++] = list[i].id;
     }
@@ -156,7 +156,7 @@ void CCustomPaperList::Load() {
     CRegKey papers;
     if (!papers.Open(kProductKeyRead, HKEY_CURRENT_USER, path.c_str()) || papers.subkey_count() == 0) return;
     DWORD room = std::min<DWORD>(papers.subkey_count(), 0xFFFF);
-    if (!owned_.alloc(room)) return;
+    if (!owned_.alloc(room, kQuietly)) return;
     records_ = owned_.get();
     bool without_id = false;
     for (DWORD i = 0; count_ < room; ++i) {

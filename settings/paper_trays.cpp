@@ -31,7 +31,7 @@ void read_source(HKEY root, REGSAM access, const WCHAR* path, PaperTrays& source
     if (!key.Open(access, root, trays_path.c_str())) return;
     DWORD values = 0;
     while (key.EnumValueName(values)) ++values;
-    if (values == 0 || !source.entries.alloc(values)) return;
+    if (values == 0 || !source.entries.alloc(values, kQuietly)) return;
     for (DWORD i = 0; i < values; ++i) {
         const WCHAR* name = key.EnumValueName(i);
         WORD bin = name ? bin_of(name) : WORD{0};
@@ -51,7 +51,7 @@ void read_source(HKEY root, REGSAM access, const WCHAR* path, PaperTrays& source
 BOOL merge_source(PaperTrays& trays, const PaperTrays& source, size_t replaceable) {
     if (source.count == 0) return TRUE;
     HeapArray<PaperTray> merged;
-    if (!merged.alloc(trays.count + source.count)) return FALSE;
+    if (!merged.alloc(trays.count + source.count, kQuietly)) return FALSE;
     std::copy_n(trays.entries.get(), trays.count, merged.get());
     size_t known = trays.count, count = known;
     for (size_t i = 0; i < source.count; ++i) {
@@ -89,7 +89,8 @@ void GetPaperTrays(const WCHAR* printer, PaperTrays& trays) {
     read_source(HKEY_LOCAL_MACHINE, kProductKeyRead, kProductKeyPath, source);
     merge_source(trays, source, 0);
     if (named) {
-        read_source(HKEY_LOCAL_MACHINE, kPrinterKeyRead, printer_path.c_str(), source);
+        read_source(HKEY_LOCAL_MACHINE, printer_key_access(HKEY_LOCAL_MACHINE, kPrinterKeyRead), printer_path.c_str(),
+                    source);
         merge_source(trays, source, 0);
     }
     size_t machine_wide = trays.count;

@@ -1,7 +1,10 @@
 #include "settings/printer_info.h"
 
+#include <cstddef>
 #include <cstring>
+#include <span>
 
+#include "support/little_endian.h"
 #include "support/message.h"
 
 namespace kv {
@@ -12,14 +15,28 @@ BOOL fail(bool quiet) {
     return FALSE;
 }
 
-const DEVMODEW* devmode_of(const BYTE* info, DWORD level) {
-    if (level == 2) return reinterpret_cast<const PRINTER_INFO_2W*>(info)->pDevMode;
-    return reinterpret_cast<const PRINTER_INFO_8W*>(info)->pDevMode;  // level 9 has the same shape
+const DEVMODEW* devmode_of(std::span<const BYTE> info, DWORD level) {
+    const bool level2 = level == 2;
+    if (info.size() < (level2 ? sizeof(PRINTER_INFO_2W) : sizeof(PRINTER_INFO_8W))) return nullptr;
+    if (level2) return reinterpret_cast<const PRINTER_INFO_2W*>(info.data())->pDevMode;
+    return reinterpret_cast<const PRINTER_INFO_8W*>(info.data())->pDevMode;  // level 9 has the same shape
+}
+
+// The bytes of the device mode that the information points at. Empty when there is none, or when it does not lie inside
+// the information with all the bytes that it says it has.
+std::span<const BYTE> devmode_bytes(std::span<const BYTE> info, DWORD level) {
+    constexpr size_t kHead = offsetof(DEVMODEW, dmFields);
+    const auto at = reinterpret_cast<uintptr_t>(devmode_of(info, level)) - reinterpret_cast<uintptr_t>(info.data());
+    if (at > info.size() || info.size() - at < kHead) return {};
+    const BYTE* mode = info.data() + at;
+    const size_t size =
+        size_t{load_u16(mode + offsetof(DEVMODEW, dmSize))} + load_u16(mode + offsetof(DEVMODEW, dmDriverExtra));
+    return size <= info.size() - at ? info.subspan(at, size) : std::span<const BYTE>();
 }
 
 }  // namespace
 
-BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info, bool quiet) {
+BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info, bool quiet, size_t* size) {
     constexpr int kAttempts = 5;
     info.reset();
     if (!printer) return FALSE;
@@ -28,7 +45,8 @@ BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info
         return fail(quiet);
     }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (!info.alloc(needed, quiet ? nullptr : TEXT("CPrinter::GetPrinterInfo"))) return FALSE;
+        if (size) *size = needed;
+        if (!info.alloc(needed, quiet ? kQuietly : TEXT("CPrinter::GetPrinterInfo"))) return FALSE;
         if (GetPrinterW(printer, level, info.get(), needed, &needed)) return TRUE;
         DWORD error = GetLastError();
         info.reset();
@@ -42,12 +60,11 @@ BOOL GetPrinterDevMode(HANDLE printer, DWORD level, HeapArray<BYTE>& mode, bool 
     mode.reset();
     if (level != 2 && level != 8 && level != 9) return FALSE;
     HeapArray<BYTE> info;
-    if (!CPrinter::GetPrinterInfo(printer, level, info, quiet)) return FALSE;
-    const DEVMODEW* source = devmode_of(info.get(), level);
-    if (!source) return FALSE;
-    size_t size = size_t{source->dmSize} + source->dmDriverExtra;
-    if (!mode.alloc(size)) return FALSE;
-    std::memcpy(mode.get(), source, size);
+    size_t info_size = 0;
+    if (!CPrinter::GetPrinterInfo(printer, level, info, quiet, &info_size)) return FALSE;
+    const std::span<const BYTE> source = devmode_bytes({info.get(), info_size}, level);
+    if (source.empty() || !mode.alloc(source.size(), quiet ? kQuietly : kAllocMem)) return FALSE;
+    std::memcpy(mode.get(), source.data(), source.size());
     return TRUE;
 }
 

@@ -29,10 +29,9 @@ BOOL File::fail(UINT message) {
 }
 
 BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode) {
-    if (IsOpen()) Close();
-    name_.assign(path);
     handle_ = CreateFileW(path, access, FILE_SHARE_READ, security, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (!IsOpen()) return FALSE;
+    name_.assign(path);
     mode_ = mode;
     position_ = 0;
     fill_ = depth_ = 0;
@@ -41,53 +40,71 @@ BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATT
     return TRUE;
 }
 
-BOOL File::Create(const WCHAR* path, BOOL quiet, SECURITY_ATTRIBUTES* security) {
-    PathText temporary;
-    if (!path || !*path) {
-        if (!CreateTempFile(nullptr, temporary)) return FALSE;
-        path = temporary.c_str();
-    }
-    constexpr DWORD kAccess = GENERIC_READ | GENERIC_WRITE;
-    if (open(path, kAccess, CREATE_ALWAYS, security, 1)) return TRUE;
-    DWORD error = GetLastError();
-    if (error == ERROR_PATH_NOT_FOUND && create_folders_of(path)) {
-        if (open(path, kAccess, CREATE_ALWAYS, security, 1)) return TRUE;
-        error = GetLastError();
-    }
-    if (!temporary.empty()) DeleteFileW(temporary.c_str());
-    if (!quiet) report_file_error(kMessageCreate, path, error);
+// `path` may be the object's own name.
+BOOL File::fail_open(UINT message, const WCHAR* path, DWORD error, BOOL quiet) {
+    if (!quiet) report_file_error(message, path, error);
+    name_.clear();
     SetLastError(error);
     return FALSE;
 }
 
+BOOL File::open_or_temporary(const WCHAR* path, DWORD disposition, SECURITY_ATTRIBUTES* security, UINT message,
+                             BOOL quiet) {
+    constexpr DWORD kAccess = GENERIC_READ | GENERIC_WRITE;
+    PathText temporary, folder;
+    if (IsOpen()) Close();
+    if (!path || !*path) {
+        if (!GetTempFolder(folder) || !CreateTempFile(folder.c_str(), temporary)) {
+            return fail_open(message, folder.c_str(), GetLastError(), quiet);
+        }
+        path = temporary.c_str();
+    }
+    if (open(path, kAccess, disposition, security, 1)) return TRUE;
+    DWORD error = GetLastError();
+    if (error == ERROR_PATH_NOT_FOUND && disposition == CREATE_ALWAYS && create_folders_of(path)) {
+        if (open(path, kAccess, disposition, security, 1)) return TRUE;
+        error = GetLastError();
+    }
+    if (!temporary.empty()) DeleteFileW(temporary.c_str());
+    return fail_open(message, path, error, quiet);
+}
+
+BOOL File::Create(const WCHAR* path, BOOL quiet, SECURITY_ATTRIBUTES* security) {
+    return open_or_temporary(path, CREATE_ALWAYS, security, kMessageCreate, quiet);
+}
+
 BOOL File::OpenAlways(const WCHAR* path, BOOL quiet) {
-    if (open(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, nullptr, 1)) return TRUE;
-    return quiet ? FALSE : fail(kMessageOpen);
+    return open_or_temporary(path, OPEN_ALWAYS, nullptr, kMessageOpen, quiet);
 }
 
 BOOL File::OpenRead(const WCHAR* path, BOOL quiet) {
-    if (open(path, GENERIC_READ, OPEN_EXISTING, nullptr, 0)) return TRUE;
-    return quiet ? FALSE : fail(kMessageOpen);
+    if (IsOpen()) Close();
+    return open(path, GENERIC_READ, OPEN_EXISTING, nullptr, 0) ? TRUE
+                                                               : fail_open(kMessageOpen, path, GetLastError(), quiet);
 }
 
-BOOL File::write_through(const BYTE* data, DWORD n) {
-    DWORD written = 0;
-    if (n == 0 || (WriteFile(handle_, data, n, &written, nullptr) && written == n)) return TRUE;
+BOOL File::write_through(const BYTE* data, DWORD n, DWORD* written) {
+    *written = 0;
+    if (n == 0) return TRUE;
+    if (WriteFile(handle_, data, n, written, nullptr)) {
+        if (*written == n) return TRUE;
+        SetLastError(ERROR_DISK_FULL);
+    }
     position_ = -1;
     return fail(kMessageWrite);
 }
 
 BOOL File::Flush() {
     if (!File::IsOpen()) return FALSE;
-    for (DWORD done = 0; done < fill_;) {
-        DWORD piece = std::min(kFlushPiece, fill_ - done);
-        if (!write_through(buffer_.data() + done, piece)) {
+    for (DWORD done = 0, written = 0; done < fill_;) {
+        const BOOL whole = write_through(buffer_.data() + done, std::min(kFlushPiece, fill_ - done), &written);
+        done += written;
+        if (!whole) {
             // What reached the disk leaves the buffer; the rest may be tried again.
             fill_ -= done;
             std::memmove(buffer_.data(), buffer_.data() + done, fill_);
             return FALSE;
         }
-        done += piece;
     }
     fill_ = 0;
     return TRUE;
@@ -98,8 +115,9 @@ BOOL File::Write(const void* data, DWORD n) {
     if (n == 0 || !data) return TRUE;
     const BYTE* bytes = static_cast<const BYTE*>(data);
     LONG position = position_ < 0 ? -1 : static_cast<LONG>(static_cast<DWORD>(position_) + n);
+    DWORD written = 0;
     if (!buffered_) {
-        if (!write_through(bytes, n)) return FALSE;
+        if (!write_through(bytes, n, &written)) return FALSE;
     } else if (n < kBufferSize - fill_) {
         std::memcpy(buffer_.data() + fill_, bytes, n);
         fill_ += n;
@@ -107,9 +125,12 @@ BOOL File::Write(const void* data, DWORD n) {
         DWORD top = kBufferSize - fill_;
         std::memcpy(buffer_.data() + fill_, bytes, top);
         fill_ = kBufferSize;
-        if (!Flush()) return FALSE;
+        if (!Flush()) {
+            fill_ -= std::min(fill_, top);
+            return FALSE;
+        }
         DWORD straight = (n - top) / kBufferSize * kBufferSize;
-        if (!write_through(bytes + top, straight)) return FALSE;
+        if (!write_through(bytes + top, straight, &written)) return FALSE;
         fill_ = n - top - straight;
         std::memcpy(buffer_.data(), bytes + top + straight, fill_);
     }
@@ -254,13 +275,14 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
         return FALSE;
     }
     DWORD start = static_cast<DWORD>(offset);
-    DWORD left = start < size ? size - start : 0;
-    if (count >= 0) left = std::min(left, static_cast<DWORD>(count));
+    DWORD left = count >= 0 ? static_cast<DWORD>(count) : start < size ? size - start : 0;
     HeapArray<BYTE> piece;
     BOOL ok = piece.alloc(kFlushPiece, TEXT("File::CopyFromFile"));
     while (ok && left > 0) {
         DWORD got = 0;
-        if (!ReadFile(other, piece.get(), std::min(left, kFlushPiece), &got, nullptr) || got == 0) {
+        const BOOL read = ReadFile(other, piece.get(), std::min(left, kFlushPiece), &got, nullptr);
+        if (!read || got == 0) {
+            if (read) SetLastError(ERROR_HANDLE_EOF);  // fewer bytes than asked for
             report_system_error(TEXT("ReadFile"), GetLastError());
             ok = FALSE;
         } else {

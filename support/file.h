@@ -16,10 +16,10 @@ public:
     File& operator=(const File&) = delete;
 
     // Appends count bytes from offset of another open file (all bytes after offset for -1) in pieces of 512,
-    // restores that file's position, and cuts this file behind them when asked.
+    // restores that file's position, and cuts this file behind them when asked. FALSE when there are fewer bytes.
     virtual BOOL CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_afterwards);
     // A new or emptied file for reading and writing. Missing folders are created; an empty path makes a new
-    // temporary file.
+    // temporary file. After an open that failed, of whichever kind, the object has no name.
     virtual BOOL Create(const WCHAR* path, BOOL quiet, SECURITY_ATTRIBUTES* security);
     // Ends write buffering until the file is opened again. bytes_read may be less than n at the end.
     virtual BOOL Read(void* buffer, DWORD n, DWORD* bytes_read);
@@ -35,6 +35,7 @@ public:
     virtual LONG GetSize();
     virtual BOOL IsOpen() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
     virtual BOOL OpenRead(const WCHAR* path, BOOL quiet);
+    // Creates a missing file, and a new temporary one for an empty path.
     virtual BOOL OpenAlways(const WCHAR* path, BOOL quiet);
     // Writes a formatted text without its terminator. The 8-bit form formats as printf does, the other as format_text.
     // FALSE when the text takes more than 204800 bytes (last error 122); nothing is written then.
@@ -43,6 +44,7 @@ public:
     virtual BOOL Seek(LONG position);
     // Cuts the file at the current position.
     virtual BOOL SetEndOfFile();
+    // On failure the buffer keeps what came before and has not reached the disk, and nothing of these bytes.
     virtual BOOL Write(const void* data, DWORD n);
 
     // Four positions at most: FALSE when the stack is full (empty).
@@ -51,8 +53,12 @@ public:
 
 private:
     BOOL open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode);
+    BOOL open_or_temporary(const WCHAR* path, DWORD disposition, SECURITY_ATTRIBUTES* security, UINT message,
+                           BOOL quiet);
+    BOOL fail_open(UINT message, const WCHAR* path, DWORD error, BOOL quiet);
     void close_handle();
-    BOOL write_through(const BYTE* data, DWORD n);
+    // `written` receives what reached the disk, also on failure.
+    BOOL write_through(const BYTE* data, DWORD n, DWORD* written);
     BOOL end_buffering();
     BOOL fail(UINT message);
     template <class Unit, class Format>

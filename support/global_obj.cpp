@@ -22,7 +22,7 @@ BOOL CGlobalObj::lock() {
     return data_ != nullptr;
 }
 
-BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step) {
+BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step, const WCHAR* operation) {
     if (handle_) {
         if (size > size_) return Resize(size - size_);
         return data_ || lock();
@@ -30,7 +30,7 @@ BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step) {
     size = std::max<DWORD>(size, 1);
     handle_ = GlobalAlloc(flags, size);
     if (!handle_) {
-        report_out_of_memory(TEXT("CGlobalObj::Alloc"));
+        if (operation) report_out_of_memory(operation);
         return FALSE;
     }
     size_ = size;

@@ -16,8 +16,10 @@ public:
     }
 
     // Allocates size bytes (1 for size 0); an existing block is grown to at least size instead. Growth by
-    // append takes at least growth_step bytes at a time. FALSE when memory is out, which is reported.
-    BOOL Alloc(DWORD size, UINT flags = GMEM_MOVEABLE, DWORD growth_step = 0);
+    // append takes at least growth_step bytes at a time. FALSE when memory is out, which is reported under the
+    // operation's name (kQuietly: a new block that cannot be had is not).
+    BOOL Alloc(DWORD size, UINT flags = GMEM_MOVEABLE, DWORD growth_step = 0, const WCHAR* operation = kAlloc);
+    static constexpr const WCHAR* kAlloc = TEXT("CGlobalObj::Alloc");
     // Enlarges the block by extra bytes. On failure the old block is kept, but unlocked.
     BOOL Resize(DWORD extra);
 

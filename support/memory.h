@@ -9,11 +9,12 @@
 
 namespace kv {
 
-// Whose failure the user is told of when memory is out.
+// Whose failure the user is told of when memory is out; nobody's for work that may as well be left undone.
 inline constexpr const WCHAR* kAllocMem = TEXT("AllocMem");
+inline constexpr const WCHAR* kQuietly = nullptr;
 
 // Stores a block of size bytes, zero-filled when asked. FALSE and null for size 0 and when memory is out, which is
-// reported under the operation's name; without a name nothing is said.
+// reported under the operation's name, or quietly not at all.
 BOOL AllocMem(void** out, size_t size, bool zero, const WCHAR* operation = kAllocMem);
 void FreeMem(void* block);
 

@@ -1,5 +1,7 @@
 #include "support/message.h"
 
+#include <initializer_list>
+
 #include "support/process_state.h"
 #include "support/text.h"
 
@@ -31,10 +33,36 @@ ErrorText system_error_text(DWORD error) {
     return text;
 }
 
+// A box that nobody sees is never closed, and the process that shows it waits for ever.
+bool somebody_sees_boxes() {
+    DWORD session = 0;
+    if (ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 0) return false;
+    USEROBJECTFLAGS flags = {};
+    HWINSTA station = GetProcessWindowStation();
+    return station && GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr) &&
+           (flags.dwFlags & WSF_VISIBLE);
+}
+
+// Nothing but "%s" and "%%" is taken for a conversion: texts may come from a library that anybody made.
+void fill_in(const WCHAR* pattern, std::initializer_list<const WCHAR*> arguments, TextBuffer<kMessageCapacity>& text) {
+    const auto* next = arguments.begin();
+    for (; *pattern; ++pattern) {
+        const WCHAR unit[] = {*pattern, 0};
+        if (pattern[0] == '%' && pattern[1] == 's') {
+            ++pattern;
+            if (next != arguments.end()) text.append(*next++);
+            continue;
+        }
+        if (pattern[0] == '%' && pattern[1] == '%') ++pattern;
+        text.append(unit);
+    }
+}
+
 }  // namespace
 
 void show_message(const WCHAR* text, MessageKind kind) {
     KeepLastError keep;
+    if (process_state().silent || !somebody_sees_boxes()) return;
     SetCursor(LoadCursorW(nullptr, IDC_ARROW));
     UINT icon = kind == MessageKind::Error ? MB_ICONERROR : MB_ICONINFORMATION;
     MessageBoxW(nullptr, text, process_state().product_name.c_str(), MB_OK | MB_SETFOREGROUND | icon);
@@ -47,6 +75,7 @@ void report_out_of_memory(const WCHAR* operation) {
 }
 
 void report_system_error(const WCHAR* operation, DWORD error) {
+    KeepLastError keep;
     TextBuffer<kMessageCapacity> text;
     format_text(text.data(), text.capacity(), TEXT("%s: %s"), operation, system_error_text(error).c_str());
     show_message(text.c_str());
@@ -58,7 +87,9 @@ void report_message(UINT number, const WCHAR* first, const WCHAR* second, Messag
     TextBuffer<kMessageCapacity> text;
     if (LoadStringW(process_state().resource_module, number, pattern.data(), static_cast<int>(pattern.capacity())) >
         0) {
-        format_text(text.data(), text.capacity(), pattern.c_str(), first, second ? second : TEXT(""));
+        fill_in(pattern.c_str(), {first, second}, text);
+    } else if (number == kMessageText) {
+        text.assign(first);
     } else {
         format_text(text.data(), text.capacity(), TEXT("An error of type %d occurred."), static_cast<int>(number));
     }
@@ -66,6 +97,7 @@ void report_message(UINT number, const WCHAR* first, const WCHAR* second, Messag
 }
 
 void report_file_error(UINT number, const WCHAR* file, DWORD error) {
+    KeepLastError keep;
     report_message(number, file, system_error_text(error).c_str());
 }
 

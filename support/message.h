@@ -1,10 +1,13 @@
 #pragma once
 // What the user must see, through one facility: a message box with an error icon, in the foreground, under
-// an arrow cursor. None of these changes the thread's last error.
+// an arrow cursor. Nothing is shown where the settings want silence and where nobody would see the box and close it: in
+// session 0 and on a window station that is not visible. None of these changes the thread's last error.
 
 #include "platform/win32.h"
 
 namespace kv {
+
+inline constexpr UINT kMessageText = 12144;  // shows a text of the driver as it stands
 
 enum class MessageKind { Error, Information };
 
@@ -13,8 +16,8 @@ void show_message(const WCHAR* text, MessageKind kind = MessageKind::Error);
 void report_out_of_memory(const WCHAR* operation);
 // The operation's name with the system's text of the error.
 void report_system_error(const WCHAR* operation, DWORD error);
-// A numbered message of the resource module, whose "%s" take the arguments in order; "An error of type %d
-// occurred." when the text is missing.
+// A numbered message of the resource module, whose "%s" take the arguments in order. When the text is missing, number
+// kMessageText shows its argument, the others "An error of type %d occurred."
 void report_message(UINT number, const WCHAR* first, const WCHAR* second = nullptr,
                     MessageKind kind = MessageKind::Error);
 // A numbered message about a file: its name and the system's text of the error.

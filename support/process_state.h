@@ -36,6 +36,7 @@ struct ProcessState {
     WORD product_number = 1;  // tells the dispatcher which product announces a document
     WORD default_paper = DMPAPER_LETTER;
     WORD default_units = 1;  // 1 inch-based, 2 metric
+    WORD private_units = 1;  // the same, of device modes
     DWORD compatibility = 0, silent = 0;
 
     TextBuffer<40> product_name{TEXT("Karvo")};

@@ -18,7 +18,7 @@ REGSAM adjusted(REGSAM access) {
 template <class T>
 BOOL make_room(HeapArray<T>& array, DWORD& room, DWORD count) {
     if (count <= room) return TRUE;
-    room = array.alloc(count) ? count : 0;
+    room = array.alloc(count, kQuietly) ? count : 0;
     return room != 0;
 }
 
@@ -160,16 +160,21 @@ void GetPrinterSettingsKeyPath(const WCHAR* printer, TextBuffer<512>& path) {
     std::replace(path.data() + start, path.data() + path.length(), WCHAR{'\\'}, WCHAR{','});
 }
 
+REGSAM printer_key_access(HKEY root, REGSAM access) {
+    constexpr bool kWide = sizeof(void*) > 4;
+    return kWide && root == HKEY_LOCAL_MACHINE ? access | KEY_WOW64_32KEY : access;
+}
+
 BOOL open_printer_key(CRegKey& key, HKEY root, const WCHAR* printer) {
     TextBuffer<512> path;
     GetPrinterSettingsKeyPath(printer, path);
-    return key.Open(kPrinterKeyRead, root, path.c_str());
+    return key.Open(printer_key_access(root, kPrinterKeyRead), root, path.c_str());
 }
 
 BOOL create_printer_key(CRegKey& key, HKEY root, const WCHAR* printer) {
     TextBuffer<512> path;
     GetPrinterSettingsKeyPath(printer, path);
-    return key.Create(kPrinterKeyCreate, root, path.c_str());
+    return key.Create(printer_key_access(root, kPrinterKeyCreate), root, path.c_str());
 }
 
 }  // namespace kv

@@ -61,6 +61,8 @@ inline constexpr REGSAM kPrinterKeyRead = 0x20019, kPrinterKeyCreate = 0x6001F;
 // The product key of the machine (HKEY_LOCAL_MACHINE) or the user (HKEY_CURRENT_USER).
 BOOL open_product_key(CRegKey& key, HKEY root);
 BOOL create_product_key(CRegKey& key, HKEY root);
+// Of the machine in the view of 32 bits, where the product of that width has it, so that both widths see one key.
+REGSAM printer_key_access(HKEY root, REGSAM access);
 BOOL open_printer_key(CRegKey& key, HKEY root, const WCHAR* printer);
 BOOL create_printer_key(CRegKey& key, HKEY root, const WCHAR* printer);
 // The printer key's path: below "KarvoPrinters", the printer's name with backslashes turned into commas.

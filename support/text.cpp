@@ -4,6 +4,32 @@
 #include <cstring>
 
 namespace kv {
+namespace {
+
+// CompareStringOrdinal, which systems before Windows Vista lack.
+using CompareOrdinal = int(WINAPI*)(LPCWSTR, int, LPCWSTR, int, BOOL);
+CompareOrdinal find_compare_ordinal() {
+    HMODULE kernel = GetModuleHandleW(TEXT("kernel32.dll"));
+    if (!kernel) return nullptr;
+    return reinterpret_cast<CompareOrdinal>(reinterpret_cast<void*>(GetProcAddress(kernel, "CompareStringOrdinal")));
+}
+
+WCHAR invariant_upper_case(WCHAR unit) {
+    WCHAR upper = unit;
+    return LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, &unit, 1, &upper, 1) == 1 ? upper : unit;
+}
+
+bool same_units_ignoring_case(const WCHAR* a, const WCHAR* b, size_t count) {
+    constexpr int kEqual = 2;
+    static const CompareOrdinal compare = find_compare_ordinal();
+    if (count == 0) return true;
+    if (compare) return compare(a, static_cast<int>(count), b, static_cast<int>(count), TRUE) == kEqual;
+    return std::equal(a, a + count, b, [](WCHAR left, WCHAR right) {
+        return left == right || invariant_upper_case(left) == invariant_upper_case(right);
+    });
+}
+
+}  // namespace
 
 size_t text_length(const WCHAR* text) {
     size_t length = 0;
@@ -23,13 +49,9 @@ size_t append_text(WCHAR* target, size_t capacity, const WCHAR* source) {
     return length < capacity ? copy_text(target + length, capacity - length, source) : 0;
 }
 
-bool same_text(const WCHAR* a, const WCHAR* b) {
-    size_t length = text_length(a);
-    return length == text_length(b) && (length == 0 || std::memcmp(a, b, length * sizeof(WCHAR)) == 0);
-}
-
 bool same_text_ignoring_case(const WCHAR* a, const WCHAR* b) {
-    return lstrcmpiW(a ? a : TEXT(""), b ? b : TEXT("")) == 0;
+    const size_t length = text_length(a);
+    return length == text_length(b) && same_units_ignoring_case(a, b, length);
 }
 
 bool starts_with(const WCHAR* text, const WCHAR* prefix) {
@@ -38,12 +60,8 @@ bool starts_with(const WCHAR* text, const WCHAR* prefix) {
 }
 
 bool starts_with_ignoring_case(const WCHAR* text, const WCHAR* prefix) {
-    size_t length = text_length(prefix);
-    PathText head;
-    if (text_length(text) < length || length >= head.capacity()) return false;
-    std::memcpy(head.data(), text, length * sizeof(WCHAR));
-    head.truncate(length);
-    return same_text_ignoring_case(head.c_str(), prefix);
+    const size_t length = text_length(prefix);
+    return text_length(text) >= length && same_units_ignoring_case(text, prefix, length);
 }
 
 const WCHAR* find_last(const WCHAR* text, WCHAR unit) {

@@ -25,7 +25,7 @@ public:
         HeapArray<BYTE> data;
         DWORD size = 0;
         if (!handle_ || GetTokenInformation(handle_, kind, nullptr, 0, &size) || !size) return data;
-        if (data.alloc(size) && !GetTokenInformation(handle_, kind, data.get(), size, &size)) data.reset();
+        if (data.alloc(size, kQuietly) && !GetTokenInformation(handle_, kind, data.get(), size, &size)) data.reset();
         return data;
     }
 

@@ -96,6 +96,8 @@ struct Machine {
     std::u16string user = u"user";
     uint32_t session = inherited_session(), console_session = 1;
     bool session_query_fails = false;
+    bool visible_window_station = true;
+    bool pipes_deny_access = false;  // there, but nobody may open them
     std::map<uint32_t, std::u16string> session_users = {{1, u"user"}};
     bool has_local_app_data_low = true;
     std::u16string temp_folder = u"C:\\Windows\\Temp\\";
@@ -112,11 +114,13 @@ struct Module {
     std::map<uint32_t, std::vector<uint8_t>> data;  // RT_RCDATA
     uint32_t version_high = 0x000C0004, version_low = 0;
     std::map<std::string, FARPROC> functions;
+    bool run_as_code = false;  // was ever loaded otherwise than as data
 };
 // The driver's own module is registered by reset_all() with the string table of resources/.
 HMODULE driver_module();
 Module& driver_resources();
 HMODULE register_module(Module module);
+Module& module_of(HMODULE handle);
 
 // Printers ------------------------------------------------------------------------------------------
 
@@ -137,6 +141,7 @@ void close_printer(HANDLE handle);
 
 // One text file holds all roots: a line [ROOT\path] a key, then "name"=dword:xxxxxxxx, "name"="text" or
 // "name"=hex(type):.. a value, with \\ and \" for a backslash and a quote. False: the message says why.
+// The program has 64 bits: what the 32-bit view of HKEY_LOCAL_MACHINE\Software holds lies below its WOW6432Node.
 bool load_registry(const std::string& host_file, std::string& message);
 bool save_registry(const std::string& host_file, std::string& message);
 void set_registry_string(HKEY root, const std::u16string& path, const std::u16string& name, const std::u16string& text);
@@ -154,5 +159,7 @@ struct Message {
 };
 const std::vector<Message>& messages();
 void set_messages_quiet(bool quiet);
+// Called while a message is open.
+void set_while_message_open(std::function<void()> call);
 
 }  // namespace kv::host

@@ -99,6 +99,7 @@ HMODULE driver_module() {
     return handle_of(modules().all.front());
 }
 
+Module& module_of(HMODULE handle) { return find(handle)->module; }
 Module& driver_resources() { return find(driver_module())->module; }
 
 }  // namespace kv::host
@@ -122,11 +123,14 @@ HMODULE GetModuleHandleW(LPCWSTR name) {
     return entry ? handle_of(*entry) : fail_with<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
 }
 
-HMODULE LoadLibraryW(LPCWSTR path) {
+HMODULE LoadLibraryW(LPCWSTR path) { return LoadLibraryExW(path, nullptr, 0); }
+
+HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags) {
     Loaded* entry = find_by_name(path);
-    if (!entry || should_fail(CallKind::Process, "LoadLibraryW"))
+    if (!entry || should_fail(CallKind::Process, "LoadLibraryExW"))
         return fail_with<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
     ++entry->references;
+    if (!(flags & LOAD_LIBRARY_AS_DATAFILE)) entry->module.run_as_code = true;
     return handle_of(*entry);
 }
 

@@ -324,7 +324,8 @@ DWORD ask(const std::u16string& name, char question, Descriptor& connected) {
 bool is_pipe_name(const std::u16string& path) { return lower_case(path).starts_with(kPrefix); }
 
 HANDLE open_pipe(const std::u16string& name) {
-    if (should_fail(CallKind::Pipe, "CreateFileW")) return fail_with(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
+    if (should_fail(CallKind::Pipe, "CreateFileW") || machine().pipes_deny_access)
+        return fail_with(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
     Descriptor socket;
     if (const DWORD error = ask(name, kOpen, socket)) return fail_with(error, INVALID_HANDLE_VALUE);
     auto client = std::make_unique<Client>();

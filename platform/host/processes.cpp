@@ -223,4 +223,8 @@ DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL wait_al
 }
 
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+BOOL ProcessIdToSessionId(DWORD, LPDWORD session) {
+    *session = machine().session;
+    return machine().session_query_fails ? fail_with(ERROR_ACCESS_DENIED) : TRUE;
+}
 DWORD GetCurrentThreadId() { return static_cast<DWORD>(gettid()); }

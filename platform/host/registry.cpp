@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "platform/host/state.h"
+#include "platform/host/win32/system.h"
 
 namespace kv::host {
 namespace {
@@ -316,12 +317,22 @@ struct Access {
     }
 };
 
+// The 32-bit view of a 64-bit machine keeps its software in a place of its own.
+std::u16string viewed(HKEY root, LPCWSTR subkey, REGSAM access) {
+    const std::u16string path = subkey ? subkey : u"", software = u"software", narrow = u"\\wow6432node";
+    const bool has_views = machine().architecture != PROCESSOR_ARCHITECTURE_INTEL;
+    if (!has_views || root != HKEY_LOCAL_MACHINE || !(access & KEY_WOW64_32KEY)) return path;
+    const std::u16string lower = lower_case(path) + u'\\', rest = path.substr(std::min(path.size(), software.size()));
+    if (!lower.starts_with(software + u'\\') || lower.starts_with(software + narrow + u'\\')) return path;
+    return software + narrow + rest;
+}
+
 }  // namespace
 
 LSTATUS RegOpenKeyExW(HKEY root, LPCWSTR subkey, DWORD, REGSAM access, HKEY* key) {
     Access call(root, 0, "RegOpenKeyExW");
     if (call.status != ERROR_SUCCESS) return call.status;
-    Key* found = walk(call.at.key, subkey ? subkey : u"", false);
+    Key* found = walk(call.at.key, viewed(root, subkey, access), false);
     return found ? open_key(found, access, key) : static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
 }
 
@@ -329,9 +340,10 @@ LSTATUS RegCreateKeyExW(HKEY root, LPCWSTR subkey, DWORD, LPWSTR, DWORD, REGSAM 
                         LPDWORD disposition) {
     Access call(root, 0, "RegCreateKeyExW");
     if (call.status != ERROR_SUCCESS) return call.status;
-    bool existed = walk(call.at.key, subkey, false) != nullptr;
+    const std::u16string path = viewed(root, subkey, access);
+    bool existed = walk(call.at.key, path, false) != nullptr;
     if (disposition) *disposition = existed ? 2 : 1;
-    return open_key(walk(call.at.key, subkey, true), access, key);
+    return open_key(walk(call.at.key, path, true), access, key);
 }
 
 LSTATUS RegCloseKey(HKEY key) {

@@ -16,6 +16,7 @@ namespace {
 struct Messages {
     std::vector<Message> shown;
     bool quiet = false;
+    std::function<void()> while_open;
     std::vector<std::u16string> clipboard_formats;
     std::deque<MSG> queue;
 };
@@ -28,6 +29,7 @@ Messages& state() {
 
 const std::vector<Message>& messages() { return state().shown; }
 void set_messages_quiet(bool quiet) { state().quiet = quiet; }
+void set_while_message_open(std::function<void()> call) { state().while_open = std::move(call); }
 void reset_messages() { state() = Messages{}; }
 
 }  // namespace kv::host
@@ -83,10 +85,21 @@ LANGID GetUserDefaultLangID() {
     return static_cast<LANGID>(std::stoul(to_utf8(machine().default_language), nullptr, 16));
 }
 
+HWINSTA GetProcessWindowStation() { return reinterpret_cast<HWINSTA>(&machine()); }
+
+BOOL GetUserObjectInformationW(HANDLE, int kind, LPVOID data, DWORD capacity, LPDWORD) {
+    if (kind != static_cast<int>(UOI_FLAGS) || capacity < sizeof(USEROBJECTFLAGS)) {
+        return fail_with(ERROR_INSUFFICIENT_BUFFER);
+    }
+    *static_cast<USEROBJECTFLAGS*>(data) = {FALSE, FALSE, machine().visible_window_station ? DWORD{WSF_VISIBLE} : 0};
+    return TRUE;
+}
+
 int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT flags) {
     state().shown.push_back({text, caption ? caption : u"", flags});
     if (!state().quiet)
         std::fprintf(stderr, "%s: %s\n", to_utf8(caption ? caption : u"").c_str(), to_utf8(text).c_str());
+    if (state().while_open) state().while_open();
     return 1;
 }
 

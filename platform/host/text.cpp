@@ -248,6 +248,15 @@ DWORD CharLowerBuffW(LPWSTR text, DWORD length) {
     return length;
 }
 
+int LCMapStringW(LCID, DWORD flags, LPCWSTR source, int source_length, LPWSTR target, int capacity) {
+    if (flags != LCMAP_UPPERCASE || source_length < 1 || capacity < source_length) {
+        return fail_with(ERROR_INVALID_PARAMETER);
+    }
+    std::copy_n(source, source_length, target);
+    CharUpperBuffW(target, static_cast<DWORD>(source_length));
+    return source_length;
+}
+
 DWORD CharUpperBuffW(LPWSTR text, DWORD length) {
     // The inverse of the mapping above, found by trying: a capital is what becomes this letter.
     for (DWORD i = 0; i < length; ++i) {

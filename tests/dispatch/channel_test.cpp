@@ -12,13 +12,15 @@ namespace {
 const std::u16string kCannotLaunch = u"PrepareDispatcher was unable to launch the dispatcher.";
 const std::u16string kCannotReach = u"CDispatcher::StartDoc could not communicate with the dispatcher.";
 
+constexpr const WCHAR* kLaunchMutex = u"Local\\KV12_LocalMutex_LaunchDisp";
+
 using Codes = std::vector<DWORD>;
 
 struct ChannelTest : DispatchTest {
     // A process that holds the launch mutex.
     static std::unique_ptr<OtherProcess> launching_process() {
         return std::make_unique<OtherProcess>([](int socket) {
-            HANDLE mutex = CreateMutexW(nullptr, FALSE, u"Local\\KV12_LocalMutex_LaunchDisp");
+            HANDLE mutex = CreateMutexW(nullptr, FALSE, kLaunchMutex);
             if (WaitForSingleObject(mutex, 0) != WAIT_OBJECT_0) return;
             OtherProcess::send(socket, OtherProcess::kReady);
             pause();
@@ -113,10 +115,15 @@ TEST_F(ChannelTest, FindsTheDispatcherThatRunsComesUpOrStarts) {
 }
 
 TEST_F(ChannelTest, GivesUpADispatcherThatStartsTooSlowly) {
+    MutexProbe other(kLaunchMutex);
+    bool others_may_launch = false;
+    host::set_while_message_open([&] { others_may_launch = other.can_take(); });
     host::at_virtual_time(31000, [&] { serve(); });
     open_device();
     EXPECT_FALSE(device->start_document(u"Title", 7));
     EXPECT_EQ(messages(), std::vector{kCannotLaunch});
+    EXPECT_TRUE(others_may_launch);
+    host::set_while_message_open({});
     EXPECT_GT(virtual_time(), 30000u);
     EXPECT_LT(virtual_time(), 31000u);
     EXPECT_TRUE(device->end_document());
@@ -125,6 +132,29 @@ TEST_F(ChannelTest, GivesUpADispatcherThatStartsTooSlowly) {
     host::advance_clock(1000);
     ASSERT_TRUE(print(7, ED_ABORTDOC));
     EXPECT_EQ(codes(), Codes({1, 3}));
+}
+
+// The settings are those from before the wait.
+TEST_F(ChannelTest, KnowsWhatToSayBeforeItLooksForTheDispatcher) {
+    set(u"ShowDlg", 0x0102);
+    host::at_virtual_time(10000, [&] { set(u"ShowDlg", 0x0304); });
+    host::at_virtual_time(25000, [&] { serve(); });
+    ASSERT_TRUE(print(7, ED_ABORTDOC));
+    auto received = dispatcher->received();
+    ASSERT_EQ(received.size(), 2u);
+    EXPECT_EQ(to_hex(Bytes(received[0].begin() + 16, received[0].begin() + 20)), "02 01 00 00 ");
+
+    // Without memory for it nobody is asked. This name needs a block of its own.
+    DriverDevMode settings;
+    InitDefaultDevMode(u"P", settings);
+    const std::u16string name(2000, u'n');
+    for (uint64_t call = 1; call < 100 && !host::failed_function().starts_with("Global"); ++call) {
+        host::clear_failures();
+        host::fail_call(host::CallKind::Allocation, call);
+        const BOOL started = CDispatcher(u"Dispatcher", u"Disp").StartDoc({printer, u"P", settings, 7, name.c_str()});
+        EXPECT_EQ(started, host::calls_made(host::CallKind::Pipe) > 0);
+    }
+    EXPECT_EQ(host::failed_function(), "GlobalAlloc");
 }
 
 TEST_F(ChannelTest, OneProcessLaunchesAndTheOthersWait) {
@@ -179,11 +209,23 @@ TEST_F(ChannelTest, AnErrorOtherThanBusyEndsATry) {
     EXPECT_TRUE(WaitForDispatcher(u"Dispatcher", 1, 1000, &pipe));
     CloseHandle(pipe);
     dispatcher.reset();
-    EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, 0, &pipe));
     EXPECT_EQ(virtual_time(), 10u);
+    EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, 0, &pipe));
+    EXPECT_EQ(virtual_time(), 20u);
     EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, INFINITE, &pipe));
     EXPECT_GT(virtual_time(), 10000u);
     EXPECT_LT(virtual_time(), 11100u);
+}
+
+TEST_F(ChannelTest, RestsBetweenItsTriesAtAPipeThatDeniesAccess) {
+    serve();
+    host::machine().pipes_deny_access = true;
+    host::set_call_log(true);
+    HANDLE pipe = nullptr;
+    EXPECT_FALSE(WaitForDispatcher(u"Dispatcher", 1, 3000, &pipe));
+    const auto& log = host::call_log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), "CreateFileW"), 302);  // every 10 ms, until 3000 have passed
+    EXPECT_EQ(virtual_time(), 3010u);
 }
 
 TEST_F(ChannelTest, WithoutLeaveToLaunchItWaitsASecond) {

@@ -116,6 +116,20 @@ TEST_F(LaunchTest, OnlyStartsADispatcherBeforeTheDocument) {
     EXPECT_EQ(arguments(), "/source=x!DOCUMENTEVENT_STARTDOCPRE\n/job=1\n/autoexit=1\n/housekeeping=none\n");
 }
 
+// Of the 255 units all but the source's name must stand, and 49 and the blank before them do here.
+TEST_F(LaunchTest, CutsASourceNameThatIsTooLong) {
+    for (const auto& [length, kept] : {std::pair{171, 171}, {172, 172}, {173, 172}, {220, 172}}) {
+        install(make_script("kvdisp12", ""));
+        const std::u16string name = u"DOCUMENTEVENT_STARTDOCPRE" + std::u16string(static_cast<size_t>(length), u'x');
+        CDispatcher link(u"Dispatcher", u"Disp");
+        EXPECT_TRUE(PrepareDispatcher(link, name.c_str(), 1, 12, -1));
+        wait_for_arguments();
+        EXPECT_EQ(arguments(), "/source=DOCUMENTEVENT_STARTDOCPRE" + std::string(static_cast<size_t>(kept), 'x') +
+                                   "\n/session=12\n/job=1\n/autoexit=1\n/housekeeping=none\n");
+        fs::remove(shared + "/arguments");
+    }
+}
+
 TEST_F(LaunchTest, TriesThreeTimesToCreateAProcess) {
     install(write_file(shared + "/no-program", "x"));
     host::set_call_log(true);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "support/paths.h"
 #include "support/process_state.h"
 #include "tests/common/host_test.h"
 #include "tests/common/workspace.h"
@@ -46,16 +47,18 @@ protected:
 };
 
 TEST_F(ProcessTest, ReadsTheLocaleAndTheProcessor) {
-    const std::tuple<std::u16string, WORD, WORD> papers[] = {// the last one cannot be read
-                                                             {u"1", DMPAPER_LETTER, 1},
-                                                             {u"9", DMPAPER_A4, 2},
-                                                             {u"5", DMPAPER_A4, 2},
-                                                             {u"", DMPAPER_A4, 2}};
-    for (const auto& [paper, default_paper, units] : papers) {
+    const std::tuple<std::u16string, WORD, WORD, WORD> papers[] = {{u"1", DMPAPER_LETTER, 1, 1},
+                                                                   {u"9", DMPAPER_A4, 2, 2},
+                                                                   {u"8", DMPAPER_A4, 2, 2},
+                                                                   {u"5", DMPAPER_A4, 2, 1},
+                                                                   // cannot be read
+                                                                   {u"", DMPAPER_LETTER, 1, 1}};
+    for (const auto& [paper, default_paper, units, private_units] : papers) {
         host::machine().paper_size = paper;
         ProcessState state;
         read_system(state);
         EXPECT_TRUE(state.default_paper == default_paper && state.default_units == units);
+        EXPECT_EQ(state.private_units, private_units);
         EXPECT_EQ(state.default_language, 0x0409);
         EXPECT_TRUE(state.clipboard_file && state.clipboard_note && state.clipboard_metadata);
     }
@@ -108,17 +111,38 @@ TEST_F(ProcessTest, CopiesTheLibraryOfAnotherVersion) {
     EXPECT_EQ(process_state().header_byte, 0x22);
     const auto& doomed = host::files_deleted_at_restart();
     ASSERT_EQ(doomed.size(), 1u);
-    EXPECT_TRUE(doomed[0].starts_with(u"C:\\Windows\\Temp\\~KV"));
+    EXPECT_TRUE(doomed[0].starts_with(u"C:\\Windows\\Temp\\~KV") && FileExists(doomed[0].c_str()));
     detach();
+    EXPECT_FALSE(FileExists(doomed[0].c_str()));
 }
 
 TEST_F(ProcessTest, PrefersTheLibraryThatTheRegistryNames) {
-    put_library(kLibrary, 0);
-    const HMODULE named = put_library(u"C:\\Windows\\Temp\\german.dll", 0);
-    host::set_registry_string(HKEY_CURRENT_USER, kProductKey, u"ResourceLibrary0409", u"C:\\Windows\\Temp\\german.dll");
+    const HMODULE own = put_library(kLibrary, 0), beside = put_library(kFolder + u"\\german.dll", 0),
+                  elsewhere = put_library(u"C:\\Windows\\Temp\\german.dll", 0);
+    const std::tuple<const WCHAR*, const WCHAR*, HMODULE> cases[] = {
+        // what the user and the machine name
+        {u"C:\\Windows\\Temp\\german.dll", u"german.dll", elsewhere},
+        {u"german.dll", u"", beside},
+        {u"C:\\gone.dll", u"german.dll", beside},
+        {u"gone.dll", u"C:\\gone.dll", own}};
+    for (const auto& [user, machine, taken] : cases) {
+        host::set_registry_string(HKEY_CURRENT_USER, kProductKey, u"ResourceLibrary0409", user);
+        host::set_registry_string(HKEY_LOCAL_MACHINE, kProductKey, u"ResourceLibrary0409", machine);
+        ASSERT_TRUE(attach());
+        EXPECT_EQ(process_state().resource_module, taken);
+        detach();
+    }
+    EXPECT_TRUE(shown().empty());
+    for (HMODULE library : {own, beside, elsewhere}) EXPECT_FALSE(host::module_of(library).run_as_code);
+}
+
+TEST_F(ProcessTest, SaysNothingWhenSilent) {
+    host::set_registry_dword(HKEY_CURRENT_USER, kProductKey, u"Silent", 1);
     ASSERT_TRUE(attach());
-    EXPECT_EQ(process_state().resource_module, named);
+    EXPECT_EQ(process_state().resource_module, host::driver_module());
+    EXPECT_TRUE(shown().empty());
     detach();
+    process_state().silent = 0;
 }
 
 TEST_F(ProcessTest, CombinesTheMachinesAndTheUsersSettings) {

@@ -396,6 +396,7 @@ TEST_F(PrepareTest, LeavesWhatItHasWhenMemoryIsOut) {
     }
     host::clear_failures();
     EXPECT_TRUE(seen[1] && seen[3]);
+    EXPECT_TRUE(shown().empty());
 }
 
 }  // namespace

@@ -143,9 +143,14 @@ TEST(Rle, EndsWhenTheSinkRefusesAndForRowsBeyondTheirStride) {
     Dib dib = Dib::noise(200, 100, 8, random);
     for (int accepted : {0, 1, 2}) {
         Sink sink = {0, accepted};
+        const DWORD most = 4096u * static_cast<DWORD>(accepted + 1) + 300;  // a buffer each, and what was at hand
         DWORD size = 0;
         EXPECT_FALSE(EncodeRle8(dib.row(0), 20000, 200, 200, Sink::take, &sink, &size));
         EXPECT_EQ(sink.calls, accepted + 1);
+        EXPECT_LE(size, most);  // nothing is encoded for nobody
+        sink.calls = 0;
+        EXPECT_FALSE(EncodeRle8(dib.row(0), 20000, 20000, 20000, Sink::take, &sink, &size));  // one row
+        EXPECT_LE(size, most);
     }
     DWORD size = 0;
     EXPECT_FALSE(EncodeRle8(dib.row(0), 20000, 201, 200, nullptr, nullptr, &size));

@@ -156,6 +156,7 @@ TEST_F(JobNameTest, GetsANameThroughEachFailingCall) {
         }
         host::set_registry_string(HKEY_CURRENT_USER, kJobNames, u"00000001", u"prepared.txt");
     });
+    EXPECT_TRUE(shown().empty());
     host::close_printer(handle);
     before = host::live_objects();
 }

@@ -14,13 +14,15 @@ namespace {
 using Text = std::u16string;
 const Text kProduct = u"Software\\Velmora Software\\Karvo12";
 const Text kPrinter = kProduct + u"\\KarvoPrinters\\P";
+// Of the machine, in the view that programs of both widths have of a printer's key.
+const Text kPrinter32 = u"Software\\WOW6432Node\\Velmora Software\\Karvo12\\KarvoPrinters\\P";
 
 class SettingsTest : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
         process_state().default_paper = DMPAPER_A4;
-        process_state().default_units = 2;
+        process_state().default_units = process_state().private_units = 2;
     }
     static void custom_paper(const Text& name, uint32_t id, uint32_t width, uint32_t height, uint32_t units) {
         const Text key = kProduct + u"\\CustomPapers\\" + name;
@@ -88,8 +90,10 @@ TEST_F(SettingsTest, SizesPagesInPixels) {
     mode.dmPaperWidth = 2540;
     mode.dmPaperLength = 1270;
     EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 6000);
-    mode.dmPaperLength = 0;
-    EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 4961);
+    for (SHORT unusable : std::initializer_list<SHORT>{0, -1, -32768}) {
+        mode.dmPaperLength = unusable;
+        EXPECT_EQ(GetPaperSizePixels(mode, 600).width_px, 4961) << unusable;
+    }
 }
 
 TEST_F(SettingsTest, StartsFromTheDefaults) {
@@ -247,6 +251,22 @@ TEST_F(SettingsTest, ResolvesPapersByTableThenNameThenIdThenSize) {
     EXPECT_EQ(mode.dmPaperSize, DMPAPER_LETTER);
 }
 
+TEST_F(SettingsTest, KeepsCustomPapersWithinADeviceMode) {
+    const std::tuple<uint32_t, SHORT, LONG> papers[] = {// micrometres, tenths of a millimetre, pixels
+                                                        {3276800, 32767, 77402},
+                                                        {2147483647, 32767, 77402},
+                                                        {2147483648u, 0, 4961},
+                                                        {99, 0, 4961}};
+    for (const auto& [width, tenths, pixels] : papers) {
+        custom_paper(u"Roll", 310, width, 3276700, 2);
+        DriverDevMode source = defaults(), mode = defaults();
+        source.dmFields = DM_PAPERSIZE;
+        source.dmPaperSize = 310;
+        MergePublicDevModeFields(source, mode);
+        EXPECT_TRUE(mode.dmPaperWidth == tenths && GetPaperSizePixels(mode, 600).width_px == pixels) << width;
+    }
+}
+
 // Each layer says one resolution more; the last one present wins.
 TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
     host::Printer printer;
@@ -283,11 +303,17 @@ TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
 
 TEST_F(SettingsTest, MergesPaperTraysByOwner) {
     const std::tuple<HKEY, Text, Text, Text> trays_of_owners[] = {
-        {HKEY_LOCAL_MACHINE, kProduct, u"302", u"m302"},   {HKEY_LOCAL_MACHINE, kProduct, u"300", u"m300"},
-        {HKEY_LOCAL_MACHINE, kProduct, u"0301", u"zero"},  {HKEY_LOCAL_MACHINE, kProduct, u"299", u"below"},
-        {HKEY_LOCAL_MACHINE, kProduct, u"32767", u"over"}, {HKEY_LOCAL_MACHINE, kPrinter, u"302", u"p302"},
-        {HKEY_CURRENT_USER, kProduct, u"300", u"u300"},    {HKEY_CURRENT_USER, kProduct, u"32766", u"u"},
-        {HKEY_CURRENT_USER, kPrinter, u"302", u"q302"},    {HKEY_CURRENT_USER, kPrinter, u"32766", u"q"}};
+        {HKEY_LOCAL_MACHINE, kProduct, u"302", u"m302"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"300", u"m300"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"0301", u"zero"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"299", u"below"},
+        {HKEY_LOCAL_MACHINE, kProduct, u"32767", u"over"},
+        {HKEY_LOCAL_MACHINE, kPrinter32, u"302", u"p302"},
+        {HKEY_LOCAL_MACHINE, kPrinter, u"302", u"of the other view"},
+        {HKEY_CURRENT_USER, kProduct, u"300", u"u300"},
+        {HKEY_CURRENT_USER, kProduct, u"32766", u"u"},
+        {HKEY_CURRENT_USER, kPrinter, u"302", u"q302"},
+        {HKEY_CURRENT_USER, kPrinter, u"32766", u"q"}};
     for (const auto& [root, key, bin, name] : trays_of_owners) {
         host::set_registry_string(root, key + u"\\PaperTrays", bin, name);
     }
@@ -302,6 +328,12 @@ TEST_F(SettingsTest, MergesPaperTraysByOwner) {
         EXPECT_EQ(Text(trays.find(32766)->name.c_str()), u"q");
         EXPECT_EQ(trays.find(301), nullptr);
     }
+    // A machine of 32 bits has one view.
+    process_state().processor = host::machine().architecture = PROCESSOR_ARCHITECTURE_INTEL;
+    host::machine().administrator = false;
+    PaperTrays trays;
+    GetPaperTrays(u"P", trays);
+    EXPECT_EQ(Text(trays.find(302)->name.c_str()), u"of the other view");
 }
 
 TEST_F(SettingsTest, ReportsPrinterFailuresOnlyWhenAsked) {
@@ -322,6 +354,32 @@ TEST_F(SettingsTest, ReportsPrinterFailuresOnlyWhenAsked) {
     EXPECT_EQ(shown()[2], u"Out of memory (CPrinter::GetPrinterInfo).");
     EXPECT_TRUE(CPrinter::GetPrinterInfo(handle, 5, info, false));
     host::close_printer(handle);
+}
+
+// What lies outside the spooler's answer is never read.
+TEST_F(SettingsTest, TakesWholeDeviceModesOnly) {
+    const std::tuple<size_t, WORD, WORD, size_t> cases[] = {// bytes there, dmSize, dmDriverExtra, bytes taken
+                                                            {592, 220, 364, 584},
+                                                            {583, 220, 364, 0},
+                                                            {584, 220, 65535, 0},
+                                                            {72, 72, 0, 72},
+                                                            {71, 72, 0, 0}};
+    for (const auto& [there, size, extra, taken] : cases) {
+        DriverDevMode says = defaults();
+        says.dmSize = size;
+        says.dmDriverExtra = extra;
+        host::Printer printer;
+        std::vector<uint8_t> mode = bytes(says);
+        mode.resize(there);
+        printer.devmode2 = printer.devmode8 = printer.devmode9 = mode;
+        HANDLE handle = host::open_printer(printer);
+        for (DWORD level : {2u, 8u, 9u}) {
+            HeapArray<BYTE> copy;
+            EXPECT_EQ(GetPrinterDevMode(handle, level, copy, true), taken ? TRUE : FALSE) << there;
+            EXPECT_TRUE(!taken || std::memcmp(copy.get(), mode.data(), taken) == 0) << there;
+        }
+        host::close_printer(handle);
+    }
 }
 
 // Whatever call fails, settings are loaded from what remains, and nothing is held afterwards.
@@ -346,6 +404,7 @@ TEST_F(SettingsTest, LoadsThroughEachFailingCall) {
         EXPECT_TRUE(settings.kv.Resolution == 105 || (settings.kv.Resolution == 600 && !sound));
         EXPECT_TRUE(trays.count == 1 || (trays.count == 0 && !sound));
     });
+    EXPECT_TRUE(shown().empty()) << "none of it must be had";
     host::close_printer(handle);
     before = host::live_objects();
 }

@@ -1,15 +1,21 @@
 #include "support/file.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 
 #include "support/memory.h"
 #include "support/paths.h"
+#include "support/process_state.h"
 #include "tests/common/host_test.h"
 #include "tests/common/workspace.h"
 
 namespace kv::test {
 namespace {
 
+using Text = std::u16string;
 constexpr const WCHAR* kPath = u"C:\\Windows\\Temp\\a.kv";
 
 struct FileTest : HostTest {
@@ -68,10 +74,7 @@ TEST_F(FileTest, PatchesThroughThePositionStack) {
     EXPECT_TRUE(file->Seek(4) && file->SetEndOfFile());
     EXPECT_EQ(content(kPath), "01AB");
     destroy_object(file);
-}
-
-TEST_F(FileTest, WritesWhatIsBufferedWhenItGoes) {
-    File* file = NewFile(kPath, 0x1001);
+    file = NewFile(kPath, 0x1001);
     EXPECT_TRUE(file->Write("kept", 4));
     destroy_object(file);
     EXPECT_EQ(content(kPath), "kept");
@@ -88,15 +91,9 @@ TEST_F(FileTest, CreatesMissingFoldersAndDeletesReadOnlyFiles) {
     EXPECT_TRUE(host::messages().empty());
 }
 
-TEST_F(FileTest, ReportsAFailedOpenWithNumberedTexts) {
-    EXPECT_FALSE(NewFile(u"C:\\Windows", 0x1001));
-    EXPECT_FALSE(NewFile(u"C:\\Windows\\Temp\\missing", 0));
-    ASSERT_EQ(shown().size(), 2u);
-    EXPECT_TRUE(shown()[1].starts_with(u"An error of type 12151")) << "no resource module is set here";
-}
-
 // One failure is one message, and names what failed.
 TEST_F(FileTest, NamesWhatRanOutOfMemory) {
+    EXPECT_FALSE(NewFile(u"C:\\Windows", 0x1001));
     host::fail_call(host::CallKind::Allocation, 1);
     EXPECT_FALSE(NewFile(kPath, 0x1001));
     File* file = NewFile(kPath, 0x1001);
@@ -105,8 +102,8 @@ TEST_F(FileTest, NamesWhatRanOutOfMemory) {
         CreateFileW(u"C:\\Windows\\Temp\\b", GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     host::fail_call(host::CallKind::Allocation, 1);
     EXPECT_FALSE(file->CopyFromFile(other, 0, -1, FALSE));
-    EXPECT_EQ(shown(),
-              (std::vector<std::u16string>{u"Out of memory (NewFile).", u"Out of memory (File::CopyFromFile)."}));
+    EXPECT_EQ(shown(), (std::vector<Text>{u"An error of type 12140 occurred.", u"Out of memory (NewFile).",
+                                          u"Out of memory (File::CopyFromFile)."}));
     CloseHandle(other);
     EXPECT_TRUE(file->CloseAndDelete(FALSE));
     destroy_object(file);
@@ -146,6 +143,77 @@ TEST_F(FileTest, PrintsTextsOfEverySize) {
     EXPECT_TRUE(file->CloseAndDelete(FALSE));
     EXPECT_FALSE(print(*file, "closed"));
     destroy_object(file);
+}
+
+TEST_F(FileTest, WritesNothingTwiceBehindAFailure) {
+    const auto limit_files = [](rlim_t bytes) {
+        rlimit limit;
+        getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = std::min(bytes, limit.rlim_max);
+        setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    signal(SIGXFSZ, SIG_IGN);
+    std::string first(32700, 'x');
+    for (size_t i = 0; i < first.size(); i += 100) first.replace(i, 6, std::to_string(100000 + i));
+    for (DWORD more : {100u, 70000u}) {
+        File* file = NewFile(kPath, 0x1001);
+        const std::string second(more, 'y');
+        EXPECT_TRUE(file->Write(first.data(), 32700));
+        limit_files(700);  // within a piece of 512 bytes
+        EXPECT_FALSE(file->Write(second.data(), more) || file->Flush());
+        limit_files(RLIM_INFINITY);
+        LONG position = 0;
+        EXPECT_TRUE(file->GetPosition(&position) && position == 32700);
+        EXPECT_TRUE(file->Write(second.data(), more) && file->Close());
+        EXPECT_TRUE(content(kPath) == first + second) << more;
+        destroy_object(file);
+    }
+}
+
+TEST_F(FileTest, HasNoNameBehindAFailedOpen) {
+    process_state().resource_module = host::driver_module();
+    for (const WCHAR* path : {u"C:\\Windows", u""}) {
+        for (int kind : {0, 1, 2}) {
+            File file;
+            EXPECT_TRUE(file.Create(kPath, FALSE, nullptr));
+            host::machine().temp_folder = u"C:\\none\\";
+            EXPECT_FALSE(kind == 0   ? file.Create(path, FALSE, nullptr)
+                         : kind == 1 ? file.OpenAlways(path, FALSE)
+                                     : file.OpenRead(path, FALSE));
+            EXPECT_TRUE(!*file.GetName() && !file.IsOpen() && file.CloseAndDelete(FALSE) && FileExists(kPath));
+        }
+    }
+    const Text create = u"Could not create the file ", open = u"Could not open the file ",
+               denied = u"C:\\Windows. Access is denied.", none = u". The path was not found.";
+    EXPECT_EQ(shown(), (std::vector{create + denied, open + denied, open + denied, create + u"C:\\none\\" + none,
+                                    open + u"C:\\none\\" + none, open + none}));
+    host::machine().temp_folder = u"C:\\Windows\\Temp\\";
+    File file;
+    EXPECT_TRUE(file.OpenAlways(u"", FALSE) && Text(file.GetName()).find(u"\\Temp\\~KV") != Text::npos);
+    EXPECT_TRUE(file.CloseAndDelete(FALSE));
+    EXPECT_FALSE(file.OpenRead(file.GetName(), FALSE));
+    EXPECT_NE(shown().back().find(u"\\Temp\\~KV"), Text::npos) << "its own name is told";
+    process_state().resource_module = nullptr;
+}
+
+TEST_F(FileTest, CopiesWhatIsAskedForOrSaysThatItIsNotThere) {
+    const WCHAR* source = u"C:\\Windows\\Temp\\b";
+    write_file(host::host_path(source), "0123456789");
+    HANDLE other = CreateFileW(source, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    const std::tuple<LONG, LONG, BOOL, std::string> cases[] = {{4, 3, TRUE, "456"},     {4, 6, TRUE, "456789"},
+                                                               {4, 7, FALSE, "456789"}, {4, -1, TRUE, "456789"},
+                                                               {12, 1, FALSE, ""},      {12, -1, TRUE, ""}};
+    for (const auto& [offset, count, copied, text] : cases) {
+        File file;
+        EXPECT_TRUE(file.Create(kPath, FALSE, nullptr));
+        SetLastError(0);
+        EXPECT_EQ(file.CopyFromFile(other, offset, count, FALSE), copied) << offset << ' ' << count;
+        EXPECT_EQ(GetLastError(), copied ? DWORD{0} : DWORD{ERROR_HANDLE_EOF});
+        EXPECT_TRUE(file.Close());
+        EXPECT_EQ(content(kPath), text);
+    }
+    CloseHandle(other);
+    DeleteFileW(source);
 }
 
 // Every call of every kind failing in its turn: the result says so, nothing leaks, no file stays.

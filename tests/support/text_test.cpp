@@ -1,5 +1,6 @@
 #include "support/text.h"
 
+#include "support/message.h"
 #include "support/os_level.h"
 #include "support/paths.h"
 #include "support/process_state.h"
@@ -14,6 +15,7 @@ namespace {
 using Text = std::u16string;
 struct TextTest : HostTest {};
 struct PathTest : HostTest {};
+struct MessageTest : HostTest {};
 struct RegKeyTest : HostTest {};
 
 TEST_F(TextTest, TruncatesAndTerminates) {
@@ -27,6 +29,19 @@ TEST_F(TextTest, TruncatesAndTerminates) {
     TextBuffer<4> number;
     EXPECT_EQ(format_text(number.data(), number.capacity(), u"%d", -2147483647 - 1), 3u);
     EXPECT_EQ(Text(number.c_str()), u"-21");
+}
+
+TEST_F(TextTest, ComparesUnitByUnitWithoutCase) {
+    const std::tuple<const WCHAR*, const WCHAR*, bool> cases[] = {{u"a\u00C4Z9_", u"A\u00E4z9_", true},
+                                                                  {u"stra\u00DFe", u"STRASSE", false},
+                                                                  {u"\u00E6", u"ae", false},
+                                                                  {u"a", u"ab", false},
+                                                                  {nullptr, u"", true},
+                                                                  {u"[", u"{", false}};
+    int row = 0;
+    for (const auto& [a, b, same] : cases) EXPECT_EQ(same_text_ignoring_case(a, b), same) << row++;
+    EXPECT_TRUE(starts_with_ignoring_case(Text(301, u'a').c_str(), Text(300, u'A').c_str()));
+    EXPECT_FALSE(starts_with_ignoring_case(u"a", u"ab"));
 }
 
 TEST_F(TextTest, FormatsAsTheLibraryDoes) {
@@ -143,6 +158,37 @@ TEST_F(RegKeyTest, ReadsAndWritesTypedValues) {
     EXPECT_EQ(key.EnumValueName(2), nullptr);
     EXPECT_TRUE(key.DeleteValue(u"Number"));
     EXPECT_FALSE(key.ValueExists(u"Number"));
+}
+
+TEST_F(MessageTest, AreShownOnlyWhereSomebodyCanCloseThem) {
+    // Silent, session, whether that is unknown, whether the station is visible; whether a box is seen.
+    const std::tuple<DWORD, uint32_t, bool, bool, bool> cases[] = {
+        {0, 1, false, true, true},   {1, 1, false, true, false}, {0, 0, false, true, false},
+        {0, 1, false, false, false}, {0, 0, true, true, true},   {0, 1, true, false, false}};
+    for (const auto& [silent, session, unknown, visible, seen] : cases) {
+        process_state().silent = silent;
+        host::machine().session = session;
+        host::machine().session_query_fails = unknown;
+        host::machine().visible_window_station = visible;
+        const size_t earlier = shown().size();
+        SetLastError(77);
+        report_out_of_memory(u"AllocMem");
+        report_system_error(u"GetPrinter", 99999);  // without a text, which is an error of its own
+        report_file_error(12151, u"a", 99999);
+        EXPECT_EQ(GetLastError(), 77u);
+        EXPECT_EQ(shown().size() - earlier, seen ? 3u : 0u) << silent << session << unknown << visible;
+    }
+    process_state().silent = 0;
+}
+
+TEST_F(MessageTest, FillInTextsAndNothingElse) {
+    host::Module library;
+    library.strings = {{1, u"%s and %s, %s%d %n%-5s 100%%"}};
+    process_state().resource_module = host::register_module(library);
+    report_message(1, u"%s", u"b");
+    report_message(12144, u"SendDispatch failed.");
+    EXPECT_EQ(shown(), (std::vector<Text>{u"%s and b, %d %n%-5s 100%", u"SendDispatch failed."}));
+    process_state().resource_module = nullptr;
 }
 
 using RecordBufferTest = HostTest;

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "driver/pdevice.h"
@@ -145,6 +148,52 @@ TEST_F(DllTest, CatchesAccessViolationsInEscapesAndFonts) {
     hook<decltype(DrvDestroyFont)>(INDEX_DrvDestroyFont)(&font);
     EXPECT_EQ(font.pvConsumer, nullptr);
     EXPECT_EQ(GetLastError(), 31u);
+}
+
+BOOL CALLBACK count_name(HMODULE, LPCWSTR, LPWSTR, LONG_PTR count) { return ++*reinterpret_cast<int*>(count) > 0; }
+
+// The registry names a library beside the driver. It has another version, and leaves a file when it is run.
+TEST(ResourceLibraryTest, HasItsTextsTakenAndNoCodeRun) {
+    constexpr const WCHAR *kKey = TEXT("Software\\Velmora Software\\Karvo12"), *kLibrary = TEXT("entry_library.dll");
+    WCHAR value[32] = TEXT("ResourceLibrary"), temporary[MAX_PATH];
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IDEFAULTLANGUAGE, value + wcslen(value), 8);
+    GetTempPathW(MAX_PATH, temporary);
+    const auto mark = std::filesystem::path(temporary) / "karvo-entry-point";
+    const auto private_copies = [&] {
+        return std::ranges::count_if(std::filesystem::directory_iterator(temporary), [](const auto& file) {
+            return file.path().filename().wstring().starts_with(L"~KV") && file.path().extension() == L".tmp";
+        });
+    };
+    HMODULE library = LoadLibraryW(kLibrary);
+    ASSERT_TRUE(library && FreeLibrary(library) && std::filesystem::remove(mark)) << "it leaves no file at all";
+    RegSetKeyValueW(HKEY_CURRENT_USER, kKey, value, REG_SZ, kLibrary, static_cast<DWORD>(wcslen(kLibrary) + 1) * 2);
+    {
+        engine::Driver driver;
+        DriverDevMode mode = scenes::device_mode(0);
+        engine::Device device(driver, nullptr, &mode, TEXT("P"));
+        ASSERT_TRUE(device.is_open() && device.start_document(TEXT("Texts"), 3));
+        File& job = *reinterpret_cast<PDEVICE*>(device.handle())->job;
+        ASSERT_TRUE(job.Flush());
+        std::ifstream in(std::filesystem::path(job.GetName()), std::ios::binary);
+        const std::string content{std::istreambuf_iterator<char>(in), {}};
+        in.close();
+        // The last byte of the document's header is the library's text 10060.
+        EXPECT_NE(content.find(std::string("\x0E\0\0\xC0\x04\x0C\0\x4D", 8)), std::string::npos);
+        EXPECT_EQ(private_copies(), 1);
+        EXPECT_TRUE(device.end_document(ED_ABORTDOC));
+    }
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, value);
+    EXPECT_EQ(private_copies(), 0);
+
+    library = LoadLibraryExW(kLibrary, nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+    int tables = 0;
+    EnumResourceNamesW(library, RT_STRING, count_name, reinterpret_cast<LONG_PTR>(&tables));
+    EXPECT_EQ(tables, 2);
+    HRSRC table = FindResourceW(library, MAKEINTRESOURCEW(1211), RT_RCDATA);
+    ASSERT_EQ(SizeofResource(library, table), 5u);
+    EXPECT_EQ(std::memcmp(LockResource(LoadResource(library, table)), "table", 5), 0);
+    EXPECT_TRUE(FreeLibrary(library));
+    EXPECT_FALSE(std::filesystem::exists(mark));
 }
 
 }  // namespace

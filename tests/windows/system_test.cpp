@@ -172,6 +172,7 @@ TEST_F(SystemTest, ShowsItsMessagesWithTheSystemsReasons) {
     EXPECT_EQ(NewFile((folder / "none").c_str(), 0), nullptr);
     report_message(12144, TEXT("SendDispatch failed."));
     report_message(9, nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND}) << "of the file";
     ASSERT_EQ(shown.size(), 3u);
     const std::wstring opening = L"Could not open the file " + (folder / "none").wstring() + L". ";
     EXPECT_EQ(shown[0].text.substr(0, opening.size()), opening);
@@ -182,6 +183,12 @@ TEST_F(SystemTest, ShowsItsMessagesWithTheSystemsReasons) {
         EXPECT_EQ(message.title, L"Karvo");
         EXPECT_EQ(message.kind, UINT{MB_OK | MB_ICONERROR | MB_SETFOREGROUND});
     }
+}
+
+TEST_F(SystemTest, ComparesNamesUnitByUnit) {
+    EXPECT_TRUE(same_text_ignoring_case(TEXT("\u00C4nn_Z9"), TEXT("\u00E4NN_z9")));
+    EXPECT_FALSE(same_text_ignoring_case(TEXT("stra\u00DFe"), TEXT("strasse")));
+    EXPECT_FALSE(same_text_ignoring_case(TEXT("co-op"), TEXT("co\u00ADop")));
 }
 
 TEST_F(SystemTest, WaitsForTheProgramsThatItRuns) {

@@ -49,6 +49,7 @@ enum : int {
     DMORIENT_PORTRAIT = 1,
     DMORIENT_LANDSCAPE = 2,
     DMPAPER_LETTER = 1,
+    DMPAPER_A3 = 8,
     DMPAPER_A4 = 9,
 };
 

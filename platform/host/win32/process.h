@@ -47,6 +47,7 @@ HANDLE GetCurrentProcess();
 HANDLE GetCurrentThread();
 DWORD GetCurrentProcessId();
 DWORD GetCurrentThreadId();
+BOOL ProcessIdToSessionId(DWORD process, LPDWORD session);
 BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTES* process_security,
                     SECURITY_ATTRIBUTES* thread_security, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR folder,
                     STARTUPINFOW* startup, PROCESS_INFORMATION* process);

@@ -27,6 +27,12 @@ enum : DWORD {
     MB_ICONERROR = 0x10,
     MB_ICONINFORMATION = 0x40,
     MB_SETFOREGROUND = 0x10000,
+    UOI_FLAGS = 1,
+    WSF_VISIBLE = 1,
+    LOAD_LIBRARY_AS_DATAFILE = 2,
+    LOAD_LIBRARY_AS_IMAGE_RESOURCE = 0x20,
+    LOCALE_INVARIANT = 0x7F,
+    LCMAP_UPPERCASE = 0x200,
     FORMAT_MESSAGE_IGNORE_INSERTS = 0x200,
     FORMAT_MESSAGE_FROM_SYSTEM = 0x1000,
     SM_DBCSENABLED = 42,
@@ -40,6 +46,8 @@ enum : DWORD {
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR path, DWORD capacity);
 HMODULE GetModuleHandleW(LPCWSTR name);
 HMODULE LoadLibraryW(LPCWSTR path);
+// As data no entry point runs.
+HMODULE LoadLibraryExW(LPCWSTR path, HANDLE reserved, DWORD flags);
 BOOL FreeLibrary(HMODULE module);
 FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 BOOL DisableThreadLibraryCalls(HMODULE module);
@@ -103,6 +111,16 @@ int lstrlenW(LPCWSTR text);
 int lstrcmpiW(LPCWSTR a, LPCWSTR b);
 DWORD CharLowerBuffW(LPWSTR text, DWORD length);
 DWORD CharUpperBuffW(LPWSTR text, DWORD length);
+// LCMAP_UPPERCASE only.
+int LCMapStringW(LCID locale, DWORD flags, LPCWSTR source, int source_length, LPWSTR target, int capacity);
+
+struct USEROBJECTFLAGS {
+    BOOL fInherit, fReserved;
+    DWORD dwFlags;
+};
+HWINSTA GetProcessWindowStation();
+// UOI_FLAGS only.
+BOOL GetUserObjectInformationW(HANDLE object, int kind, LPVOID data, DWORD capacity, LPDWORD needed);
 
 // Messages to the user: the host writes them to standard error and keeps them for the tests.
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT flags);
