@@ -180,8 +180,8 @@ BOOL CTtf::unique_identifier(WCHAR* target, size_t capacity) const {
 }
 
 BOOL CTtf::ParseFont() {
-    // Of a parse whatever it reads, and much more than a small map's many records make it.
-    constexpr DWORD kFixedCost = 4096;
+    // Of a parse however small its tables are: each of a map's 256 records is looked for among the others.
+    constexpr DWORD kFixedCost = 16384;
     if (image().size() < SfntDirectory::kHeaderSize || begins_with(image(), tag("ttcf"))) return FALSE;
     if (!take_from_budget(kFixedCost + SfntDirectory(image(), directory_order_).size())) return FALSE;
     set_directory_order(ByteOrder::Host);
