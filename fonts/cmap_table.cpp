@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "fonts/index_ranges.h"
+#include "fonts/table_layout.h"
 
 namespace kv {
 namespace {
@@ -20,11 +21,9 @@ constexpr WindowsEncoding kWindowsEncodings[] = {
     {1361, 130}  // Johab
 };
 
-// Header of formats 0, 2, 4 and 6: format, length, language. The format alone when the rest is cut off.
-constexpr size_t kShortHeaderUnits = 3;
-constexpr size_t kFormat4HeaderUnits = 7, kFormat4FixedSize = 16, kFormat4SegmentSize = 8;
-constexpr size_t kFormat6HeaderUnits = 5, kFormat6HeaderSize = 10;
-constexpr size_t kLongHeaderSize = 12, kFormat12HeaderSize = 16, kGroupSize = 12;
+// The arrays of a format-4 subtable stand behind its header: one, a reserved word, and three.
+constexpr size_t kFormat4FixedSize = kSizeOf<Format4Layout> + 2, kFormat4SegmentSize = 8;
+constexpr size_t kGroupSize = 12;  // of format 12, whose groups stand behind their number
 
 WORD unit_at(const BYTE* array, size_t index, ByteOrder order) { return load_u16(array + 2 * index, order); }
 
@@ -49,41 +48,49 @@ void swap_format4(std::span<BYTE> subtable, ByteOrder from) {
         [&](DWORD start, DWORD end) { swap_u16(glyph_ids + 2 * start, end - start); });
     if (map.segments) {
         // The reserved word between the first array and the other three stays.
-        swap_u16(subtable.data() + 2 * kFormat4HeaderUnits, map.segments);
+        swap_u16(subtable.data() + kSizeOf<Format4Layout>, map.segments);
         swap_u16(subtable.data() + kFormat4FixedSize + 2 * map.segments, 3 * map.segments);
     }
-    swap_u16(subtable.data(), kFormat4HeaderUnits);
+    swap_fields(subtable, Format4Layout::kFields);
 }
 
 void swap_format6(std::span<BYTE> subtable, ByteOrder from) {
-    const size_t ids = std::min<size_t>(unit_at(subtable.data(), 4, from), (subtable.size() - kFormat6HeaderSize) / 2);
-    swap_u16(subtable.data(), kFormat6HeaderUnits + ids);
+    const std::span<BYTE> behind = subtable.subspan(kSizeOf<Format6Layout>);
+    const DWORD ids = load<Format6Layout::kEntryCount>(subtable.data(), from);
+    swap_u16(behind.data(), std::min<size_t>(ids, behind.size() / 2));
+    swap_fields(subtable, Format6Layout::kFields);
 }
 
-void swap_long_format(std::span<BYTE> subtable, WORD format, ByteOrder from) {
-    if (format == 12 && subtable.size() >= kFormat12HeaderSize) {
-        const size_t groups = std::min<size_t>(load_u32(subtable.data() + kLongHeaderSize, from),
-                                               (subtable.size() - kFormat12HeaderSize) / kGroupSize);
-        swap_u32(subtable.data() + kLongHeaderSize, 1 + 3 * groups);
-    }
-    swap_u16(subtable.data(), 1);
-    if (subtable.size() >= kLongHeaderSize) swap_u32(subtable.data() + 4, 2);
+void swap_groups(std::span<BYTE> subtable, ByteOrder from) {
+    constexpr size_t kCountEnd = kSizeOf<LongSubtableLayout> + 4;
+    if (subtable.size() < kCountEnd) return;
+    BYTE* count = subtable.data() + kSizeOf<LongSubtableLayout>;
+    const size_t groups = std::min<size_t>(load_u32(count, from), (subtable.size() - kCountEnd) / kGroupSize);
+    swap_u32(count, 1 + 3 * groups);
 }
 
 void swap_subtable(std::span<BYTE> subtable, ByteOrder from) {
-    const WORD format = cmap_format(subtable, from);
-    const size_t size = subtable.size();
-    if (format == 4 && size >= 2 * kFormat4HeaderUnits) {
-        swap_format4(subtable, from);
-    } else if (format == 6 && size >= kFormat6HeaderSize) {
-        swap_format6(subtable, from);
-    } else if (format == 0 || format == 2 || format == 4 || format == 6) {
-        swap_u16(subtable.data(), std::min(kShortHeaderUnits, size / 2));
-    } else if (format == 8 || format == 10 || format == 12 || format == 13) {
-        swap_long_format(subtable, format, from);
-    } else if (size >= 2) {
-        swap_u16(subtable.data(), 1);
-        if (format == 14 && size >= 6) swap_u32(subtable.data() + 2, 1);
+    switch (cmap_format(subtable, from)) {
+        case 4:
+            if (subtable.size() < kSizeOf<Format4Layout>) return swap_fields(subtable, SubtableLayout::kFields);
+            return swap_format4(subtable, from);
+        case 6:
+            if (subtable.size() < kSizeOf<Format6Layout>) return swap_fields(subtable, SubtableLayout::kFields);
+            return swap_format6(subtable, from);
+        case 0:
+        case 2:
+            return swap_fields(subtable, SubtableLayout::kFields);
+        case 12:
+            swap_groups(subtable, from);
+            return swap_fields(subtable, LongSubtableLayout::kFields);
+        case 8:
+        case 10:
+        case 13:
+            return swap_fields(subtable, LongSubtableLayout::kFields);
+        case 14:
+            return swap_fields(subtable, Format14Layout::kFields);
+        default:
+            return swap_fields(subtable, {&SubtableLayout::kFormat, 1});
     }
 }
 
@@ -93,15 +100,18 @@ WindowsEncoding windows_encoding(WORD encoding_id) {
     return encoding_id < std::size(kWindowsEncodings) ? kWindowsEncodings[encoding_id] : WindowsEncoding{0, 1};
 }
 
+static_assert(CmapTable::kHeaderSize == kSizeOf<CmapLayout> && CmapTable::kRecordSize == kSizeOf<CmapRecordLayout>);
+
 CmapTable::CmapTable(std::span<const BYTE> bytes, ByteOrder order) : bytes_(bytes), order_(order) {
     if (bytes.size() < kHeaderSize) return;
     count_ = static_cast<DWORD>(
-        std::min<size_t>(unit_at(bytes.data(), 1, order), (bytes.size() - kHeaderSize) / kRecordSize));
+        std::min<size_t>(load<CmapLayout::kCount>(bytes.data(), order), (bytes.size() - kHeaderSize) / kRecordSize));
 }
 
 CmapRecord CmapTable::record(DWORD index) const {
     const BYTE* at = bytes_.data() + kHeaderSize + index * kRecordSize;
-    return {load_u16(at, order_), load_u16(at + 2, order_), load_u32(at + 4, order_)};
+    return {load<CmapRecordLayout::kPlatform>(at, order_), load<CmapRecordLayout::kEncoding>(at, order_),
+            load<CmapRecordLayout::kOffset>(at, order_)};
 }
 
 std::span<const BYTE> CmapTable::subtable(DWORD index) const {
@@ -126,7 +136,8 @@ bool CmapTable::is_shared(DWORD index) const {
 }
 
 WORD cmap_format(std::span<const BYTE> subtable, ByteOrder order) {
-    return subtable.size() >= 2 ? load_u16(subtable.data(), order) : WORD{0xFFFF};
+    constexpr TableField kFormat = SubtableLayout::kFormat;
+    return subtable.size() >= kFormat.end() ? load<kFormat>(subtable.data(), order) : WORD{0xFFFF};
 }
 
 BOOL find_windows_map(const CmapTable& cmap, ByteOrder order, CmapRecord* found) {
@@ -147,20 +158,18 @@ void swap_cmap(std::span<BYTE> bytes, ByteOrder from) {
         swap_subtable(bytes.subspan(cmap.record(i).offset, subtable.size()), from);
     }
     for (DWORD i = 0; i < cmap.count(); ++i) {
-        BYTE* record = bytes.data() + CmapTable::kHeaderSize + i * CmapTable::kRecordSize;
-        swap_u16(record, 2);
-        swap_u32(record + 4, 1);
+        swap_fields(bytes.subspan(CmapTable::kHeaderSize + i * CmapTable::kRecordSize), CmapRecordLayout::kFields);
     }
-    swap_u16(bytes.data(), 2);
+    swap_fields(bytes, CmapLayout::kFields);
 }
 
 Format4Arrays::Format4Arrays(std::span<const BYTE> subtable, ByteOrder order) {
     if (subtable.size() < kFormat4FixedSize) return;
-    const DWORD count = unit_at(subtable.data(), 3, order) / 2;
+    const DWORD count = load<Format4Layout::kSegCountX2>(subtable.data(), order) / 2;
     const size_t fixed = kFormat4FixedSize + count * kFormat4SegmentSize;
     if (count == 0 || fixed > subtable.size()) return;
     segments = count;
-    end_code = subtable.data() + 2 * kFormat4HeaderUnits;
+    end_code = subtable.data() + kSizeOf<Format4Layout>;
     reserved_pad = end_code + 2 * count;
     start_code = reserved_pad + 2;
     id_delta = start_code + 2 * count;

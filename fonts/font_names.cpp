@@ -8,6 +8,7 @@
 #include "fonts/cmap_table.h"
 #include "fonts/encodings.h"
 #include "fonts/name_table.h"
+#include "fonts/table_layout.h"
 #include "support/text.h"
 
 namespace kv {
@@ -15,7 +16,7 @@ namespace {
 
 using Bytes = std::span<const BYTE>;
 
-constexpr DWORD kLeastFontSize = 28, kMostOs2Size = 96;
+constexpr DWORD kLeastFontSize = 28;
 constexpr DWORD kCollectionTag = tag("ttcf");
 
 Bytes table_bytes(Bytes file, const SfntEntry& entry) {
@@ -33,36 +34,21 @@ constexpr CodePageBit kCodePageBits[] = {
     {0x80000, 949}, {0x100000, 950}, {0x200000, 1361}, {0x20000000, 10000},
 };
 
-// Fields of an OS/2 table, 0 where it is too short to have them.
-class Os2Table {
-public:
-    Os2Table(Bytes bytes, ByteOrder order)
-        : bytes_(bytes.first(std::min<size_t>(bytes.size(), kMostOs2Size))), order_(order) {}
-    WORD version() const { return u16(0); }
-    DWORD code_page_range1() const { return u32(78); }
-    DWORD code_page_range2() const { return u32(82); }
-    // Its characters are those of the symbol area at 0xF000, though its map is called a Unicode one.
-    bool is_symbol_like() const {
-        if (u32(42) == 0 && u32(46) == 0x10000000 && u32(50) == 0 && u32(54) == 0) return true;
-        const WORD first = u16(64), last = u16(66);
-        return first >= 0xF000 && first <= 0xF2FF && last >= 0xF000 && last <= 0xF2FF && first >> 8 == last >> 8;
+// An OS/2 table whose characters are those of the symbol area at 0xF000, though its map is called a Unicode one.
+bool is_symbol_like(Bytes os2) {
+    using Layout = Os2Layout;
+    constexpr ByteOrder kFile = ByteOrder::File;
+    if (read<Layout::kUnicodeRange1>(os2, kFile) == 0 && read<Layout::kUnicodeRange2>(os2, kFile) == 0x10000000 &&
+        read<Layout::kUnicodeRange3>(os2, kFile) == 0 && read<Layout::kUnicodeRange4>(os2, kFile) == 0) {
+        return true;
     }
+    const WORD first = read<Layout::kFirstChar>(os2, kFile), last = read<Layout::kLastChar>(os2, kFile);
+    return first >= 0xF000 && first <= 0xF2FF && last >= 0xF000 && last <= 0xF2FF && first >> 8 == last >> 8;
+}
 
-private:
-    WORD u16(size_t offset) const {
-        return offset + 2 <= bytes_.size() ? load_u16(bytes_.data() + offset, order_) : WORD{0};
-    }
-    DWORD u32(size_t offset) const {
-        return offset + 4 <= bytes_.size() ? load_u32(bytes_.data() + offset, order_) : DWORD{0};
-    }
-
-    Bytes bytes_;
-    ByteOrder order_;
-};
-
-UINT code_page_of_os2(const Os2Table& os2) {
-    if (os2.code_page_range2() != 0) return 0;
-    const DWORD range = os2.code_page_range1();
+UINT code_page_of_os2(Bytes os2, ByteOrder order) {
+    if (read<Os2Layout::kCodePageRange2>(os2, order) != 0) return 0;
+    const DWORD range = read<Os2Layout::kCodePageRange1>(os2, order);
     const auto found = std::ranges::find(kCodePageBits, range, &CodePageBit::bit);
     return found != std::end(kCodePageBits) ? found->code_page : 0;
 }
@@ -107,7 +93,7 @@ void read_encoding(const FontTables& tables, FontNames& found) {
     found.encoding_code_page = windows_encoding(record.encoding).code_page;
     if (record.encoding == 0) {
         found.symbol = SymbolKind::SymbolEncoding;
-    } else if (record.encoding == 1 && Os2Table(tables.os2, ByteOrder::File).is_symbol_like()) {
+    } else if (record.encoding == 1 && is_symbol_like(tables.os2)) {
         found.symbol = SymbolKind::SymbolLikeUnicode;
     }
 }
@@ -191,8 +177,8 @@ LONG IsCollection(const void* data, DWORD size) {
 
 BOOL FontCodePage(std::span<const BYTE> os2, std::span<const BYTE> cmap, bool host_order, UINT* code_page) {
     const ByteOrder order = host_order ? ByteOrder::Host : ByteOrder::File;
-    const Os2Table fields(os2, order);
-    *code_page = fields.version() != 0 ? code_page_of_os2(fields) : code_page_of_cmap(CmapTable(cmap, order));
+    const bool knows = read<Os2Layout::kVersion>(os2, order) != 0;
+    *code_page = knows ? code_page_of_os2(os2, order) : code_page_of_cmap(CmapTable(cmap, order));
     return *code_page != 0;
 }
 
@@ -200,7 +186,7 @@ BOOL ReadFontNames(const void* data, DWORD size, FontNames& found) {
     found = FontNames();
     if (!data || size < kLeastFontSize || IsCollection(data, size) != 0) return FALSE;
     const Bytes file(static_cast<const BYTE*>(data), size);
-    const DWORD tables_declared = load_u16(file.data() + 4, ByteOrder::File);
+    const DWORD tables_declared = load<DirectoryLayout::kNumTables>(file.data(), ByteOrder::File);
     if (tables_declared * SfntDirectory::kEntrySize + SfntDirectory::kHeaderSize >= size) return FALSE;
     const FontTables tables = find_tables(file);
     if (!tables.complete) return FALSE;
@@ -214,7 +200,7 @@ LONG find_collection_member(const void* data, DWORD size, const WCHAR* face_name
     if (face_name && *face_name == WCHAR{'@'}) ++face_name;
     if (!face_name || !*face_name) return -1;
     FamilySearch search = {uint64_t{size} + kFreeSearchSteps, {}};
-    if (!search.face.assign_wide(face_name, CP_ACP) || !search.face.ensure_ansi()) return -1;
+    if (!search.face.assign_wide(face_name) || !search.face.ensure_ansi()) return -1;
     const Bytes file(static_cast<const BYTE*>(data), size);
     const CollectionHeader header(file);
     for (DWORD i = 0; i < header.count() && search.steps_left; ++i) {

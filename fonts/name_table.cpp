@@ -5,6 +5,7 @@
 #include "fonts/cmap_table.h"
 #include "fonts/encodings.h"
 #include "fonts/index_ranges.h"
+#include "fonts/table_layout.h"
 
 namespace kv {
 namespace {
@@ -81,17 +82,21 @@ Decoded correct_language(const NameText& text, LANGID& language) {
 
 }  // namespace
 
+static_assert(NameTable::kHeaderSize == kSizeOf<NameLayout> && NameTable::kRecordSize == kSizeOf<NameRecordLayout>);
+
 NameTable::NameTable(std::span<const BYTE> bytes, ByteOrder order) : bytes_(bytes), order_(order) {
     if (bytes.size() < kHeaderSize) return;
     count_ = static_cast<DWORD>(
-        std::min<size_t>(load_u16(bytes.data() + 2, order), (bytes.size() - kHeaderSize) / kRecordSize));
-    storage_ = load_u16(bytes.data() + 4, order);
+        std::min<size_t>(load<NameLayout::kCount>(bytes.data(), order), (bytes.size() - kHeaderSize) / kRecordSize));
+    storage_ = load<NameLayout::kStorage>(bytes.data(), order);
 }
 
 NameRecord NameTable::record(DWORD index) const {
+    using Layout = NameRecordLayout;
     const BYTE* at = bytes_.data() + kHeaderSize + index * kRecordSize;
-    return {load_u16(at, order_),     load_u16(at + 2, order_), load_u16(at + 4, order_),
-            load_u16(at + 6, order_), load_u16(at + 8, order_), load_u16(at + 10, order_)};
+    return {load<Layout::kPlatform>(at, order_), load<Layout::kEncoding>(at, order_),
+            load<Layout::kLanguage>(at, order_), load<Layout::kName>(at, order_),
+            load<Layout::kLength>(at, order_),   load<Layout::kOffset>(at, order_)};
 }
 
 std::span<const BYTE> NameTable::text(const NameRecord& record) const {
@@ -112,7 +117,10 @@ void swap_name_table(std::span<BYTE> bytes, ByteOrder from) {
             return counts ? IndexRange{record.offset, record.length} : IndexRange{0, 0};
         },
         [&](DWORD start, DWORD end) { swap_u16(storage + start, (end - start) / 2); });
-    swap_u16(bytes.data(), (NameTable::kHeaderSize + table.count() * NameTable::kRecordSize) / 2);
+    swap_fields(bytes, NameLayout::kFields);
+    for (DWORD i = 0; i < table.count(); ++i) {
+        swap_fields(bytes.subspan(NameTable::kHeaderSize + i * NameTable::kRecordSize), NameRecordLayout::kFields);
+    }
 }
 
 Decoded DecodeNameRecord(const NameTable& table, const NameRecord& record, const NameContext& context, NameText& text,

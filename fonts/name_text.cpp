@@ -135,9 +135,8 @@ BOOL NameText::assign(const NameText& other) {
            (!other.ansi_ || copy_units(ansi_, other.ansi_.get()));
 }
 
-BOOL NameText::assign_wide(const WCHAR* text, UINT code_page) {
+BOOL NameText::assign_wide(const WCHAR* text) {
     reset();
-    code_page_ = code_page;
     return copy_units(wide_, text);
 }
 

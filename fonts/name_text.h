@@ -14,7 +14,7 @@ public:
     void adopt_ansi(HeapArray<char> bytes, UINT code_page);
     // FALSE when memory is out.
     BOOL assign(const NameText& other);
-    BOOL assign_wide(const WCHAR* text, UINT code_page);
+    BOOL assign_wide(const WCHAR* text);
     void reset();
     HeapArray<WCHAR> take_wide() { return std::move(wide_); }
 

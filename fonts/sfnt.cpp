@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "fonts/table_layout.h"
+
 namespace kv {
 
 void swap_u16(BYTE* at, size_t count) {
@@ -18,33 +20,35 @@ void swap_u32(BYTE* at, size_t count) {
     }
 }
 
+static_assert(SfntDirectory::kHeaderSize == kSizeOf<DirectoryLayout>);
+static_assert(SfntDirectory::kEntrySize == kSizeOf<EntryLayout>);
+
 SfntDirectory::SfntDirectory(std::span<const BYTE> image, ByteOrder order) : image_(image.data()), order_(order) {
     if (image.size() < kHeaderSize) return;
-    count_ =
-        static_cast<DWORD>(std::min<size_t>(load_u16(image_ + 4, order), (image.size() - kHeaderSize) / kEntrySize));
+    count_ = static_cast<DWORD>(
+        std::min<size_t>(load<DirectoryLayout::kNumTables>(image_, order), (image.size() - kHeaderSize) / kEntrySize));
 }
 
 SfntEntry SfntDirectory::entry(DWORD index) const {
     const BYTE* at = image_ + kHeaderSize + index * kEntrySize;
-    return {load_u32(at, ByteOrder::File), load_u32(at + 4, order_), static_cast<LONG>(load_u32(at + 8, order_)),
-            load_u32(at + 12, order_)};
+    return {load_u32(at, ByteOrder::File), load<EntryLayout::kChecksum>(at, order_),
+            static_cast<LONG>(load<EntryLayout::kOffset>(at, order_)), load<EntryLayout::kLength>(at, order_)};
 }
 
 void swap_directory(std::span<BYTE> image, ByteOrder from) {
-    if (image.size() < SfntDirectory::kHeaderSize) return;
     const DWORD count = SfntDirectory(image, from).count();
-    swap_u16(image.data() + 4, 4);
+    swap_fields(image, DirectoryLayout::kFields);
     for (DWORD i = 0; i < count; ++i) {
-        swap_u32(image.data() + SfntDirectory::kHeaderSize + i * SfntDirectory::kEntrySize + 4, 3);
+        swap_fields(image.subspan(SfntDirectory::kHeaderSize + i * SfntDirectory::kEntrySize), EntryLayout::kFields);
     }
 }
 
 void make_relative(std::span<BYTE> image, DWORD position) {
     const DWORD count = SfntDirectory(image, ByteOrder::File).count();
     for (DWORD i = 0; i < count; ++i) {
-        BYTE* offset = image.data() + SfntDirectory::kHeaderSize + i * SfntDirectory::kEntrySize + 8;
-        const DWORD relative = swapped(load_u32(offset, ByteOrder::File) - position);
-        std::memcpy(offset, &relative, sizeof relative);
+        BYTE* entry = image.data() + SfntDirectory::kHeaderSize + i * SfntDirectory::kEntrySize;
+        const DWORD relative = swapped(load<EntryLayout::kOffset>(entry, ByteOrder::File) - position);
+        std::memcpy(entry + EntryLayout::kOffset.offset, &relative, sizeof relative);
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "fonts/font_file.h"
 #include "fonts/font_names.h"
+#include "fonts/table_layout.h"
 #include "fonts/table_order.h"
 
 namespace kv {
@@ -15,8 +16,6 @@ namespace {
 constexpr DWORD kEarlyTables[] = {tag("OS/2"), tag("cmap"), tag("glyf"), tag("head"),
                                   tag("hhea"), tag("maxp"), tag("name"), tag("post")};
 constexpr DWORD kLateTables[] = {tag("hmtx"), tag("loca")};
-
-constexpr DWORD kHeadSize = 54, kIndexToLocFormat = 50;
 
 bool overlap(const CTtfTable& a, const BYTE* start, size_t size) {
     const DWORD a_size = convertible_size(a.tag, a.length);
@@ -125,8 +124,8 @@ void CTtf::convert(CTtfTable& table, ByteOrder order) {
 // 0 when the font does not say.
 BYTE CTtf::loca_unit() const {
     const CTtfTable* head = find_table(tag("head"));
-    if (!head || head->length < kHeadSize) return 0;
-    return load_u16(head->location + kIndexToLocFormat, head->order()) ? 4 : 2;
+    if (!head || head->length < kSizeOf<HeadLayout>) return 0;
+    return load<HeadLayout::kIndexToLocFormat>(head->location, head->order()) ? 4 : 2;
 }
 
 void CTtf::convert_loca(CTtfTable& table, ByteOrder order, DWORD values) {

@@ -3,20 +3,25 @@
 #include <algorithm>
 
 #include "fonts/font_names.h"
+#include "fonts/table_layout.h"
 #include "fonts/table_order.h"
 #include "fonts/ttf.h"
 
 namespace kv {
 namespace {
 
-constexpr DWORD kHeadSize = 54, kMaxpSize = 6, kOs2Size = 78, kPostSize = 32;
-constexpr DWORD kHheaSize = 36, kNumberOfHMetrics = 34, kNumGlyphs = 4;
-constexpr DWORD kPostNumGlyphs = 32, kPostIndices = 34, kStandardGlyphNames = 258;
-constexpr size_t kFormat6HeaderSize = 10;
+constexpr DWORD kStandardGlyphNames = 258;
 
-WORD host_u16(const CTtfTable& table, DWORD offset) { return load_u16(table.location + offset, ByteOrder::Host); }
+// The number of a field of a table that was found whole and is in host order.
+template <TableField field>
+auto host_number(const CTtfTable& table) {
+    return load<field>(table.location, ByteOrder::Host);
+}
 
-DWORD glyph_count(const CTtfTable* maxp) { return maxp ? host_u16(*maxp, kNumGlyphs) : DWORD{0}; }
+DWORD glyph_count(const CTtfTable* maxp) { return maxp ? host_number<MaxpLayout::kNumGlyphs>(*maxp) : DWORD{0}; }
+
+// A table that has all that is read of it, or null.
+const CTtfTable* if_whole(const CTtfTable* table) { return table->length >= least_size(table->tag) ? table : nullptr; }
 
 }  // namespace
 
@@ -69,14 +74,14 @@ BOOL CTtf::ParseLateTable(CTtfTable* table) {
 BOOL CTtf::parse_head(CTtfTable* table) {
     if (!table || !table->location) return FALSE;
     convert(*table, ByteOrder::Host);
-    found_.head = table->length >= kHeadSize ? table : nullptr;
+    found_.head = if_whole(table);
     return TRUE;
 }
 
 BOOL CTtf::parse_hhea(CTtfTable* table) {
     if (!table || !table->location) return FALSE;
     convert(*table, ByteOrder::Host);
-    found_.hhea = table->length >= kHheaSize ? table : nullptr;
+    found_.hhea = if_whole(table);
     return TRUE;
 }
 
@@ -84,14 +89,14 @@ BOOL CTtf::parse_maxp(CTtfTable* table) {
     if (!table || !table->location) return FALSE;
     table->length = even_length(table->length);
     convert(*table, ByteOrder::Host);
-    found_.maxp = table->length >= kMaxpSize ? table : nullptr;
+    found_.maxp = if_whole(table);
     return TRUE;
 }
 
 BOOL CTtf::parse_os2(CTtfTable* table) {
     if (!table || !table->location) return FALSE;
     convert(*table, ByteOrder::Host);
-    found_.os2 = table->length >= kOs2Size ? table : nullptr;
+    found_.os2 = if_whole(table);
     return TRUE;
 }
 
@@ -110,7 +115,7 @@ BOOL CTtf::parse_loca(CTtfTable* table) {
 
 BOOL CTtf::parse_hmtx(CTtfTable* table) {
     if (!table || !table->location || !found_.hhea || !found_.maxp) return FALSE;
-    const DWORD metrics = host_u16(*found_.hhea, kNumberOfHMetrics), glyphs = glyph_count(found_.maxp);
+    const DWORD metrics = host_number<HheaLayout::kNumberOfHMetrics>(*found_.hhea), glyphs = glyph_count(found_.maxp);
     const bool has_bearings = glyphs > metrics && even_length(table->length) == (metrics + glyphs) * 2;
     found_.left_side_bearings = has_bearings ? table->location + metrics * 4 : nullptr;
     found_.hmtx = table;
@@ -163,16 +168,17 @@ BOOL CTtf::parse_cmap_format4(const CmapRecord& record, std::span<const BYTE> su
 }
 
 BOOL CTtf::parse_cmap_format6(const CmapRecord&, std::span<const BYTE> subtable) {
-    if (found_.format6.glyphs || subtable.size() < kFormat6HeaderSize) return TRUE;
+    using Layout = Format6Layout;
+    if (found_.format6.glyphs || subtable.size() < kSizeOf<Layout>) return TRUE;
     const BYTE* at = subtable.data();
     constexpr ByteOrder kHost = ByteOrder::Host;
-    const auto room = static_cast<WORD>(std::min<size_t>((subtable.size() - kFormat6HeaderSize) / 2, 0xFFFF));
-    found_.format6 = {load_u16(at, kHost),
-                      load_u16(at + 2, kHost),
-                      load_u16(at + 4, kHost),
-                      load_u16(at + 6, kHost),
-                      std::min(load_u16(at + 8, kHost), room),
-                      at + kFormat6HeaderSize};
+    const auto room = static_cast<WORD>(std::min<size_t>((subtable.size() - kSizeOf<Layout>) / 2, 0xFFFF));
+    found_.format6 = {load<Layout::kFormat>(at, kHost),
+                      load<Layout::kLength>(at, kHost),
+                      load<Layout::kLanguage>(at, kHost),
+                      load<Layout::kFirstCode>(at, kHost),
+                      std::min(load<Layout::kEntryCount>(at, kHost), room),
+                      at + kSizeOf<Layout>};
     return TRUE;
 }
 
@@ -214,10 +220,10 @@ BOOL CTtf::ParsePost(CTtfTable* table) {
     found_.glyph_name_count = 0;
     if (!table || !table->location) return FALSE;
     convert(*table, ByteOrder::Host);
-    found_.post = table->length >= kPostSize ? table : nullptr;
-    if (table->length < kPostIndices || load_u32(table->location, ByteOrder::Host) != 0x00020000) return TRUE;
-    // The glyph count and the indices stay in file order.
-    const DWORD glyphs = load_u16(table->location + kPostNumGlyphs, ByteOrder::File);
+    found_.post = if_whole(table);
+    constexpr DWORD kPostIndices = PostLayout::kNumGlyphs.end();
+    if (table->length < kPostIndices || host_number<PostLayout::kVersion>(*table) != 0x00020000) return TRUE;
+    const DWORD glyphs = load<PostLayout::kNumGlyphs>(table->location, ByteOrder::File);
     if (glyphs * 2 > table->length - kPostIndices) return TRUE;
     DWORD largest = 0;
     for (DWORD i = 0; i < glyphs; ++i) {

@@ -99,7 +99,7 @@ TEST_F(FontNamesTest, DecodesUtf16Records) {
 TEST_F(FontNamesTest, ScoresTexts) {
     const auto score = [](const char16_t* text, LANGID language, UINT ansi) {
         NameText name;
-        EXPECT_TRUE(name.assign_wide(text, 0));
+        EXPECT_TRUE(name.assign_wide(text));
         return NameScore(name, language, ansi);
     };
     EXPECT_EQ(score(u"", 0x409, 1252), 0);
@@ -126,7 +126,7 @@ TEST_F(FontNamesTest, ScoresTexts) {
     EXPECT_EQ(NameScore(big5, 0x404, 950), 2);
     EXPECT_EQ(unique_id_score(big5, 1252), 1);
     NameText english;
-    ASSERT_TRUE(english.assign_wide(u"Abc", 0));
+    ASSERT_TRUE(english.assign_wide(u"Abc"));
     EXPECT_EQ(unique_id_score(english, 1252), 4);
 }
 
