@@ -7,8 +7,9 @@
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
-#include "image/pixels.h"
+#include "image/mono_rows.h"
 #include "image/prepare.h"
 #include "support/memory.h"
 
@@ -38,20 +39,35 @@ Span span_of(DWORD i, DWORD from, DWORD to, DWORD scale) {
     return {first, static_cast<DWORD>(end / to) - first - 1, weight(to - begin % to), weight(end % to)};
 }
 
-// The samples of a row: one byte each of gray or of a 1-bit index, or a pixel's blue, green, red and fourth byte.
+// Of a colour table of two.
+DWORD darker_index(const DibView& dib) {
+    const auto brightness = [](DWORD color) {
+        return (color >> 16 & 0xFF) * 2 + (color >> 8 & 0xFF) * 5 + (color & 0xFF);
+    };
+    return brightness(dib.color(1)) >= brightness(dib.color(0)) ? 0 : 1;
+}
+
+// The samples of a row: one byte each of gray, or of what a 1-bit pixel weighs, or a pixel's blue, green, red and
+// fourth byte.
 class SampleRows {
 public:
     BOOL open(const DibView& source, Alpha alpha) {
         if (!pixels_.open(source, alpha)) return FALSE;
         mono_ = source.header->biBitCount == 1;
         gray_ = has_gray_ramp(source);
+        if (mono_) dark_ = darker_index(source);
         return TRUE;
     }
     // Room for a row that has to be converted.
-    BOOL alloc() { return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8, kQuietly); }
+    BOOL alloc() {
+        if (mono_ && !weights_.open(pixels_, dark_)) return FALSE;
+        return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8, kQuietly);
+    }
 
     bool mono() const { return mono_; }
     bool gray() const { return gray_; }
+    DWORD dark() const { return dark_; }
+    bool is_halftone(DWORD x, DWORD row) const { return weights_.is_halftone(x, row); }
     DWORD channels() const { return mono_ || gray_ ? 1 : pixels_.is_stored_bgr() ? 3 : 4; }
     DWORD width() const { return pixels_.width(); }
     DWORD rows() const { return pixels_.rows(); }
@@ -69,28 +85,15 @@ private:
 
     PixelReader pixels_;
     bool mono_ = false, gray_ = false;
+    DWORD dark_ = 0;  // index
+    MonoRows weights_;
     HeapArray<BYTE> buffer_;
     DWORD converted_ = ~0u;
 };
 
 void SampleRows::convert(DWORD index) {
-    if (!mono_) return pixels_.read(index, 0, pixels_.width(), reinterpret_cast<DWORD*>(buffer_.get()));
-    const BYTE* from = pixels_.stored_row(index);
-    BYTE* to = buffer_.get();
-    for (DWORD x = 0; x < pixels_.width(); x += 8, ++from, to += 8) {
-        // Eight copies, of which each keeps its bit, the highest in the first byte; then any bit becomes 1.
-        const uint64_t bits = *from * 0x0101010101010101ull & 0x0102040810204080ull;
-        const uint64_t ones = (bits + 0x7F7F7F7F7F7F7F7Full) >> 7 & 0x0101010101010101ull;
-        std::memcpy(to, &ones, sizeof ones);
-    }
-}
-
-// Of a colour table of two.
-DWORD brighter_index(const DWORD* table) {
-    const auto brightness = [](DWORD color) {
-        return (color >> 16 & 0xFF) * 2 + (color >> 8 & 0xFF) * 5 + (color & 0xFF);
-    };
-    return brightness(table[1]) >= brightness(table[0]) ? 1 : 0;
+    if (mono_) return weights_.weigh(index, buffer_.get());
+    pixels_.read(index, 0, pixels_.width(), reinterpret_cast<DWORD*>(buffer_.get()));
 }
 
 // An empty bitmap for the averages. FALSE when it would not be smaller than the source, or memory is out.
@@ -150,7 +153,8 @@ private:
     void sum_columns(const Span& span, Total (&totals)[channels]) const;
     template <int channels>
     void write_means(BYTE* to) const;
-    void write_mono(BYTE* to) const;
+    void write_mono(BYTE* to, DWORD source_row);
+    bool is_dark(Total dark, const Span& span, DWORD source_row, DWORD at);
 
     SampleRows& rows_;
     PackedDib& result_;
@@ -158,6 +162,8 @@ private:
     HeapArray<Span> columns_;
     HeapArray<Sum> sums_;  // and a pixel of zeros behind the last
     DWORD row_weight_ = 0, least_column_weight_ = 0;
+    HeapArray<int>
+        errors_;  // of 1-bit pixels, in 256ths of a pixel: this row's and, in two more columns, the next one's
     // Rounding of each span's ends moves its weight by less than 1 from the exact one: three values at most.
     Rounder rounders_[3] = {};
 };
@@ -223,33 +229,57 @@ void Averager<Sum>::write_means(BYTE* to) const {
     }
 }
 
-// The colour that covers more of a pixel, the brighter one when neither does.
+// In a drawing a pixel is dark when half of it is, and already when a line of one pixel runs across it. In a halftone
+// what rounding adds or takes away goes on to the pixels around (Floyd and Steinberg's shares), so that darkness stays.
 template <class Sum>
-void Averager<Sum>::write_mono(BYTE* to) const {
-    const DWORD tie = brighter_index(result_.table());
+bool Averager<Sum>::is_dark(Total dark, const Span& span, DWORD source_row, DWORD at) {
+    const DWORD column_weight = span.total(scale_);
+    const Total all = Total{column_weight} * row_weight_, line = Total{std::min(column_weight, row_weight_)} * scale_;
+    int* here = errors_.get() + at + 1;
+    int* next = here + width_ + 2;
+    const int carried = std::exchange(*here, 0);
+    if (!rows_.is_halftone(span.first + span.whole / 2, source_row))
+        return dark > 0 && (2 * dark >= all || dark >= line);
+    const int value = static_cast<int>(dark * 256 / all) + carried;
+    const bool is_dark = value >= 128;
+    const int error = value - (is_dark ? 256 : 0);
+    const int shares[] = {error * 7 / 16, error * 3 / 16, error * 5 / 16};
+    here[1] += shares[0];
+    next[-1] += shares[1];
+    next[0] += shares[2];
+    next[1] += error - shares[0] - shares[1] - shares[2];
+    return is_dark;
+}
+
+template <class Sum>
+void Averager<Sum>::write_mono(BYTE* to, DWORD source_row) {
+    const DWORD light = 1 - rows_.dark();
     DWORD byte = 0;
     for (DWORD i = 0; i < width_; ++i) {
-        const Span& span = columns_[i];
-        Total ones[1] = {};
-        sum_columns(span, ones);
-        const Total half_weight_twice = Total{span.total(scale_)} * row_weight_;
-        byte = byte << 1 | (2 * ones[0] + tie > half_weight_twice);
+        Total dark[1] = {};
+        sum_columns(columns_[i], dark);
+        byte = byte << 1 | (is_dark(dark[0], columns_[i], source_row, i) ? rows_.dark() : light);
         if (i % 8 == 7) *to++ = static_cast<BYTE>(byte);
     }
     if (width_ % 8 != 0) *to = static_cast<BYTE>(byte << (8 - width_ % 8));
+    std::copy_n(errors_.get() + width_ + 2, width_ + 2, errors_.get());
+    std::fill_n(errors_.get() + width_ + 2, width_ + 2, 0);
 }
 
 template <class Sum>
 BOOL Averager<Sum>::run() {
     const DWORD channels = rows_.channels();
-    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly))
+    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly)) {
         return FALSE;
+    }
+    if (rows_.mono() && !errors_.alloc(2 * (size_t{width_} + 2), kQuietly)) return FALSE;
     const auto stride = static_cast<size_t>(dib_stride(result_.header()));
     BYTE* to = result_.bits();
     for (DWORD j = 0; j < height_; ++j, to += stride) {
-        sum_rows(span_of(j, rows_.rows(), height_, scale_));
+        const Span span = span_of(j, rows_.rows(), height_, scale_);
+        sum_rows(span);
         if (rows_.mono()) {
-            write_mono(to);
+            write_mono(to, span.first + span.whole / 2);
         } else if (channels == 1) {
             write_means<1>(to);
         } else {

@@ -16,9 +16,10 @@ DibView PrepareBitmap(const PrivateDevMode& settings, const DibView& source, LON
 // 24 or 32 bits. TRUE when the depth shrinks, and always for 16 bits.
 BOOL ReduceColorDepth(const DibView& source, PackedDib& result);
 
-// Area averaging. 1 bit stays 1 bit with its two colours, gray ramps stay gray, everything else becomes 24 bits; 32
-// bits whose alpha is kept stay 32 bits with the source's compression and the masks 0xFF0000, 0xFF00 and 0xFF. TRUE
-// when the result is smaller in bytes, head included. Top-down bitmaps are left alone.
+// Area averaging. 1 bit stays 1 bit with its two colours: lines of a pixel stay, and halftones keep their darkness.
+// Gray ramps stay gray, everything else becomes 24 bits; 32 bits whose alpha is kept stay 32 bits with the source's
+// compression and the masks 0xFF0000, 0xFF00 and 0xFF. TRUE when the result is smaller in bytes, head included.
+// Top-down bitmaps are left alone.
 BOOL DownsampleDib(const DibView& source, LONG source_resolution, LONG target_resolution, PackedDib& result,
                    Alpha alpha = Alpha::Drop);
 

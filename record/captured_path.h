@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "record/clip_recorder.h"
 #include "record/path_encoder.h"
 
 namespace kv {
@@ -15,6 +16,8 @@ public:
     ~CapturedPath() { clear_parts(); }
     CapturedPath(const CapturedPath&) = delete;
     CapturedPath& operator=(const CapturedPath&) = delete;
+
+    KeptClip clip;  // of the call that described the path
 
     // FALSE when memory is out, and when the path cannot be encoded even in parts.
     BOOL capture(PATHOBJ* source);

@@ -29,37 +29,56 @@ BOOL record_captured_path(PDEVICE& device) {
     } else {
         ok = ResetClip(device);
     }
+    device.clipped_by_captured = ok;
     if (ok) path.use_up();
     return ok;
 }
 
-BOOL record_rect_clip(PDEVICE& device, const RECTL& rect, const RECTL* bounds) {
-    if (bounds && contains(rect, *bounds)) return ResetClip(device);
+// The clip of a call, encoded. What it views stays until the next path or clip is encoded.
+struct CallClip {
+    PathView view = {};
+    DWORD largest_entry = 0;  // of a path, points
+    bool unchanged = false;   // the region is nothing but single pixels
+    BYTE rect[kRectCountSize + kRect32Size] = {};
+};
+
+void encode_rect(const RECTL& rect, const RECTL* bounds, CallClip& call) {
+    if (bounds && contains(rect, *bounds)) return;
     const bool narrow = fits_16_bits(rect) && (!bounds || fits_16_bits(*bounds));
-    BYTE body[kRectCountSize + kRect32Size];
-    ByteWriter out(body);
+    ByteWriter out(call.rect);
     out.u32(1);
     narrow ? put_rect16(out, normalized(rect)) : put_rect32(out, normalized(rect));
-    const PathHead head = {narrow ? PathKind::Rects16 : PathKind::Rects32, static_cast<DWORD>(out.size()), 0};
-    return SetCurrentClip(device, {head, body});
+    call.view = {{narrow ? PathKind::Rects16 : PathKind::Rects32, static_cast<DWORD>(out.size()), 0}, call.rect};
 }
 
-BOOL record_path_clip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
+BOOL encode_region(PDEVICE& device, CLIPOBJ* clip, CallClip& call) {
     EnginePath path(CLIPOBJ_ppoGetPath(clip));
     if (!path) return FALSE;
-    PathMetrics metrics = MeasurePath(path.get());
+    PathMetrics metrics = MeasurePath(path.get(), PathUse::Area);
     PathBuffer& buffer = device.drawing_path;
-    if (!device.reserve_paths(metrics.size32)) return FALSE;
-    if (!EncodePath(path.get(), buffer, metrics)) {
-        // A region of more figures than a record holds clips by its bounds: better than no document.
-        return metrics.too_many_entries && record_rect_clip(device, clip->rclBounds, bounds);
+    if (!device.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
+    call.view = buffer.view();
+    call.largest_entry = metrics.largest_entry;
+    call.unchanged = buffer.head().length == 0;
+    return TRUE;
+}
+
+BOOL encode_clip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds, CallClip& call) {
+    if (!clip || clip->iDComplexity == DC_TRIVIAL) return TRUE;
+    PathBuffer& cached = device.cached_clip;
+    if (clip->iUniq != 0 && cached && cached.head().identity == clip->iUniq) {
+        call.view = cached.view();
+        call.largest_entry = device.cached_clip_entry;
+        return TRUE;
     }
-    if (buffer.head().length == 0) return TRUE;
-    device.note_largest_entry(metrics.largest_entry);
-    if (!SetCurrentClip(device, buffer.view())) return FALSE;
-    if (buffer.head().length >= kCachedClipSize && clip->iUniq != 0) {
-        buffer.head().identity = clip->iUniq;
-        device.cached_clip.assign(buffer.view());
+    if (clip->iDComplexity == DC_RECT) {
+        encode_rect(clip->rclBounds, bounds, call);
+        return TRUE;
+    }
+    if (!encode_region(device, clip, call)) return FALSE;
+    if (call.view.head.length >= kCachedClipSize && clip->iUniq != 0) {
+        call.view.head.identity = clip->iUniq;
+        if (cached.assign(call.view)) device.cached_clip_entry = call.largest_entry;
     }
     return TRUE;
 }
@@ -93,13 +112,27 @@ BOOL write_clip(PDEVICE& device, const PathView& clip) {
 BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
     if (clip) device.captured = {};  // a real clip object ends the captured path
     if (device.captured) return record_captured_path(device);
-    if (!clip || clip->iDComplexity == DC_TRIVIAL) return ResetClip(device);
-    PathBuffer& cached = device.cached_clip;
-    if (clip->iUniq != 0 && cached && cached.head().identity == clip->iUniq) {
-        return SetCurrentClip(device, cached.view());
-    }
-    if (clip->iDComplexity == DC_RECT) return record_rect_clip(device, clip->rclBounds, bounds);
-    return record_path_clip(device, clip, bounds);
+    device.clipped_by_captured = false;
+    CallClip call;
+    if (!encode_clip(device, clip, bounds, call)) return FALSE;
+    if (call.unchanged) return TRUE;
+    device.note_largest_entry(call.largest_entry);
+    return SetCurrentClip(device, call.view);
+}
+
+BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept) {
+    CallClip call;
+    if (!encode_clip(device, clip, nullptr, call)) return FALSE;
+    if (call.view.head.length == 0) return TRUE;
+    kept.largest_entry = call.largest_entry;
+    return kept.path.reserve(call.view.head.length) && kept.path.assign(call.view);
+}
+
+BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept) {
+    if (device.clipped_by_captured && device.current_clip.head().kind != PathKind::Empty) return TRUE;
+    if (!kept.path) return ResetClip(device);
+    device.note_largest_entry(kept.largest_entry);
+    return SetCurrentClip(device, kept.path.view());
 }
 
 BOOL SetCurrentClip(PDEVICE& device, const PathView& clip) {

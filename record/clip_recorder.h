@@ -14,4 +14,14 @@ BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds);
 BOOL SetCurrentClip(PDEVICE& device, const PathView& clip);
 BOOL ResetClip(PDEVICE& device);
 
+// The clip of a call that draws later.
+struct KeptClip {
+    PathBuffer path;  // nothing where there is no clip
+    DWORD largest_entry = 0;
+};
+// FALSE when memory is out or the engine has no path of a complex clip.
+BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept);
+// Makes it current, unless a captured path is the clip.
+BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept);
+
 }  // namespace kv

@@ -6,7 +6,6 @@
 namespace kv {
 namespace {
 
-constexpr size_t kLargestCount = 65535;
 constexpr size_t kFirstLongCount = 254;
 constexpr BYTE kLongCountMark = 0xFE;
 
@@ -23,36 +22,6 @@ BYTE* put_count(BYTE* at, size_t count) {
 }
 
 POINTL to_pixel(const POINTFIX& point) { return {point.x >> 4, point.y >> 4}; }
-
-struct Block {
-    FLONG flags;
-    std::span<const POINTFIX> points;
-};
-
-// Calls visit(block) for every block of the path until it returns false. A block that is too long for one entry is
-// given in pieces: the first keeps the begin of the figure, the last its end, and curves are cut between segments.
-template <class Visit>
-bool for_each_block(PATHOBJ* path, Visit visit) {
-    PATHOBJ_vEnumStart(path);
-    for (BOOL more = TRUE; more;) {
-        PATHDATA data = {};
-        more = PATHOBJ_bEnum(path, &data);
-        FLONG begin = data.flags & (PD_BEGINSUBPATH | PD_RESETSTYLE);
-        const FLONG end = data.flags & (PD_ENDSUBPATH | PD_CLOSEFIGURE);
-        const FLONG middle = data.flags & ~(begin | end);
-        std::span<const POINTFIX> rest(data.pptfx, data.count);
-        while (rest.size() > kLargestCount) {
-            // A curve that begins the figure has a start point before its segments of three points.
-            const bool curve_start = (middle & PD_BEZIERS) && (begin & PD_BEGINSUBPATH);
-            const size_t piece = curve_start ? (kLargestCount - 1) / 3 * 3 + 1 : kLargestCount;
-            if (!visit(Block{begin | middle, rest.first(piece)})) return false;
-            rest = rest.subspan(piece);
-            begin = 0;
-        }
-        if (!visit(Block{begin | middle | end, rest})) return false;
-    }
-    return true;
-}
 
 // Decides point by point what a polyline keeps.
 class Simplifier {
@@ -98,7 +67,7 @@ private:
     POINTL anchor_ = {}, last_ = {};
 };
 
-bool is_simplified(const Block& block) { return !(block.flags & PD_BEZIERS) && block.points.size() >= 3; }
+bool is_simplified(const PathBlock& block) { return !(block.flags & PD_BEZIERS) && block.points.size() >= 3; }
 
 size_t simplified_count(std::span<const POINTFIX> points) {
     Simplifier simplifier;
@@ -109,13 +78,14 @@ size_t simplified_count(std::span<const POINTFIX> points) {
     return count;
 }
 
-bool is_one_pixel_figure(const Block& block, size_t count) {
+// A whole figure of one pixel, of a polyline of so many points when simplified.
+bool collapses(const PathBlock& block, size_t count) {
     constexpr FLONG kWhole = PD_BEGINSUBPATH | PD_ENDSUBPATH;
-    return count == 1 && (block.flags & kWhole) == kWhole;
+    return is_simplified(block) && count == 1 && (block.flags & kWhole) == kWhole;
 }
 
 // The body of a path as it grows.
-class BodyWriter {
+class BodyWriter : public BlockSink {
 public:
     BodyWriter(std::span<BYTE> body, bool wide, BYTE path_flags, PathParts* parts)
         : body_(body), point_size_(wide ? 8 : 4), parts_(parts) {
@@ -127,10 +97,10 @@ public:
     }
 
     // False when the entry does not fit or is one too many, and when a part was not taken.
-    bool add(const Block& block) {
+    bool take(const PathBlock& block) override {
         const bool simplified = is_simplified(block);
         const size_t count = simplified ? simplified_count(block.points) : block.points.size();
-        if (simplified && is_one_pixel_figure(block, count)) return true;
+        if (collapses(block, count)) return true;
         const size_t size = 1 + count_size(count) + count * point_size_;
         if (!fits_) return false;
         if (block.flags & PD_BEGINSUBPATH) figure_at_ = used_, entries_before_ = entries_;
@@ -151,7 +121,6 @@ public:
     DWORD entries() const { return static_cast<DWORD>(entries_given_ + entries_); }
     uint64_t points() const { return points_; }
     DWORD largest() const { return static_cast<DWORD>(largest_); }
-    bool too_many_entries() const { return too_many_entries_; }
 
 private:
     static constexpr size_t kEntriesAt = 2;  // path flags and a short count
@@ -160,8 +129,7 @@ private:
 
     // Gives away the entries before the current figure, which becomes the first one.
     bool cut() {
-        too_many_entries_ = !parts_ || entries_before_ == 0;
-        if (too_many_entries_) {
+        if (!parts_ || entries_before_ == 0) {
             SetLastError(ERROR_INVALID_PARAMETER);
             return false;
         }
@@ -224,7 +192,7 @@ private:
     size_t figure_at_ = kEntriesAt, entries_before_ = 0;  // where the current figure begins
     size_t entries_given_ = 0;                            // in parts
     uint64_t points_ = 0;
-    bool fits_ = true, too_many_entries_ = false;
+    bool fits_ = true;
 };
 
 // The engine's bounds in pixels; one sixteenth of a pixel counts as a whole one.
@@ -251,26 +219,66 @@ RECTL with_line_width(RECTL bounds) {
     return bounds;
 }
 
-}  // namespace
-
-PathMetrics MeasurePath(PATHOBJ* path) {
-    PathMetrics metrics;
-    RECTL extent = kEmptyRect;
-    for_each_block(path, [&](const Block& block) {
+class Measurer : public BlockSink {
+public:
+    explicit Measurer(PathMetrics& metrics) : metrics_(metrics) {}
+    bool take(const PathBlock& block) override {
         const uint64_t count = block.points.size();
-        ++metrics.entries;
-        metrics.points += count;
-        metrics.largest_entry = std::max(metrics.largest_entry, static_cast<DWORD>(count));
-        metrics.size16 += 1 + count_size(count) + 4 * count;
-        metrics.size32 += 1 + count_size(count) + 8 * count;
+        ++metrics_.entries;
+        metrics_.points += count;
+        metrics_.largest_entry = std::max(metrics_.largest_entry, static_cast<DWORD>(count));
+        metrics_.size32 += 1 + count_size(count) + 8 * count;
+        if (block.flags & PD_BEGINSUBPATH) ++metrics_.figures;
+        if (block.flags & PD_BEZIERS) metrics_.curves = true;
         for (const POINTFIX& point : block.points) extend(extent, to_pixel(point));
         return true;
-    });
-    metrics.size16 += 1 + count_size(metrics.entries);
+    }
+    RECTL extent = kEmptyRect;
+
+private:
+    PathMetrics& metrics_;
+};
+
+class KeptEntries : public BlockSink {
+public:
+    bool take(const PathBlock& block) override {
+        if (!is_simplified(block) || !collapses(block, simplified_count(block.points))) ++count;
+        return true;
+    }
+    uint64_t count = 0;
+};
+
+// Of the entries that the joiner makes.
+uint64_t joined_size(const PathMetrics& metrics) {
+    constexpr uint64_t kLargestEntryHead = 4, kFewestPoints = kLargestCount - 2;
+    const bool area = metrics.use == PathUse::Area;
+    const uint64_t points = (metrics.points + (area ? 2 * metrics.figures : 0)) * (metrics.curves ? 3 : 1);
+    const uint64_t entries = points / kFewestPoints + (area ? 0 : metrics.figures) + 1;
+    return 1 + 3 + 8 * points + kLargestEntryHead * entries;
+}
+
+bool write_joined(PATHOBJ* path, const PathMetrics& metrics, BodyWriter& body) {
+    BlockJoiner joiner(metrics.use, metrics.curves, body);
+    return joiner.alloc(static_cast<size_t>(metrics.figures)) && for_each_block(path, joiner) && joiner.finish();
+}
+
+}  // namespace
+
+PathMetrics MeasurePath(PATHOBJ* path, PathUse use) {
+    PathMetrics metrics;
+    metrics.use = use;
+    Measurer measurer(metrics);
+    for_each_block(path, measurer);
     metrics.size32 += 1 + count_size(metrics.entries);
+    if (metrics.entries > kLargestCount) {
+        KeptEntries kept;
+        for_each_block(path, kept);
+        metrics.joined = kept.count > kLargestCount;
+        if (metrics.joined) metrics.size32 = joined_size(metrics);
+    }
     metrics.bounds = engine_bounds(path);
-    if (!is_empty(metrics.bounds)) metrics.bounds = intersection(metrics.bounds, with_line_width(extent));
-    metrics.wide = !fits_16_bits(metrics.bounds) || !fits_16_bits(extent);
+    if (!is_empty(metrics.bounds)) metrics.bounds = intersection(metrics.bounds, with_line_width(measurer.extent));
+    metrics.wide = !fits_16_bits(metrics.bounds) || !fits_16_bits(measurer.extent);
     return metrics;
 }
 
@@ -278,9 +286,7 @@ BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathPar
     if (!buffer) return FALSE;
     buffer.clear_head();
     BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)), parts);
-    const bool encoded = for_each_block(path, [&](const Block& block) { return body.add(block); });
-    metrics.too_many_entries = body.too_many_entries();
-    if (!encoded) return FALSE;
+    if (!(metrics.joined ? write_joined(path, metrics, body) : for_each_block(path, body))) return FALSE;
     buffer.head() = body.head();
     metrics.entries = body.entries();
     metrics.points = body.points();

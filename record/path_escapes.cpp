@@ -88,7 +88,7 @@ BOOL render(PDEVICE& device, CapturedPath& captured, const PathInfo& info) {
     const DrawAttrs attrs = make_attrs(device, info);
     if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
     const BYTE type = record_type(info, captured.is_wide());
-    BOOL ok = WriteDrawState(device, attrs);
+    BOOL ok = RecordKeptClip(device, captured.clip) && WriteDrawState(device, attrs);
     captured.for_each_part(
         [&](const PathView& part) { ok = ok && device.WriteRecord(type, part.head.length, part.body); });
     if (!ok) return FALSE;

@@ -1,6 +1,7 @@
 #include "record/path_recorder.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "driver/pdevice.h"
 #include "record/clip_recorder.h"
@@ -10,11 +11,12 @@ namespace {
 
 constexpr BYTE kNothing = 0;
 
-BOOL capture_path(PDEVICE& device, PATHOBJ* path) {
+BOOL capture_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip) {
     CapturedPathRef captured(make_object<CapturedPath>());
     if (!captured || !captured->capture(path)) return FALSE;
     if (captured->is_empty()) return TRUE;
     device.note_largest_entry(captured->metrics().largest_entry);
+    if (!KeepClip(device, clip, captured->clip)) return FALSE;
     device.captured = std::move(captured);
     return TRUE;
 }
@@ -63,7 +65,7 @@ BYTE visible_type(BYTE type, const DrawAttrs& attrs) {
     }
 }
 
-// The parts of a path that is too long for one record are paths of their own.
+// The parts of lines that are too many for one record are paths of their own.
 class PartRecords : public PathParts {
 public:
     PartRecords(PDEVICE& device, BYTE type) : device_(device), type_(type) {}
@@ -74,12 +76,32 @@ private:
     BYTE type_;
 };
 
+// What a stroke covers reaches beyond its path: by half of the pen, more at corners and square ends, and by the pixel
+// in whose middle it runs.
+RECTL stroke_bounds(const RECTL& path, const DrawAttrs& attrs) {
+    constexpr double kDiagonal = 1.4143;
+    double corners = !attrs.geometric || attrs.end_cap == ENDCAP_SQUARE ? kDiagonal : 1;
+    if (attrs.geometric && attrs.join == JOIN_MITER) corners = std::max<double>(attrs.miter_limit, corners);
+    const auto reach = static_cast<int64_t>(std::min(std::ceil(attrs.width / 2.0 * corners), 2147483647.0));
+    auto moved = [](LONG value, int64_t by) {
+        return static_cast<LONG>(std::clamp<int64_t>(value + by, -0x7FFFFFFF - 1, 0x7FFFFFFF));
+    };
+    return {moved(path.left, -reach), moved(path.top, -reach), moved(path.right, reach + 1),
+            moved(path.bottom, reach + 1)};
+}
+
 BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
-    PathMetrics metrics = MeasurePath(path);
+    const bool strokes = type != kRecordFillPath16;
+    PathMetrics metrics = MeasurePath(path, strokes ? PathUse::Lines : PathUse::Area);
+    if (metrics.joined && type == kRecordStrokeAndFillPath16) {
+        return record_visible_path(device, path, clip, kRecordFillPath16, attrs) &&
+               record_visible_path(device, path, clip, kRecordStrokePath16, attrs);
+    }
     if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
+    const RECTL drawn = strokes && attrs.width > 1 ? stroke_bounds(metrics.bounds, attrs) : metrics.bounds;
     PartRecords parts(device, type);
-    if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &metrics.bounds) ||
-        !WriteDrawState(device, attrs) || !EncodePath(path, device.drawing_path, metrics, &parts)) {
+    if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &drawn) || !WriteDrawState(device, attrs) ||
+        !EncodePath(path, device.drawing_path, metrics, &parts)) {
         return FALSE;
     }
     const DWORD length = device.drawing_path.head().length;
@@ -99,7 +121,7 @@ void AddInk(PDEVICE& device, const RECTL& rect) {
 bool is_page_blank(const PDEVICE& device) { return is_empty(device.page_marks) && !device.pending.is_pending(); }
 
 BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing) {
-    if (device.path_depth != 0) return capture_path(device, path);
+    if (device.path_depth != 0) return capture_path(device, path, clip);
     DrawAttrs attrs;
     set_stroke(device, drawing, attrs);
     set_fill(device, drawing, attrs);

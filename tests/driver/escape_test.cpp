@@ -228,6 +228,73 @@ TEST_F(EscapeTest, ClipWithTheCapturedPathOnce) {
     expect_page(clip + "0A 00" + clip + state + drawn + "0C 08 0000 0000 0F00 0F00" + drawn);
 }
 
+// A path is drawn under the clip of the call that described it, unless a captured path is the clip.
+TEST_F(EscapeTest, DrawUnderTheClipOfTheCapturedCall) {
+    const Bytes info = path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill);
+    const std::string state = "27 0A F008 04000080 0D 01 00 00", set_up = "27 03 0200 01", drawn = "22" + body("07"),
+                      rect = "0C 08 0000 0000 0F00 0F00", other = "0C 08 0000 0000 0C00 0C00";
+    const struct {
+        const char* name;
+        bool clipped;  // the captured call
+        int before;    // 1 a drawing under another clip, 2 a captured path becomes the clip, 3 both
+        std::string records;
+    } kCases[] = {
+        {"its own clip", true, 0, rect + state + "27 03 0200 01" + drawn},
+        {"another clip before", true, 1, other + state + drawn + rect + set_up + drawn},
+        {"none after another", false, 1, other + state + drawn + "0A 00" + set_up + drawn},
+        {"a captured path", true, 2, "21" + body("07") + state + set_up + drawn},
+        {"a captured path, and a clip after it", true, 3,
+         "21" + body("07") + other + state + drawn + rect + set_up + drawn},
+    };
+    for (const auto& c : kCases) {
+        Clip clip = Clip::rectangle({0, 0, 15, 15}), else_where = Clip::rectangle({0, 0, 12, 12});
+        Corner corner;
+        host::printer(printer).output.clear();
+        start_page();
+        if (c.before & 2) {
+            capture();
+            EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+            EXPECT_EQ(escape(END_PATH), 0u);
+        }
+        if (c.before & 1) EXPECT_TRUE(stroke(corner, &else_where));
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        EXPECT_TRUE(stroke(corner, c.clipped ? &clip : nullptr));
+        EXPECT_EQ(escape(END_PATH, info), 1u);
+        SCOPED_TRACE(c.name);
+        end_page_and_document();
+        EXPECT_EQ(faults_of(job()), "");
+        std::string records = to_hex(page_records());
+        // Without a line before it, the state comes in one record.
+        const std::string both = to_hex(from_hex(state + set_up)),
+                          one = to_hex(from_hex("27 0B F208 04000080 0D 01 00 01 00"));
+        if (const size_t found = records.find(one); found != std::string::npos)
+            records.replace(found, one.size(), both);
+        EXPECT_EQ(records, to_hex(from_hex(c.records)));
+    }
+}
+
+// The close flag is that of the last figure.
+TEST_F(EscapeTest, CloseTheLastOfTwoFigures) {
+    for (const bool wide : {false, true}) {
+        Path two;
+        for (LONG x : {10, wide ? 40000 : 50}) {
+            two.move_to(at(x, 10));
+            two.line_to(at(x + 10, 10));
+            two.line_to(at(x + 10, 30));
+        }
+        host::printer(printer).output.clear();
+        start_page();
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        EXPECT_TRUE(stroke(two));
+        EXPECT_EQ(escape(END_PATH, path_info(2, 1, {PS_SOLID, 3, 0x112233}, kNoFill)), 1u);
+        expect_page("27 0B F208 33221140 0D 03 00 01 00" +
+                    std::string(wide ? "2F 36 00 02 07 03 0A000000 0A000000 14000000 0A000000 14000000 1E000000"
+                                       "0F 03 409C0000 0A000000 4A9C0000 0A000000 4A9C0000 1E000000"
+                                     : "22 1E 00 02 07 03 0A00 0A00 1400 0A00 1400 1E00"
+                                       "0F 03 3200 0A00 3C00 0A00 3C00 1E00"));
+    }
+}
+
 TEST_F(EscapeTest, SaveAndRestoreClipPaths) {
     start_page();
     EXPECT_EQ(escape(CLIP_TO_PATH, dword(1)), 0u);

@@ -200,24 +200,100 @@ TEST_F(PrepareTest, AveragesWithTheWeightsOfCutPixels) {
     EXPECT_TRUE(pixel_of(result.view(), 2, 0) == 0 && pixel_of(result.view(), 0, 2) == 0);
 }
 
-TEST_F(PrepareTest, KeepsTwoColorsAtHalfIntensity) {
-    // 6 to 4: weights 2 1 | 1 2 | 2 1 | 1 2.
+// A drawing of some dark pixels on 32 x 32 light ones.
+struct Drawing {
+    const char* name;
+    bool (*dark)(LONG x, LONG y);
+    LONG from, to;
+    std::string rows;  // the first rows of the result, from the top; x is dark
+};
+
+TEST_F(PrepareTest, DrawingsKeepTheirLines) {
+    static const Drawing kDrawings[] = {
+        {"half a pixel is dark", [](LONG x, LONG y) { return y < 8 && x >= 3 && x < 8; }, 2, 1, ".xxx...."},
+        {"less than half", [](LONG x, LONG y) { return x >= 3 && x < 8 && y >= 1 && y < 5; }, 2, 1,
+         "..xx.... .xxx.... ..xx...."},
+        {"a line down, 4 to 1", [](LONG x, LONG) { return x == 6; }, 4, 1, ".x...... .x......"},
+        {"a line across, 4 to 1", [](LONG, LONG y) { return y == 5; }, 4, 1, "........ xxxxxxxx ........"},
+        {"cut in two, 5 to 2", [](LONG x, LONG) { return x == 12; }, 5, 2, "....xx.. ....xx.."},
+        {"a thick line", [](LONG x, LONG) { return x == 7 || x == 8; }, 4, 1, ".xx....."},
+        {"a diagonal", [](LONG x, LONG y) { return x == y; }, 2, 1, "x....... .x......"},
+        {"between the pixels", [](LONG x, LONG y) { return x == y + 1; }, 2, 1, "xx...... .xx....."},
+        {"dots do not count as lines", [](LONG x, LONG y) { return x == 9 && y == 9; }, 4, 1,
+         "........ ........ ........"},
+    };
     for (auto [black, white] : {std::pair{0, 1}, std::pair{1, 0}}) {
-        Dib dib(6, 6, 1, {white ? 0x000000u : 0xFFFFFFu, white ? 0xFFFFFFu : 0x000000u});
-        static constexpr int kWhites[] = {1, 0, 1, 0, 1, 1};
-        for (LONG i = 0; i < 36; ++i) dib.set(i % 6, i / 6, static_cast<DWORD>(kWhites[i % 6] ? white : black));
-        PackedDib result;
-        ASSERT_TRUE(DownsampleDib(dib.view(), 3, 2, result));
-        ASSERT_EQ(result.header().biBitCount, 1);
-        EXPECT_TRUE(result.table()[0] == dib.table()[0] && result.table()[1] == dib.table()[1]);
-        static constexpr int kExpected[] = {1, 1, 0, 1};
-        for (LONG x = 0; x < 4; ++x) {
-            EXPECT_EQ(pixel_of(result.view(), x, 3), static_cast<DWORD>(kExpected[x] ? white : black)) << x;
+        for (const Drawing& c : kDrawings) {
+            Dib dib(32, 32, 1, {white ? 0x000000u : 0xFFFFFFu, white ? 0xFFFFFFu : 0x000000u});
+            for (LONG i = 0; i < 32 * 32; ++i) {
+                dib.set(i % 32, i / 32, static_cast<DWORD>(c.dark(i % 32, i / 32) ? black : white));
+            }
+            PackedDib result;
+            ASSERT_TRUE(DownsampleDib(dib.view(), c.from, c.to, result));
+            ASSERT_EQ(result.header().biBitCount, 1);
+            EXPECT_TRUE(result.table()[0] == dib.table()[0] && result.table()[1] == dib.table()[1]);
+            std::string rows;
+            for (LONG y = 0; static_cast<size_t>(y) * 9 < c.rows.size(); ++y) {
+                if (y > 0) rows += ' ';
+                for (LONG x = 0; x < 8; ++x) {
+                    rows += pixel_of(result.view(), x, y) == static_cast<DWORD>(black) ? 'x' : '.';
+                }
+            }
+            EXPECT_EQ(rows, c.rows) << c.name;
         }
-        // Just half of each pixel is white: that is white.
-        for (LONG i = 0; i < 36; ++i) dib.set(i % 6, i / 6, static_cast<DWORD>(i % 2 ? white : black));
-        ASSERT_TRUE(DownsampleDib(dib.view(), 2, 1, result));
-        for (LONG i = 0; i < 9; ++i) EXPECT_EQ(pixel_of(result.view(), i % 3, i / 3), static_cast<DWORD>(white));
+    }
+}
+
+// Pictures of one bit, made of a ramp from black to white in several ways, are as dark as before, all of it and in
+// eight strips of it.
+TEST_F(PrepareTest, HalftonesKeepTheirDarkness) {
+    constexpr LONG kWidth = 1024, kHeight = 512;
+    static constexpr int kBayer[4][4] = {{0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
+    Random random(22);
+    std::vector<int> errors(kWidth + 2), next(kWidth + 2);
+    for (const char* kind : {"ordered", "diffused", "random", "coarse dots"}) {
+        Dib dib(kWidth, kHeight, 1, {0, 0xFFFFFF});
+        for (LONG y = 0; y < kHeight; ++y) {
+            for (LONG x = 0; x < kWidth; ++x) {
+                const auto level = static_cast<int>(x * 256 / kWidth);
+                bool light = false;
+                if (kind[0] == 'o') {
+                    light = level > kBayer[y % 4][x % 4] * 16 + 7;
+                } else if (kind[0] == 'd') {
+                    const int value = level + errors[static_cast<size_t>(x) + 1];
+                    light = value >= 128;
+                    const int error = value - (light ? 255 : 0);
+                    errors[static_cast<size_t>(x) + 2] += error / 2;
+                    next[static_cast<size_t>(x) + 1] += error - error / 2;
+                } else if (kind[0] == 'r') {
+                    light = level > static_cast<int>(random.below(256));
+                } else {
+                    light = level > 128 * (1 + std::sin(x * 0.78) * std::sin(y * 0.78));
+                }
+                dib.set(x, y, light);
+            }
+            errors = std::exchange(next, std::vector<int>(kWidth + 2));
+        }
+        for (const auto& [from, to] : {std::pair<LONG, LONG>{2, 1}, {5, 2}, {3, 1}, {4, 1}}) {
+            PackedDib result;
+            ASSERT_TRUE(DownsampleDib(dib.view(), from, to, result));
+            auto darkness = [](const DibView& image, LONG part, LONG parts) {
+                const LONG left = image.header->biWidth * part / parts,
+                           right = image.header->biWidth * (part + 1) / parts;
+                double dark = 0;
+                for (LONG y = 0; y < image.header->biHeight; ++y) {
+                    for (LONG x = left; x < right; ++x) dark += pixel_of(image, x, y) == 0;
+                }
+                return dark / (double{1} * (right - left) * image.header->biHeight);
+            };
+            const double whole = darkness(dib.view(), 0, 1);
+            EXPECT_NEAR(darkness(result.view(), 0, 1), whole, whole * 0.05) << kind << " " << from << ":" << to;
+            for (LONG part = 0; part < 8; ++part) {
+                const double expected = darkness(dib.view(), part, 8);
+                EXPECT_NEAR(darkness(result.view(), part, 8), expected, 0.05)
+                    << kind << " " << from << ":" << to << " " << part;
+            }
+        }
     }
 }
 
@@ -251,9 +327,8 @@ TEST_F(PrepareTest, AveragesEveryDepthAtEveryRatio) {
         WORD bits;
         DWORD compression;
         WORD reduced = 24;
-    } static const layouts[] = {{4, BI_RGB},    {8, BI_RGB},        {16, BI_RGB},       {24, BI_RGB},
-                                {32, BI_RGB},   {16, BI_BITFIELDS}, {24, BI_BITFIELDS}, {32, BI_BITFIELDS},
-                                {8, BI_RGB, 8}, {1, BI_RGB, 1}};
+    } static const layouts[] = {{4, BI_RGB},        {8, BI_RGB},        {16, BI_RGB},       {24, BI_RGB},  {32, BI_RGB},
+                                {16, BI_BITFIELDS}, {24, BI_BITFIELDS}, {32, BI_BITFIELDS}, {8, BI_RGB, 8}};
     static constexpr struct {
         LONG width, height, source, target;
     } kRatios[] = {{97, 61, 600, 300},   {61, 97, 300, 175},  {80, 80, 1200, 150}, {90, 77, 7, 6},
@@ -265,7 +340,6 @@ TEST_F(PrepareTest, AveragesEveryDepthAtEveryRatio) {
         for (const auto& ratio : kRatios) {
             Dib dib = noise(ratio.width, ratio.height, layout.bits, layout.compression, random);
             if (layout.reduced == 8) std::ranges::copy(gray_ramp(), dib.table());
-            if (layout.reduced == 1) dib.table()[0] = 0, dib.table()[1] = 0xFFFFFF;
             LONG width, height;
             ASSERT_TRUE(ScaledSize(ratio.width, ratio.height, ratio.source, ratio.target, &width, &height));
             const BITMAPINFOHEADER expected = dib_header(width, height, layout.reduced);
@@ -281,10 +355,8 @@ TEST_F(PrepareTest, AveragesEveryDepthAtEveryRatio) {
             for (LONG i = 0; i < width * height; i += 1 + width * height / 3000) {
                 const DWORD mean = color_of(result.view(), i % width, i / width);
                 for (int shift : {0, 8, 16}) {
-                    const double exact =
-                        mean_of(dib.view(), expected, i % width, i / width, shift, layout.reduced == 1 ? 2 : 16);
-                    const double wanted = layout.reduced > 1 ? exact : exact >= 127.5 - 1e-9 ? 255 : 0;
-                    ASSERT_NEAR(mean >> shift & 0xFF, wanted, 0.5 + 1e-9)
+                    const double exact = mean_of(dib.view(), expected, i % width, i / width, shift, 16);
+                    ASSERT_NEAR(mean >> shift & 0xFF, exact, 0.5 + 1e-9)
                         << layout.bits << ", " << layout.compression << ": " << ratio.width;
                     ++compared;
                 }

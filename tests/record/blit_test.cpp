@@ -97,6 +97,20 @@ TEST_F(BlitTest, EveryHookFindsItsSource) {
     EXPECT_EQ(flags, 0x09);
 }
 
+// Of an image whose pixels all differ, the part that starts at (1, 2).
+TEST_F(BlitTest, ASourcePointIsACorner) {
+    Bitmap bitmap(BMF_24BPP, 4, 5);
+    for (LONG i = 0; i < 20; ++i) bitmap.set_pixel(i % 4, i / 4, static_cast<ULONG>(i + 1));
+    BytesBuilder expected = bitmap_head(0xCC, {0, 0, 2, 2}, {10, 20, 12, 22}, 56);
+    put_dib_header(expected, 2, 2, 24);
+    append(expected, "0E0000 0F0000 0000  0A0000 0B0000 0000");
+    const POINTL corner = {1, 2};
+    const RECTL to = {10, 20, 12, 22};
+    expect_page([&] { return device->copy_bits(bitmap, nullptr, nullptr, to, corner); }, expected);
+    expect_page([&] { return device->bit_blt(&bitmap, nullptr, nullptr, nullptr, to, &corner, nullptr, 0xCCCC); },
+                expected);
+}
+
 TEST_F(BlitTest, TheClipAndTheInkAreThoseOfTheDestination) {
     Bitmap bitmap(BMF_24BPP, 2, 2);
     Clip clip = Clip::rectangle({0, 0, 25, 60});

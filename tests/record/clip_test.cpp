@@ -118,6 +118,15 @@ TEST_F(ClipTest, EncodesLargeRegionsOnce) {
         const size_t second = all_records.find(to_hex(head.bytes), first + 1);
         ASSERT_NE(second, std::string::npos);
         EXPECT_EQ(all_records.find(to_hex(head.bytes), second + 1), std::string::npos);
+        // Another document, in which only the kept clip has entries of 4 points.
+        start_page();
+        Path line;
+        line.move_to(at(0, 0));
+        line.line_to(at(5, 5));
+        Brush black = Brush::solid(0);
+        EXPECT_TRUE(device->fill(line, &region, black, FP_WINDINGMODE));
+        EXPECT_EQ(pdevice().statistics.largest_entry, 4u);
+        end_page_and_document();
     }
 }
 
@@ -138,13 +147,40 @@ TEST_F(ClipTest, WritesNothingForARegionOfSinglePixels) {
     EXPECT_EQ(records(), hex(std::string(kState) + kSquare));
 }
 
-// A clip is one record, and its count of entries holds 65535.
-TEST_F(ClipTest, ClipsByTheBoundsOfRegionsThatAreTooMany) {
-    Clip region = region_of(65536);
-    region.rclBounds = {0, 0, 5, 300};
-    start_page();
-    EXPECT_TRUE(draw(&region));
-    EXPECT_EQ(records(), hex("0C 08 0000 0000 0500 2C01 " + std::string(kState) + kSquare));
+// A pen wider than a pixel reaches beyond its path.
+TEST_F(ClipTest, WideStrokesAreCut) {
+    const struct {
+        bool geometric;
+        LONG width;
+        int join, cap;
+        RECTL inside;  // contains all that is drawn along (100, 100) to (109, 109)
+    } kCases[] = {
+        {false, 1, 0, 0, {100, 100, 109, 109}},  // thin: as its path
+        {true, 1, JOIN_MITER, ENDCAP_SQUARE, {100, 100, 109, 109}},
+        {true, 4, JOIN_ROUND, ENDCAP_ROUND, {98, 98, 112, 112}},
+        {true, 5, JOIN_BEVEL, ENDCAP_BUTT, {97, 97, 113, 113}},
+        {true, 4, JOIN_ROUND, ENDCAP_SQUARE, {97, 97, 113, 113}},  // corners of the ends: 2.83
+        {true, 4, JOIN_MITER, ENDCAP_BUTT, {80, 80, 130, 130}},    // ten times half the pen
+        {false, 3, 0, 0, {97, 97, 113, 113}},
+    };
+    Path path;
+    path.add_rect({100, 100, 109, 109});
+    Brush black = Brush::solid(0);
+    for (const auto& c : kCases) {
+        LINEATTRS line = c.geometric ? geometric_line(static_cast<float>(c.width)) : hairline(c.width);
+        line.iJoin = static_cast<ULONG>(c.join);
+        line.iEndCap = static_cast<ULONG>(c.cap);
+        for (const RECTL& less : {RECTL{}, RECTL{1, 0, 0, 0}, RECTL{0, 0, -1, 0}, RECTL{0, 0, 0, -1}}) {
+            const RECTL& r = c.inside;
+            Clip clip = Clip::rectangle({r.left + less.left, r.top, r.right + less.right, r.bottom + less.bottom});
+            host::printer(printer).output.clear();
+            start_page();
+            EXPECT_TRUE(device->stroke(path, &clip, nullptr, black, line));
+            end_page_and_document();
+            const bool cut = less.left || less.right || less.bottom;
+            EXPECT_EQ(page_records()[0], cut ? 12 : 39) << c.width << " " << c.join << " " << c.cap << " " << less.left;
+        }
+    }
 }
 
 TEST_F(ClipTest, ReplacesRectangleListsByContent) {

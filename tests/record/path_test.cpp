@@ -1,5 +1,6 @@
 // Paths: how they are encoded, which of them are recorded, and the ink that they leave.
 
+#include "reader/bodies.h"
 #include "record/path_recorder.h"
 #include "tests/common/fault_test.h"
 
@@ -7,6 +8,7 @@ namespace kv::test {
 namespace {
 
 using engine::Brush;
+using engine::Clip;
 using engine::Path;
 
 // The state before black fills and hairlines, and a square of closed points (0, 0) to (9, 9) with its record's body.
@@ -120,29 +122,115 @@ TEST_F(PathTest, MakesAnEntryOfEveryBlock) {
               hex(std::string(kFillState) + "23 16 00 02 05 02 0000 0000 0900 0000 0A 02 0900 0900 0000 0900"));
 }
 
-// A count of entries holds 65535: what has more goes out in several records, cut between figures.
-TEST_F(PathTest, CutsPathsOfVeryManyEntries) {
-    Path path;
-    for (int i = 0; i < 65534; ++i) path.move_to(at(0, 0)), path.line_to(at(1, 2));
-    path.set_block_size(2);
-    path.move_to(at(0, 0));
-    for (int i = 1; i < 6; ++i) path.line_to(at(i, i % 2 ? 9 : 0));
-    const std::string records = filled(path);
-    const std::string head = hex(std::string(kFillState) + "23 FF 00 F0FF0900 00 FE FEFF 07 02 0000 0000 0100 0200");
-    EXPECT_EQ(records.substr(0, head.size()), head);  // 4 + 65534 * 10 bytes
-    const std::string tail =
-        hex("23 20 00 03 05 02 0000 0000 0100 0900 00 02 0200 0000 0300 0900 02 02 0400 0000 0500 0900");
-    ASSERT_GT(records.size(), tail.size());
-    EXPECT_EQ(records.substr(records.size() - tail.size()), tail);
-    EXPECT_EQ(records.size(), (10 + 7 + 4 + 655340 + 34) * 3u);
-
-    Path one;  // a single figure cannot be cut
+// A count of entries holds 65535: figures that the engine gives in more pieces are put together, and lines of more
+// figures go out in several records.
+TEST_F(PathTest, LinesOfVeryManyEntries) {
+    Path many, one;
+    for (int i = 0; i < 65535; ++i) many.move_to(at(0, 0)), many.line_to(at(1, 2));
+    many.set_block_size(2);
+    many.move_to(at(0, 0));
+    for (int i = 1; i < 6; ++i) many.line_to(at(i, i % 2 ? 9 : 0));
     one.set_block_size(1);
     one.move_to(at(0, 0));
     for (int i = 1; i < 65537; ++i) one.line_to(at(i % 800, i % 2 ? 9 : 0));
+    Brush black = Brush::solid(0);
+    const std::string state = kStrokeState;
+    const struct {
+        Path& path;
+        std::string head, tail;
+        size_t size;  // bytes of the records
+    } kCases[] = {
+        {many, state + "22 FF 00 FAFF0900 00 FE FFFF 07 02 0000 0000 0100 0200",
+         "22 1C 00 01 07 06 0000 0000 0100 0900 0200 0000 0300 0900 0400 0000 0500 0900", 12 + 7 + 4 + 655350 + 30},
+        {one, state + "22 FF 00 0C000400 00 02 05 FE FFFF 0000 0000 0100 0900", "02 02 DF02 0900 E002 0000",
+         12 + 7 + 2 + 4 + 65535 * 4 + 10},
+    };
+    for (const auto& c : kCases) {
+        const std::string records =
+            drawn([&] { EXPECT_TRUE(device->stroke(c.path, nullptr, nullptr, black, hairline())); });
+        const std::string head = hex(c.head), tail = hex(c.tail);
+        ASSERT_EQ(records.size(), c.size * 3);
+        EXPECT_EQ(records.substr(0, head.size()), head);
+        EXPECT_EQ(records.substr(records.size() - tail.size()), tail);
+    }
+}
+
+// How often a path's figures, all closed, run round a point to the right of which the edges lie. Curves are lines here.
+int winding(const Bytes& body, bool wide, double x, double y) {
+    int count = 0;
+    std::array<int32_t, 2> start = {}, last = {};
+    auto edge = [&](const std::array<int32_t, 2>& to) {
+        if ((last[1] > y) != (to[1] > y)) {
+            const double cut = last[0] + (y - last[1]) * (to[0] - last[0]) / (to[1] - last[1]);
+            if (cut > x) count += to[1] > last[1] ? 1 : -1;
+        }
+        last = to;
+    };
+    kvjob::read_path(kvjob::Bytes(body), wide, [&](const kvjob::PathEntry& entry) {
+        size_t at = 0;
+        if (entry.flags & PD_BEGINSUBPATH) {
+            edge(start);
+            start = last = entry.points[at++];
+        }
+        const bool curves = entry.flags & PD_BEZIERS;
+        for (at += curves ? 2 : 0; at < entry.points.size(); at += curves ? 3 : 1) edge(entry.points[at]);
+    });
+    edge(start);
+    return count;
+}
+
+// An area is never cut, so that holes stay holes; all of its figures become one.
+TEST_F(PathTest, AreasOfVeryManyEntries) {
+    constexpr int kFigures = 33000;  // squares of 6 pixels, and as many holes of 2
+    Brush black = Brush::solid(0);
+    for (const bool curve : {false, true}) {
+        Path path;
+        std::vector<RECTL> rects;
+        for (int hole : {0, 1}) {
+            for (int i = 0; i < kFigures; ++i) {
+                const LONG x = i % 100 * 8, y = i / 100 * 8;
+                path.add_rect(hole ? RECTL{x + 2, y + 2, x + 4, y + 4} : RECTL{x, y, x + 6, y + 6});
+            }
+        }
+        if (curve) {
+            path.move_to(at(900, 0));
+            path.curve_to(at(900, 0), at(900, 90), at(900, 90));
+            path.line_to(at(950, 0));
+        }
+        host::printer(printer).output.clear();
+        start_page();
+        EXPECT_TRUE(device->stroke_and_fill(path, nullptr, nullptr, black, hairline(), black, FP_ALTERNATEMODE));
+        end_page_and_document();
+        EXPECT_EQ(faults_of(job()), "");
+        const std::vector<Record> records = split_records(page_records());
+        ASSERT_EQ(records.size(), 4u);  // state, area, lines in two parts
+        EXPECT_EQ(records[1].type, 35);
+        EXPECT_EQ(records[2].type, 34);
+        EXPECT_EQ(records[3].type, 34);
+        const Bytes& area = records[1].body;
+        for (const int i : {0, 99, 100, 16789, kFigures - 1}) {
+            const double x = i % 100 * 8, y = i / 100 * 8;
+            EXPECT_EQ(std::abs(winding(area, false, x + 1, y + 0.5)), 1) << i;
+            EXPECT_EQ(winding(area, false, x + 3.1, y + 3.5) % 2, 0) << i;
+            EXPECT_EQ(winding(area, false, x + 7.1, y + 7.5), 0) << i;
+        }
+        EXPECT_EQ(std::abs(winding(area, false, 910.5, 20.5)), curve ? 1 : 0);
+    }
+    // So is a clip.
+    std::vector<RECTL> rects;
+    for (LONG i = 0; i < 65536; ++i) rects.push_back({i % 200 * 4, i / 200 * 4, i % 200 * 4 + 2, i / 200 * 4 + 2});
+    Clip region = Clip::region(std::move(rects));
+    Square square;
+    host::printer(printer).output.clear();
     start_page();
-    EXPECT_FALSE(fill(one));
-    EXPECT_TRUE(device->end_document());
+    EXPECT_TRUE(device->fill(square, &region, black, FP_WINDINGMODE));
+    end_page_and_document();
+    EXPECT_EQ(faults_of(job()), "");
+    const std::vector<Record> records = split_records(page_records());
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].type, 33);
+    EXPECT_EQ(std::abs(winding(records[0].body, false, 401, 400.5)), 1);
+    EXPECT_EQ(winding(records[0].body, false, 403, 400.5), 0);
 }
 
 TEST_F(PathTest, DropsWhatCannotChangeThePage) {

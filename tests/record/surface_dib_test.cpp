@@ -132,13 +132,14 @@ TEST_F(SurfaceDibTest, RefusesWhatIsNoBitmap) {
     };
     Bitmap deep(BMF_24BPP, 4, 4), indexed(BMF_4BPP, 4, 4), words(BMF_16BPP, 4, 4);
     Translation short_table(grays(15)), no_table, holes(0xF0F000, 0x0F00, 0xFF), overlap(0xFF00, 0xFFF, 0xFF),
-        too_wide(0x1F0000, 0x7E0, 0x1F), missing(0xFF0000, 0, 0xFF);
+        too_wide(0x1F0000, 0x7E0, 0x1F), just_too_wide(0x1F000, 0x7E0, 0x1F), missing(0xFF0000, 0, 0xFF);
     EXPECT_TRUE(refused(indexed, nullptr));
     EXPECT_TRUE(refused(indexed, &no_table));
     EXPECT_TRUE(refused(indexed, &short_table));
     EXPECT_TRUE(refused(deep, &holes));
     EXPECT_TRUE(refused(deep, &overlap));
     EXPECT_TRUE(refused(words, &too_wide));
+    EXPECT_TRUE(refused(words, &just_too_wide));
     EXPECT_TRUE(refused(words, &no_table));  // derived: nothing of 16 bits lights red
     EXPECT_TRUE(refused(deep, &missing));
     EXPECT_TRUE(refused(deep, nullptr, {4, 0, 8, 4}));
@@ -293,10 +294,15 @@ TEST_F(SurfaceDibTest, Masks) {
         ASSERT_TRUE(convert(source, nullptr));
         EXPECT_FALSE(image.mask);
     }
-    // With a mask nothing is cut off at the sides or downsampled.
+    // With a mask nothing is downsampled, nor cut off at the sides.
     settings().Compression = 0x40;
     settings().ResDownSamp = 10;
     resolution = 600;
+    Bitmap large(BMF_24BPP, 120, 120), large_mask(BMF_1BPP, 120, 120);
+    mask = &large_mask;
+    ASSERT_TRUE(convert(large, nullptr));
+    EXPECT_TRUE(image.mask);
+    EXPECT_EQ(image.view().header->biWidth, 120);
     Bitmap narrow(BMF_1BPP, 5, 1);
     mask = &narrow;
     ASSERT_TRUE(convert(source, nullptr, {0, 1, 5, 2}));
