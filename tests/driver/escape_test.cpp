@@ -256,7 +256,9 @@ TEST_F(EscapeTest, DrawUnderTheClipOfTheCapturedCall) {
             EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
             EXPECT_EQ(escape(END_PATH), 0u);
         }
-        if (c.before & 1) EXPECT_TRUE(stroke(corner, &else_where));
+        if (c.before & 1) {
+            EXPECT_TRUE(stroke(corner, &else_where));
+        }
         EXPECT_EQ(escape(BEGIN_PATH), 1u);
         EXPECT_TRUE(stroke(corner, c.clipped ? &clip : nullptr));
         EXPECT_EQ(escape(END_PATH, info), 1u);
