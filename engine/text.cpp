@@ -84,11 +84,13 @@ bool String::next_batch(ULONG& count, GLYPHPOS*& glyphs) {
     if (empty_batches_ && !empty_given_) {
         empty_given_ = true;
         count = 0;
+        glyphs = nullptr;
         return left > 0;
     }
     empty_given_ = false;
     count = static_cast<ULONG>(std::min<size_t>(batch_, left));
     next_ += count;
+    if (lost_) glyphs = nullptr;
     return next_ < glyphs_.size();
 }
 

@@ -29,8 +29,10 @@ public:
 
     // Glyphs in a batch at most. A string of more must be enumerated.
     void set_batch(ULONG glyphs);
-    // An empty batch comes before each other one.
+    // An empty batch, without a place for glyphs, comes before each other one.
     void set_empty_batches(bool on) { empty_batches_ = on; }
+    // As a damaged engine: batches have no place for their glyphs.
+    void lose_glyphs() { lost_ = true; }
     void set_code_page(DWORD code_page) { code_page_ = code_page; }
     DWORD code_page() const { return code_page_; }
 
@@ -45,7 +47,7 @@ private:
     std::vector<GLYPHPOS> glyphs_;
     ULONG batch_;
     size_t next_ = 0;
-    bool empty_batches_ = false, empty_given_ = false;
+    bool empty_batches_ = false, empty_given_ = false, lost_ = false;
     DWORD code_page_ = 0;
 };
 

@@ -104,6 +104,16 @@ TEST_F(FontCacheTest, LoadsTheListOfInstalledFonts) {
     EXPECT_FALSE(fonts.has_face(u"@@Dotum"));
 }
 
+TEST_F(FontCacheTest, AListWithoutMemoryStaysAsItWas) {
+    TextList list;
+    ASSERT_TRUE(list.add(u"a", 1));
+    host::fail_call(host::CallKind::Allocation, 1);
+    host::set_messages_quiet(true);
+    EXPECT_FALSE(list.add(std::u16string(2000, u'b').c_str(), 2000));
+    EXPECT_EQ(texts(list), std::vector<std::u16string>{u"a"});
+    host::reset_all();
+}
+
 TEST_F(FontCacheTest, RemembersEachFontByBothNames) {
     install("B.ttf", u"Bravo", u"Bravo-PS", u"Bravo 1");
     install("a.ttf", u"Alpha", u"Alpha-PS", u"Alpha 1");

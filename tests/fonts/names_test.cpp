@@ -1,5 +1,8 @@
 // What fonts call themselves: decoding of records, choice of the best, and the questions that need no copy.
 
+#include <map>
+
+#include "fonts/encodings.h"
 #include "fonts/font_names.h"
 #include "fonts/full_name_reader.h"
 #include "tests/fonts/reader_test.h"
@@ -31,8 +34,6 @@ TEST_F(FontNamesTest, DecodesMacintoshRecords) {
         {mac_name(1, ascii("Abc")), 0, "409/1252/8:Abc"},
         {mac_name(1, ascii("Abc"), 11), 0, "411/1252/8:Abc"},
         {mac_name(1, ascii("Abc"), 151), 0, "0/1252/8:Abc"},
-        {mac_name(1, ascii("Abc"), 150), 0, "42C/1252/8:Abc"},
-        {mac_name(1, ascii("Abc"), 34), 0, "0/1252/8:Abc"},
         {mac_name(1, ascii("Abc")), 1250, "409/1250/8:Abc"},
         // Beyond ASCII: not as Latin text, which the Macintosh encodes otherwise.
         {mac_name(1, ascii("Caf\x8E")), 0, ""},
@@ -63,6 +64,39 @@ TEST_F(FontNamesTest, DecodesMacintoshRecords) {
     for (const auto& [name, font_code_page, decoded] : cases) {
         EXPECT_EQ(decode(name, {font_code_page, false, 0}), decoded)
             << "script " << name.encoding << " language " << name.language << " code page " << font_code_page;
+    }
+}
+
+// The languages of the Macintosh as the OpenType format numbers them, with Windows' identifiers of the same; ids that
+// are not listed mean nothing.
+TEST_F(FontNamesTest, KnowsTheLanguagesAndScriptsOfTheMacintosh) {
+    const std::map<WORD, LANGID> languages = {
+        {0, 0x409},   {1, 0x40C},   {2, 0x407},   {3, 0x410},   {4, 0x413},   {5, 0x41D},   {6, 0x40A},   {7, 0x406},
+        {8, 0x416},   {9, 0x414},   {10, 0x40D},  {11, 0x411},  {12, 0x401},  {13, 0x40B},  {14, 0x408},  {15, 0x40F},
+        {16, 0x43A},  {17, 0x41F},  {18, 0x41A},  {19, 0x404},  {20, 0x420},  {21, 0x439},  {22, 0x41E},  {23, 0x412},
+        {24, 0x427},  {25, 0x415},  {26, 0x40E},  {27, 0x425},  {28, 0x426},  {29, 0x43B},  {30, 0x438},  {31, 0x429},
+        {32, 0x419},  {33, 0x804},  {35, 0x83C},  {36, 0x41C},  {37, 0x418},  {38, 0x405},  {39, 0x41B},  {40, 0x424},
+        {42, 0x41A},  {43, 0x42F},  {44, 0x402},  {45, 0x422},  {46, 0x423},  {47, 0x443},  {48, 0x43F},  {49, 0x82C},
+        {50, 0x42C},  {51, 0x42B},  {52, 0x437},  {54, 0x440},  {55, 0x428},  {56, 0x442},  {57, 0x450},  {58, 0x450},
+        {59, 0x463},  {60, 0x492},  {61, 0x460},  {62, 0x459},  {63, 0x451},  {64, 0x461},  {65, 0x44F},  {66, 0x44E},
+        {67, 0x445},  {68, 0x44D},  {69, 0x447},  {70, 0x446},  {71, 0x448},  {72, 0x44C},  {73, 0x44B},  {74, 0x449},
+        {75, 0x44A},  {76, 0x45B},  {78, 0x453},  {79, 0x454},  {80, 0x42A},  {81, 0x421},  {83, 0x43E},  {84, 0x43E},
+        {85, 0x45E},  {86, 0x473},  {89, 0x441},  {90, 0x487},  {128, 0x452}, {129, 0x42D}, {130, 0x403}, {132, 0x46B},
+        {135, 0x444}, {136, 0x480}, {140, 0x456}, {141, 0x436}, {142, 0x47E}, {143, 0x45D}, {144, 0x491}, {149, 0x46F},
+        {150, 0x42C}};
+    const std::map<WORD, UINT> scripts = {{0, 1252},   {1, 932},    {2, 950},   {3, 949},    {4, 1256},   {5, 1255},
+                                          {6, 1253},   {7, 1251},   {9, 57002}, {11, 57010}, {13, 57003}, {14, 57004},
+                                          {16, 57008}, {17, 57009}, {21, 874},  {25, 936},   {30, 1258}};
+    for (int id = 0; id < 0x10000; id = id < 300 ? id + 1 : id * 2 + 1) {
+        const auto key = static_cast<WORD>(id);
+        EXPECT_EQ(macintosh_language(key), languages.contains(key) ? languages.at(key) : 0) << id;
+        EXPECT_EQ(macintosh_code_page(key), scripts.contains(key) ? scripts.at(key) : 0) << id;
+    }
+    const std::map<UINT, LANGID> legacy = {{874, 0x41E},  {932, 0x411},  {936, 0x804},  {949, 0x412},  {950, 0x404},
+                                           {1251, 0x419}, {1252, 0x409}, {1253, 0x408}, {1254, 0x41F}, {1255, 0x40D},
+                                           {1256, 0x401}, {1258, 0x42A}, {1361, 0x412}};
+    for (UINT page = 0; page < 1400; ++page) {
+        EXPECT_EQ(language_of_code_page(page), legacy.contains(page) ? legacy.at(page) : 0) << page;
     }
 }
 

@@ -255,6 +255,24 @@ TEST_F(FontTest, FilesOfOneNameAreTwoDefinitions) {
     }
 }
 
+// Without memory a text is left out with its font, or the font's file is; never a definition that texts name.
+TEST_F(FontTest, TextsHaveDefinitionsWhateverAllocationFails) {
+    bool failing = true;
+    for (uint64_t call = 1; failing; ++call) {
+        Font font(font_file(other_font()), 0, 100);
+        String text(font, u"A", {100, 200});
+        start_page();
+        host::fail_call(host::CallKind::Allocation, call);
+        EXPECT_TRUE(draw(text, font));
+        failing = !host::failed_function().empty();
+        host::clear_failures();
+        std::vector<int> types;
+        for (const Record& record : finish()) types.push_back(record.type);
+        const std::vector<int> whole = {28, 9, 19, 30}, named = {9, 19, 30};
+        EXPECT_TRUE(types == whole || (failing && (types == named || types.empty()))) << call;
+    }
+}
+
 // Bands of an image wait for more when a definition is due. What cannot be written then fails the document, whatever
 // the drawing call answers.
 TEST_F(FontTest, AnImageThatIsLostFailsTheDocument) {

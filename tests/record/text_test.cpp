@@ -242,12 +242,14 @@ TEST_F(TextRecordTest, RunsOfAnotherKindDoNotJoin) {
 
 TEST_F(TextRecordTest, FontsWithoutASpaceJoinAtAnyDistance) {
     FontPlan plan;
-    plan.glyphs = {{u'A', 600}};
-    Font narrow(font_file(plan), 0, 100);
-    start_page();
-    String first(narrow, u"A", {0, 200}), second(narrow, u"A", {700, 200});
-    EXPECT_TRUE(draw(first, narrow) && draw(second, narrow));
-    EXPECT_EQ(finish_text().size(), 1u);
+    for (char16_t last : {u'\x1D', u'\x1F'}) {  // a run of glyphs may end where the space would be
+        plan.glyphs = {{last, 100}, {u'A', 600}};
+        Font narrow(font_file(plan), 0, 100);
+        start_page();
+        String first(narrow, u"A", {0, 200}), second(narrow, u"A", {700, 200});
+        EXPECT_TRUE(draw(first, narrow) && draw(second, narrow));
+        EXPECT_EQ(finish_text().size(), 1u);
+    }
 }
 
 TEST_F(TextRecordTest, WhatIsHeldComesBeforeWhatFollows) {
@@ -391,6 +393,11 @@ TEST_F(TextRecordTest, CallsThatCannotBeRecorded) {
 }
 
 TEST_F(TextRecordTest, AnEngineThatStopsHalfWay) {
+    start_page();
+    String lost(font, u"A", {10, 100});
+    lost.lose_glyphs();
+    EXPECT_TRUE(draw(lost, font));
+    EXPECT_EQ(finish_text().size(), 0u);
     start_page();
     String text(font, repeated(300), line({10, 100}, 300, 2));
     text.set_batch(100);
