@@ -2,7 +2,7 @@
 set(version_header ${CMAKE_BINARY_DIR}/generated/version.h)
 set(write_version ${CMAKE_COMMAND} -DSOURCE=${CMAKE_SOURCE_DIR} -DVERSION=${PROJECT_VERSION} -DHEADER=${version_header}
   -P ${CMAKE_SOURCE_DIR}/cmake/version.cmake)
-add_custom_target(version COMMAND ${write_version} BYPRODUCTS ${version_header})
+add_custom_target(write_version COMMAND ${write_version} BYPRODUCTS ${version_header})
 
 # CLI11 is headers alone. The cross-compilers see that folder and nothing else of this system's.
 find_path(CLI11_HEADERS CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH REQUIRED)
@@ -13,7 +13,7 @@ endif()
 
 add_library(kv_cli STATIC ${CMAKE_SOURCE_DIR}/tools/common/command_line.cpp ${CMAKE_SOURCE_DIR}/tools/common/page_list.cpp
   ${CMAKE_SOURCE_DIR}/tools/common/values.cpp ${CMAKE_SOURCE_DIR}/tools/common/version.cpp)
-add_dependencies(kv_cli version)
+add_dependencies(kv_cli write_version)
 target_include_directories(kv_cli PRIVATE ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING)
   target_include_directories(kv_cli SYSTEM PUBLIC ${CMAKE_BINARY_DIR}/cli11)
