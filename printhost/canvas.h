@@ -14,9 +14,11 @@ namespace kvprint {
 
 struct Played {
     size_t pages = 0, fills = 0, strokes = 0, texts = 0, images = 0;
-    // What was given to the driver as something else than it is, and what was not drawn, or not exactly; by kind.
-    std::map<std::string, size_t> otherwise, missing;
+    std::map<std::string, size_t> otherwise;  // what was given to the driver as something else than it is, by kind
     LetterCounts letters;
+    std::vector<std::string> warnings;  // what could not be printed, a line each
+
+    size_t drawings() const { return fills + strokes + texts + images; }
 };
 
 // Colours are in the surface's order, blue low.

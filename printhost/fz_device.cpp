@@ -1,6 +1,7 @@
 // MuPDF's device interface over a page player.
 
 #include "printhost/page_player.h"
+#include "printhost/warnings.h"
 
 namespace kvprint {
 namespace {
@@ -33,22 +34,33 @@ Paint make_paint(fz_context* context, const PagePlayer& player, fz_colorspace* s
     return {value, alpha * player.alpha()};
 }
 
+// Draws a thing; what cannot be drawn is a warning, and the page goes on.
+template <class Play>
+void play_thing(fz_context* context, PagePlayer& player, const char* thing, Play play) {
+    Warnings::Subject subject(warnings_of(context), thing);
+    try {
+        play(player);
+    } catch (const std::exception&) {
+        subject.fail("not drawn");
+    }
+}
+
 // A mask that is held is for something else than its image.
 void settle_mask(fz_context* context, PagePlayer& player) {
     if (!player.holds_mask()) return;
     bool captures = false;
-    as_callback(context, [&] { captures = player.settle_mask(); });
+    play_thing(context, player, "soft mask", [&](PagePlayer& to) { captures = to.settle_mask(); });
     if (captures) player.clip_to_held_mask(player.capturing());
 }
 
 // A call that draws: again(target) makes it once more on another device, play() plays it.
 // True when it was passed on instead.
 template <class Again, class Play>
-bool draw(fz_context* context, fz_device* device, Again again, Play play) {
+bool draw(fz_context* context, fz_device* device, const char* thing, Again again, Play play) {
     PagePlayer& player = player_of(device);
     settle_mask(context, player);
     const bool captured = player.pass_on_drawing(again);
-    if (!captured) as_callback(context, [&] { play(player); });
+    if (!captured) play_thing(context, player, thing, play);
     return captured;
 }
 
@@ -58,8 +70,12 @@ void begin(fz_context* context, fz_device* device, bool is_clip, Again again, Pl
     PagePlayer& player = player_of(device);
     settle_mask(context, player);
     if (player.pass_on_begin(is_clip, again)) return;
-    bool captures = false;
-    as_callback(context, [&] { captures = play(player); });
+    bool captures = false, failed = true;
+    play_thing(context, player, is_clip ? "clip" : "group", [&](PagePlayer& to) {
+        captures = play(to);
+        failed = false;
+    });
+    if (failed && is_clip) player.clip_to_nothing();
     if (captures && player.capturing()) again(player.capturing());
 }
 
@@ -67,7 +83,7 @@ template <class Again, class Play>
 void end(fz_context* context, fz_device* device, Again again, Play play) {
     PagePlayer& player = player_of(device);
     if (player.pass_on_end(again)) {
-        as_callback(context, [&] { player.end_captured(); });
+        play_thing(context, player, "group", [](PagePlayer& to) { to.end_captured(); });
     } else {
         play(player);
     }
@@ -76,7 +92,7 @@ void end(fz_context* context, fz_device* device, Again again, Play play) {
 void fill_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm,
                fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
     draw(
-        context, device,
+        context, device, "drawing",
         [&](fz_device* to) { fz_fill_path(context, to, path, even_odd, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.fill(path, rule_of(even_odd), ctm, make_paint(context, player, space, colour, alpha, parameters));
@@ -86,7 +102,7 @@ void fill_path(fz_context* context, fz_device* device, const fz_path* path, int 
 void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
     draw(
-        context, device,
+        context, device, "drawing",
         [&](fz_device* to) { fz_stroke_path(context, to, path, state, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.stroke(path, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
@@ -96,7 +112,7 @@ void stroke_path(fz_context* context, fz_device* device, const fz_path* path, co
 void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
                const float* colour, float alpha, fz_color_params parameters) {
     const bool captured = draw(
-        context, device, [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
+        context, device, "text", [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.fill_text(text, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });
@@ -106,7 +122,7 @@ void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_m
 void stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
     const bool captured = draw(
-        context, device,
+        context, device, "text",
         [&](fz_device* to) { fz_stroke_text(context, to, text, state, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.stroke_text(text, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
@@ -117,8 +133,31 @@ void stroke_text(fz_context* context, fz_device* device, const fz_text* text, co
 void fill_shade(fz_context* context, fz_device* device, fz_shade* shade, fz_matrix ctm, float alpha,
                 fz_color_params parameters) {
     draw(
-        context, device, [&](fz_device* to) { fz_fill_shade(context, to, shade, ctm, alpha, parameters); },
+        context, device, "shading", [&](fz_device* to) { fz_fill_shade(context, to, shade, ctm, alpha, parameters); },
         [&](PagePlayer& player) { player.shade(shade, ctm, alpha * player.alpha(), parameters); });
+}
+
+// How an image's data are coded, where that has a name.
+const char* coding_of(fz_context* context, fz_image* image) {
+    const fz_compressed_buffer* data = fz_compressed_image_buffer(context, image);
+    switch (data ? data->params.type : FZ_IMAGE_UNKNOWN) {
+        case FZ_IMAGE_JBIG2:
+            return "JBIG2";
+        case FZ_IMAGE_JPX:
+            return "JPEG 2000";
+        case FZ_IMAGE_JPEG:
+            return "JPEG";
+        case FZ_IMAGE_FAX:
+            return "fax";
+        case FZ_IMAGE_FLATE:
+            return "Flate";
+        case FZ_IMAGE_LZW:
+            return "LZW";
+        case FZ_IMAGE_RLD:
+            return "run lengths";
+        default:
+            return nullptr;
+    }
 }
 
 void fill_image(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, float alpha,
@@ -127,13 +166,18 @@ void fill_image(fz_context* context, fz_device* device, fz_image* image, fz_matr
     if (!player.is_mask_of(image)) settle_mask(context, player);
     if (player.pass_on_drawing([&](fz_device* to) { fz_fill_image(context, to, image, ctm, alpha, parameters); }))
         return;
-    as_callback(context, [&] { player.image(image, ctm, alpha * player.alpha(), parameters); });
+    Warnings::Subject subject(warnings_of(context), "image", coding_of(context, image));
+    try {
+        player.image(image, ctm, alpha * player.alpha(), parameters);
+    } catch (const std::exception&) {
+        subject.fail("not decoded");
+    }
 }
 
 void fill_image_mask(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, fz_colorspace* space,
                      const float* colour, float alpha, fz_color_params parameters) {
     draw(
-        context, device,
+        context, device, "image mask",
         [&](fz_device* to) { fz_fill_image_mask(context, to, image, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.stencil(image, ctm, make_paint(context, player, space, colour, alpha, parameters));

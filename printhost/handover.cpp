@@ -1,10 +1,12 @@
 #include "printhost/handover.h"
 
-#include <cstdlib>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
 #include "platform/host/control.h"
+#include "platform/host/leftovers.h"
 
 namespace kvprint {
 namespace {
@@ -32,9 +34,11 @@ Handover::Handover() {
     host::machine().executable = kProductFolder + u"\\kvprint.exe";
     // Documents of this kind are known here, so that a job's name needs no extension.
     host::set_registry_string(HKEY_CURRENT_USER, u"Software\\Classes\\.pdf", u"", u"KarvoPrintable");
-    std::string folder = host::host_path(u"C:\\Windows\\Temp") + "/kvprint-XXXXXX";
-    if (!mkdtemp(folder.data())) throw std::runtime_error("cannot make " + folder);
-    folder_ = folder;
+    constexpr const char* kPrefix = "kvprint-";
+    const std::string parent = host::host_path(u"C:\\Windows\\Temp");
+    host::clear_leftovers(parent, kPrefix);
+    folder_ = host::make_own_folder(parent, kPrefix);
+    if (folder_.empty()) throw std::runtime_error("cannot make a folder in " + parent + ": " + std::strerror(errno));
     const std::string name = fs::path(folder_).filename().string();
     host::machine().temp_folder = u"C:\\Windows\\Temp\\" + std::u16string(name.begin(), name.end()) + u"\\";
 }
@@ -46,7 +50,12 @@ Handover::~Handover() {
 
 void Handover::finish() const {
     for (const auto& entry : fs::directory_iterator(folder_)) {
-        throw std::runtime_error("the dispatcher did not take the job, which is now " + entry.path().string());
+        // Under a name that no later process takes for something left behind.
+        const fs::path kept = fs::path(folder_).parent_path() / ("kept-" + fs::path(folder_).filename().string());
+        host::keep_at_signal(folder_);
+        fs::rename(folder_, kept);
+        throw std::runtime_error("the dispatcher did not take the job, which is now " +
+                                 (kept / entry.path().filename()).string());
     }
 }
 

@@ -92,6 +92,7 @@ public:
     bool clip_to_text(const fz_text* text, fz_matrix ctm);
     // Any drawing as a clip: where it leaves ink.
     bool clip_to_drawing(fz_rect bounds, const Draw& draw);
+    void clip_to_nothing() { canvas_.push(Region()); }
     void pop_clip() { canvas_.pop(); }
 
     // True when a capture begins.

@@ -9,10 +9,11 @@
 #include <optional>
 
 #include "platform/host/control.h"
+#include "printhost/document.h"
 #include "printhost/handover.h"
+#include "printhost/output.h"
 #include "printhost/page_player.h"
 #include "printhost/papers.h"
-#include "printhost/pdf_input.h"
 
 namespace kvprint {
 namespace {
@@ -40,7 +41,7 @@ void install_resource_library() {
 
 // The printer as the machine knows it, with the whole page printable and the user's settings. Without an output only
 // the dispatcher gets the job.
-HANDLE open_printer(const Request& request, const std::string& output) {
+HANDLE open_printer(const Request& request, const Output* output) {
     install_resource_library();
     for (auto margin : {u"MarginLeft", u"MarginTop", u"MarginRight", u"MarginBottom"}) {
         host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, margin, 0);
@@ -51,8 +52,8 @@ HANDLE open_printer(const Request& request, const std::string& output) {
     }
     host::Printer printer;
     printer.name = kPrinterName;
-    printer.port = output.empty() ? u"KARVO:" : u"FILE:";
-    printer.output_path = output;
+    printer.port = output ? u"FILE:" : u"KARVO:";
+    if (output) printer.output_descriptor = output->descriptor();
     return host::open_printer(printer);
 }
 
@@ -65,35 +66,6 @@ std::vector<BYTE> data_block(const Request& request) {
     return {bytes, bytes + block.size() * sizeof(char16_t)};
 }
 
-// The job under a name of its own, renamed when it is whole.
-class Output {
-public:
-    explicit Output(std::string path) : path_(std::move(path)), partial_(path_ + ".part") {
-        FILE* file = std::fopen(partial_.c_str(), "wb");
-        if (!file) throw std::runtime_error("cannot write " + path_ + ": " + std::strerror(errno));
-        std::fclose(file);
-    }
-    ~Output() {
-        std::error_code ignored;
-        std::filesystem::remove(partial_, ignored);
-    }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-
-    const std::string& partial() const { return partial_; }
-    void finish() {
-        std::error_code error;
-        if (std::filesystem::file_size(partial_, error) == 0 || error) {
-            throw std::runtime_error("the driver recorded no job");
-        }
-        std::filesystem::rename(partial_, path_, error);
-        if (error) throw std::runtime_error("cannot write " + path_ + ": " + error.message());
-    }
-
-private:
-    std::string path_, partial_;
-};
-
 void show_progress(const Request& request, size_t page, size_t pages) {
     if (!request.quiet && isatty(STDERR_FILENO)) std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
 }
@@ -105,33 +77,66 @@ std::vector<size_t> pages_of(const Request& request, size_t count) {
     return all;
 }
 
+// What the driver told the user, as one line; empty for nothing.
+std::string last_message() {
+    if (host::messages().empty()) return "";
+    const std::u16string& wide = host::messages().back().text;
+    std::string text(wide.size() * 3, '\0');
+    const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
+                                           static_cast<int>(text.size()), nullptr, nullptr);
+    text.resize(static_cast<size_t>(std::max(length, 0)));
+    return text;
+}
+
+// The driver refuses to go on: most often because its own file of the job cannot be written.
+[[noreturn]] void fail(const std::string& what) {
+    const std::string message = last_message();
+    if (message.empty()) throw std::runtime_error(what);
+    throw OutputFault("the job cannot be recorded in " + host::host_path(host::machine().temp_folder) + ": " + message);
+}
+
 class Printing {
 public:
-    Printing(const Request& request, const std::string& output, fz_context* context)
+    Printing(const Request& request, const Output* output, fz_context* context)
         : request_(request), context_(context), printer_(open_printer(request, output)) {
         if (!request.text_list.empty()) list_.emplace(request.text_list);
     }
 
-    void print(Pdf& pdf) {
-        fonts_.emplace(context_, pdf.get(), installed_);
-        const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(pdf.pages()));
+    void print(Document& document) {
+        fonts_.emplace(context_, document.pdf(), installed_);
+        const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
         if (pages.empty()) throw std::runtime_error("no such page");
+        bool readable = false;
         for (size_t i = 0; i < pages.size(); ++i) {
             show_progress(request_, i + 1, pages.size());
-            print_page(pdf, static_cast<int>(pages[i]));
-            pdf.forget_page();
+            readable |= print_page(document, static_cast<int>(pages[i]));
+            document.forget_page();
         }
+        warnings_of(context_).at_page(0);
+        if (!readable) throw std::runtime_error("damaged: no page can be read");
     }
-    void finish() {
+    // Writes the output.
+    void finish(Output* output) {
         if (list_) list_->finish();
-        if (!device_->end_document()) throw std::runtime_error("the driver did not end the document");
+        if (!device_->end_document()) fail("the driver did not end the document");
         fonts_.reset();
         device_.reset();
+<<<<<<< HEAD
         const std::string error = host::printer(printer_).write_error;
         host::close_printer(printer_);
         if (!error.empty()) throw std::runtime_error("cannot write " + request_.output + ": " + error);
+=======
+        if (output) {
+            const host::Printer& printed = host::printer(printer_);
+            uint64_t size = 0;
+            for (const uint32_t piece : printed.write_sizes) size += piece;
+            if (size == 0 && printed.output_error == 0) fail("the driver recorded no job");
+            output->finish(printed.output_error, size);
+        }
+        host::close_printer(printer_);
+>>>>>>> 6ea4d07 (Print host: what cannot be read is a warning, and the output has an honest end)
     }
-    const Played& played() const { return played_; }
+    Played& played() { return played_; }
 
 private:
     void use_mode(const DEVMODEW& mode) {
@@ -139,11 +144,11 @@ private:
             const std::string name = std::filesystem::path(request_.input).filename().string();
             device_.emplace(driver_, printer_, &mode, kPrinterName);
             if (!device_->is_open() || !device_->start_document(widen(name), 1)) {
-                throw std::runtime_error("the driver cannot start a document");
+                fail("the driver cannot start a document");
             }
             attach_data();
         } else if (std::memcmp(&mode, &mode_, sizeof mode) != 0 && !device_->reset(mode)) {
-            throw std::runtime_error("the driver does not take another page size");
+            fail("the driver does not take another page size");
         }
         mode_ = mode;
     }
@@ -151,16 +156,32 @@ private:
     void attach_data() {
         constexpr ULONG kPassThrough = 19;
         if (!request_.data.empty() && !device_->escape(kPassThrough, data_block(request_))) {
-            throw std::runtime_error("the driver does not take the data");
+            fail("the driver does not take the data");
         }
     }
 
-    void print_page(const Pdf& pdf, int number) {
-        PdfPage page(context_, pdf, number);
+    // False for a page of which nothing can be read.
+    bool print_page(const Document& document, int number) {
+        Warnings& warnings = warnings_of(context_);
+        warnings.at_page(number);
+        std::optional<Page> page;
+        try {
+            const Warnings::Subject all_of_it(warnings, nullptr);
+            page.emplace(context_, document, number, request_);
+        } catch (const std::runtime_error&) {
+            warnings.add("left out: it cannot be read");
+            return false;
+        }
+        const size_t before = played_.drawings();
+        play(*page, number);
+        return played_.drawings() > before || !warnings.any_at(number);
+    }
+
+    void play(Page& page, int number) {
         const PageFit fit = fit_page(page.width(), page.height());
         use_mode(fit.mode);
-        if (fit.scale < 1) ++played_.missing["pages in their size (made smaller to fit the largest paper)"];
-        if (!device_->start_page()) throw std::runtime_error("the driver cannot start a page");
+        if (fit.scale < 1) warnings_of(context_).add("made smaller to fit the largest paper");
+        if (!device_->start_page()) fail("the driver cannot start a page");
         const GDIINFO& info = device_->info();
         const auto resolution = static_cast<float>(info.ulLogPixelsX);
         Canvas canvas(*device_, played_);
@@ -171,7 +192,7 @@ private:
         if (list_) list_->page(number, scale, corner.x, corner.y);
         page.run(player.device(), scale, corner);
         player.finish();
-        if (canvas.failed() || !device_->send_page()) throw std::runtime_error("the driver cannot record a page");
+        if (canvas.failed() || !device_->send_page()) fail("the driver cannot record a page");
         ++played_.pages;
     }
 
@@ -190,8 +211,14 @@ private:
 }  // namespace
 
 Played print_file(const Request& request) {
-    Context context;
-    Pdf pdf(context.get(), request.input);
+    host::set_messages_quiet(true);  // a fault is told in one line, by who called
+    Warnings warnings;
+    Context context(warnings);
+    const InputFile input(request.input);
+    for (const std::string& output : {request.output, request.text_list}) {
+        if (!output.empty()) check_is_not(output, input.status());
+    }
+    Document document(context.get(), input, request);
     std::optional<Handover> handover;
     std::optional<Output> output;
     if (request.output.empty()) {
@@ -199,16 +226,13 @@ Played print_file(const Request& request) {
     } else {
         output.emplace(request.output);
     }
-    Printing printing(request, output ? output->partial() : "", context.get());
-    printing.print(pdf);
-    if (context.found_damage()) throw std::runtime_error("damaged: content is missing");
-    printing.finish();
-    if (output) {
-        output->finish();
-    } else {
-        handover->finish();
-    }
-    return printing.played();
+    Printing printing(request, output ? &*output : nullptr, context.get());
+    printing.print(document);
+    printing.played().warnings = warnings.lines();
+    if (request.strict && warnings.any()) throw std::runtime_error("damaged: " + warnings.lines().front());
+    printing.finish(output ? &*output : nullptr);
+    if (handover) handover->finish();
+    return std::move(printing.played());
 }
 
 }  // namespace kvprint

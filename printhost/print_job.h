@@ -6,7 +6,8 @@
 
 namespace kvprint {
 
-// Throws std::runtime_error with one line that says what is wrong; there is no job file then.
+// Throws std::runtime_error with one line that says what is wrong with the document, or OutputFault; there is no job
+// file then.
 Played print_file(const Request& request);
 
 }  // namespace kvprint

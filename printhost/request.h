@@ -10,6 +10,9 @@
 
 namespace kvprint {
 
+// Standard input or output in place of a file.
+inline constexpr const char* kStandardStream = "-";
+
 struct Request {
     std::string input, output;  // no output: the job goes to the dispatcher
     // The pages to print of a document of so many, from 1 and in their order; not set: all.
@@ -17,6 +20,10 @@ struct Request {
     std::vector<std::pair<std::string, uint32_t>> settings;  // by their names in the registry
     std::vector<std::pair<std::string, std::string>> data;   // attached to the job, names and values not empty
     std::string text_list;                                   // where to list what goes as text; empty: nowhere
+    std::string password;                                    // empty: none
+    std::string box;                                         // media, crop, bleed, trim or art; empty: crop
+    bool annotations = true;                                 // those that are to be printed
+    bool strict = false;                                     // what cannot be printed whole is not printed
     bool quiet = false;                                      // no progress on a terminal, no closing line
 };
 

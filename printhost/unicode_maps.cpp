@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "printhost/mupdf.h"
+#include "printhost/warnings.h"
 
 namespace kvprint {
 namespace {
@@ -53,6 +54,8 @@ const GlyphTexts& UnicodeMaps::texts_of(fz_font* font) {
 
 void UnicodeMaps::read_all() {
     read_ = true;
+    if (!document_) return;
+    const Warnings::Subject other_pages_too(warnings_of(context_), nullptr);
     int count = 0;
     with_errors(context_, [&] { count = pdf_xref_len(context_, document_); });
     // By the page that is being read, which does not hold all that it uses.

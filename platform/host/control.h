@@ -129,7 +129,7 @@ struct Printer {
     std::vector<uint8_t> devmode2, devmode8, devmode9;  // empty: the spooler holds none
     std::map<uint32_t, std::u16string> jobs;            // job id to document name
     std::vector<uint32_t> write_sizes;
-    std::string output_path;  // when not empty, what is written goes to this host file, else to `output`
+    int output_descriptor = -1;  // where what is written goes, open for writing; -1: to `output`
     std::vector<uint8_t> output;
     std::string write_error = {};  // why the first write that failed did; the driver goes on behind it
 };

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <map>
 
+#include "platform/host/leftovers.h"
 #include "platform/host/state.h"
 #include "platform/host/win32/system.h"
 
@@ -35,8 +36,10 @@ void make_system_folders(const std::string& root) {
 class PrivateDrive {
 public:
     PrivateDrive() {
-        std::string name = (fs::temp_directory_path() / "karvo-drive-XXXXXX").string();
-        if (mkdtemp(name.data())) root_ = name;
+        constexpr const char* kPrefix = "karvo-drive-";
+        const std::string parent = fs::temp_directory_path().string();
+        clear_leftovers(parent, kPrefix);
+        root_ = make_own_folder(parent, kPrefix);
         if (!root_.empty()) make_system_folders(root_);
         owner_ = getpid();
     }
@@ -90,6 +93,7 @@ DWORD error_of(int number) {
             return ERROR_TOO_MANY_OPEN_FILES;
         case ENOSPC:
         case EDQUOT:
+        case EFBIG:
             return ERROR_DISK_FULL;
         case ENOTEMPTY:
             return ERROR_DIR_NOT_EMPTY;

@@ -2,8 +2,9 @@
 
 #include "platform/host/win32/spooler.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "platform/host/state.h"
@@ -51,6 +52,19 @@ private:
 BOOL fail_to_write(Printer& target, int error) {
     if (target.write_error.empty()) target.write_error = std::strerror(error);
     return fail_with(ERROR_DISK_FULL);
+}
+
+// 0 or errno.
+int write_all(int descriptor, const uint8_t* data, size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(descriptor, data, size);
+        if (written < 0 && errno != EINTR) return errno;
+        if (written > 0) {
+            data += written;
+            size -= static_cast<size_t>(written);
+        }
+    }
+    return 0;
 }
 
 }  // namespace
@@ -122,14 +136,11 @@ BOOL WritePrinter(HANDLE handle, LPVOID data, DWORD bytes, LPDWORD written) {
     if (!object) return fail_with(ERROR_INVALID_HANDLE);
     Printer& target = object->printer;
     if (should_fail(CallKind::Spooler, "WritePrinter")) return fail_to_write(target, ENOSPC);
-    if (target.output_path.empty()) {
-        auto* source = static_cast<const uint8_t*>(data);
+    auto* source = static_cast<const uint8_t*>(data);
+    if (target.output_descriptor < 0) {
         target.output.insert(target.output.end(), source, source + bytes);
-    } else {
-        FILE* out = fopen(target.output_path.c_str(), target.write_sizes.empty() ? "wb" : "ab");
-        bool good = out && fwrite(data, 1, bytes, out) == bytes;
-        if (out) good = fclose(out) == 0 && good;
-        if (!good) return fail_to_write(target, errno);
+    } else if (const int error = write_all(target.output_descriptor, source, bytes); error != 0) {
+        return fail_to_write(target, error);
     }
     target.write_sizes.push_back(bytes);
     if (written) *written = bytes;

@@ -48,7 +48,10 @@ void PrintTest::SetUp() {
     driver = std::make_unique<engine::Driver>();
     process_state().default_paper = DMPAPER_LETTER;
     process_state().default_units = 1;
-    printer = host::open_printer({u"P", port, {}, {}, {}, {}, {}, {}, {}});
+    host::Printer named;
+    named.name = u"P";
+    named.port = port;
+    printer = host::open_printer(named);
     before = host::live_objects();
 }
 

@@ -1,6 +1,9 @@
 // host_scenes FOLDER FONT COMPRESSION FIRST LAST: prints made-up documents with the host's build, each into a file of
 // the folder named after its title.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -21,8 +24,11 @@ int main(int count, char** arguments) {
     const auto font = engine::FontFile::load(arguments[2]);
     const auto last = static_cast<uint32_t>(std::atoi(arguments[5]));
     for (auto seed = static_cast<uint32_t>(std::atoi(arguments[4])); seed <= last; ++seed) {
-        host::Printer to_file = {u"P", u"FILE:", {}, {}, {}, {}, {}, {}, {}};
-        to_file.output_path = folder + "/Scene " + std::to_string(seed) + ".kv";
+        host::Printer to_file;
+        to_file.name = u"P";
+        to_file.port = u"FILE:";
+        const std::string path = folder + "/Scene " + std::to_string(seed) + ".kv";
+        to_file.output_descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
         const HANDLE printer = host::open_printer(to_file);
         DriverDevMode mode = scenes::device_mode(compression);
         bool printed;
@@ -31,6 +37,7 @@ int main(int count, char** arguments) {
             printed = device.is_open() && scenes::print_document(device, seed, compression, font);
         }
         host::close_printer(printer);
+        close(to_file.output_descriptor);
         if (!printed) {
             std::fprintf(stderr, "host_scenes: seed %u was not printed\n", seed);
             return 1;

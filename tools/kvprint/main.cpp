@@ -2,37 +2,51 @@
 
 #include <cstdio>
 
+#include "platform/host/leftovers.h"
+#include "printhost/output.h"
 #include "printhost/print_job.h"
 #include "tools/kvprint/options.h"
 
 namespace {
 
+enum : int { kDoneWithWarnings = 3 };
+
+// The closing line goes to standard output, unless the job does.
+FILE* stream_of(const kvprint::Options& options) {
+    return options.output == kvprint::kStandardStream ? stderr : stdout;
+}
+
 void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
+        FILE* out = stream_of(options);
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::printf("%s: %zu pages, %zu fills, %zu strokes, %zu texts, %zu images\n",
-                    options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages, played.fills,
-                    played.strokes, played.texts, played.images);
+        std::fprintf(out, "%s: %zu pages, %zu fills, %zu strokes, %zu texts, %zu images\n",
+                     options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages,
+                     played.fills, played.strokes, played.texts, played.images);
         for (const auto& [kind, letters] : played.letters) {
-            std::printf("  letters in %s fonts: %zu as text, %zu as outlines, %zu in images, %zu stroked\n",
-                        kind.c_str(), letters.as_text, letters.as_outlines, letters.in_images, letters.stroked);
+            std::fprintf(out, "  letters in %s fonts: %zu as text, %zu as outlines, %zu in images, %zu stroked\n",
+                         kind.c_str(), letters.as_text, letters.as_outlines, letters.in_images, letters.stroked);
         }
         for (const auto& [what, count] : played.otherwise) {
-            if (count > 0) std::printf("  drawn otherwise: %zu %s\n", count, what.c_str());
+            if (count > 0) std::fprintf(out, "  drawn otherwise: %zu %s\n", count, what.c_str());
         }
     }
-    for (const auto& [kind, count] : played.missing) {
-        std::fprintf(stderr, "%s: not printed: %zu %s\n", options.input.c_str(), count, kind.c_str());
+    for (const std::string& warning : played.warnings) {
+        std::fprintf(stderr, "kvprint: %s: %s\n", options.input.c_str(), warning.c_str());
     }
 }
 
 int print(const kvprint::Options& options) {
+    kv::host::end_cleanly_at_signals();
     try {
-        report(options, kvprint::print_file(options));
+        const kvprint::Played played = kvprint::print_file(options);
+        report(options, played);
+        return played.warnings.empty() ? int{kv::cli::kDone} : int{kDoneWithWarnings};
+    } catch (const kvprint::OutputFault&) {
+        throw;  // it names its file
     } catch (const std::exception& error) {
         throw std::runtime_error(options.input + ": " + error.what());
     }
-    return kv::cli::kDone;
 }
 
 }  // namespace

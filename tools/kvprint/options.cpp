@@ -3,6 +3,8 @@
 #include <mupdf/fitz/version.h>
 #include <zlib.h>
 
+#include <algorithm>
+
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
 
@@ -24,6 +26,15 @@ const std::vector<kv::cli::Setting> kSettings = {
     {"CaptureFonts", 0, 1},
 };
 
+kv::cli::Take one_of(std::vector<std::string> words, const std::string& what, const kv::cli::Take& take) {
+    return [=](const std::string& word) {
+        if (std::find(words.begin(), words.end(), word) == words.end()) {
+            throw kv::cli::UsageError(what + ": no such choice: " + word);
+        }
+        take(word);
+    };
+}
+
 std::string settings_text() {
     std::string names;
     for (const kv::cli::Setting& setting : kSettings) {
@@ -35,11 +46,11 @@ std::string settings_text() {
 }  // namespace
 
 void describe(CLI::App& app, Options& options) {
-    kv::cli::introduce(app, "kvprint", "Prints a PDF file through the Karvo driver.",
+    kv::cli::introduce(app, "kvprint", "Prints a document, most often a PDF file, through the Karvo driver.",
                        "MuPDF " FZ_VERSION ", zlib " + std::string(zlibVersion()));
-    kv::cli::add_input(app, "INPUT.pdf", options.input, "the file to print");
+    kv::cli::add_input(app, "INPUT.pdf", options.input, "the file to print; - for standard input");
     add_value(app, "-o,--output", "JOB.kv", options.output,
-              "the job file to write; without it the job goes to the dispatcher, kvdisp12");
+              "the job file to write, - for standard output; without it the job goes to the dispatcher, kvdisp12");
     add_value(
         app, "--pages", "LIST",
         [&](const std::string& list) {
@@ -56,6 +67,16 @@ void describe(CLI::App& app, Options& options) {
         "a name and a text that the job carries; as often as wanted");
     add_value(app, "--list-text", "FILE", options.text_list,
               "lists the places of all glyphs that go as text, and the fonts they are given in");
+    add_value(app, "--password", "TEXT", options.password, "what opens an encrypted file");
+    add_value(app, "--box", "NAME",
+              one_of({"media", "crop", "bleed", "trim", "art"}, "--box",
+                     [&](const std::string& name) { options.box = name; }),
+              "which of a page's boxes is printed: media, crop (the default), bleed, trim or art");
+    add_value(app, "--annotations", "WHICH",
+              one_of({"all", "none"}, "--annotations",
+                     [&](const std::string& which) { options.annotations = which == "all"; }),
+              "all (the default): those that are to be printed; or none");
+    app.add_flag("--strict", options.strict, "prints nothing when something of the document cannot be printed");
     app.add_flag("--quiet", options.quiet, "says nothing when all went well");
     kv::cli::add_examples(app, {
                                    "kvprint report.pdf -o report.kv",

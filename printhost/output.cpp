@@ -1,0 +1,156 @@
+#include "printhost/output.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/host/leftovers.h"
+
+namespace kvprint {
+namespace {
+
+namespace fs = std::filesystem;
+namespace host = kv::host;
+
+std::optional<struct stat> status_of(const std::string& path) {
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0) return std::nullopt;
+    return info;
+}
+
+std::optional<struct stat> status_of(int descriptor) {
+    struct stat info;
+    if (fstat(descriptor, &info) != 0) return std::nullopt;
+    return info;
+}
+
+bool is_same(const std::optional<struct stat>& a, const std::optional<struct stat>& b) {
+    return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
+}
+
+// Standard output by a name that the system has for it.
+bool is_standard_output(const std::string& path) {
+    if (path == kStandardStream) return true;
+    return (path.starts_with("/dev/") || path.starts_with("/proc/")) &&
+           is_same(status_of(path), status_of(STDOUT_FILENO));
+}
+
+// What links lead to, even where there is nothing yet.
+std::string follow_links(fs::path path) {
+    constexpr int kMostLinks = 40;
+    std::error_code error;
+    for (int i = 0; i < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
+        path = path.parent_path() / fs::read_symlink(path, error);
+    }
+    return path.string();
+}
+
+mode_t mode_of_new_files() {
+    const mode_t masked = umask(0);
+    umask(masked);
+    return 0666 & ~masked;
+}
+
+bool read_at(int descriptor, uint64_t at, unsigned char* bytes, size_t size) {
+    return pread(descriptor, bytes, size, static_cast<off_t>(at)) == static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
+void check_is_not(const std::string& output, const struct stat& input) {
+    const auto status = is_standard_output(output) ? status_of(STDOUT_FILENO) : status_of(output);
+    if (S_ISREG(input.st_mode) && is_same(status, input)) throw OutputFault(output + " is the input itself");
+}
+
+Output::Output(const std::string& path) : name_(path == kStandardStream ? "standard output" : path) {
+    path_ = follow_links(path);
+    replaced_ = status_of(path_);
+    is_file_ = !is_standard_output(path) && (!replaced_ || S_ISREG(replaced_->st_mode));
+    if (is_standard_output(path)) {
+        descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+        if (descriptor_ < 0) fail(errno);
+    } else if (is_file_) {
+        open_file();
+    } else {
+        descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+        if (descriptor_ < 0) fail(errno);
+    }
+}
+
+// Where the system can, the file has no name until it is whole, so that nothing can be left of it.
+void Output::open_file() {
+    if (replaced_ && access(path_.c_str(), W_OK) != 0) fail(errno);
+    const fs::path path = path_;
+    if (path.filename().empty()) fail(EISDIR);
+    const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+    constexpr const char* kPrefix = ".kvprint-part-";
+    host::clear_leftovers(folder, kPrefix);
+    partial_ = folder + '/' + host::name_of_own(kPrefix);
+    host::remove_at_signal(partial_);
+    descriptor_ = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (descriptor_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+        descriptor_ = open(partial_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        has_name_ = descriptor_ >= 0;
+        if (has_name_) flock(descriptor_, LOCK_EX | LOCK_NB);
+    }
+    if (descriptor_ < 0) fail(errno);
+}
+
+Output::~Output() {
+    if (descriptor_ >= 0) close(descriptor_);
+    if (has_name_) unlink(partial_.c_str());
+    if (is_file_) host::keep_at_signal(partial_);
+}
+
+void Output::fail(int error) const { throw OutputFault("cannot write " + name_ + ": " + std::strerror(error)); }
+
+// A job begins with its magic and ends with the position of the summary.
+void Output::check_job(uint64_t size) const {
+    constexpr unsigned char kMagic[] = {'K', 'A', 'R', 'V'}, kSummary = 21, kPosition[] = {38, 4};
+    constexpr size_t kPositionRecord = 6;
+    unsigned char head[sizeof kMagic], tail[kPositionRecord], summary = 0;
+    const auto status = status_of(descriptor_);
+    bool whole = status && static_cast<uint64_t>(status->st_size) == size && size > sizeof head + sizeof tail &&
+                 read_at(descriptor_, 0, head, sizeof head) && std::memcmp(head, kMagic, sizeof head) == 0 &&
+                 read_at(descriptor_, size - sizeof tail, tail, sizeof tail) &&
+                 std::memcmp(tail, kPosition, sizeof kPosition) == 0;
+    if (whole) {
+        const uint64_t at = tail[2] | tail[3] << 8 | tail[4] << 16 | uint64_t{tail[5]} << 24;
+        whole = at < size && read_at(descriptor_, at, &summary, 1) && summary == kSummary;
+    }
+    if (!whole) throw OutputFault("cannot write " + name_ + ": what was written is not the whole job");
+}
+
+void Output::take_mode() const {
+    if (!replaced_) {
+        if (fchmod(descriptor_, mode_of_new_files()) != 0) fail(errno);
+        return;
+    }
+    constexpr mode_t kPermissions = 0777;
+    [[maybe_unused]] const int ignored = fchown(descriptor_, replaced_->st_uid, replaced_->st_gid);  // not for everyone
+    if (fchmod(descriptor_, replaced_->st_mode & kPermissions) != 0) fail(errno);
+}
+
+void Output::finish(int error, uint64_t size) {
+    if (error != 0) fail(error);
+    if (is_file_) {
+        check_job(size);
+        take_mode();
+        if (!has_name_) {
+            const std::string open_file = "/proc/self/fd/" + std::to_string(descriptor_);
+            if (linkat(AT_FDCWD, open_file.c_str(), AT_FDCWD, partial_.c_str(), AT_SYMLINK_FOLLOW) != 0) fail(errno);
+            has_name_ = true;
+        }
+    }
+    const int closed = close(std::exchange(descriptor_, -1));
+    if (closed != 0) fail(errno);
+    if (!is_file_) return;
+    if (std::rename(partial_.c_str(), path_.c_str()) != 0) fail(errno);
+    has_name_ = false;
+}
+
+}  // namespace kvprint

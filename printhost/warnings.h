@@ -1,0 +1,54 @@
+#pragma once
+// What of a document could not be printed, in words for people: the page and the thing.
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "printhost/mupdf.h"
+
+namespace kvprint {
+
+class Warnings {
+public:
+    // What follows is about that page, from 1; 0: about the document.
+    void at_page(int number) { page_ = number; }
+    // The same thing more than once on a page is one line.
+    void add(const std::string& what, size_t count = 1) { counts_[{page_, what}] += count; }
+
+    // What is being drawn, or read, while it lives; at most one warning. Null: nothing that the library says is of
+    // interest.
+    class Subject {
+    public:
+        Subject(Warnings& warnings, const char* thing, const char* kind = nullptr)
+            : warnings_(warnings), outer_(std::exchange(warnings.subject_, this)), thing_(thing), kind_(kind) {}
+        ~Subject();
+        Subject(const Subject&) = delete;
+        Subject& operator=(const Subject&) = delete;
+
+        // how: "not drawn", "not decoded", ...
+        void fail(const char* how) { fault_ = how; }
+
+    private:
+        friend class Warnings;
+        Warnings& warnings_;
+        Subject* outer_;
+        const char *thing_, *kind_, *fault_ = nullptr;
+    };
+    // A message of the library: one about data that are missing is about the subject.
+    void take_message(const char* message);
+
+    bool any() const { return !counts_.empty(); }
+    bool any_at(int page) const;
+    std::vector<std::string> lines() const;
+
+private:
+    int page_ = 0;
+    Subject* subject_ = nullptr;
+    std::map<std::pair<int, std::string>, size_t> counts_;
+};
+
+// Of the context that reads the document.
+inline Warnings& warnings_of(fz_context* context) { return *static_cast<Warnings*>(fz_user_context(context)); }
+
+}  // namespace kvprint
