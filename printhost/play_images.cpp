@@ -2,6 +2,7 @@
 
 #include "printhost/image_source.h"
 #include "printhost/page_player.h"
+#include "printhost/warnings.h"
 
 namespace kvprint {
 namespace {
@@ -38,6 +39,11 @@ void draw_band(Canvas& canvas, const ImageSource& image, LONG top, LONG end, con
     }
 }
 
+bool is_jbig2(fz_context* context, fz_image* image) {
+    const fz_compressed_buffer* data = fz_compressed_image_buffer(context, image);
+    return data && data->params.type == FZ_IMAGE_JBIG2;
+}
+
 }  // namespace
 
 void PagePlayer::draw_image(fz_device* device, fz_image* image, fz_image* mask, fz_matrix ctm, float alpha,
@@ -61,6 +67,8 @@ void PagePlayer::image(fz_image* image, fz_matrix ctm, float alpha, fz_color_par
         return;
     }
     const ImageSource source(context_, image, mask, turn, alpha == 1 ? Masks::OneBit : Masks::Alpha);
+    // What such a decoder does not finish is not there at all, and would be a black area.
+    if (is_jbig2(context_, image) && warnings_of(context_).is_at_fault()) throw std::runtime_error("not decoded");
     for_each_band(source, target,
                   [&](LONG top, LONG end, const RECTL& band) { draw_band(canvas_, source, top, end, band, alpha); });
 }

@@ -18,6 +18,7 @@
 namespace kvprint {
 namespace {
 
+namespace fs = std::filesystem;
 namespace host = kv::host;
 const std::u16string kPrinterName = u"Karvo";
 const std::u16string kProductKey = u"Software\\Velmora Software\\Karvo12";
@@ -92,7 +93,9 @@ std::string last_message() {
 [[noreturn]] void fail(const std::string& what) {
     const std::string message = last_message();
     if (message.empty()) throw std::runtime_error(what);
-    throw OutputFault("the job cannot be recorded in " + host::host_path(host::machine().temp_folder) + ": " + message);
+    const size_t cause = message.find(". ");  // behind the name of a file that is gone
+    throw OutputFault("the job cannot be recorded in " + fs::temp_directory_path().string() + ": " +
+                      (cause == std::string::npos ? message : message.substr(cause + 2)));
 }
 
 class Printing {

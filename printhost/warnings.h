@@ -38,6 +38,9 @@ public:
     // A message of the library: one about data that are missing is about the subject.
     void take_message(const char* message);
 
+    // Something is wrong with what is being drawn.
+    bool is_at_fault() const { return subject_ && subject_->fault_; }
+
     bool any() const { return !counts_.empty(); }
     bool any_at(int page) const;
     std::vector<std::string> lines() const;

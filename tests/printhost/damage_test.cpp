@@ -1,0 +1,80 @@
+// Documents with something wrong in them: what can be read is printed, and the rest is told.
+
+#include "tests/printhost/print_fixture.h"
+
+namespace kvprint {
+namespace {
+
+struct Damage {
+    const char* name;
+    std::string content;               // of the first of two pages; the second is one rectangle
+    std::string warnings;              // without the program's and the file's name
+    std::vector<std::string> objects;  // from PdfText::kFirstObject
+    std::string resources;
+};
+
+constexpr const char* kRectangle = "0 0 100 100 re f\n";
+
+std::string image(const std::string& entries, const std::string& data) {
+    return pdf_stream("/Type /XObject /Subtype /Image /Width 8 /Height 8 /BitsPerComponent 8 /ColorSpace /DeviceGray " +
+                          entries,
+                      data);
+}
+
+// 8 by 8 bytes of 0 in one stored block; its Adler sum is 00 40 00 01.
+std::string stored_zeros(const std::string& sum) {
+    return std::string("\x78\x01\x01\x40\x00\xBF\xFF", 7) + std::string(64, '\0') + sum;
+}
+
+std::string junk() {
+    std::string bytes;
+    for (int i = 0; i < 3000; ++i) bytes += static_cast<char>('A' + i * 7 % 26), bytes += i % 3 ? "" : " ";
+    return bytes;
+}
+
+std::vector<Damage> damages() {
+    const std::string show = std::string(kRectangle) + "q 100 0 0 100 200 200 cm /I Do Q\n" + kRectangle;
+    const std::string images = "/XObject << /I 10 0 R >>";
+    const std::string type3 =
+        "<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1 1] /FontMatrix [1 0 0 1 0 0] /FirstChar 65 /LastChar 65 "
+        "/Widths [1] /Encoding << /Differences [65 /A] >> /CharProcs << /A 11 0 R >> "
+        "/Resources << /Font << /F 10 0 R >> >> >>";
+    return {
+        {"unknown operator", std::string("1 2 bogus\n") + kRectangle, "page 1: drawing instruction not understood", {}, {}},
+        {"glued", "0 0 100 100re f\n0 0 50 50 ref\n", "page 1: drawing instruction not understood (2 times)", {}, {}},
+        {"operator in TJ", std::string("BT [(a) Tj 3] TJ ET\n") + kRectangle,
+         "page 1: drawing instruction not understood (2 times)", {}, {}},
+        {"no such state", std::string("/X gs\n") + kRectangle, "page 1: drawing instruction not understood", {}, {}},
+        {"wrong sum", show, "", {image("/Filter /FlateDecode", stored_zeros(std::string("\0\0\0\0", 4)))}, images},
+        {"cut Flate", show, "page 1: image damaged (Flate)",
+         {image("/Filter /FlateDecode", stored_zeros("").substr(0, 40))}, images},
+        {"bad Flate block", show, "page 1: image damaged (Flate)", {image("/Filter /FlateDecode", "\x78\x01\xFF\xFF\xFF")}, images},
+        {"no image data", show, "page 1: image damaged", {image("", "")}, images},
+        {"bad JBIG2", show, "page 1: image not decoded (JBIG2)",
+         {image("/Filter /JBIG2Decode", std::string("\x97JB2\r\n\x1A\n\0\0\0\0", 12))}, images},
+        {"inline image without width",
+         std::string(kRectangle) + "BI /W 0 /H 1 /BPC 8 /CS /G ID x EI\n" + kRectangle,
+         "page 1: the rest of its contents cannot be read", {}, {}},
+        {"glyph that shows itself", std::string(kRectangle) + "BT /F 9 Tf (A) Tj ET\n" + kRectangle, "page 1: text not drawn",
+         {type3, pdf_stream("", "1 0 d0 0 0 1 1 re f BT /F 1 Tf (A) Tj ET")}, "/Font << /F 10 0 R >>"},
+        {"contents are no drawing", std::string(kRectangle) + junk(),
+         "page 1: contents damaged\nkvprint: in.pdf: page 1: drawing instruction not understood (100 times)", {}, {}},
+    };
+}
+
+TEST_F(Print, DamageIsToldAndTheRestIsPrinted) {
+    for (const Damage& damage : damages()) {
+        pdf.pages = {damage.content, kRectangle};
+        pdf.objects = damage.objects;
+        pdf.resources = damage.resources;
+        workspace.write("in.pdf", pdf.text());
+        const ProgramRun printed = run(workspace, "kvprint", "in.pdf -o out.kv --quiet");
+        EXPECT_EQ(printed.exit_code, damage.warnings.empty() ? 0 : 3) << damage.name;
+        EXPECT_EQ(printed.errors, damage.warnings.empty() ? "" : "kvprint: in.pdf: " + damage.warnings + "\n") << damage.name;
+        EXPECT_EQ(run(workspace, "kvjob", "check out.kv").exit_code, 0) << damage.name;
+        EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o no.kv --strict --quiet").exit_code, damage.warnings.empty() ? 0 : 1) << damage.name;
+    }
+}
+
+}  // namespace
+}  // namespace kvprint
