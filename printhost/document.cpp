@@ -27,9 +27,13 @@ using Stream = Held<fz_stream, fz_drop_stream>;
 std::string kind_of(const std::string& head, const std::string& path) {
     using namespace std::string_literals;
     const std::pair<std::string, const char*> marks[] = {
-        {"\x89PNG", "png"},   {"\xFF\xD8\xFF", "jpeg"}, {"II*\0"s, "tiff"}, {"MM\0*"s, "tiff"}, {"GIF8", "gif"},
-        {"BM", "bmp"},        {"P4", "pbm"},            {"P1", "pbm"},      {"P5", "pgm"},      {"P2", "pgm"},
-        {"P6", "ppm"},        {"P3", "ppm"},            {"P7", "pam"},      {"<svg", "svg"},
+        {"\x89PNG", "png"}, {"\xFF\xD8\xFF", "jpeg"},
+        {"II*\0"s, "tiff"}, {"MM\0*"s, "tiff"},
+        {"GIF8", "gif"},    {"BM", "bmp"},
+        {"P4", "pbm"},      {"P1", "pbm"},
+        {"P5", "pgm"},      {"P2", "pgm"},
+        {"P6", "ppm"},      {"P3", "ppm"},
+        {"P7", "pam"},      {"<svg", "svg"},
     };
     if (head.find("%PDF") != std::string::npos) return "pdf";
     for (const auto& [mark, kind] : marks) {
@@ -80,8 +84,8 @@ public:
             const Object object = load(number);
             bool is_page = false;
             with_errors(context_, [&] {
-                is_page = object.get() && pdf_name_eq(context_, pdf_dict_get(context_, object.get(), PDF_NAME(Type)),
-                                                      PDF_NAME(Page));
+                is_page = object.get() &&
+                          pdf_name_eq(context_, pdf_dict_get(context_, object.get(), PDF_NAME(Type)), PDF_NAME(Page));
             });
             if (is_page) pages_.push_back(number);
         }
@@ -184,8 +188,7 @@ Document::Document(fz_context* context, const InputFile& file, const Request& re
     try {
         const auto stream =
             make_held<Stream>(context_, [&] { return fz_open_file_ptr_no_close(context_, file.get()); });
-        with_errors(context_,
-                    [&] { document_ = fz_open_document_with_stream(context_, kind.c_str(), stream.get()); });
+        with_errors(context_, [&] { document_ = fz_open_document_with_stream(context_, kind.c_str(), stream.get()); });
         if (kind == "pdf") pdf_ = pdf_document_from_fz_document(context_, document_);
     } catch (const std::runtime_error&) {
         throw std::runtime_error(kind == "pdf" ? "not a PDF file" : "not a document that can be printed");

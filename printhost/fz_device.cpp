@@ -112,7 +112,8 @@ void stroke_path(fz_context* context, fz_device* device, const fz_path* path, co
 void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
                const float* colour, float alpha, fz_color_params parameters) {
     const bool captured = draw(
-        context, device, "text", [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
+        context, device, "text",
+        [&](fz_device* to) { fz_fill_text(context, to, text, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.fill_text(text, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });

@@ -120,14 +120,13 @@ private:
     // Runs calls on the own device that no list of the page is to hold a second time.
     template <class Calls>
     void replay(Calls calls) {
-        const Deeper deeper(replaying_);
+        struct Count {
+            int& count;
+            explicit Count(int& counted) : count(counted) { ++count; }
+            ~Count() { --count; }
+        } const counting(replaying_);
         with_errors(context_, calls);
     }
-    struct Deeper {
-        int& depth;
-        explicit Deeper(int& counted) : depth(counted) { ++depth; }
-        ~Deeper() { --depth; }
-    };
 
     bool push(Region region);
     // The pixels of the area that a drawing covers for the most part.
@@ -166,7 +165,7 @@ private:
     Tiling tiling_ = {};
     float group_alpha_ = 1, alpha_ = 1;
     bool unwrapping_ = false;  // the next group is played as its content
-    int replaying_ = 0, type3_depth_ = 0;
+    int replaying_ = 0;
     size_t patches_ = 0;
     std::optional<Renderer::Picture> before_;
     std::optional<Paint> glyph_paint_;

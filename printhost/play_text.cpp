@@ -170,9 +170,7 @@ std::vector<Figure> PagePlayer::outlines_of(const fz_text_span& span, fz_matrix 
 
 // Glyphs that are drawings of their own; some have colours, the others take the text's.
 void PagePlayer::draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint) {
-    constexpr int kGlyphs = 256, kDeepest = 3;  // glyphs may show glyphs, but hardly in earnest
-    if (type3_depth_ == kDeepest) throw std::runtime_error("a glyph shows itself");
-    const Deeper deeper(type3_depth_);
+    constexpr int kGlyphs = 256;
     const std::optional<Paint> outer = glyph_paint_;
     for (int i = 0; i < span.len; ++i) {
         const int glyph = span.items[i].gid;

@@ -11,8 +11,8 @@ Warnings::Subject::~Subject() {
     warnings_.add(kind_ ? what + " (" + kind_ + ')' : what);
 }
 
-// Decoders that meet the end of their data, or bad data, only warn, and the rest is missing. A wrong checksum at the end
-// of data that are all there is no damage.
+// Decoders that meet the end of their data, or bad data, only warn, and the rest is missing. A wrong checksum at the
+// end of data that are all there is no damage.
 void Warnings::take_message(const char* message) {
     if (!subject_ || !subject_->thing_ || std::strstr(message, "incorrect data check")) return;
     for (const char* damage : {"zlib error", "read error", "premature end", "padding truncated image", "broken object",

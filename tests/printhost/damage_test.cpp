@@ -16,9 +16,9 @@ struct Damage {
 constexpr const char* kRectangle = "0 0 100 100 re f\n";
 
 std::string image(const std::string& entries, const std::string& data) {
-    return pdf_stream("/Type /XObject /Subtype /Image /Width 8 /Height 8 /BitsPerComponent 8 /ColorSpace /DeviceGray " +
-                          entries,
-                      data);
+    return pdf_stream(
+        "/Type /XObject /Subtype /Image /Width 8 /Height 8 /BitsPerComponent 8 /ColorSpace /DeviceGray " + entries,
+        data);
 }
 
 // 8 by 8 bytes of 0 in one stored block; its Adler sum is 00 40 00 01.
@@ -40,25 +40,50 @@ std::vector<Damage> damages() {
         "/Widths [1] /Encoding << /Differences [65 /A] >> /CharProcs << /A 11 0 R >> "
         "/Resources << /Font << /F 10 0 R >> >> >>";
     return {
-        {"unknown operator", std::string("1 2 bogus\n") + kRectangle, "page 1: drawing instruction not understood", {}, {}},
+        {"unknown operator",
+         std::string("1 2 bogus\n") + kRectangle,
+         "page 1: drawing instruction not understood",
+         {},
+         {}},
         {"glued", "0 0 100 100re f\n0 0 50 50 ref\n", "page 1: drawing instruction not understood (2 times)", {}, {}},
-        {"operator in TJ", std::string("BT [(a) Tj 3] TJ ET\n") + kRectangle,
-         "page 1: drawing instruction not understood (2 times)", {}, {}},
+        {"operator in TJ",
+         std::string("BT [(a) Tj 3] TJ ET\n") + kRectangle,
+         "page 1: drawing instruction not understood (2 times)",
+         {},
+         {}},
         {"no such state", std::string("/X gs\n") + kRectangle, "page 1: drawing instruction not understood", {}, {}},
         {"wrong sum", show, "", {image("/Filter /FlateDecode", stored_zeros(std::string("\0\0\0\0", 4)))}, images},
-        {"cut Flate", show, "page 1: image damaged (Flate)",
-         {image("/Filter /FlateDecode", stored_zeros("").substr(0, 40))}, images},
-        {"bad Flate block", show, "page 1: image damaged (Flate)", {image("/Filter /FlateDecode", "\x78\x01\xFF\xFF\xFF")}, images},
+        {"cut Flate",
+         show,
+         "page 1: image damaged (Flate)",
+         {image("/Filter /FlateDecode", stored_zeros("").substr(0, 40))},
+         images},
+        {"bad Flate block",
+         show,
+         "page 1: image damaged (Flate)",
+         {image("/Filter /FlateDecode", "\x78\x01\xFF\xFF\xFF")},
+         images},
         {"no image data", show, "page 1: image damaged", {image("", "")}, images},
-        {"bad JBIG2", show, "page 1: image not decoded (JBIG2)",
-         {image("/Filter /JBIG2Decode", std::string("\x97JB2\r\n\x1A\n\0\0\0\0", 12))}, images},
+        {"bad JBIG2",
+         show,
+         "page 1: image not decoded (JBIG2)",
+         {image("/Filter /JBIG2Decode", std::string("\x97JB2\r\n\x1A\n\0\0\0\0", 12))},
+         images},
         {"inline image without width",
          std::string(kRectangle) + "BI /W 0 /H 1 /BPC 8 /CS /G ID x EI\n" + kRectangle,
-         "page 1: the rest of its contents cannot be read", {}, {}},
-        {"glyph that shows itself", std::string(kRectangle) + "BT /F 9 Tf (A) Tj ET\n" + kRectangle, "page 1: text not drawn",
-         {type3, pdf_stream("", "1 0 d0 0 0 1 1 re f BT /F 1 Tf (A) Tj ET")}, "/Font << /F 10 0 R >>"},
-        {"contents are no drawing", std::string(kRectangle) + junk(),
-         "page 1: contents damaged\nkvprint: in.pdf: page 1: drawing instruction not understood (100 times)", {}, {}},
+         "page 1: the rest of its contents cannot be read",
+         {},
+         {}},
+        {"glyph that shows itself",
+         std::string(kRectangle) + "BT /F 9 Tf (A) Tj ET\n" + kRectangle,
+         "page 1: the rest of its contents cannot be read",
+         {type3, pdf_stream("", "1 0 d0 0 0 1 1 re f BT /F 1 Tf (A) Tj ET")},
+         "/Font << /F 10 0 R >>"},
+        {"contents are no drawing",
+         std::string(kRectangle) + junk(),
+         "page 1: contents damaged\nkvprint: in.pdf: page 1: drawing instruction not understood (100 times)",
+         {},
+         {}},
     };
 }
 
@@ -70,9 +95,12 @@ TEST_F(Print, DamageIsToldAndTheRestIsPrinted) {
         workspace.write("in.pdf", pdf.text());
         const ProgramRun printed = run(workspace, "kvprint", "in.pdf -o out.kv --quiet");
         EXPECT_EQ(printed.exit_code, damage.warnings.empty() ? 0 : 3) << damage.name;
-        EXPECT_EQ(printed.errors, damage.warnings.empty() ? "" : "kvprint: in.pdf: " + damage.warnings + "\n") << damage.name;
+        EXPECT_EQ(printed.errors, damage.warnings.empty() ? "" : "kvprint: in.pdf: " + damage.warnings + "\n")
+            << damage.name;
         EXPECT_EQ(run(workspace, "kvjob", "check out.kv").exit_code, 0) << damage.name;
-        EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o no.kv --strict --quiet").exit_code, damage.warnings.empty() ? 0 : 1) << damage.name;
+        EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o no.kv --strict --quiet").exit_code,
+                  damage.warnings.empty() ? 0 : 1)
+            << damage.name;
     }
 }
 
