@@ -1,7 +1,6 @@
 #include "drawing/fonts.h"
 
 #include <cstring>
-#include <fstream>
 
 #include "drawing/font_store.h"
 
@@ -13,13 +12,12 @@ const char* extension_of(Bytes font) {
     return starts_with("ttcf") ? "ttc" : starts_with("OTTO") ? "otf" : "ttf";
 }
 
-void store(const FontFile& font, const std::string& folder) {
+void store(const FontFile& font, const OpenOutput& open) {
     char name[32];
-    std::snprintf(name, sizeof name, "/font-%08X.%s", font.id, extension_of(font.bytes));
-    std::ofstream out(folder + name, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(font.bytes.data()), static_cast<std::streamsize>(font.bytes.size()));
-    out.close();
-    if (!out) throw std::runtime_error("cannot write " + folder + name);
+    std::snprintf(name, sizeof name, "font-%08X.%s", font.id, extension_of(font.bytes));
+    const std::unique_ptr<Output> out = open(name);
+    out->write(font.bytes);
+    out->finish();
 }
 
 std::string style_of(const FontDefinition& font) {
@@ -46,7 +44,7 @@ void print_definition(const FontDefinition& font, FontStore& store, std::FILE* o
 
 }  // namespace
 
-void list_fonts(Bytes file, const std::string& folder, std::FILE* out, Reports& reports) {
+void list_fonts(Bytes file, const OpenOutput& open, std::FILE* out, Reports& reports) {
     const JobMap map(file);
     FontStore fonts(map);
     std::vector<uint8_t> buffer;
@@ -59,7 +57,7 @@ void list_fonts(Bytes file, const std::string& folder, std::FILE* out, Reports& 
             }
             const FontFile font = read_font_file(body);
             std::fprintf(out, "file 0x%X: %zu bytes\n", font.id, font.bytes.size());
-            if (!folder.empty()) store(font, folder);
+            if (open) store(font, open);
         } catch (const BodyFault& fault) {
             reports.add(record.offset, type_info(record.type).name, fault.what());
         }

@@ -1,7 +1,7 @@
 #include "drawing/images.h"
 
 #include <algorithm>
-#include <fstream>
+#include <memory>
 
 #include "drawing/png_writer.h"
 #include "reader/picture.h"
@@ -20,17 +20,17 @@ uint32_t unmultiplied(uint32_t pixel) {
     return alpha << 24 | channel(16) | channel(8) | channel(0);
 }
 
-void write_indexed(const Picture& picture, const std::string& path, PngFormat format) {
+void write_indexed(const Picture& picture, Output& out, PngFormat format) {
     const Dib& dib = picture.dib();
     PngWriter png(
-        path, {picture.width(), picture.height(), format, dib.depth,
-               format == PngFormat::Indexed ? std::span<const uint32_t>(dib.palette) : std::span<const uint32_t>()});
+        out, {picture.width(), picture.height(), format, dib.depth,
+              format == PngFormat::Indexed ? std::span<const uint32_t>(dib.palette) : std::span<const uint32_t>()});
     picture.read_indices([&](int32_t, Bytes row) { png.write_row(row.data()); });
     png.finish();
 }
 
-void write_grey(const Picture& picture, const std::string& path) {
-    PngWriter png(path, {picture.width(), picture.height(), PngFormat::Grey});
+void write_grey(const Picture& picture, Output& out) {
+    PngWriter png(out, {picture.width(), picture.height(), PngFormat::Grey});
     std::vector<uint8_t> grey;
     picture.read([&](int32_t, Picture::Row row) {
         grey.resize(row.size());
@@ -41,8 +41,8 @@ void write_grey(const Picture& picture, const std::string& path) {
 }
 
 template <class Change>
-void write_colours(const Picture& picture, const std::string& path, PngFormat format, Change change) {
-    PngWriter png(path, {picture.width(), picture.height(), format});
+void write_colours(const Picture& picture, Output& out, PngFormat format, Change change) {
+    PngWriter png(out, {picture.width(), picture.height(), format});
     std::vector<uint32_t> changed;
     picture.read([&](int32_t, Picture::Row row) {
         changed.resize(row.size());
@@ -52,23 +52,22 @@ void write_colours(const Picture& picture, const std::string& path, PngFormat fo
     png.finish();
 }
 
-void write_picture(const Picture& picture, const std::string& path) {
+void write_picture(const Picture& picture, Output& out) {
     if (picture.indexed()) {
-        write_indexed(picture, path, PngFormat::Indexed);
+        write_indexed(picture, out, PngFormat::Indexed);
     } else if (picture.grey()) {
-        write_grey(picture, path);
+        write_grey(picture, out);
     } else {
-        write_colours(picture, path, PngFormat::Rgb, [](uint32_t c) { return c; });
+        write_colours(picture, out, PngFormat::Rgb, [](uint32_t c) { return c; });
     }
 }
 
 class Extractor {
 public:
-    Extractor(Bytes file, std::string folder, Reports& reports)
-        : file_(file), folder_(std::move(folder)), reports_(reports) {}
+    Extractor(Bytes file, const OpenOutput& open, Reports& reports) : file_(file), open_(open), reports_(reports) {}
 
     size_t run() {
-        constexpr uint64_t kMagicSize = 4;
+        expect_magic(file_);
         for (uint64_t at = kMagicSize; at < file_.size();) {
             const Record record = read_record(file_, at);
             at = record.end(file_.data());
@@ -97,35 +96,35 @@ private:
     void take_brush(const Record& record, const Brush& brush) {
         constexpr uint32_t kPattern = 5;
         if (brush.kind != kPattern) return;
-        write_picture(Picture::of_bitmap(brush.bitmap), path(record, "pattern.png"));
+        write_picture(Picture::of_bitmap(brush.bitmap), *open(record, "pattern.png"));
         ++images_;
     }
 
     void take_image(const Record& record, const Image& image) {
         const Picture picture = Picture::of(record, image);
-        const std::string target = path(record, "image.png");
+        const std::unique_ptr<Output> target = open(record, "image.png");
         switch (type_info(record.type).body) {
             case Body::AlphaBlend:
-                write_blended(picture, image, target);
+                write_blended(picture, image, *target);
                 break;
             case Body::Transparent:
-                write_transparent(picture, image, target);
+                write_transparent(picture, image, *target);
                 break;
             default:
-                write_picture(picture, target);
+                write_picture(picture, *target);
         }
         if (type_info(record.type).body == Body::Masked) {
             const Picture mask = Picture::mask_of(image);
             const bool plain = mask.indexed() && mask.dib().depth == 1;
-            plain ? write_indexed(mask, path(record, "mask.png"), PngFormat::Grey)
-                  : write_picture(mask, path(record, "mask.png"));
+            const std::unique_ptr<Output> out = open(record, "mask.png");
+            plain ? write_indexed(mask, *out, PngFormat::Grey) : write_picture(mask, *out);
         }
-        if (picture.is_jpeg()) store(picture.jpeg(), path(record, "image.jpg"));
+        if (picture.is_jpeg()) store(picture.jpeg(), *open(record, "image.jpg"));
         ++images_;
     }
 
     // Alpha of a pixel's own is premultiplied.
-    void write_blended(const Picture& picture, const Image& image, const std::string& target) {
+    void write_blended(const Picture& picture, const Image& image, Output& target) {
         constexpr uint32_t kPerPixel = 0x01000000;
         if (picture.indexed() || picture.dib().depth != 32 || !(image.blend & kPerPixel)) {
             return write_picture(picture, target);
@@ -133,29 +132,27 @@ private:
         write_colours(picture, target, PngFormat::Rgba, unmultiplied);
     }
 
-    void write_transparent(const Picture& picture, const Image& image, const std::string& target) {
+    void write_transparent(const Picture& picture, const Image& image, Output& target) {
         const auto& [red, green, blue, flags] = image.colour;
         const auto key = static_cast<uint32_t>(red << 16 | green << 8 | blue);
         write_colours(picture, target, PngFormat::Rgba,
                       [&](uint32_t c) { return picture.is_key(c, key) ? c & ~kOpaque : c | kOpaque; });
     }
 
-    void store(Bytes bytes, const std::string& target) {
-        std::ofstream out(target, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        if (!out) throw std::runtime_error("cannot write " + target);
+    static void store(Bytes bytes, Output& target) {
+        target.write(bytes);
+        target.finish();
     }
 
-    std::string path(const Record& record, const char* what) const {
+    std::unique_ptr<Output> open(const Record& record, const char* what) const {
         char name[64];
-        std::snprintf(name, sizeof name, "/page%04u-%08llX-%s", page_, static_cast<unsigned long long>(record.offset),
+        std::snprintf(name, sizeof name, "page%04u-%08llX-%s", page_, static_cast<unsigned long long>(record.offset),
                       what);
-        return folder_ + name;
+        return open_(name);
     }
 
     Bytes file_;
-    std::string folder_;
+    const OpenOutput& open_;
     uint32_t page_ = 0;
     std::vector<uint8_t> buffer_;
     Reports& reports_;
@@ -164,8 +161,8 @@ private:
 
 }  // namespace
 
-size_t extract_images(Bytes file, const std::string& folder, Reports& reports) {
-    return Extractor(file, folder, reports).run();
+size_t extract_images(Bytes file, const OpenOutput& open, Reports& reports) {
+    return Extractor(file, open, reports).run();
 }
 
 }  // namespace kvjob

@@ -2,11 +2,9 @@
 
 #include <png.h>
 
-#include <cerrno>
 #include <cmath>
 #include <csetjmp>
-#include <cstdio>
-#include <cstring>
+#include <exception>
 #include <stdexcept>
 
 namespace kvjob {
@@ -15,13 +13,21 @@ namespace kvjob {
 struct PngWriter::State {
     png_structp png = nullptr;
     png_infop info = nullptr;
-    std::FILE* file = nullptr;
-    bool finished = false;
+    Output* out = nullptr;
     std::string message;
+    std::exception_ptr thrown;  // by the output
 
-    ~State() {
-        png_destroy_write_struct(&png, &info);
-        if (file) std::fclose(file);
+    ~State() { png_destroy_write_struct(&png, &info); }
+
+    static void write(png_structp png, png_bytep bytes, png_size_t size) {
+        auto* state = static_cast<State*>(png_get_io_ptr(png));
+        try {
+            state->out->write({bytes, size});
+            return;
+        } catch (...) {
+            state->thrown = std::current_exception();
+        }
+        png_error(png, "not written");
     }
 
     static void take_error(png_structp png, png_const_charp message) {
@@ -40,7 +46,7 @@ struct PngWriter::State {
         if (setjmp(png_jmpbuf(png))) return false;
         constexpr int kTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_PALETTE, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGBA};
         constexpr int kFastEnough = 3;  // half the time of the default for a few percent more bytes
-        png_init_io(png, file);
+        png_set_write_fn(png, this, write, [](png_structp) {});
         png_set_compression_level(png, kFastEnough);
         png_set_user_limits(png, 0x7FFFFFFF, 0x7FFFFFFF);
         png_set_IHDR(png, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height),
@@ -69,27 +75,21 @@ struct PngWriter::State {
     }
 };
 
-PngWriter::PngWriter(const std::string& path, const PngImage& image) : path_(path), state_(std::make_unique<State>()) {
-    state_->file = std::fopen(path.c_str(), "wbe");
-    if (!state_->file) {
-        state_->message = std::strerror(errno);
-        fail();
-    }
+PngWriter::PngWriter(Output& out, const PngImage& image) : state_(std::make_unique<State>()) {
+    state_->out = &out;
     std::vector<png_color> colours;
     for (const uint32_t c : image.palette) {
         colours.push_back({static_cast<png_byte>(c >> 16), static_cast<png_byte>(c >> 8), static_cast<png_byte>(c)});
     }
-    if (!state_->create() || !state_->start(image, colours.data())) {
-        std::remove(path.c_str());
-        fail();
-    }
+    if (!state_->create() || !state_->start(image, colours.data())) fail();
 }
 
-PngWriter::~PngWriter() {
-    if (!state_->finished) std::remove(path_.c_str());
-}
+PngWriter::~PngWriter() = default;
 
-void PngWriter::fail() const { throw std::runtime_error("cannot write " + path_ + ": " + state_->message); }
+void PngWriter::fail() const {
+    if (state_->thrown) std::rethrow_exception(state_->thrown);
+    throw std::runtime_error("no picture can be made: " + state_->message);
+}
 
 void PngWriter::write_row(const uint8_t* row) {
     if (!state_->write_row(row)) fail();
@@ -97,11 +97,7 @@ void PngWriter::write_row(const uint8_t* row) {
 
 void PngWriter::finish() {
     if (!state_->finish()) fail();
-    if (std::fflush(state_->file) != 0) {
-        state_->message = std::strerror(errno);
-        fail();
-    }
-    state_->finished = true;
+    state_->out->finish();
 }
 
 }  // namespace kvjob

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "drawing/output.h"
+
 namespace kvjob {
 
 enum class PngFormat {
@@ -26,21 +28,19 @@ struct PngImage {
 
 class PngWriter {
 public:
-    // Throws std::runtime_error, as everything here does.
-    PngWriter(const std::string& path, const PngImage& image);
-    // Removes the file unless it was finished.
+    // Throws std::runtime_error, as everything here does, or what the output throws.
+    PngWriter(Output& out, const PngImage& image);
     ~PngWriter();
     PngWriter(const PngWriter&) = delete;
     PngWriter& operator=(const PngWriter&) = delete;
 
     void write_row(const uint8_t* row);
     void write_row(const uint32_t* row) { write_row(reinterpret_cast<const uint8_t*>(row)); }
-    void finish();
+    void finish();  // of the output, too
 
 private:
     struct State;
     [[noreturn]] void fail() const;
-    std::string path_;
     std::unique_ptr<State> state_;
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <functional>
 #include <numeric>
 
@@ -39,43 +40,59 @@ std::string numbered(const std::string& pattern, size_t number) {
     return pattern.substr(0, percent) + padding + digits + pattern.substr(end + 1);
 }
 
-void write_png(cairo_surface_t* surface, const std::string& path, double dots_per_inch) {
+void write_png(cairo_surface_t* surface, Output& out, double dots_per_inch) {
     const int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
     PixelAccess rows(surface);
-    PngWriter png(path, {width, height, PngFormat::Rgb, 8, {}, dots_per_inch});
+    PngWriter png(out, {width, height, PngFormat::Rgb, 8, {}, dots_per_inch});
     for (int y = 0; y < height; ++y) png.write_row(rows.pixels(y));
     png.finish();
 }
 
-// A PDF file that is removed unless it is finished.
+// A PDF file under way.
 class PdfFile {
 public:
-    explicit PdfFile(const std::string& path)
-        : path_(path), surface_(cairo_pdf_surface_create(path.c_str(), kPointsPerInch, kPointsPerInch)) {
+    explicit PdfFile(std::unique_ptr<Output> out) : out_(std::move(out)) {
+        surface_.reset(cairo_pdf_surface_create_for_stream(write, this, kPointsPerInch, kPointsPerInch));
         check();
     }
     ~PdfFile() {
-        if (!surface_) return;
-        cairo_surface_finish(surface_.get());
-        std::remove(path_.c_str());
+        if (surface_) cairo_surface_finish(surface_.get());
     }
     PdfFile(const PdfFile&) = delete;
     PdfFile& operator=(const PdfFile&) = delete;
 
     cairo_surface_t* get() const { return surface_.get(); }
+    void end_page() {
+        cairo_surface_show_page(surface_.get());
+        check();
+    }
     void finish() {
         cairo_surface_finish(surface_.get());
         check();
         surface_.reset();
+        out_->finish();
     }
 
 private:
+    static cairo_status_t write(void* self, const unsigned char* bytes, unsigned size) {
+        auto* file = static_cast<PdfFile*>(self);
+        if (file->thrown_) return CAIRO_STATUS_WRITE_ERROR;
+        try {
+            file->out_->write({bytes, size});
+            return CAIRO_STATUS_SUCCESS;
+        } catch (...) {
+            file->thrown_ = std::current_exception();
+            return CAIRO_STATUS_WRITE_ERROR;
+        }
+    }
     void check() const {
+        if (thrown_) std::rethrow_exception(thrown_);
         const cairo_status_t status = cairo_surface_status(surface_.get());
         if (status == CAIRO_STATUS_SUCCESS) return;
-        throw std::runtime_error("cannot write " + path_ + ": " + cairo_status_to_string(status));
+        throw std::runtime_error(std::string("no PDF file can be made: ") + cairo_status_to_string(status));
     }
-    std::string path_;
+    std::unique_ptr<Output> out_;
+    std::exception_ptr thrown_;  // by the output
     Surface surface_;
 };
 
@@ -137,7 +154,7 @@ private:
             }
             RasterCanvas canvas(place);
             painter_.paint(number, canvas);
-            write_png(canvas.surface(), numbered(options_.output, number + 1), dots);
+            write_png(canvas.surface(), *options_.open(numbered(options_.output, number + 1)), dots);
         });
     }
 
@@ -150,7 +167,7 @@ private:
     }
 
     void write_pdf() {
-        PdfFile pdf(options_.output);
+        PdfFile pdf(options_.open(options_.output));
         for_each_page([&](size_t number, const IndexedPage& page) {
             constexpr int kLargestPage = 100000;  // points; cairo's coordinates end at some millions
             const Placement place = place_page(page, kPointsPerInch / summary_.resolution);
@@ -164,7 +181,7 @@ private:
             PdfCanvas canvas(pdf.get(), place, beside.get(), dots / kPointsPerInch);
             painter_.paint(number, canvas);
             canvas.finish_page();
-            cairo_surface_show_page(pdf.get());
+            pdf.end_page();
         });
         pdf.finish();
     }

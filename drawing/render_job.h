@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/bytes.h"
+#include "drawing/output.h"
 #include "reader/reports.h"
 
 namespace kvjob {
@@ -15,12 +15,12 @@ struct RenderOptions {
     // The pages to draw of a job of so many, from 1 and in their order; not set: all.
     std::function<std::vector<size_t>(size_t count)> pages;
     std::string output;     // NAME.pdf, or NAME-%d.png with the page's number
+    OpenOutput open;        // what opens these names
     bool progress = false;  // says on standard error which page is under way
 };
 
 // Draws pages into files. Content that cannot be drawn is reported and left out. Throws Fault for no whole job, and
-// std::runtime_error for pages that it does not have or files that cannot be written; what was written of them is
-// removed.
+// std::runtime_error for pages that it does not have, and what the outputs throw.
 void render_job(Bytes file, const RenderOptions& options, Reports& reports);
 
 }  // namespace kvjob

@@ -1,7 +1,6 @@
 #include "reader/checker.h"
 
 #include <algorithm>
-#include <cstring>
 #include <unordered_set>
 #include <utility>
 
@@ -10,8 +9,6 @@
 
 namespace kvjob {
 namespace {
-
-constexpr char kMagic[4] = {'K', 'A', 'R', 'V'};
 
 // The walk finds out what is wrong with a trailer that cannot be read.
 std::vector<IndexedPage> announced_pages(Bytes file) {
@@ -45,10 +42,8 @@ private:
     }
 
     void check_stream() {
-        if (file_.size() < sizeof kMagic || std::memcmp(file_.data(), kMagic, sizeof kMagic) != 0) {
-            throw Fault(0, "not a job file: the magic is missing");
-        }
-        uint64_t at = sizeof kMagic;
+        expect_magic(file_);
+        uint64_t at = kMagicSize;
         while (at < file_.size() && stage_ != Stage::Done) {
             const Record record = read_record(file_, at);
             check_framing(record);

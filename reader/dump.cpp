@@ -215,8 +215,7 @@ std::string describe(const Record& record, bool json, std::vector<uint8_t>& buff
 }  // namespace
 
 void dump_job(Bytes file, const DumpOptions& options, std::FILE* out) {
-    constexpr uint64_t kMagicSize = 4;
-    if (file.size() < kMagicSize) throw Fault(0, "not a job file");
+    expect_magic(file);
     std::vector<uint8_t> buffer;
     uint32_t page = 0;
     bool first = true;

@@ -66,6 +66,7 @@ bool fits_short_form(const Summary& summary) {
 }
 
 Summary find_summary(Bytes file) {
+    expect_magic(file);
     if (file.size() < kTrailerPositionSize) throw Fault(0, "no trailer position");
     const uint64_t last = file.size() - kTrailerPositionSize;
     const Record position = read_record(file, last);

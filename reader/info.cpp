@@ -88,7 +88,6 @@ void print_pages(const Summary& summary, std::FILE* out) {
 }  // namespace
 
 void print_info(Bytes file, std::FILE* out) {
-    constexpr uint64_t kMagicSize = 4;
     const Summary summary = find_summary(file);
     std::array<TypeCount, 256> counts{};
     Names names;

@@ -1,5 +1,5 @@
 #pragma once
-// A job file mapped into memory.
+// A job's bytes, mapped into memory.
 
 #include <string>
 
@@ -9,7 +9,8 @@ namespace kvjob {
 
 class JobFile {
 public:
-    // Throws std::runtime_error when the file cannot be read.
+    // A file, or "-" for standard input. What is no plain file (a pipe, a FIFO) is copied to a temporary one first, if
+    // it begins as a job does. Throws std::runtime_error when it cannot be read.
     explicit JobFile(const std::string& path);
     ~JobFile();
     JobFile(const JobFile&) = delete;

@@ -1,13 +1,9 @@
 #include "reader/job_map.h"
 
-#include <cstring>
-
 #include "reader/inflate.h"
 
 namespace kvjob {
 namespace {
-
-constexpr char kMagic[4] = {'K', 'A', 'R', 'V'};
 
 // The first word of a body, without the rest of it.
 std::optional<uint32_t> identifier_of(const Record& record) {
@@ -23,11 +19,9 @@ std::optional<uint32_t> identifier_of(const Record& record) {
 }  // namespace
 
 JobMap::JobMap(Bytes file) : file_(file) {
-    if (file.size() < sizeof kMagic || std::memcmp(file.data(), kMagic, sizeof kMagic) != 0) {
-        throw Fault(0, "not a job file: the magic is missing");
-    }
+    expect_magic(file);
     try {
-        for (uint64_t at = sizeof kMagic; at < file.size();) {
+        for (uint64_t at = kMagicSize; at < file.size();) {
             const Record record = read_record(file, at);
             at = record.end(file.data());
             take(record);

@@ -1,5 +1,6 @@
 #include "reader/records.h"
 
+#include <algorithm>
 #include <array>
 
 #include "reader/inflate.h"
@@ -65,6 +66,13 @@ constexpr std::array<TypeInfo, 256> kAllTypes = all_types();
 }  // namespace
 
 const TypeInfo& type_info(uint8_t type) { return kAllTypes[type]; }
+
+void expect_magic(Bytes file) {
+    constexpr uint8_t kMagic[kMagicSize] = {'K', 'A', 'R', 'V'};
+    if (file.size() < kMagicSize || !std::equal(std::begin(kMagic), std::end(kMagic), file.begin())) {
+        throw Fault(0, "not a job file: the magic is missing");
+    }
+}
 
 Record read_record(Bytes file, uint64_t offset) {
     Record record = {offset, 0, Framing::Short, {}, 0};

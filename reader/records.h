@@ -21,6 +21,10 @@ struct Record {
     uint64_t end(const uint8_t* file) const { return static_cast<uint64_t>(payload.data() - file) + payload.size(); }
 };
 
+// What every job begins with. Throws Fault where it is missing.
+inline constexpr uint64_t kMagicSize = 4;
+void expect_magic(Bytes file);
+
 // The record that starts at an offset. Throws Fault where no whole record stands.
 Record read_record(Bytes file, uint64_t offset);
 // The ordinary payload. `buffer` holds what had to be inflated. Throws BodyFault.

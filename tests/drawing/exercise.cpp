@@ -7,7 +7,6 @@
 #include "reader/checker.h"
 #include "reader/dump.h"
 #include "reader/info.h"
-#include "tests/common/workspace.h"
 
 namespace kvjob::test {
 namespace {
@@ -23,7 +22,9 @@ void expect_answer(Command command) {
 }
 
 void render(Bytes job, const std::string& output, Reports& reports) {
+    Kept kept;
     RenderOptions options;
+    options.open = kept.open();
     options.dots_per_inch = 8;
     options.output = output;
     options.pages = [](size_t) { return std::vector<size_t>{1, 2}; };
@@ -36,17 +37,27 @@ std::unique_ptr<std::FILE, CloseFile> nowhere() {
     return std::unique_ptr<std::FILE, CloseFile>(std::fopen("/dev/null", "w"));
 }
 
+OpenOutput Kept::open() {
+    struct File : Output {
+        explicit File(std::vector<uint8_t>& target) : kept(target) {}
+        void write(Bytes more) override { bytes.insert(bytes.end(), more.begin(), more.end()); }
+        void finish() override { kept = std::move(bytes); }
+        std::vector<uint8_t>& kept;
+        std::vector<uint8_t> bytes;
+    };
+    return [this](const std::string& name) { return std::make_unique<File>(files[name]); };
+}
+
 void exercise(Bytes job) {
     static const auto out = nowhere();
-    static const kv::test::Workspace folder;  // gone with the program
     Reports reports(out.get());
     check_job(job);
     expect_answer([&] { print_info(job, out.get()); });
     expect_answer([&] { dump_job(job, {false, std::nullopt}, out.get()); });
     expect_answer([&] { dump_job(job, {true, 1}, out.get()); });
-    expect_answer([&] { list_fonts(job, "", out.get(), reports); });
-    expect_answer([&] { render(job, folder.path("page%d.png"), reports); });
-    expect_answer([&] { render(job, folder.path("job.pdf"), reports); });
+    expect_answer([&] { list_fonts(job, {}, out.get(), reports); });
+    expect_answer([&] { render(job, "page%d.png", reports); });
+    expect_answer([&] { render(job, "job.pdf", reports); });
     expect_answer([&] {
         const JobMap map(job);
         FontStore fonts(map);

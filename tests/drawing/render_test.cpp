@@ -7,7 +7,6 @@
 #include "tests/common/job_builder.h"
 #include "tests/common/plain_jpeg.h"
 #include "tests/common/samples.h"
-#include "tests/common/workspace.h"
 #include "tests/drawing/exercise.h"
 
 namespace kvjob::test {
@@ -19,17 +18,19 @@ constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0, kRed = 0xFF0000, kBlue = 0x000
 class Drawn {
 public:
     Drawn(const Buffer& job, double dots_per_inch) {
-        const kv::test::Workspace folder;
+        Kept kept;
         RenderOptions options;
         options.dots_per_inch = dots_per_inch;
-        options.output = folder.path("page.png");
+        options.output = "page.png";
+        options.open = kept.open();
         const auto sink = nowhere();
         Reports reports(sink.get());
         render_job(job, options, reports);
         faults = reports.count();
         png_image image = {};
         image.version = PNG_IMAGE_VERSION;
-        png_image_begin_read_from_file(&image, options.output.c_str());
+        const Buffer& file = kept.files["page.png"];
+        png_image_begin_read_from_memory(&image, file.data(), file.size());
         image.format = PNG_FORMAT_RGB;
         width_ = static_cast<int>(image.width), height = static_cast<int>(image.height);
         bytes_.resize(PNG_IMAGE_SIZE(image));
@@ -415,17 +416,19 @@ TEST(RenderTest, DamageIsLeftOutAndTheRestIsDrawn) {
 
 TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
     auto pdf = [](int rop) {
-        const kv::test::Workspace folder;
+        Kept kept;
         JobBuilder job;
         const uint32_t font = start_page_with_font(job, -60);
         job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50));
         job.record(39, fill_state(solid(kRed))).record(14, fill16(rop, 0, 0, 50, 50));
         RenderOptions options;
-        options.output = folder.path("job.pdf");
+        options.output = "job.pdf";
+        options.open = kept.open();
         Reports reports(stderr);
         render_job(job.end_page(0, {0, 0, 850, 1100}).finish(), options, reports);
         EXPECT_EQ(reports.count(), 0u);
-        return folder.read("job.pdf");
+        const Buffer& file = kept.files["job.pdf"];
+        return std::string(file.begin(), file.end());
     };
     const std::string plain = pdf(0xF0), mixed = pdf(0x5A);
     EXPECT_TRUE(plain.starts_with("%PDF"));

@@ -10,6 +10,7 @@
 #include "tests/common/job_builder.h"
 #include "tests/common/samples.h"
 #include "tests/common/workspace.h"
+#include "tests/drawing/exercise.h"
 
 namespace kvjob::test {
 namespace {
@@ -225,11 +226,12 @@ TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
     const kv::test::Workspace folder;
     std::FILE* list = std::fopen(folder.path("list").c_str(), "w");
     Reports reports(stderr);
-    list_fonts(bytes, folder.path(""), list, reports);
+    Kept kept;
+    list_fonts(bytes, kept.open(), list, reports);
     EXPECT_EQ(reports.count(), 0u);
     std::fclose(list);
     // Its record follows the page start.
-    EXPECT_EQ(kv::test::read_bytes(folder.path("font-20000012.ttf")), sample_font());
+    EXPECT_EQ(kept.files["font-20000012.ttf"], sample_font());
     EXPECT_NE(folder.read("list").find("\"DejaVu Sans\""), std::string::npos);
 }
 

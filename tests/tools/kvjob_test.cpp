@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <png.h>
+#include <sys/stat.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <thread>
 
 #include "tests/common/job_builder.h"
 #include "tests/common/samples.h"
@@ -41,12 +44,26 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
     workspace.write("job", job);
     job[21] = 99;  // the type of the first record in the page
     workspace.write("damaged", job);
+    workspace.write("picture", std::string("\x89PNG and more"));
+    std::filesystem::create_hard_link(workspace.path("job"), workspace.path("same.png"));
+    std::filesystem::create_symlink("/dev/full", workspace.path("full.pdf"));
+    std::filesystem::create_symlink("/dev/full", workspace.path("full.png"));
     const std::tuple<const char*, int, const char*> cases[] = {
         {"check job", 0, "sound"},
         {"info job", 0, "pages: 3"},
         {"dump --page 1 job", 0, "brush definition"},
         {"--help", 0, "usage"},
+        {"text - <job", 0, "\f"},
+        {"info - <job", 0, "program"},
+        {"check none job", 1, "job: sound"},
+        {"info picture", 1, "picture: 0x0: not a job file"},
+        {"dump /dev/zero", 1, "not a job file"},
         {"check damaged", 1, "record of type 99"},
+        {"render --pages 1 -o same.png job", 1, "cannot write same.png: it is the input"},
+        {"render -o full.pdf job", 1, "cannot write full.pdf: No space left on device"},
+        {"render --pages 1 -o full.png job", 1, "cannot write full.png: No space left on device"},
+        {"dump job >/dev/full 2>said; exit $?", 1, ""},
+        {"dump job >&- 2>said; exit $?", 1, ""},
         {"info none", 1, "cannot read the file"},
         {"info .", 1, "cannot read the file"},
         {"images --out /proc/none job", 1, "kvjob: "},
@@ -56,6 +73,11 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         EXPECT_EQ(run(arguments), code) << arguments;
         EXPECT_NE(said.find(words), std::string::npos) << arguments << ": " << said;
     }
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+    ASSERT_EQ(mkfifo(workspace.path("fifo").c_str(), 0600), 0);
+    std::thread writer([&] { workspace.write("fifo", sample_jobs()[0]); });
+    EXPECT_EQ(run("check fifo"), 0) << said;
+    writer.join();
 }
 
 TEST_F(CommandTest, ImagesComeOutAsTheyAre) {

@@ -194,10 +194,4 @@ void prepare_output() {
     }
 }
 
-void finish_standard_output() {
-    errno = 0;
-    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return;
-    throw_error("standard output", errno ? errno : EIO);
-}
-
 }  // namespace kvtools

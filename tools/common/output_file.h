@@ -1,5 +1,5 @@
 #pragma once
-// What programs write: files that are whole under their names or not there at all, and standard output.
+// Files that programs write: they are whole under their names or not there at all.
 
 #include <cstdint>
 #include <cstdio>
@@ -38,8 +38,5 @@ private:
 // To be called first in main. Closed standard streams are opened so that no file takes their place and what is written
 // to them fails; a closed pipe is an error of the write; an interruption removes what stands beside unfinished.
 void prepare_output();
-
-// Throws when anything that was printed did not get there.
-void finish_standard_output();
 
 }  // namespace kvtools

@@ -9,6 +9,7 @@
 #include "reader/dump.h"
 #include "reader/info.h"
 #include "reader/job_file.h"
+#include "tools/common/output_file.h"
 #include "tools/kvjob/options.h"
 
 namespace kvjob {
@@ -17,19 +18,41 @@ namespace {
 using kv::cli::kDone;
 using kv::cli::kFailed;
 
-int run_check(const Options& options, Bytes file) {
+class FileOutput : public Output {
+public:
+    FileOutput(const std::string& name, std::span<const std::string> inputs) : file_(name, inputs) {}
+    void write(Bytes bytes) override { file_.write(bytes); }
+    void finish() override { file_.finish(); }
+
+private:
+    kvtools::OutputFile file_;
+};
+
+// Files in a folder, where one is named; none of them may be a job that is read.
+OpenOutput files(const Options& options, const std::string& folder = "") {
+    if (!folder.empty()) std::filesystem::create_directories(folder);
+    return [&options, folder](const std::string& name) {
+        return std::make_unique<FileOutput>(folder.empty() ? name : folder + "/" + name, options.jobs);
+    };
+}
+
+int run_check(const std::string& name, Bytes file) {
     const auto findings = check_job(file);
     for (const Finding& finding : findings) {
-        std::fprintf(stderr, "%s: 0x%llX: %s\n", options.job.c_str(), static_cast<unsigned long long>(finding.offset),
+        std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(finding.offset),
                      finding.message.c_str());
     }
-    if (findings.empty()) std::printf("%s: sound\n", options.job.c_str());
+    if (findings.empty()) std::printf("%s: sound\n", name.c_str());
     return findings.empty() ? kDone : kFailed;
 }
 
+void run_info(const Options& options, const std::string& name, Bytes file) {
+    if (options.jobs.size() > 1) std::printf("job: %s\n", name.c_str());
+    print_info(file, stdout);
+}
+
 void run_images(const Options& options, Bytes file, Reports& reports) {
-    std::filesystem::create_directories(options.out);
-    const size_t images = extract_images(file, options.out, reports);
+    const size_t images = extract_images(file, files(options, options.out), reports);
     std::printf("%s: %zu images\n", options.out.c_str(), images);
 }
 
@@ -47,23 +70,23 @@ void run_text(const Options& options, Bytes file, Reports& reports) {
 }
 
 void run_fonts(const Options& options, Bytes file, Reports& reports) {
-    if (!options.out.empty()) std::filesystem::create_directories(options.out);
-    list_fonts(file, options.out, stdout, reports);
+    list_fonts(file, options.out.empty() ? OpenOutput() : files(options, options.out), stdout, reports);
 }
 
 void run_render(const Options& options, Bytes file, Reports& reports) {
     RenderOptions rendering = options.render;
+    rendering.open = files(options);
     rendering.progress = isatty(STDERR_FILENO) != 0;
     render_job(file, rendering, reports);
 }
 
-int run(const Options& options) {
-    const JobFile job(options.job);
+int run_one(const Options& options, const std::string& name) {
+    const JobFile job(name);
     const Bytes file = job.bytes();
     const std::string& command = options.command;
-    if (command == "check") return run_check(options, file);
+    if (command == "check") return run_check(name, file);
     Reports reports(stderr);
-    if (command == "info") print_info(file, stdout);
+    if (command == "info") run_info(options, name, file);
     if (command == "dump") dump_job(file, {options.json, options.page}, stdout);
     if (command == "images") run_images(options, file, reports);
     if (command == "text") run_text(options, file, reports);
@@ -72,25 +95,31 @@ int run(const Options& options) {
     return reports.count() == 0 ? kDone : kFailed;
 }
 
-// Faults of the job begin with its name and their place in it.
-int run_told(const Options& options) {
-    try {
-        return run(options);
-    } catch (const Fault& fault) {
-        std::fprintf(stderr, "%s: 0x%llX: %s\n", options.job.c_str(), static_cast<unsigned long long>(fault.offset),
-                     fault.what());
-        return kFailed;
-    } catch (const std::exception& error) {
-        throw std::runtime_error(options.job + ": " + error.what());
+// Faults of a job begin with its name and their place in it; the other jobs are read all the same.
+int run(const Options& options) {
+    int code = kDone;
+    for (const std::string& name : options.jobs) {
+        try {
+            code = std::max(code, run_one(options, name));
+            continue;
+        } catch (const Fault& fault) {
+            std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(fault.offset),
+                         fault.what());
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "kvjob: %s: %s\n", name.c_str(), error.what());
+        }
+        code = kFailed;
     }
+    return code;
 }
 
 }  // namespace
 }  // namespace kvjob
 
 int main(int argc, char** argv) {
+    kvtools::prepare_output();
     CLI::App app;
     kvjob::Options options;
     kvjob::describe(app, options);
-    return kv::cli::run(app, {argv + 1, argv + argc}, [&] { return kvjob::run_told(options); });
+    return kv::cli::run(app, {argv + 1, argv + argc}, [&] { return kvjob::run(options); });
 }

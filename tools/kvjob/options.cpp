@@ -32,11 +32,16 @@ std::string libraries() {
            png_get_libpng_ver(nullptr) + ", zlib " + zlibVersion();
 }
 
+enum class Jobs { One, Several };
+
 // A command with its input.
-CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose, Options& options) {
+CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose, Options& options,
+                      Jobs jobs = Jobs::One) {
     CLI::App& command = *app.add_subcommand(name, purpose)->group("Commands");
     command.preparse_callback([&options, name](size_t) { options.command = name; });
-    kv::cli::add_input(command, "JOB.kv", options.job, "the job file");
+    auto take = [&options](const std::string& job) { options.jobs.push_back(job); };
+    CLI::Option* input = add_value(command, "JOB.kv", " ", take, "the job file; - is standard input")->required();
+    if (jobs == Jobs::Several) input->expected(-1);
     return command;
 }
 
@@ -51,15 +56,16 @@ void add_page(CLI::App& command, Options& options) {
 }
 
 void describe_listings(CLI::App& app, Options& options) {
-    CLI::App& info = add_command(app, "info", "Tells what a job holds.", options);
-    add_examples(info, {"kvjob info report.kv"});
-    CLI::App& check = add_command(app, "check", "Tells every fault of a job with its place in the file.", options);
-    add_examples(check, {"kvjob check report.kv"});
+    CLI::App& info = add_command(app, "info", "Tells what a job holds.", options, Jobs::Several);
+    add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv"});
+    CLI::App& check =
+        add_command(app, "check", "Tells every fault of a job with its place in the file.", options, Jobs::Several);
+    add_examples(check, {"kvjob check report.kv", "kvjob check *.kv"});
     CLI::App& dump = add_command(app, "dump", "Lists the records of a job.", options);
     dump.add_flag("--json", options.json, "as JSON, an object a record");
     add_page(dump, options);
     add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
-    CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options);
+    CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options, Jobs::Several);
     add_page(text, options);
     add_examples(text, {"kvjob text report.kv"});
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "drawing/render_job.h"
 #include "tools/common/command_line.h"
@@ -11,9 +12,10 @@
 namespace kvjob {
 
 struct Options {
-    std::string command, job;
-    bool json = false;             // dump
-    std::optional<uint32_t> page;  // dump, text: from 1
+    std::string command;
+    std::vector<std::string> jobs;  // one; check, info, text: one or more; "-" is standard input
+    bool json = false;              // dump
+    std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
     std::string out;  // images, fonts: the folder
 };
