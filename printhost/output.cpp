@@ -106,7 +106,8 @@ Output::~Output() {
     if (is_file_) host::keep_at_signal(partial_);
 }
 
-void Output::fail(int error) const { throw OutputFault("cannot write " + name_ + ": " + std::strerror(error)); }
+void Output::fail(const std::string& error) const { throw OutputFault("cannot write " + name_ + ": " + error); }
+void Output::fail(int error) const { fail(std::strerror(error)); }
 
 // A job begins with its magic and ends with the position of the summary.
 void Output::check_job(uint64_t size) const {
@@ -122,7 +123,7 @@ void Output::check_job(uint64_t size) const {
         const uint64_t at = tail[2] | tail[3] << 8 | tail[4] << 16 | uint64_t{tail[5]} << 24;
         whole = at < size && read_at(descriptor_, at, &summary, 1) && summary == kSummary;
     }
-    if (!whole) throw OutputFault("cannot write " + name_ + ": what was written is not the whole job");
+    if (!whole) fail("what was written is not the whole job");
 }
 
 void Output::take_mode() const {
@@ -135,8 +136,8 @@ void Output::take_mode() const {
     if (fchmod(descriptor_, replaced_->st_mode & kPermissions) != 0) fail(errno);
 }
 
-void Output::finish(int error, uint64_t size) {
-    if (error != 0) fail(error);
+void Output::finish(const std::string& error, uint64_t size) {
+    if (!error.empty()) fail(error);
     if (is_file_) {
         check_job(size);
         take_mode();

@@ -31,15 +31,16 @@ public:
     Output& operator=(const Output&) = delete;
 
     int descriptor() const { return descriptor_; }
-    // error: errno of a write that failed, or 0. size: what was written to the descriptor. A file is checked to be a
-    // whole job of that size; then it takes the place and the mode of a file of its name, or the mode that the user
+    // error: why a write failed, or empty. size: what was written to the descriptor. A file is checked to be a whole
+    // job of that size; then it takes the place and the mode of a file of its name, or the mode that the user
     // gives new files. Throws OutputFault; there is no new file then.
-    void finish(int error, uint64_t size);
+    void finish(const std::string& error, uint64_t size);
 
 private:
     void open_file();
     void check_job(uint64_t size) const;
     void take_mode() const;
+    [[noreturn]] void fail(const std::string& error) const;
     [[noreturn]] void fail(int error) const;
 
     std::string name_, path_, partial_;  // as given, without links, while it is written

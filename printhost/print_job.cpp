@@ -124,20 +124,13 @@ public:
         if (!device_->end_document()) fail("the driver did not end the document");
         fonts_.reset();
         device_.reset();
-<<<<<<< HEAD
-        const std::string error = host::printer(printer_).write_error;
-        host::close_printer(printer_);
-        if (!error.empty()) throw std::runtime_error("cannot write " + request_.output + ": " + error);
-=======
         if (output) {
             const host::Printer& printed = host::printer(printer_);
-            uint64_t size = 0;
-            for (const uint32_t piece : printed.write_sizes) size += piece;
-            if (size == 0 && printed.output_error == 0) fail("the driver recorded no job");
-            output->finish(printed.output_error, size);
+            const uint64_t size = std::accumulate(printed.write_sizes.begin(), printed.write_sizes.end(), uint64_t{0});
+            if (size == 0 && printed.write_error.empty()) fail("the driver recorded no job");
+            output->finish(printed.write_error, size);
         }
         host::close_printer(printer_);
->>>>>>> 6ea4d07 (Print host: what cannot be read is a warning, and the output has an honest end)
     }
     Played& played() { return played_; }
 

@@ -43,10 +43,11 @@ std::vector<std::string> Workspace::names() const {
     return names;
 }
 
-ProgramRun run(const Workspace& workspace, const std::string& program, const std::string& arguments) {
+ProgramRun run(const Workspace& workspace, const std::string& program, const std::string& arguments,
+               const std::string& before) {
     const Workspace said;
-    const std::string command = "cd '" + workspace.path("") + "' && " KV_BIN_DIR "/" + program + " " + arguments +
-                                " >" + said.path("output") + " 2>" + said.path("errors");
+    const std::string command = "{ cd '" + workspace.path("") + "' && " + before + KV_BIN_DIR "/" + program + " " +
+                                arguments + "\n} >" + said.path("output") + " 2>" + said.path("errors");
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said.read("output"), said.read("errors")};
 }

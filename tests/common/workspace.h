@@ -38,7 +38,8 @@ struct ProgramRun {
     int exit_code;
     std::string output, errors;
 };
-// One of the built programs, started in the folder.
-ProgramRun run(const Workspace& workspace, const std::string& program, const std::string& arguments);
+// One of the built programs, started in the folder by a shell; before: what the shell does first.
+ProgramRun run(const Workspace& workspace, const std::string& program, const std::string& arguments,
+               const std::string& before = "");
 
 }  // namespace kv::test
