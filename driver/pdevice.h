@@ -54,7 +54,7 @@ struct DocumentState {
     PathBuffer drawing_path, current_clip, cached_clip;
     DWORD cached_clip_entry = 0;       // points of its largest entry
     bool clipped_by_captured = false;  // the current clip, where there is one, is a captured path
-    LONG path_depth = 0;  // of nested path escapes; paths are captured while it is not 0
+    LONG path_depth = 0;               // of nested path escapes; paths are captured while it is not 0
     CapturedPathRef captured;
     SavedPaths saved_paths;
     DrawAttrs draw_state;  // what the job's reader knows
