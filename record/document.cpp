@@ -32,7 +32,11 @@ void throttle_stress_test(const char* application) {
 // A user's temporary folder may have been cleared away.
 BOOL make_temporary_file(const PathText& folder, PathText& path) {
     if (CreateTempFile(folder.c_str(), path)) return TRUE;
-    if (GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES) return FALSE;
+    const DWORD error = GetLastError();
+    if (GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        SetLastError(error);
+        return FALSE;
+    }
     PathText inside;
     JoinPath(folder.c_str(), TEXT("~KV"), inside);
     return create_folders_of(inside.c_str()) && CreateTempFile(folder.c_str(), path);
