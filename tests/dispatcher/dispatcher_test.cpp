@@ -364,7 +364,7 @@ TEST_F(KvprintTest, TheFirstPrintStartsIt) {
     // Content that does not inflate is found while the second page is printed: the job is withdrawn.
     std::string damaged = file("doc2.pdf");
     damaged.replace(damaged.rfind("/Length 15 "), 11, "/Filter/Fl ");
-    EXPECT_EQ(run("kvprint", {write_file(shared + "/damaged.pdf", damaged)}), 1);
+    EXPECT_EQ(run("kvprint", {"--strict", write_file(shared + "/damaged.pdf", damaged)}), 1);
     EXPECT_EQ(logged(" Abort job 1\n"), 1u);
     EXPECT_EQ(outbox().size(), 2u);
     EXPECT_EQ(left_behind(), 0u);

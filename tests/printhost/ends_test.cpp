@@ -101,7 +101,7 @@ TEST_F(Ends, WhatCannotBeWrittenIsAFaultOfTheOutput) {
 }
 
 TEST_F(Ends, SignalsLeaveNothing) {
-    pdf.pages = Lines(2000, "0 0 100 100 re f");
+    pdf.pages = Lines(30000, "0 0 100 100 re f");  // some seconds of work
     workspace.write("in.pdf", pdf.text());
     for (const int number : {SIGTERM, SIGHUP, SIGXFSZ}) {
         const std::string name = std::to_string(number);
