@@ -105,12 +105,12 @@ TEST_F(Ends, SignalsLeaveNothing) {
     workspace.write("in.pdf", pdf.text());
     for (const int number : {SIGTERM, SIGHUP, SIGXFSZ}) {
         const std::string name = std::to_string(number);
-        const ProgramRun ended = print("in.pdf -o out.kv & sleep 0.3; kill -" + name + " $!; wait $!");
+        const ProgramRun ended = print("in.pdf -o out.kv & sleep 1; kill -" + name + " $!; wait $!");
         EXPECT_EQ(ended.exit_code, 128 + number);
     }
     EXPECT_EQ(workspace.names(), Lines({"in.pdf", "tmp"}));
     // What a killed process left is its user's alone, and goes with the next one.
-    run(workspace, "kvprint", "in.pdf -o out.kv & sleep 0.3; kill -9 $!; wait $!",
+    run(workspace, "kvprint", "in.pdf -o out.kv & sleep 1; kill -9 $!; wait $!",
         "TMPDIR='" + temporary_ + "'; export TMPDIR; ");
     ASSERT_FALSE(fs::is_empty(temporary_));
     for (const auto& left : fs::directory_iterator(temporary_)) {
