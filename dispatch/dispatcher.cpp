@@ -13,6 +13,7 @@
 #include "support/process_state.h"
 #include "support/record_buffer.h"
 #include "support/session.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -170,6 +171,7 @@ BOOL CDispatcher::EndDoc(const WCHAR* job_path) {
             disconnect();
             return TRUE;
         }
+        KV_TRACE(Dispatch, Error, "not handed over, the job stays where it is: %s", TraceText(job_path).c_str());
     }
     Abort();
     return FALSE;

@@ -79,7 +79,10 @@ void PDEVICE::release_document_state() {
 }
 
 BOOL PDEVICE::take_document_from(PDEVICE& other) {
-    if (!other.pending.flush(other)) return FALSE;
+    if (!other.pending.flush(other)) {
+        other.SetFailed();  // it may go on without this device
+        return FALSE;
+    }
     release_document_state();
     static_cast<DocumentState&>(*this) = std::move(static_cast<DocumentState&>(other));
     static_cast<DocumentState&>(other) = DocumentState();

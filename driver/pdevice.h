@@ -3,6 +3,8 @@
 // handles of this device. The document's half moves to another device when the application changes the device mode
 // between pages.
 
+#include <source_location>
+
 #include "dispatch/dispatcher.h"
 #include "platform/ddi.h"
 #include "record/attached_data.h"
@@ -94,7 +96,8 @@ struct PDEVICE : DocumentState {
     enum class Outside { Refuse, AllowNoPage };
     enum class Failed { Refuse, Allow };
     static PDEVICE* FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure);
-    void SetFailed() { failed = 1; }
+    // Traces what failed the document first.
+    void SetFailed(std::source_location step = std::source_location::current());
 
     // The working state without which nothing can be recorded. FALSE when memory is out.
     BOOL alloc_working_state();

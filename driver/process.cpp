@@ -103,9 +103,9 @@ BOOL attach_process(HINSTANCE module) {
     state.module = module;
     static LONG initialised = 0;
     if (InterlockedExchange(&initialised, 1) == 0) read_system(state);
+    read_product_settings(state);  // silence counts for all that may be said from here on
     start_trace();
     read_ui_fonts(state);
-    read_product_settings(state);  // silence counts for what the resource library gives cause to say, too
     if (!establish_resource_module()) return FALSE;
     SetProcessDefaultLayout(0);
     WCHAR number[16] = {};

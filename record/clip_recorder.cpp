@@ -121,21 +121,37 @@ BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
 }
 
 BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept) {
+    if (clip && clip->iDComplexity == DC_RECT) {  // whether it is needed depends on what is drawn
+        kept.kind = KeptClip::Kind::Rect;
+        kept.rect = clip->rclBounds;
+        return TRUE;
+    }
     CallClip call;
     if (!encode_clip(device, clip, nullptr, call)) return FALSE;
+    if (call.unchanged) kept.kind = KeptClip::Kind::Unchanged;
     if (call.view.head.length == 0) return TRUE;
+    kept.kind = KeptClip::Kind::Path;
     kept.largest_entry = call.largest_entry;
     return kept.path.reserve(call.view.head.length) && kept.path.assign(call.view);
 }
 
-BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept) {
-    if (device.clipped_by_captured && device.current_clip.head().kind != PathKind::Empty) return TRUE;
-    if (!kept.path) return ResetClip(device);
-    device.note_largest_entry(kept.largest_entry);
-    return SetCurrentClip(device, kept.path.view());
+BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept, const RECTL& bounds) {
+    const bool captured =
+        device.clipped_by_captured && device.current_clip && device.current_clip.head().kind != PathKind::Empty;
+    if (captured || kept.kind == KeptClip::Kind::Unchanged) return TRUE;
+    device.clipped_by_captured = false;
+    if (kept.kind == KeptClip::Kind::None) return ResetClip(device);
+    if (kept.kind == KeptClip::Kind::Path) {
+        device.note_largest_entry(kept.largest_entry);
+        return SetCurrentClip(device, kept.path.view());
+    }
+    CallClip call;
+    encode_rect(kept.rect, &bounds, call);
+    return SetCurrentClip(device, call.view);
 }
 
 BOOL SetCurrentClip(PDEVICE& device, const PathView& clip) {
+    if (clip.head.kind == PathKind::Empty) return ResetClip(device);
     if (!device.current_clip) return FALSE;
     if (clip.same_shape(device.current_clip.view())) return TRUE;
     return device.reserve_paths(clip.head.length) && write_clip(device, clip) && device.current_clip.assign(clip);

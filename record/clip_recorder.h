@@ -16,12 +16,14 @@ BOOL ResetClip(PDEVICE& device);
 
 // The clip of a call that draws later.
 struct KeptClip {
-    PathBuffer path;  // nothing where there is no clip
+    enum class Kind { None, Rect, Path, Unchanged } kind = Kind::None;
+    RECTL rect = {};
+    PathBuffer path;
     DWORD largest_entry = 0;
 };
 // FALSE when memory is out or the engine has no path of a complex clip.
 BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept);
-// Makes it current, unless a captured path is the clip.
-BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept);
+// Makes it current for what is drawn within the bounds, unless a captured path is the clip.
+BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept, const RECTL& bounds);
 
 }  // namespace kv

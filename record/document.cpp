@@ -10,6 +10,7 @@
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -104,6 +105,7 @@ BOOL PDEVICE::announce_document(DWORD id) {
     if (!dispatcher) {
         PathText program;
         if (!FindProductFile(process_state().print_environment, kDispatcherProgram, program)) {
+            KV_TRACE(Record, Warning, "no dispatcher is installed: %s", TraceText(program.c_str()).c_str());
             throttle_stress_test(settings.kv.application);
             return TRUE;
         }
@@ -193,6 +195,7 @@ void PDEVICE::reset_document() {
     failed = document_open = page_start = 0;
     position = tail_used = 0;
     compressing = false;
+    path_depth = 0;
     pages.clear();
     brushes.clear();
     fonts.clear();
@@ -206,6 +209,7 @@ void PDEVICE::reset_document() {
 
 void PDEVICE::forget_paths() {
     path_depth = 0;
+    clipped_by_captured = false;
     captured = {};
     saved_paths = {};
 }

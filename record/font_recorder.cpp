@@ -135,7 +135,8 @@ BOOL write_definition(PDEVICE& device, RealizedFont& realized, const LOGFONTW& f
 BOOL define(PDEVICE& device, RealizedFont& realized, std::span<const BYTE> file) {
     const FontIdentity* entry = nullptr;
     if (realized.identity) {
-        entry = EmbedFontFile(device, file, *realized.identity);
+        entry = device.font_files.find(*realized.identity);
+        if (!entry || !entry->file_id) entry = EmbedFontFile(device, file, *realized.identity);
         if (!entry) return FALSE;
     }
     const FontList::Definition definition = definition_of(realized, entry);

@@ -74,6 +74,7 @@ BOOL PDEVICE::StartPage() {
     page_start = position;
     // The page's first drawing says everything again.
     current_clip.clear_head();
+    clipped_by_captured = false;
     draw_state = DrawAttrs();
     text_state = TextState();
     return TRUE;

@@ -25,6 +25,7 @@ bool for_each_block(PATHOBJ* path, BlockSink& sink) {
 }
 
 BOOL BlockJoiner::alloc(size_t figures) {
+    most_figures_ = figures;
     return points_.alloc(kLargestCount) && (!area_ || figures == 0 || starts_.alloc(figures));
 }
 
@@ -49,7 +50,10 @@ bool BlockJoiner::line_to(const POINTFIX& point) {
 bool BlockJoiner::begin_figure(const POINTFIX& start, FLONG flags) {
     if (open_ && !end_figure(0)) return false;
     open_ = true;
-    if (area_) starts_[figures_] = start;
+    if (area_) {
+        if (figures_ >= most_figures_) return false;  // the path has more of them than a moment ago
+        starts_[figures_] = start;
+    }
     if (area_ && figures_ > 0) {
         ++figures_;
         return line_to(start);

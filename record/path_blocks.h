@@ -55,6 +55,7 @@ private:
     const bool area_, curves_;
     BlockSink& out_;
     HeapArray<POINTFIX> points_, starts_;
+    size_t most_figures_ = 0;  // that starts_ has room for
     size_t count_ = 0, figures_ = 0;
     FLONG flags_ = 0;  // of the block that gathers
     bool open_ = false;

@@ -88,7 +88,8 @@ BOOL render(PDEVICE& device, CapturedPath& captured, const PathInfo& info) {
     const DrawAttrs attrs = make_attrs(device, info);
     if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
     const BYTE type = record_type(info, captured.is_wide());
-    BOOL ok = RecordKeptClip(device, captured.clip) && WriteDrawState(device, attrs);
+    const RECTL drawn = drawn_bounds(captured.metrics().bounds, info.has_pen(), attrs);
+    BOOL ok = RecordKeptClip(device, captured.clip, drawn) && WriteDrawState(device, attrs);
     captured.for_each_part(
         [&](const PathView& part) { ok = ok && device.WriteRecord(type, part.head.length, part.body); });
     if (!ok) return FALSE;

@@ -76,20 +76,6 @@ private:
     BYTE type_;
 };
 
-// What a stroke covers reaches beyond its path: by half of the pen, more at corners and square ends, and by the pixel
-// in whose middle it runs.
-RECTL stroke_bounds(const RECTL& path, const DrawAttrs& attrs) {
-    constexpr double kDiagonal = 1.4143;
-    double corners = !attrs.geometric || attrs.end_cap == ENDCAP_SQUARE ? kDiagonal : 1;
-    if (attrs.geometric && attrs.join == JOIN_MITER) corners = std::max<double>(attrs.miter_limit, corners);
-    const auto reach = static_cast<int64_t>(std::min(std::ceil(attrs.width / 2.0 * corners), 2147483647.0));
-    auto moved = [](LONG value, int64_t by) {
-        return static_cast<LONG>(std::clamp<int64_t>(value + by, -0x7FFFFFFF - 1, 0x7FFFFFFF));
-    };
-    return {moved(path.left, -reach), moved(path.top, -reach), moved(path.right, reach + 1),
-            moved(path.bottom, reach + 1)};
-}
-
 BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
     const bool strokes = type != kRecordFillPath16;
     PathMetrics metrics = MeasurePath(path, strokes ? PathUse::Lines : PathUse::Area);
@@ -98,7 +84,7 @@ BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE typ
                record_visible_path(device, path, clip, kRecordStrokePath16, attrs);
     }
     if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
-    const RECTL drawn = strokes && attrs.width > 1 ? stroke_bounds(metrics.bounds, attrs) : metrics.bounds;
+    const RECTL drawn = drawn_bounds(metrics.bounds, strokes, attrs);
     PartRecords parts(device, type);
     if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &drawn) || !WriteDrawState(device, attrs) ||
         !EncodePath(path, device.drawing_path, metrics, &parts)) {
@@ -112,6 +98,19 @@ BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE typ
 }
 
 }  // namespace
+
+RECTL drawn_bounds(const RECTL& path, bool strokes, const DrawAttrs& attrs) {
+    if (!strokes || attrs.width <= 1) return path;
+    constexpr double kDiagonal = 1.4143;
+    double corners = !attrs.geometric || attrs.end_cap == ENDCAP_SQUARE ? kDiagonal : 1;
+    if (attrs.geometric && attrs.join == JOIN_MITER) corners = std::max<double>(corners, attrs.miter_limit);
+    const auto reach = static_cast<int64_t>(std::min(std::ceil(attrs.width / 2.0 * corners), 2147483647.0));
+    auto moved = [](LONG value, int64_t by) {
+        return static_cast<LONG>(std::clamp<int64_t>(value + by, -0x7FFFFFFF - 1, 0x7FFFFFFF));
+    };
+    return {moved(path.left, -reach), moved(path.top, -reach), moved(path.right, reach + 1),
+            moved(path.bottom, reach + 1)};
+}
 
 void AddInk(PDEVICE& device, const RECTL& rect) {
     RECTL inked = intersection(normalized(rect), device.surface_rect);

@@ -1,6 +1,7 @@
 #pragma once
 // The path hooks' work: paths turned into records, and the ink that they leave on the page.
 
+#include "record/draw_state.h"
 #include "record/path_encoder.h"
 #include "record/record_types.h"
 
@@ -25,6 +26,9 @@ struct PathDrawing {
 // the drawing cannot change the page and nothing is written.
 BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing);
 
+// What drawing a path covers, device pixels: a stroke with a pen of more than a pixel reaches beyond it by half of the
+// pen, more at corners and square ends, and by the pixel in whose middle it runs.
+RECTL drawn_bounds(const RECTL& path, bool strokes, const DrawAttrs& attrs);
 // Adds what a drawing covers, within the surface, to the ink of the page.
 void AddInk(PDEVICE& device, const RECTL& rect);
 // Nothing was drawn on the page yet and nothing is held back, so that white cannot be seen.

@@ -54,8 +54,8 @@ public:
     BOOL flush(PDEVICE& device);
     // Forgets what is held without writing it, also when an exception has ended a flush.
     void clear() {
-        operation_.reset();
         flushing_ = false;
+        operation_.reset();
         last_xor_ = kEmptyRect;
     }
 

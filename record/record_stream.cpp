@@ -97,6 +97,7 @@ BOOL PDEVICE::WriteBits(const void* data, DWORD length) {
 }
 
 BOOL PDEVICE::begin_header(BYTE type, DWORD counted_length) {
+    if (failed) return FALSE;
     if (!pending.flush(*this) || (tail_used > kTailSize - kRecordRoom && !flush_tail())) {
         SetFailed();
         return FALSE;

@@ -26,12 +26,14 @@ const DEVMODEW* devmode_of(std::span<const BYTE> info, DWORD level) {
 // the information with all the bytes that it says it has.
 std::span<const BYTE> devmode_bytes(std::span<const BYTE> info, DWORD level) {
     constexpr size_t kHead = offsetof(DEVMODEW, dmFields);
-    const auto at = reinterpret_cast<uintptr_t>(devmode_of(info, level)) - reinterpret_cast<uintptr_t>(info.data());
+    const DEVMODEW* held = devmode_of(info, level);
+    if (!held) return {};
+    const auto at = reinterpret_cast<uintptr_t>(held) - reinterpret_cast<uintptr_t>(info.data());
     if (at > info.size() || info.size() - at < kHead) return {};
     const BYTE* mode = info.data() + at;
     const size_t size =
         size_t{load_u16(mode + offsetof(DEVMODEW, dmSize))} + load_u16(mode + offsetof(DEVMODEW, dmDriverExtra));
-    return size <= info.size() - at ? info.subspan(at, size) : std::span<const BYTE>();
+    return size >= kHead && size <= info.size() - at ? info.subspan(at, size) : std::span<const BYTE>();
 }
 
 }  // namespace

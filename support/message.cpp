@@ -4,6 +4,7 @@
 
 #include "support/process_state.h"
 #include "support/text.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -35,8 +36,12 @@ ErrorText system_error_text(DWORD error) {
 
 // A box that nobody sees is never closed, and the process that shows it waits for ever.
 bool somebody_sees_boxes() {
+    // Before Windows Vista the user at the console works in session 0.
+    constexpr int kFirstIsolated = 5;
+    const int level = process_state().os_level;
+    const bool is_users = level > 0 && level < kFirstIsolated;
     DWORD session = 0;
-    if (ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 0) return false;
+    if (!is_users && ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 0) return false;
     USEROBJECTFLAGS flags = {};
     HWINSTA station = GetProcessWindowStation();
     return station && GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr) &&
@@ -62,6 +67,7 @@ void fill_in(const WCHAR* pattern, std::initializer_list<const WCHAR*> arguments
 
 void show_message(const WCHAR* text, MessageKind kind) {
     KeepLastError keep;
+    KV_TRACE(Support, Error, "message: %s", TraceText(text).c_str());
     if (process_state().silent || !somebody_sees_boxes()) return;
     SetCursor(LoadCursorW(nullptr, IDC_ARROW));
     UINT icon = kind == MessageKind::Error ? MB_ICONERROR : MB_ICONINFORMATION;

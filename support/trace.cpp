@@ -86,6 +86,18 @@ void stop_trace() {
     close_trace_sink();
 }
 
+TraceText::TraceText(const WCHAR* text) {
+    const DWORD error = GetLastError();
+    constexpr int kMostUnits = 128;  // at most 3 bytes a unit
+    int units = 0;
+    while (text && text[units] && units < kMostUnits) ++units;
+    if (units > 0) {
+        WideCharToMultiByte(CP_UTF8, 0, text, units, bytes_.data(), static_cast<int>(bytes_.size() - 1), nullptr,
+                            nullptr);
+    }
+    SetLastError(error);
+}
+
 void trace_line(TraceComponent component, TraceLevel level, const char* function, const char* format, ...) {
     const DWORD error = GetLastError();
     std::array<char, kLongestLine> line;

@@ -15,6 +15,8 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/win32.h"
+
 namespace kv {
 
 enum class TraceLevel : unsigned char { Off, Error, Warning, Info, Record };
@@ -38,6 +40,16 @@ void set_trace_levels(const char* text);
 __attribute__((format(printf, 4, 5)))
 #endif
 void trace_line(TraceComponent component, TraceLevel level, const char* function, const char* format, ...);
+
+// A text of the system's for a line, in UTF-8; a long one is cut.
+class TraceText {
+public:
+    explicit TraceText(const WCHAR* text);
+    const char* c_str() const { return bytes_.data(); }
+
+private:
+    std::array<char, 400> bytes_ = {};
+};
 
 }  // namespace kv
 
