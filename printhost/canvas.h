@@ -44,6 +44,7 @@ public:
     void pop();
     void pop_all();
     const Region& clip() const { return clips_.back().region; }
+    RECTL page() const { return clips_.front().region.bounds(); }
 
     // Nothing has been drawn on that part of the clip.
     bool is_blank(const RECTL& rect) const;

@@ -290,23 +290,45 @@ void Page::choose_box(const std::string& box) {
     }
 }
 
-bool Page::blends() {
-    if (!pdf_page_ || !pdf_page_->transparency) return false;
+std::optional<std::vector<bool>> Page::find_blends() {
+    if (!pdf_page_ || !pdf_page_->transparency) return std::nullopt;
+    struct Groups {
+        std::vector<bool> whole;
+        std::vector<bool> open;        // whether a group that is open is isolated
+        std::vector<size_t> isolated;  // those, by their number
+        bool found = false;
+    } groups;
     struct Probe {
         fz_device base;
-        bool found;
+        Groups* groups;
     };
     const auto device = make_held<DrawDevice>(
         context_, [&] { return static_cast<fz_device*>(fz_new_device_of_size(context_, sizeof(Probe))); });
-    auto* probe = reinterpret_cast<Probe*>(device.get());
-    probe->base.begin_group = [](fz_context*, fz_device* self, fz_rect, fz_colorspace*, int, int, int mode, float) {
-        if (mode != FZ_BLEND_NORMAL) reinterpret_cast<Probe*>(self)->found = true;
+    reinterpret_cast<Probe*>(device.get())->groups = &groups;
+    device.get()->begin_group = [](fz_context*, fz_device* self, fz_rect, fz_colorspace*, int isolated, int, int mode,
+                                   float) {
+        Groups& all = *reinterpret_cast<Probe*>(self)->groups;
+        all.whole.push_back(false);
+        if (mode != FZ_BLEND_NORMAL) {
+            all.found = true;
+            for (const size_t outer : all.isolated) all.whole[outer] = true;
+        }
+        // The first group is the page's.
+        if (isolated && all.whole.size() > 1) all.isolated.push_back(all.whole.size() - 1);
+        all.open.push_back(isolated && all.whole.size() > 1);
+    };
+    device.get()->end_group = [](fz_context*, fz_device* self) {
+        Groups& all = *reinterpret_cast<Probe*>(self)->groups;
+        if (all.open.empty()) return;
+        if (all.open.back()) all.isolated.pop_back();
+        all.open.pop_back();
     };
     Warnings others, *const own = &warnings_of(context_);
     fz_set_user_context(context_, &others);  // what is wrong is told when the page is drawn
     run(device.get(), 1, {0, 0});
     fz_set_user_context(context_, own);
-    return probe->found;
+    if (!groups.found) return std::nullopt;
+    return groups.whole;
 }
 
 void Page::run(fz_device* device, float scale, fz_point corner) {

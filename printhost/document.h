@@ -7,7 +7,9 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "printhost/request.h"
 #include "printhost/warnings.h"
@@ -84,8 +86,9 @@ public:
 
     float width() const { return bounds_.x1 - bounds_.x0; }  // points
     float height() const { return bounds_.y1 - bounds_.y0; }
-    // Something on the page is blended with what lies under it by another mode than the normal one.
-    bool blends();
+    // Nothing where all groups are drawn over what lies under them in the normal mode. Else whether a group has to be
+    // drawn as one, in the order of their beginnings: something in it blends with what lies under it within the group.
+    std::optional<std::vector<bool>> find_blends();
     // Runs the page on a device, as it is to be printed. scale: pixels a point; corner: where its left top corner lies,
     // pixels. What cannot be read is a warning, and the containers that it left open are ended.
     void run(fz_device* device, float scale, fz_point corner);

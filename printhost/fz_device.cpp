@@ -258,6 +258,7 @@ void end_mask(fz_context* context, fz_device* device) {
 
 void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colorspace* space, int isolated, int knockout,
                  int blend_mode, float alpha) {
+    player_of(device).count_group();
     begin(
         context, device, false,
         [&](fz_device* to) { fz_begin_group(context, to, area, space, isolated, knockout, blend_mode, alpha); },

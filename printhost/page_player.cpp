@@ -3,8 +3,8 @@
 namespace kvprint {
 namespace {
 
-// Pictures are taken of so many places of a page; what blends after them is one picture of the whole.
-constexpr size_t kMostPatches = 40;
+// Pictures are taken of places of a page up to so many times its area; what blends after them is one of the whole.
+constexpr LONGLONG kMostPatched = 32;
 // A pattern whose drawings come to more than this is smaller as an image.
 constexpr float kMostTileCells = 400, kMostTileDrawings = 4000;
 
@@ -34,12 +34,19 @@ fz_irect cells_of(const PagePlayer::Tiling& tiling, const RECTL& area) {
 
 }  // namespace
 
-void PagePlayer::keep_page() { page_list_.emplace(context_, Capture::Kind::Layer); }
+LONGLONG area_of(const RECTL& rect) { return LONGLONG{rect.right - rect.left} * (rect.bottom - rect.top); }
+
+void PagePlayer::keep_page(std::vector<bool> whole) {
+    const RECTL page = canvas_.clip().bounds();
+    picture_.emplace(context_, page, renderer_.picture_scale(page));
+    whole_groups_ = std::move(whole);
+}
 
 void PagePlayer::begin_capture(Capture::Kind kind, const RECTL& area) {
     capture_.emplace(context_, kind);
     capture_area_ = common(area, canvas_.clip().bounds());
-    if (kind == Capture::Kind::Patch || kind == Capture::Kind::Rest) before_ = picture_of_page(capture_area_);
+    const bool of_the_page = kind == Capture::Kind::Patch || kind == Capture::Kind::Rest;
+    if (of_the_page && !is_empty(capture_area_)) before_ = picture_->shown(capture_area_);
 }
 
 void PagePlayer::end_captured() {
@@ -52,7 +59,8 @@ void PagePlayer::end_captured() {
 bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float alpha) {
     if (std::exchange(unwrapping_, false)) return false;
     const RECTL bounds = covering(area);
-    if (!knockout && alpha == 1 &&
+    const bool whole = keeps_pictures() && groups_ <= whole_groups_.size() && whole_groups_[groups_ - 1];
+    if (!whole && !knockout && alpha == 1 &&
         (blend_mode == FZ_BLEND_NORMAL || (is_plain_on_white(blend_mode) && canvas_.is_blank(bounds)))) {
         return false;
     }
@@ -63,8 +71,9 @@ bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float 
         begin_capture(knockout || blends ? Capture::Kind::Layer : Capture::Kind::Group, bounds);
         return true;
     }
-    count_otherwise(blends ? "blend modes as images" : kGroups);
-    if (patches_++ < kMostPatches) {
+    count_otherwise(blends || whole ? "blend modes as images" : kGroups);
+    patched_ += area_of(common(bounds, canvas_.clip().bounds()));
+    if (patched_ <= kMostPatched * area_of(canvas_.page())) {
         begin_capture(Capture::Kind::Patch, bounds);
     } else {
         begin_capture(Capture::Kind::Rest, {0, 0, 0x7FFFFFFF, 0x7FFFFFFF});
@@ -124,7 +133,7 @@ void PagePlayer::finish_tile(const Capture& capture) {
     const Tiling tiling = tiling_;
     const fz_irect cells = cells_of(tiling, capture_area_);
     const float count = static_cast<float>(cells.x1 - cells.x0) * static_cast<float>(cells.y1 - cells.y0);
-    const bool plain = capture.is_flat() || !page_list_;
+    const bool plain = capture.is_flat() || !picture_;
     if (plain && count <= kMostTileCells && count * static_cast<float>(capture.drawings()) <= kMostTileDrawings) {
         play_tile(capture, cells);
         return;
@@ -156,15 +165,10 @@ void PagePlayer::play_tile(const Capture& capture, const fz_irect& cells) {
     }
 }
 
-Renderer::Picture PagePlayer::picture_of_page(const RECTL& area) {
-    if (is_empty(area)) return {};
-    return renderer_.picture(area, [&](fz_device* device) { page_list_->play(device); });
-}
-
 void PagePlayer::finish_patch() {
     const Renderer::Picture before = std::move(*before_);
     before_.reset();
-    renderer_.difference(before, picture_of_page(capture_area_),
+    renderer_.difference(before, picture_->shown(capture_area_),
                          [&](const Rendering& rendering) { draw_rendering(rendering); });
 }
 

@@ -9,6 +9,7 @@
 #include "printhost/capture.h"
 #include "printhost/font_store.h"
 #include "printhost/mupdf.h"
+#include "printhost/page_picture.h"
 #include "printhost/pen.h"
 #include "printhost/rendering.h"
 #include "printhost/scan.h"
@@ -25,7 +26,8 @@ public:
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
     // To be called first for a page that blends with what lies under it: such drawing is shown by pictures of the page.
-    void keep_page();
+    // whole: the groups, in the order of their beginnings, that have to be drawn as one.
+    void keep_page(std::vector<bool> whole);
     // After the page.
     void finish();
 
@@ -42,7 +44,7 @@ public:
     void note_captured(const fz_text& text) { capture_->count_text(text); }
     template <class Call>
     bool pass_on(Call call) {
-        if (page_list_ && replaying_ == 0) call(page_list_->device());
+        if (keeps_pictures()) picture_->draw(call);
         if (!capture_) return false;
         if (capture_->device()) call(capture_->device());
         return true;
@@ -50,14 +52,16 @@ public:
     // The same for a call that begins a container.
     template <class Call>
     bool pass_on_begin(bool is_clip, Call call) {
-        const bool captured = pass_on(call);
-        if (captured) capture_->begin(is_clip);
-        return captured;
+        if (keeps_pictures()) picture_->begin(call);
+        if (!capture_) return false;
+        if (capture_->device()) call(capture_->device());
+        capture_->begin(is_clip);
+        return true;
     }
     // And for one that ends it: when that is true, end_captured() is due.
     template <class Call>
     bool pass_on_end(Call call) {
-        if (page_list_ && replaying_ == 0) call(page_list_->device());
+        if (keeps_pictures()) picture_->end();
         if (!capture_) return false;
         if (capture_->device() && capture_->holds_end()) call(capture_->device());
         return true;
@@ -95,6 +99,8 @@ public:
     void clip_to_nothing() { canvas_.push(Region()); }
     void pop_clip() { canvas_.pop(); }
 
+    // Before anything else of a group.
+    void count_group() { groups_ += keeps_pictures(); }
     // True when a capture begins.
     bool begin_group(fz_rect area, bool knockout, int blend_mode, float alpha);
     void begin_mask(fz_rect area);
@@ -115,8 +121,7 @@ private:
     void play_tile(const Capture& capture, const fz_irect& cells);
     void play_single(const Capture& capture);
     void finish_patch();
-    Renderer::Picture picture_of_page(const RECTL& area);
-    bool keeps_pictures() const { return page_list_.has_value() && replaying_ == 0; }
+    bool keeps_pictures() const { return picture_.has_value() && replaying_ == 0; }
     // Runs calls on the own device that no list of the page is to hold a second time.
     template <class Calls>
     void replay(Calls calls) {
@@ -155,7 +160,10 @@ private:
     TextList* list_;
     Renderer renderer_;
     DrawDevice device_;
-    std::optional<Capture> capture_, page_list_;
+    std::optional<Capture> capture_;
+    std::optional<PagePicture> picture_;
+    std::vector<bool> whole_groups_;
+    size_t groups_ = 0;
     struct HeldMask {
         Held<fz_image, fz_drop_image> image;
         fz_matrix ctm;
@@ -166,7 +174,7 @@ private:
     float group_alpha_ = 1, alpha_ = 1;
     bool unwrapping_ = false;  // the next group is played as its content
     int replaying_ = 0;
-    size_t patches_ = 0;
+    LONGLONG patched_ = 0;  // device pixels of the patches so far
     std::optional<Renderer::Picture> before_;
     std::optional<Paint> glyph_paint_;
 };

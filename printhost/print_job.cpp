@@ -182,7 +182,7 @@ private:
         const auto resolution = static_cast<float>(info.ulLogPixelsX);
         Canvas canvas(*device_, played_);
         PagePlayer player(context_, canvas, *fonts_, resolution, list_ ? &*list_ : nullptr);
-        if (page.blends()) player.keep_page();
+        if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
         const float scale = fit.scale * resolution / 72;
         const fz_point corner = {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)};
         if (list_) list_->page(number, scale, corner.x, corner.y);

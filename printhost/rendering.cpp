@@ -15,28 +15,6 @@ constexpr int kLeastResolution = 300;
 constexpr int kBandPixels = 1 << 23, kPicturePixels = 40 << 20;
 constexpr int kSmooth = 8;  // bits of antialiasing
 
-// Smooth edges while it lives; clips are whole pixels otherwise.
-class Smooth {
-public:
-    explicit Smooth(fz_context* context) : context_(context), level_(fz_aa_level(context)) {
-        fz_set_aa_level(context_, kSmooth);
-    }
-    ~Smooth() { fz_set_aa_level(context_, level_); }
-    Smooth(const Smooth&) = delete;
-    Smooth& operator=(const Smooth&) = delete;
-
-private:
-    fz_context* context_;
-    int level_;
-};
-
-fz_irect reduced(const RECTL& area, int scale) {
-    auto down = [scale](LONG value) {
-        return static_cast<int>(std::floor(static_cast<double>(value) / static_cast<double>(scale)));
-    };
-    return fz_make_irect(down(area.left), down(area.top), down(area.right + scale - 1), down(area.bottom + scale - 1));
-}
-
 const unsigned char* pixel_of(const fz_pixmap& pixmap, int x, int y) {
     return pixmap.samples + ptrdiff_t{y - pixmap.y} * pixmap.stride + ptrdiff_t{x - pixmap.x} * pixmap.n;
 }
@@ -84,18 +62,24 @@ void take_pixels(const fz_pixmap& pixmap, int scale, AlphaOf alpha_of, const Tak
 Renderer::Renderer(fz_context* context, float resolution)
     : context_(context), scale_(std::max(static_cast<int>(resolution) / kLeastResolution, 1)) {}
 
-Pixmap Renderer::draw_on(Ground ground, const fz_irect& box, int scale, const Draw& draw) const {
+Smooth::Smooth(fz_context* context) : context_(context), level_(fz_aa_level(context)) {
+    fz_set_aa_level(context_, kSmooth);
+}
+
+fz_irect reduced(const RECTL& area, int scale) {
+    auto down = [scale](LONG value) {
+        return static_cast<int>(std::floor(static_cast<double>(value) / static_cast<double>(scale)));
+    };
+    return fz_make_irect(down(area.left), down(area.top), down(area.right + scale - 1), down(area.bottom + scale - 1));
+}
+
+Pixmap Renderer::draw_on_nothing(const fz_irect& box, const Draw& draw) const {
     const Smooth smooth(context_);
-    Pixmap pixmap = make_held<Pixmap>(context_, [&] {
-        return fz_new_pixmap_with_bbox(context_, fz_device_rgb(context_), box, nullptr, ground == Ground::Nothing);
-    });
+    Pixmap pixmap = make_held<Pixmap>(
+        context_, [&] { return fz_new_pixmap_with_bbox(context_, fz_device_rgb(context_), box, nullptr, 1); });
     const auto device = make_held<DrawDevice>(context_, [&] {
-        if (ground == Ground::White) {
-            fz_clear_pixmap_with_value(context_, pixmap.get(), 255);
-        } else {
-            fz_clear_pixmap(context_, pixmap.get());
-        }
-        const float smaller = 1 / static_cast<float>(scale);
+        fz_clear_pixmap(context_, pixmap.get());
+        const float smaller = 1 / static_cast<float>(scale_);
         return fz_new_draw_device(context_, fz_scale(smaller, smaller), pixmap.get());
     });
     with_errors(context_, [&] {
@@ -111,20 +95,20 @@ void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& 
     const int rows = std::max(kBandPixels / std::max(box.x1 - box.x0, 1), 1);
     for (int top = box.y0; top < box.y1; top += rows) {
         const fz_irect band = fz_make_irect(box.x0, top, box.x1, std::min(top + rows, box.y1));
-        const Pixmap pixmap = draw_on(Ground::Nothing, band, scale_, draw);
+        const Pixmap pixmap = draw_on_nothing(band, draw);
         take_pixels(
             *pixmap.get(), scale_, [&](int x, int y) { return pixel_of(*pixmap.get(), x, y)[3]; }, take);
     }
 }
 
-Renderer::Picture Renderer::picture(const RECTL& area, const Draw& draw) const {
+int Renderer::picture_scale(const RECTL& area) const {
     int scale = scale_;
     auto pixels = [&] {
         const fz_irect box = reduced(area, scale);
         return LONGLONG{box.x1 - box.x0} * (box.y1 - box.y0);
     };
     while (pixels() > kPicturePixels) scale *= 2;
-    return {draw_on(Ground::White, reduced(area, scale), scale, draw), scale};
+    return scale;
 }
 
 void Renderer::difference(const Picture& before, const Picture& after, const TakeRendering& take) const {
@@ -134,8 +118,8 @@ void Renderer::difference(const Picture& before, const Picture& after, const Tak
         [&](int x, int y) { return std::memcmp(pixel_of(old, x, y), pixel_of(now, x, y), 3) == 0 ? 0 : 255; }, take);
 }
 
-void close_containers(fz_context* context, fz_device* device) {
-    while (device->container_len > 0) {
+void close_containers(fz_context* context, fz_device* device, int but_for) {
+    while (device->container_len > but_for) {
         switch (device->container[device->container_len - 1].type) {
             case fz_device_container_stack_is_mask:
                 fz_end_mask(context, device);  // is a clip now

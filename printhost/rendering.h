@@ -26,24 +26,40 @@ public:
     // What a drawing, in device pixels, leaves on nothing within the area; in bands, without what is transparent.
     void render(const RECTL& area, const Draw& draw, const TakeRendering& take) const;
 
-    // The area as a drawing leaves it on white paper, coarser when it is very large.
+    // An area of the page on white paper.
     struct Picture {
         Pixmap pixmap;
         int scale;  // device pixels a pixel
     };
-    Picture picture(const RECTL& area, const Draw& draw) const;
+    // For pictures of an area, coarser where it is very large.
+    int picture_scale(const RECTL& area) const;
     // The pixels of the later picture that differ from the earlier one of the same area.
     void difference(const Picture& before, const Picture& after, const TakeRendering& take) const;
 
 private:
-    enum class Ground { Nothing, White };
-    Pixmap draw_on(Ground ground, const fz_irect& box, int scale, const Draw& draw) const;
+    Pixmap draw_on_nothing(const fz_irect& box, const Draw& draw) const;
 
     fz_context* context_;
     int scale_;
 };
 
-// Ends the clips, groups and masks that are open on a device.
-void close_containers(fz_context* context, fz_device* device);
+// Smooth edges while it lives; clips are whole pixels otherwise.
+class Smooth {
+public:
+    explicit Smooth(fz_context* context);
+    ~Smooth() { fz_set_aa_level(context_, level_); }
+    Smooth(const Smooth&) = delete;
+    Smooth& operator=(const Smooth&) = delete;
+
+private:
+    fz_context* context_;
+    int level_;
+};
+
+// An area in pixels of so many device pixels a side, outwards.
+fz_irect reduced(const RECTL& area, int scale);
+
+// Ends the clips, groups and masks that are open on a device, but for the outermost ones.
+void close_containers(fz_context* context, fz_device* device, int but_for = 0);
 
 }  // namespace kvprint
