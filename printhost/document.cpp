@@ -162,6 +162,7 @@ void InputFile::keep_all_of(int descriptor) {
     }
     if (got < 0) throw std::runtime_error("cannot be read");
     if (!kept || std::fflush(kept.get()) != 0) throw std::runtime_error("no room to keep it while it is printed");
+    std::rewind(kept.get());
     file_ = std::move(kept);
 }
 

@@ -103,15 +103,14 @@ TEST_F(Ends, WhatCannotBeWrittenIsAFaultOfTheOutput) {
 TEST_F(Ends, SignalsLeaveNothing) {
     pdf.pages = Lines(30000, "0 0 100 100 re f");  // some seconds of work
     workspace.write("in.pdf", pdf.text());
+    const std::string begun = "in.pdf -o out.kv & while [ -z \"$(ls tmp)\" ]; do sleep 0.05; done; kill -";
     for (const int number : {SIGTERM, SIGHUP, SIGXFSZ}) {
-        const std::string name = std::to_string(number);
-        const ProgramRun ended = print("in.pdf -o out.kv & sleep 1; kill -" + name + " $!; wait $!");
+        const ProgramRun ended = print(begun + std::to_string(number) + " $!; wait $!");
         EXPECT_EQ(ended.exit_code, 128 + number);
     }
     EXPECT_EQ(workspace.names(), Lines({"in.pdf", "tmp"}));
     // What a killed process left is its user's alone, and goes with the next one.
-    run(workspace, "kvprint", "in.pdf -o out.kv & sleep 1; kill -9 $!; wait $!",
-        "TMPDIR='" + temporary_ + "'; export TMPDIR; ");
+    run(workspace, "kvprint", begun + "9 $!; wait $!", "TMPDIR='" + temporary_ + "'; export TMPDIR; ");
     ASSERT_FALSE(fs::is_empty(temporary_));
     for (const auto& left : fs::directory_iterator(temporary_)) {
         EXPECT_EQ(left.status().permissions(), fs::perms::owner_all);
