@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "drawing/output.h"
+#include "reader/output.h"
 #include "reader/reports.h"
 
 namespace kvjob {

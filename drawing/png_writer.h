@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "drawing/output.h"
+#include "reader/output.h"
 
 namespace kvjob {
 

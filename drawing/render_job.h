@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "drawing/output.h"
+#include "reader/output.h"
 #include "reader/reports.h"
 
 namespace kvjob {

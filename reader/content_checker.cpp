@@ -80,6 +80,36 @@ void ContentChecker::check(const Record& record, Bytes body) {
     }
 }
 
+std::optional<std::string> ContentChecker::refuses(const Record& record, Bytes body) {
+    Found before = {{},
+                    found_.brushes,
+                    found_.fonts,
+                    found_.font_files,
+                    found_.largest_entry,
+                    found_.largest_clip,
+                    found_.largest_image,
+                    found_.uncounted_images,
+                    found_.names_tray};
+    const DrawState state = state_;
+    const TextState text = text_;
+    const SeenPage page = found_.pages.empty() ? SeenPage() : found_.pages.back();
+    try {
+        check(record, body);
+        return std::nullopt;
+    } catch (const BodyFault& fault) {
+        before.pages = std::move(found_.pages);
+        if (!before.pages.empty()) before.pages.back() = page;
+        found_ = std::move(before);
+        state_ = state;
+        text_ = text;
+        return fault.what();
+    }
+}
+
+bool ContentChecker::repeats_clip(uint8_t type, Bytes body) const {
+    return type == clip_.type && std::equal(body.begin(), body.end(), clip_.body.begin(), clip_.body.end());
+}
+
 void ContentChecker::check_clip(const Record& record, Bytes body) {
     const TypeInfo& info = type_info(record.type);
     if (info.body == Body::ClipReset) Reader(body).expect_end();
@@ -91,7 +121,7 @@ void ContentChecker::check_clip(const Record& record, Bytes body) {
         found_.largest_entry = std::max(found_.largest_entry, path.largest_entry);
         expect_wide_needed(info.wide, fits_16_bits(path.widened_box()));
     }
-    if (record.type == clip_.type && std::equal(body.begin(), body.end(), clip_.body.begin(), clip_.body.end())) {
+    if (repeats_clip(record.type, body)) {
         throw BodyFault("repeats the current clip");
     }
     clip_.type = record.type;
@@ -110,14 +140,13 @@ void ContentChecker::check_identifier(const Record& record, uint32_t id, std::un
 void ContentChecker::check_brush(const Record& record, Bytes body) {
     ++found_.brushes;
     const Brush brush = read_brush(body);
-    check_identifier(record, brush.id, brush_ids_);
     if (brush.kind == 5) check_pattern(brush.bitmap);
+    check_identifier(record, brush.id, brush_ids_);
 }
 
 void ContentChecker::check_font(const Record& record, Bytes body) {
     ++found_.fonts;
     const FontDefinition font = read_font(body);
-    check_identifier(record, font.id, font_ids_);
     if (font.char_set == 0) throw BodyFault("character set 0");
     if (font.out_precision != 0 && font.out_precision != 7) throw BodyFault("output precision");
     if (font.clip_precision != 0 && font.clip_precision != 0x20 && !font.embedded()) throw BodyFault("clip precision");
@@ -125,6 +154,7 @@ void ContentChecker::check_font(const Record& record, Bytes body) {
     if (font.file && !font_file_ids_.contains(font.file->file)) {
         throw BodyFault("font file " + hex(font.file->file) + " was not introduced");
     }
+    check_identifier(record, font.id, font_ids_);
 }
 
 void ContentChecker::check_font_file(const Record& record, Bytes body) {
@@ -177,8 +207,10 @@ void ContentChecker::check_state(const DrawState& next) {
 }
 
 // Drawing of the page number that is open lies within the marks that the index announces for it.
-void ContentChecker::check_drawn(const Rect& rect) const {
-    if (found_.pages.empty() || found_.pages.size() > announced_.size()) return;
+void ContentChecker::check_drawn(const Rect& rect) {
+    if (found_.pages.empty()) return;
+    found_.pages.back().drawn = united(found_.pages.back().drawn, rect);
+    if (found_.pages.size() > announced_.size()) return;
     const IndexedPage& page = announced_[found_.pages.size() - 1];
     const Rect drawn = intersection(rect, page.surface());
     if (!drawn.empty() && !contains(page.marks, drawn)) throw BodyFault("drawn outside the page's marks");

@@ -17,6 +17,7 @@ struct SeenPage {
     uint64_t offset;
     uint8_t flags = 0;           // that must be set
     uint8_t possible_flags = 0;  // that may be set besides
+    Rect drawn = kEmptyRect;     // without texts
 };
 
 // What the records before the trailer hold, as the summary must tell it.
@@ -36,6 +37,11 @@ public:
     void start_page(uint64_t offset);
     // A record of a page or a definition. Throws BodyFault.
     void check(const Record& record, Bytes body);
+    // The same for whoever writes a job: a record that is refused, with the reason, counts as not there.
+    std::optional<std::string> refuses(const Record& record, Bytes body);
+    bool repeats_clip(uint8_t type, Bytes body) const;
+    const DrawState& state() const { return state_; }
+    const TextState& text() const { return text_; }
     const Found& found() const { return found_; }
 
 private:
@@ -59,7 +65,7 @@ private:
 
     void check_identifier(const Record& record, uint32_t id, std::unordered_set<uint32_t>& known);
     void check_brush_reference(uint32_t id) const;
-    void check_drawn(const Rect& rect) const;
+    void check_drawn(const Rect& rect);
     void expect_fill_brush(uint8_t rop3) const;
     void require_flag(uint8_t flag);
     void allow_flag(uint8_t flag);

@@ -57,6 +57,21 @@ void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out) {
     }
 }
 
+std::vector<uint8_t> deflate_raw(Bytes bytes) {
+    constexpr int kRaw = -15, kLevel = 6, kMemory = 8;
+    z_stream stream = {};
+    if (deflateInit2(&stream, kLevel, Z_DEFLATED, kRaw, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) throw std::bad_alloc();
+    std::vector<uint8_t> data(deflateBound(&stream, bytes.size()));
+    stream.next_in = const_cast<Bytef*>(bytes.data());
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = data.data();
+    stream.avail_out = static_cast<uInt>(data.size());
+    deflate(&stream, Z_FINISH);
+    data.resize(stream.total_out);
+    deflateEnd(&stream);
+    return data;
+}
+
 std::vector<uint8_t> inflate_start(Bytes data, size_t length) {
     Stream stream(data);
     std::vector<uint8_t> start(length);

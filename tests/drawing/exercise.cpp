@@ -1,5 +1,7 @@
 #include "tests/drawing/exercise.h"
 
+#include <cstdlib>
+
 #include "drawing/fonts.h"
 #include "drawing/images.h"
 #include "drawing/page_text.h"
@@ -7,6 +9,7 @@
 #include "reader/checker.h"
 #include "reader/dump.h"
 #include "reader/info.h"
+#include "reader/recover.h"
 
 namespace kvjob::test {
 namespace {
@@ -52,6 +55,11 @@ void exercise(Bytes job) {
     static const auto out = nowhere();
     Reports reports(out.get());
     check_job(job);
+    expect_answer([&] {
+        Kept kept;
+        recover_job(job, *kept.open()("saved"));
+        if (!check_job(kept.files["saved"], 1).empty()) std::abort();
+    });
     expect_answer([&] { print_info(job, out.get()); });
     expect_answer([&] { dump_job(job, {false, std::nullopt}, out.get()); });
     expect_answer([&] { dump_job(job, {true, 1}, out.get()); });

@@ -4,7 +4,7 @@
 #include <map>
 #include <memory>
 
-#include "drawing/output.h"
+#include "reader/output.h"
 
 namespace kvjob::test {
 

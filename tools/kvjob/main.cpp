@@ -9,6 +9,7 @@
 #include "reader/dump.h"
 #include "reader/info.h"
 #include "reader/job_file.h"
+#include "reader/recover.h"
 #include "tools/common/output_file.h"
 #include "tools/kvjob/options.h"
 
@@ -17,6 +18,7 @@ namespace {
 
 using kv::cli::kDone;
 using kv::cli::kFailed;
+constexpr int kSomethingLost = 3;
 
 class FileOutput : public Output {
 public:
@@ -80,11 +82,26 @@ void run_render(const Options& options, Bytes file, Reports& reports) {
     render_job(file, rendering, reports);
 }
 
-int run_one(const Options& options, const std::string& name) {
-    const JobFile job(name);
-    const Bytes file = job.bytes();
+int tell_losses(const std::string& name, const Recovery& found) {
+    for (const Loss& loss : found.losses) {
+        std::fprintf(stderr, "%s: 0x%llX: %llu bytes lost: %s\n", name.c_str(),
+                     static_cast<unsigned long long>(loss.offset), static_cast<unsigned long long>(loss.bytes),
+                     loss.what.c_str());
+    }
+    return found.whole() ? kDone : kSomethingLost;
+}
+
+int run_recover(const Options& options, const std::string& name, Bytes file) {
+    FileOutput out(options.output, options.jobs);
+    const Recovery found = recover_job(file, out);
+    std::fprintf(stderr, "%s: %zu pages\n", options.output.c_str(), found.pages);
+    return tell_losses(name, found);
+}
+
+int run_command(const Options& options, const std::string& name, Bytes file) {
     const std::string& command = options.command;
     if (command == "check") return run_check(name, file);
+    if (command == "recover") return run_recover(options, name, file);
     Reports reports(stderr);
     if (command == "info") run_info(options, name, file);
     if (command == "dump") dump_job(file, {options.json, options.page}, stdout);
@@ -93,6 +110,25 @@ int run_one(const Options& options, const std::string& name) {
     if (command == "fonts") run_fonts(options, file, reports);
     if (command == "render") run_render(options, file, reports);
     return reports.count() == 0 ? kDone : kFailed;
+}
+
+// What can be had of a damaged job, in memory.
+class Recovered : public Output {
+public:
+    void write(Bytes bytes) override { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+    void finish() override {}
+    Bytes bytes() const { return bytes_; }
+
+private:
+    std::vector<uint8_t> bytes_;
+};
+
+int run_one(const Options& options, const std::string& name) {
+    const JobFile job(name);
+    if (!options.recover) return run_command(options, name, job.bytes());
+    Recovered whole;
+    const int lost = tell_losses(name, recover_job(job.bytes(), whole));
+    return std::max(lost, run_command(options, name, whole.bytes()));
 }
 
 // Faults of a job begin with its name and their place in it; the other jobs are read all the same.

@@ -80,6 +80,15 @@ void describe_extractions(CLI::App& app, Options& options) {
     add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
 }
 
+void describe_recover(CLI::App& app, Options& options) {
+    CLI::App& recover = add_command(app, "recover",
+                                    "Makes a sound job of what is left of a damaged one, and tells what is lost. Exit "
+                                    "code 3: something is.",
+                                    options);
+    add_value(recover, "-o,--output", "NEW.kv", options.output, "the new job")->required();
+    add_examples(recover, {"kvjob recover -o saved.kv damaged.kv"});
+}
+
 void describe_render(CLI::App& app, Options& options) {
     CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
     auto take_output = [&](const std::string& name) {
@@ -115,6 +124,10 @@ void describe(CLI::App& app, Options& options) {
     describe_listings(app, options);
     describe_extractions(app, options);
     describe_render(app, options);
+    describe_recover(app, options);
+    for (const char* reads : {"info", "text", "images", "fonts", "render"}) {
+        app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");
+    }
     add_examples(app, {"kvjob info report.kv", "kvjob render -o report.pdf report.kv",
                        "kvjob render --help    what a command takes"});
 }

@@ -17,7 +17,9 @@ struct Options {
     bool json = false;              // dump
     std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
-    std::string out;  // images, fonts: the folder
+    std::string output;    // recover: the new job
+    bool recover = false;  // reads what can be had of a damaged job
+    std::string out;       // images, fonts: the folder
 };
 
 void describe(CLI::App& app, Options& options);

@@ -1,5 +1,5 @@
 #pragma once
-// Where drawn and extracted bytes go; whoever asks for them says.
+// Where what is made from a job goes; whoever asks for it says.
 
 #include <functional>
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace kvjob {
 
-// What is not finished was given up: nothing of it should be left. Everything may throw, which ends the drawing.
+// What is not finished was given up: nothing of it should be left. Everything may throw, which ends the work.
 class Output {
 public:
     virtual ~Output() = default;
