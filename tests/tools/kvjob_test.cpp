@@ -58,7 +58,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"check none job", 1, "job: sound"},
         {"info picture", 1, "picture: 0x0: not a job file"},
         {"dump /dev/zero", 1, "not a job file"},
-        {"recover -o saved damaged", 3, "20 bytes lost: record of type 99"},
+        {"recover -o saved damaged", 3, "22 bytes lost: record of type 99"},
         {"check saved", 0, "saved: sound"},
         {"info --recover damaged", 3, "pages: 3"},
         {"recover -o damaged damaged", 1, "it is the input"},
