@@ -117,10 +117,8 @@ void swap_name_table(std::span<BYTE> bytes, ByteOrder from) {
             return counts ? IndexRange{record.offset, record.length} : IndexRange{0, 0};
         },
         [&](DWORD start, DWORD end) { swap_u16(storage + start, (end - start) / 2); });
-    swap_fields(bytes, NameLayout::kFields);
-    for (DWORD i = 0; i < table.count(); ++i) {
-        swap_fields(bytes.subspan(NameTable::kHeaderSize + i * NameTable::kRecordSize), NameRecordLayout::kFields);
-    }
+    static_assert(is_words(NameLayout::kFields) && is_words(NameRecordLayout::kFields));  // in one go, then
+    swap_u16(bytes.data(), (NameTable::kHeaderSize + table.count() * NameTable::kRecordSize) / 2);
 }
 
 Decoded DecodeNameRecord(const NameTable& table, const NameRecord& record, const NameContext& context, NameText& text,

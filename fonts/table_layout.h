@@ -25,6 +25,14 @@ consteval bool fill(std::span<const TableField> fields, DWORD end) {
     return at == end;
 }
 
+// Nothing but 16-bit numbers.
+consteval bool is_words(std::span<const TableField> fields) {
+    for (const TableField& field : fields) {
+        if (field.width != 2) return false;
+    }
+    return true;
+}
+
 struct DirectoryLayout {
     static constexpr TableField kVersion = {0, 1, 4}, kNumTables = {4, 2}, kSearch = {6, 2, 3};
     static constexpr TableField kFields[] = {kVersion, kNumTables, kSearch};
