@@ -101,6 +101,8 @@ if(KV_FUZZ)
   target_link_libraries(font_seeds kv_test_common)
 endif()
 
+add_test(NAME house/includes COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-includes)
+
 # The product's exports and imports, as scripts/test builds it.
 add_test(NAME windows/exports_and_imports
   COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll)
