@@ -75,6 +75,7 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test
 kv_tests(engine kv_test_common)
 kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
+kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)
 kv_tests(fidelity fidelity_score)
