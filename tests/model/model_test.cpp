@@ -25,7 +25,7 @@ public:
         kvjob::PixelAccess rows(canvas.surface());
         for (LONG y = 0; y < ModelPage::kSize; ++y) {
             for (LONG x = 0; x < ModelPage::kSize; ++x) {
-                const ModelPage::Pixel& pixel = model.at(x, y);
+                const ModelPage::Pixel& pixel = model.at({x, y});
                 const ULONG drawn = rows.pixels(y)[x] & 0xFFFFFF;
                 if (are_near(drawn, pixel)) continue;
                 char text[100];

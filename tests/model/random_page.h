@@ -21,40 +21,38 @@ public:
     const std::string& calls() const { return calls_; }
 
 private:
-    LONG roll(LONG low, LONG high) { return low + static_cast<LONG>(dice_() % static_cast<ULONG>(high - low + 1)); }
-    bool one_in(LONG n) { return roll(1, n) == 1; }
-    ULONG colour();
-    BYTE operation();
-    RECTL rect();
-    ULONG format() { return static_cast<ULONG>(roll(BMF_1BPP, BMF_32BPP)); }
-    Picture picture(ULONG format, LONG width, LONG height, bool alpha = false);
-    Picture picture() { return picture(format(), roll(1, 30), roll(1, 30)); }
-    Picture black_and_white(LONG width, LONG height);
-    std::unique_ptr<engine::Clip> clip();
-    RECTL part_of(const Picture& picture);
-    RECTL target_of(const RECTL& from, LONG scale);
-    RECTL turned(RECTL to);
-    void note(const char* call, const RECTL& to, const engine::Clip* clip, const std::string& more);
-
     struct Ink {
         Picture tile;
         Pattern pattern;
         std::unique_ptr<engine::Brush> brush;
     };
+
+    LONG roll(LONG low, LONG high) { return low + static_cast<LONG>(dice_() % static_cast<ULONG>(high - low + 1)); }
+    bool one_in(LONG n) { return roll(1, n) == 1; }
+    ULONG format() { return static_cast<ULONG>(roll(BMF_1BPP, BMF_32BPP)); }
+    ULONG colour();
+    BYTE operation();
+    RECTL rect();
+    Picture picture(ULONG format, LONG width, LONG height, bool alpha = false);
+    Picture picture() { return picture(format(), roll(1, 30), roll(1, 30)); }
+    Picture black_and_white(LONG width, LONG height);
     std::unique_ptr<Ink> ink();
-    void operate(const RECTL& to, const engine::Clip* clip, BYTE rop, const Pattern& pattern, const Placed& source);
+    std::unique_ptr<engine::Clip> clip();
+    RECTL part_of(const Picture& picture);
+    RECTL target_of(const RECTL& from, LONG scale);
+    void note(const char* call, ULONG number, const RECTL& to, const engine::Clip* clip,
+              const Placed* source = nullptr);
 
     bool fill();
     bool fill_path();
-    bool blit();
-    bool stretch();
+    bool image();
     bool masked();
     bool transparent();
-    bool alpha();
+    bool blend();
     bool bands();
     bool icon();
     bool text();
-    bool stacked(const Picture& picture, const RECTL& to, engine::Clip* clip, LONG count, BYTE rop);
+    bool stack(const Picture& picture, const RECTL& to, engine::Clip* clip, LONG count, BYTE rop);
 
     engine::Device& device_;
     engine::Font& font_;
