@@ -28,8 +28,9 @@ kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG)
 kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
 # MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
 # driver.
-set(MUPDF mupdf mupdf-third freetype harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
-kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig ${MUPDF})
+set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
+pkg_check_modules(HARFBUZZ REQUIRED IMPORTED_TARGET harfbuzz-subset)
+kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig PkgConfig::HARFBUZZ Freetype::Freetype ${MUPDF})
 kv_module(dispatcher LINKS kv_dispatch)
 target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/host/machine.cpp)
 

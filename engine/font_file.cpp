@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 
 #include "engine/font_metrics.h"
@@ -45,6 +46,33 @@ struct Face::Reader {
             is_symbol = has_map && wanted == FT_ENCODING_MS_SYMBOL;
         }
     }
+    // By the font's own map of Unicode characters, of a symbol font also by the characters below 0x100. 0: none.
+    HGLYPH glyph_of(char32_t character) const {
+        if (!has_map) return 0;
+        HGLYPH glyph = FT_Get_Char_Index(face, character);
+        if (!glyph && is_symbol && character < kSymbolCharacters) {
+            glyph = FT_Get_Char_Index(face, kSymbolArea + character);
+        }
+        return glyph;
+    }
+    // Those of the basic plane, without character 0.
+    std::map<char32_t, HGLYPH> mapped_characters() const {
+        constexpr char32_t kPlaneEnd = 0x10000;
+        std::map<char32_t, HGLYPH> mapped;
+        if (!has_map) return mapped;
+        FT_UInt glyph = 0;
+        for (FT_ULong character = FT_Get_First_Char(face, &glyph); glyph != 0 && character < kPlaneEnd;
+             character = FT_Get_Next_Char(face, character, &glyph)) {
+            if (character > 0) mapped[static_cast<char32_t>(character)] = glyph;
+        }
+        for (char32_t character = 1; is_symbol && character < kSymbolCharacters; ++character) {
+            if (const HGLYPH symbol = glyph_of(character)) mapped[character] = symbol;
+        }
+        return mapped;
+    }
+
+private:
+    static constexpr char32_t kSymbolArea = 0xF000, kSymbolCharacters = 0x100;
 };
 
 Face::Face(std::unique_ptr<Reader> reader) : reader_(std::move(reader)) {
@@ -54,15 +82,7 @@ Face::Face(std::unique_ptr<Reader> reader) : reader_(std::move(reader)) {
 
 Face::~Face() = default;
 
-HGLYPH Face::glyph_of(char32_t character) const {
-    constexpr char32_t kSymbolArea = 0xF000;
-    if (!reader_->has_map) return 0;
-    HGLYPH glyph = FT_Get_Char_Index(reader_->face, character);
-    if (!glyph && reader_->is_symbol && character < 0x100) {
-        glyph = FT_Get_Char_Index(reader_->face, kSymbolArea + character);
-    }
-    return glyph;
-}
+HGLYPH Face::glyph_of(char32_t character) const { return reader_->glyph_of(character); }
 
 LONG Face::advance(HGLYPH glyph) const {
     FT_Fixed units = 0;
@@ -81,11 +101,8 @@ ULONG Face::glyph_count() const { return static_cast<ULONG>(reader_->face->num_g
 
 FD_GLYPHSET* Face::glyph_set() {
     if (glyph_set_.empty()) {
-        constexpr char32_t kPlaneEnd = 0x10000;
         std::vector<WCRUN> runs;
-        for (char32_t character = 1; character < kPlaneEnd; ++character) {
-            const HGLYPH glyph = glyph_of(character);
-            if (!glyph) continue;
+        for (const auto& [character, glyph] : reader_->mapped_characters()) {
             if (runs.empty() || runs.back().wcLow + runs.back().cGlyphs != static_cast<int>(character)) {
                 runs.push_back({static_cast<WCHAR>(character), 0, nullptr});
             }

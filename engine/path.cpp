@@ -30,12 +30,20 @@ Path::Run& Path::run_for(FLONG kind) {
     return runs_.back();
 }
 
-void Path::line_to(POINTFIX point) { run_for(0).points.push_back(point); }
+void Path::append(FLONG kind, std::initializer_list<POINTFIX> points) {
+    constexpr size_t kSegment = 3;
+    const size_t block = std::max<size_t>(block_size_, kSegment) / kSegment * kSegment;
+    auto& all = run_for(kind).points;
+    full_blocks_ -= all.size() / block;
+    all.insert(all.end(), points);
+    full_blocks_ += all.size() / block;
+}
+
+void Path::line_to(POINTFIX point) { append(0, {point}); }
 
 void Path::curve_to(POINTFIX control1, POINTFIX control2, POINTFIX end) {
     fl |= PO_BEZIERS;
-    auto& points = run_for(PD_BEZIERS).points;
-    points.insert(points.end(), {control1, control2, end});
+    append(PD_BEZIERS, {control1, control2, end});
 }
 
 void Path::close() {
@@ -65,14 +73,6 @@ RECTFX Path::bounds() const {
     }
     // The right and the bottom are exclusive.
     return {all.xLeft, all.yTop, all.xRight + 1, all.yBottom + 1};
-}
-
-size_t Path::block_count() const {
-    constexpr size_t kSegment = 3;
-    const size_t block = std::max<size_t>(block_size_, kSegment) / kSegment * kSegment;
-    size_t count = 0;
-    for (const Run& run : runs_) count += run.points.size() / block + 1;
-    return count;
 }
 
 ULONG Path::block_length(const Run& run) const {

@@ -2,6 +2,7 @@
 // Paths as the graphics engine hands them to a driver: figures of lines and Bezier curves in 28.4 device
 // coordinates, enumerated in blocks.
 
+#include <initializer_list>
 #include <vector>
 
 #include "platform/ddi.h"
@@ -28,9 +29,10 @@ public:
     bool empty() const { return runs_.empty(); }
     RECTFX bounds() const;
     // Blocks that an enumeration hands out at most.
-    size_t block_count() const;
+    size_t block_count() const { return runs_.size() + full_blocks_; }
 
-    // Points in a block at most; a block of curves holds whole segments, so at least one.
+    // Points in a block at most; a block of curves holds whole segments, so at least one. Called before the first
+    // point.
     void set_block_size(ULONG points) { block_size_ = points; }
 
     void start_enumeration() { run_ = offset_ = 0; }
@@ -46,12 +48,14 @@ private:
         std::vector<POINTFIX> points;
     };
     Run& run_for(FLONG kind);
+    void append(FLONG kind, std::initializer_list<POINTFIX> points);
     ULONG block_length(const Run& run) const;
 
     std::vector<Run> runs_;
     bool figure_open_ = false;
     POINTFIX start_ = {};
     ULONG block_size_ = 1024;
+    size_t full_blocks_ = 0;
     size_t run_ = 0, offset_ = 0;
 };
 

@@ -291,6 +291,12 @@ void Page::choose_box(const std::string& box) {
     }
 }
 
+pdf_obj* Page::resources() const {
+    pdf_obj* resources = nullptr;
+    if (pdf_page_) with_errors(context_, [&] { resources = pdf_page_resources(context_, pdf_page_); });
+    return resources;
+}
+
 std::optional<std::vector<bool>> Page::find_blends() {
     if (!pdf_page_ || !pdf_page_->transparency) return std::nullopt;
     struct Groups {

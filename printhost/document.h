@@ -86,6 +86,8 @@ public:
 
     float width() const { return bounds_.x1 - bounds_.x0; }  // points
     float height() const { return bounds_.y1 - bounds_.y0; }
+    // Null for what is no page of a PDF file.
+    pdf_obj* resources() const;
     // Nothing where all groups are drawn over what lies under them in the normal mode. Else whether a group has to be
     // drawn as one, in the order of their beginnings: something in it blends with what lies under it within the group.
     std::optional<std::vector<bool>> find_blends();

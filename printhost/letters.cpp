@@ -1,17 +1,19 @@
 #include "printhost/letters.h"
 
 #include <algorithm>
-#include <cstdint>
+
+#include "printhost/sfnt.h"
 
 namespace kvprint {
 
 std::string kind_of(const fz_font& font) {
-    constexpr uint32_t kOtto = 0x4F54544F, kVersion1 = 0x00010000, kTrue = 0x74727565, kCollection = 0x74746366;
-    if (font.t3procs || !font.buffer || font.buffer->len < sizeof(uint32_t)) return "other";
-    uint32_t tag = 0;
-    for (size_t i = 0; i < sizeof tag; ++i) tag = tag << 8 | font.buffer->data[i];
-    if (tag == kOtto) return "OpenType";
-    return tag == kVersion1 || tag == kTrue || tag == kCollection ? "TrueType" : "other";
+    if (font.t3procs) return "Type 3";
+    if (!font.buffer || font.buffer->len < 4) return "other";
+    const std::span<const uint8_t> program(font.buffer->data, font.buffer->len);
+    if (is_sfnt(program)) return program[0] == 'O' ? "OpenType" : "TrueType";
+    const bool is_type1 = (program[0] == '%' && program[1] == '!') || (program[0] == 0x80 && program[1] == 1);
+    if (is_type1) return "Type 1";
+    return program[0] == 1 && program[1] == 0 ? "CFF" : "other";
 }
 
 size_t letters_of(const fz_text_span& span) {

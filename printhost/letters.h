@@ -15,7 +15,7 @@ struct LetterCount {
 using LetterCounts = std::map<std::string, LetterCount>;
 using LettersOfKinds = std::map<std::string, size_t>;
 
-// "TrueType" and "OpenType" for the files that systems take; "other" for the rest.
+// "TrueType", "OpenType", "Type 1", "CFF" or "Type 3", by the font's program; "other" for the rest.
 std::string kind_of(const fz_font& font);
 // Glyphs that are drawn; glyph 0 stands for what the font lacks.
 size_t letters_of(const fz_text_span& span);

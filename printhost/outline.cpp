@@ -2,6 +2,8 @@
 
 #include <tuple>
 
+#include "printhost/path_walk.h"
+
 namespace kvprint {
 namespace {
 
@@ -11,36 +13,6 @@ POINTFIX to_device(fz_point point, Points points) {
     constexpr FIX kPixel = 16;
     const float shift = points == Points::Centres ? 0.5f : 0.0f;
     return {nearest_pixel(point.x - shift) * kPixel, nearest_pixel(point.y - shift) * kPixel};
-}
-
-// A target for fz_walk_path with the functions move_to, line_to, curve_to and close, which take device points.
-template <class Target>
-void walk(fz_context* context, const fz_path* path, fz_matrix ctm, Target& target) {
-    struct State {
-        Target& target;
-        fz_matrix ctm;
-        fz_point map(float x, float y) const { return fz_transform_point_xy(x, y, ctm); }
-    } state = {target, ctm};
-    static const fz_path_walker walker = {
-        [](fz_context*, void* to, float x, float y) {
-            auto& s = *static_cast<State*>(to);
-            s.target.move_to(s.map(x, y));
-        },
-        [](fz_context*, void* to, float x, float y) {
-            auto& s = *static_cast<State*>(to);
-            s.target.line_to(s.map(x, y));
-        },
-        [](fz_context*, void* to, float x1, float y1, float x2, float y2, float x3, float y3) {
-            auto& s = *static_cast<State*>(to);
-            s.target.curve_to(s.map(x1, y1), s.map(x2, y2), s.map(x3, y3));
-        },
-        [](fz_context*, void* to) { static_cast<State*>(to)->target.close(); },
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-    };
-    fz_walk_path(context, path, &walker, &state);
 }
 
 struct ToEngine {

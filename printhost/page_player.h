@@ -141,9 +141,9 @@ private:
     void blend(const Region& region, Paint paint, const Draw& draw);
     void stroke_opaque(const fz_path* path, const fz_stroke_state& state, fz_matrix ctm, ULONG colour);
     void stroke_figures(const std::vector<Figure>& figures, const Pen& pen, ULONG colour);
-    bool fill_as_text(const fz_text_span& span, fz_matrix ctm, ULONG colour);
+    bool fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint paint);
     void draw_run(const TextRun& run, kv::engine::Font& font, ULONG colour);
-    void fill_missing_glyphs(const fz_text_span& span, fz_matrix ctm, ULONG colour);
+    void draw_apart(const fz_text_span& span, int item, fz_matrix ctm, Paint paint);
     void fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG colour);
     std::vector<Figure> outlines_of(const fz_text_span& span, fz_matrix ctm);
     void draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint);

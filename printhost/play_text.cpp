@@ -14,6 +14,8 @@ using kv::engine::Path;
 void drop_path(fz_context* context, fz_path* path) { fz_drop_path(context, path); }
 using GlyphPath = Held<fz_path, drop_path>;
 
+// Letters of less than a pixel are no logical font's.
+constexpr float kSmallestEm = 1;
 // Blocks of one path of glyphs; longer texts are several.
 constexpr size_t kGlyphBlocks = 4000;
 
@@ -22,22 +24,7 @@ fz_matrix place_of(const fz_text_span& span, const fz_text_item& item, fz_matrix
     return fz_concat(place, ctm);
 }
 
-// The size at which a glyph matrix, from an em to pixels, draws a font. Nothing for what no logical font says: mirrored
-// and slanted letters, and letters of less than a pixel.
-std::optional<FontStore::Size> size_of(const fz_matrix& matrix) {
-    constexpr float kUneven = 0.01f, kSlanted = 0.01f, kSmallest = 1;
-    constexpr float kSteps = 64, kAngleSteps = 1 << 16;  // what differs by less is the same font
-    const float across = std::hypot(matrix.a, matrix.b), up = std::hypot(matrix.c, matrix.d);
-    const float area = matrix.b * matrix.c - matrix.a * matrix.d;  // y points down on the page, and up in the font
-    if (!(std::min(across, up) >= kSmallest) || area <= 0) return std::nullopt;
-    if (std::abs(matrix.a * matrix.c + matrix.b * matrix.d) > kSlanted * across * up) return std::nullopt;
-    const bool even = std::abs(across - up) <= kUneven * up;
-    auto stepped = [](float value, float steps) { return std::round(value * steps) / steps; };
-    return FontStore::Size{stepped(even ? up : across, kSteps), stepped(up, kSteps),
-                           stepped(std::atan2(matrix.b, matrix.a), kAngleSteps)};
-}
-
-double degrees_of(const FontStore::Size& size) { return -size.angle * 180 / std::numbers::pi; }
+double degrees_of(const LetterShape& shape) { return -shape.angle * 180 / std::numbers::pi; }
 
 // Calls visit(path) for the outline of each glyph that has one.
 template <class Visit>
@@ -59,55 +46,55 @@ void PagePlayer::fill_text(const fz_text* text, fz_matrix ctm, Paint paint) {
     if (is_empty(common(bounds, canvas_.clip().bounds()))) return;
     const bool opaque = canvas_.make_opaque(paint, bounds);
     for (const fz_text_span* span = text->head; span; span = span->next) {
+        if (opaque && fill_as_text(*span, ctm, paint)) continue;
         if (span->font->t3procs) {
             draw_type3(*span, ctm, paint);
-        } else if (!opaque) {
-            letters_in(*span->font).as_outlines += letters_of(*span);
-            count_otherwise("translucent texts over other drawing as shapes");
-            const Rgb rgb(paint.colour);
-            blend(scan(outlines_of(*span, ctm), FillRule::Winding, canvas_.clip().bounds()), paint,
-                  [&](fz_device* device) {
-                      fz_fill_text(context_, device, text, ctm, fz_device_rgb(context_), rgb.components, paint.alpha,
-                                   fz_default_color_params);
-                  });
-        } else if (fill_as_text(*span, ctm, paint.colour)) {
-            letters_in(*span->font).as_text += letters_of(*span);
-        } else {
-            letters_in(*span->font).as_outlines += letters_of(*span);
-            fill_outlines(*span, ctm, paint.colour);
+            continue;
         }
+        letters_in(*span->font).as_outlines += letters_of(*span);
+        if (opaque) {
+            fill_outlines(*span, ctm, paint.colour);
+            continue;
+        }
+        count_otherwise("translucent texts over other drawing as shapes");
+        const Rgb rgb(paint.colour);
+        blend(scan(outlines_of(*span, ctm), FillRule::Winding, canvas_.clip().bounds()), paint, [&](fz_device* device) {
+            fz_fill_text(context_, device, text, ctm, fz_device_rgb(context_), rgb.components, paint.alpha,
+                         fz_default_color_params);
+        });
     }
 }
 
-bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, ULONG colour) {
-    const auto file = fonts_.file_of(span.font);
-    if (!file) {
-        count_otherwise("texts in fonts of other kinds as outlines");
+bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint paint) {
+    const auto shape = shape_of(fz_concat(span.trm, ctm));
+    if (!shape || std::min(shape->across, shape->up) < kSmallestEm) {
+        count_otherwise("mirrored or tiny texts as outlines");
         return false;
     }
-    fz_matrix em = fz_concat(span.trm, ctm);
-    const auto size = size_of(em);
-    if (!size) {
-        count_otherwise("slanted, mirrored or tiny texts as outlines");
-        return false;
-    }
-    kv::engine::Font& font = fonts_.font_of(span.font, *size);
+    const JobFont* job_font = fonts_.job_font(span.font, shape->slant);
+    if (!job_font) return false;
+    kv::engine::Font& font = fonts_.sized_font(span.font, *shape);
     std::vector<PlacedGlyph> glyphs;
+    std::vector<int> others;
     for (int i = 0; i < span.len; ++i) {
         const fz_text_item& item = span.items[i];
-        // Glyph 0 stands for what the font lacks; a text of it alone is not recorded.
-        if (item.gid <= 0 || item.gid > 0xFFFF) continue;
+        if (item.gid < 0) continue;
+        const auto number = job_font->number_of(item.gid);
+        if (!number) {
+            others.push_back(i);
+            continue;
+        }
         const fz_point at = fz_transform_point_xy(item.x, item.y, ctm);
-        const bool in_map = item.ucs >= ' ' && item.ucs < 0xFFFF &&
-                            file->face(0).glyph_of(static_cast<char32_t>(item.ucs)) == static_cast<HGLYPH>(item.gid);
-        glyphs.push_back(
-            {at.x, at.y, static_cast<uint16_t>(item.gid), in_map ? static_cast<char16_t>(item.ucs) : u'\0'});
+        const char16_t character = character_of(text_at(span, i));
+        const bool in_map = character && job_font->file->face(0).glyph_of(character) == *number;
+        glyphs.push_back({at.x, at.y, *number, in_map ? character : u'\0'});
     }
-    for (const TextRun& run : split_runs(std::move(glyphs), degrees_of(*size), span.wmode)) {
-        draw_run(run, font, colour);
-        if (list_) list_->add(run, file);
+    letters_in(*span.font).as_text += glyphs.size();
+    for (const TextRun& run : split_runs(std::move(glyphs), degrees_of(*shape), span.wmode)) {
+        draw_run(run, font, paint.colour);
+        if (list_) list_->add(run, job_font->file);
     }
-    fill_missing_glyphs(span, ctm, colour);
+    for (const int item : others) draw_apart(span, item, ctm, paint);
     return true;
 }
 
@@ -135,14 +122,16 @@ void PagePlayer::draw_run(const TextRun& run, kv::engine::Font& font, ULONG colo
     }
 }
 
-// The box or blank that a font has for what it lacks.
-void PagePlayer::fill_missing_glyphs(const fz_text_span& span, fz_matrix ctm, ULONG colour) {
-    fz_text_span missing = span;
-    for (int i = 0; i < span.len; ++i) {
-        if (span.items[i].gid != 0) continue;
-        missing.items = &span.items[i];
-        missing.len = 1;
-        fill_outlines(missing, ctm, colour);
+// A letter that the font's file does not hold; of a font as it stands also the box or blank for what it lacks.
+void PagePlayer::draw_apart(const fz_text_span& span, int item, fz_matrix ctm, Paint paint) {
+    fz_text_span letter = span;
+    letter.items = &span.items[item];
+    letter.len = 1;
+    if (span.font->t3procs) {
+        draw_type3(letter, ctm, paint);
+    } else {
+        letters_in(*span.font).as_outlines += letters_of(letter);
+        fill_outlines(letter, ctm, paint.colour);
     }
 }
 

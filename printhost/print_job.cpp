@@ -58,6 +58,11 @@ HANDLE open_printer(const Request& request, const Output* output) {
     return host::open_printer(printer);
 }
 
+bool wants_whole_fonts(const Request& request) {
+    return std::any_of(request.settings.begin(), request.settings.end(),
+                       [](const auto& setting) { return setting.first == "EmbedFonts" && setting.second != 0; });
+}
+
 // Names and values as the PASSTHROUGH escape takes them: the word 2, then UTF-16 texts, the last one empty.
 std::vector<BYTE> data_block(const Request& request) {
     std::u16string block = u"\x2";
@@ -106,9 +111,10 @@ public:
     }
 
     void print(Document& document) {
-        fonts_.emplace(context_, document.pdf(), installed_);
         const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
         if (pages.empty()) throw std::runtime_error("no such page");
+        survey(document, pages);
+        fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
         for (size_t i = 0; i < pages.size(); ++i) {
             show_progress(request_, i + 1, pages.size());
@@ -135,6 +141,20 @@ public:
     Played& played() { return played_; }
 
 private:
+    // What is wrong with a page is told when it is printed.
+    void survey(Document& document, const std::vector<size_t>& pages) {
+        const Warnings::Pause pause(warnings_of(context_));
+        for (const size_t number : pages) {
+            try {
+                Page page(context_, document, static_cast<int>(number), request_);
+                page.run(survey_.start_page(), 1, {0, 0});
+                if (pdf_obj* resources = page.resources()) survey_.add_widths(document.pdf(), resources);
+            } catch (const std::runtime_error&) {
+            }
+            document.forget_page();
+        }
+    }
+
     void use_mode(const DEVMODEW& mode) {
         if (!device_) {
             const std::string name = std::filesystem::path(request_.input).filename().string();
@@ -196,6 +216,8 @@ private:
     fz_context* context_;
     const HANDLE printer_;
     const InstalledFonts installed_;
+    FontIdentities identities_{context_};
+    FontSurvey survey_{context_, identities_};
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     std::optional<FontStore> fonts_;

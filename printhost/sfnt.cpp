@@ -3,45 +3,16 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "printhost/hb_handles.h"
+
 namespace kvprint {
 namespace {
 
 constexpr size_t kHeaderSize = 12, kEntrySize = 16;
 constexpr uint16_t kSymbol = 0, kUnicode = 1;  // encodings of Windows maps
 
-uint32_t tag_of(const char* text) {
-    uint32_t tag = 0;
-    for (int i = 0; i < 4; ++i) tag = tag << 8 | static_cast<uint8_t>(text[i]);
-    return tag;
-}
-
 uint16_t load_u16(const uint8_t* at) { return static_cast<uint16_t>(at[0] << 8 | at[1]); }
 uint32_t load_u32(const uint8_t* at) { return uint32_t{load_u16(at)} << 16 | load_u16(at + 2); }
-
-class Writer {
-public:
-    FontBytes bytes;
-    Writer& u16(unsigned value) {
-        bytes.push_back(static_cast<uint8_t>(value >> 8));
-        bytes.push_back(static_cast<uint8_t>(value));
-        return *this;
-    }
-    Writer& u32(uint32_t value) { return u16(value >> 16).u16(value & 0xFFFF); }
-    Writer& zeros(size_t count) {
-        bytes.insert(bytes.end(), count, 0);
-        return *this;
-    }
-};
-
-void put_u32(FontBytes& bytes, size_t at, uint32_t value) {
-    for (size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-}
-
-uint32_t checksum(const FontBytes& bytes, size_t from, size_t length) {
-    uint32_t sum = 0;
-    for (size_t i = 0; i < length; ++i) sum += uint32_t{bytes[from + i]} << (24 - 8 * (i % 4));
-    return sum;
-}
 
 // Windows names in English: family, style, unique identifier, full name, PostScript name. Names count that have the
 // encoding of the font's map.
@@ -49,30 +20,21 @@ FontBytes make_name(const std::string& name, uint16_t encoding, bool bold, bool 
     const std::string style = bold ? italic ? "Bold Italic" : "Bold" : italic ? "Italic" : "Regular";
     const std::pair<unsigned, std::string> names[] = {
         {1, name}, {2, style}, {3, name + " " + style}, {4, name}, {6, name}};
-    Writer records, strings;
+    FontWriter records, strings;
     for (const auto& [id, text] : names) {
         records.u16(3).u16(encoding).u16(0x409).u16(id);
         records.u16(static_cast<unsigned>(2 * text.size())).u16(static_cast<unsigned>(strings.bytes.size()));
         for (char letter : text) strings.u16(static_cast<uint8_t>(letter));
     }
-    Writer table;
+    FontWriter table;
     table.u16(0).u16(std::size(names)).u16(static_cast<unsigned>(6 + records.bytes.size()));
-    table.bytes.insert(table.bytes.end(), records.bytes.begin(), records.bytes.end());
-    table.bytes.insert(table.bytes.end(), strings.bytes.begin(), strings.bytes.end());
+    table.add(records.bytes);
+    table.add(strings.bytes);
     return table.bytes;
 }
 
-// The characters of the basic plane; of glyphs that stand for the same one the first.
-std::map<char16_t, uint16_t> make_map(const GlyphTexts& texts) {
-    std::map<char16_t, uint16_t> map;
-    for (const auto& [glyph, text] : texts) {
-        if (text.size() == 1 && text[0] < 0xFFFF) map.try_emplace(static_cast<char16_t>(text[0]), glyph);
-    }
-    return map;
-}
-
 // Format 4, a segment for each run of characters whose glyphs follow each other too.
-FontBytes make_cmap(const std::map<char16_t, uint16_t>& characters) {
+FontBytes make_cmap(const CharacterMap& characters) {
     struct Segment {
         unsigned start, end, delta;
     };
@@ -91,7 +53,7 @@ FontBytes make_cmap(const std::map<char16_t, uint16_t>& characters) {
     const auto count = static_cast<unsigned>(segments.size());
     unsigned power = 1, selector = 0;
     for (; power * 2 <= count; power *= 2) ++selector;
-    Writer table;
+    FontWriter table;
     table.u16(0).u16(1).u16(3).u16(1).u32(12);
     table.u16(4).u16(16 + 8 * count).u16(0).u16(2 * count).u16(2 * power).u16(selector).u16(2 * (count - power));
     for (const Segment& segment : segments) table.u16(segment.end);
@@ -102,10 +64,49 @@ FontBytes make_cmap(const std::map<char16_t, uint16_t>& characters) {
 }
 
 FontBytes make_post(uint32_t version) {
-    return Writer().u32(version).u32(0).u16(0xFF9C).u16(50).u32(0).zeros(16).bytes;
+    return FontWriter().u32(version).u32(0).u16(0xFF9C).u16(50).u32(0).zeros(16).bytes;
 }
 
-// As the names of glyphs say characters by their numbers.
+// The same as table OS/2 says.
+void set_style(FontBytes& head, bool bold, bool italic) {
+    constexpr size_t kMacStyle = 44;
+    if (head.size() < kMacStyle + 2) return;
+    head[kMacStyle] = 0;
+    head[kMacStyle + 1] = static_cast<uint8_t>((bold ? 1 : 0) | (italic ? 2 : 0));
+}
+
+bool names_a_style(const std::string& name, std::initializer_list<const char*> styles) {
+    return std::any_of(styles.begin(), styles.end(),
+                       [&](const char* style) { return name.find(style) != std::string::npos; });
+}
+
+}  // namespace
+
+char16_t character_of(const std::u32string& text) {
+    if (text.size() == 1 && text[0] < 0xFFFF) return static_cast<char16_t>(text[0]);
+    constexpr std::pair<const char32_t*, char16_t> kLigatures[] = {
+        {U"ff", 0xFB00}, {U"fi", 0xFB01}, {U"fl", 0xFB02}, {U"ffi", 0xFB03}, {U"ffl", 0xFB04}};
+    for (const auto& [letters, ligature] : kLigatures) {
+        if (text == letters) return ligature;
+    }
+    return 0;
+}
+
+bool is_mapped(const CharacterMap& map, uint16_t glyph, const std::u32string& text) {
+    const auto found = map.find(character_of(text));
+    return found != map.end() && found->second == glyph;
+}
+
+CharacterMap make_map(const GlyphTexts& texts) {
+    CharacterMap map;
+    for (const auto& [glyph, all] : texts) {
+        for (const std::u32string& text : all) {
+            if (const char16_t character = character_of(text)) map.try_emplace(character, glyph);
+        }
+    }
+    return map;
+}
+
 std::string glyph_name(const std::u32string& text) {
     std::string name;
     for (const char32_t character : text) {
@@ -117,45 +118,29 @@ std::string glyph_name(const std::u32string& text) {
     return name.substr(0, kLongest);
 }
 
-FontBytes assemble(uint32_t version, const std::map<uint32_t, FontBytes>& tables) {
-    const auto count = static_cast<unsigned>(tables.size());
-    unsigned power = 1, selector = 0;
-    for (; power * 2 <= count; power *= 2) ++selector;
-    Writer font;
-    font.u32(version).u16(count).u16(16 * power).u16(selector).u16(16 * (count - power));
-    font.zeros(count * kEntrySize);
-    size_t entry = kHeaderSize, head = 0;
+FontBytes make_sfnt(const FontTables& tables) {
+    const HbFace face(hb_face_builder_create());
     for (const auto& [tag, table] : tables) {
-        const size_t offset = font.bytes.size();
-        font.bytes.insert(font.bytes.end(), table.begin(), table.end());
-        font.zeros((4 - table.size() % 4) % 4);
-        constexpr size_t kAdjustment = 8;
-        if (tag == tag_of("head") && table.size() >= kAdjustment + 4) {
-            head = offset + kAdjustment;
-            put_u32(font.bytes, head, 0);
-        }
-        put_u32(font.bytes, entry, tag);
-        put_u32(font.bytes, entry + 4, checksum(font.bytes, offset, table.size()));
-        put_u32(font.bytes, entry + 8, static_cast<uint32_t>(offset));
-        put_u32(font.bytes, entry + 12, static_cast<uint32_t>(table.size()));
-        entry += kEntrySize;
+        const HbBlob blob(hb_blob_create(reinterpret_cast<const char*>(table.data()),
+                                         static_cast<unsigned>(table.size()), HB_MEMORY_MODE_DUPLICATE, nullptr,
+                                         nullptr));
+        hb_face_builder_add_table(face.get(), tag, blob.get());
     }
-    constexpr uint32_t kWholeChecksum = 0xB1B0AFBA;
-    if (head) put_u32(font.bytes, head, kWholeChecksum - checksum(font.bytes, 0, font.bytes.size()));
-    return font.bytes;
+    return bytes_of(HbBlob(hb_face_reference_blob(face.get())).get());
 }
 
-bool names_a_style(const std::string& name, std::initializer_list<const char*> styles) {
-    return std::any_of(styles.begin(), styles.end(),
-                       [&](const char* style) { return name.find(style) != std::string::npos; });
+bool is_collection(std::span<const uint8_t> file) {
+    return file.size() >= kHeaderSize && load_u32(file.data()) == font_tag("ttcf");
 }
 
-}  // namespace
+bool is_sfnt(std::span<const uint8_t> file) {
+    if (file.size() < kHeaderSize) return false;
+    const uint32_t version = load_u32(file.data());
+    return version == 0x10000 || version == font_tag("true") || version == font_tag("OTTO") || is_collection(file);
+}
 
 Sfnt::Sfnt(const FontBytes& bytes) : bytes_(bytes) {
-    if (bytes.size() < kHeaderSize) return;
-    const uint32_t version = load_u32(bytes.data());
-    if (version != 0x10000 && version != tag_of("true") && version != tag_of("OTTO")) return;
+    if (!is_sfnt(bytes) || is_collection(bytes)) return;
     const size_t count = load_u16(&bytes[4]);
     for (size_t i = 0; i < count && kHeaderSize + (i + 1) * kEntrySize <= bytes.size(); ++i) {
         const uint8_t* entry = &bytes[kHeaderSize + i * kEntrySize];
@@ -166,23 +151,21 @@ Sfnt::Sfnt(const FontBytes& bytes) : bytes_(bytes) {
     }
 }
 
-const Sfnt::Table* Sfnt::find(const char* tag) const {
-    const uint32_t wanted = tag_of(tag);
+const Sfnt::Table* Sfnt::find(const char (&tag)[5]) const {
+    const uint32_t wanted = font_tag(tag);
     const auto found =
         std::find_if(tables_.begin(), tables_.end(), [&](const Table& table) { return table.tag == wanted; });
     return found == tables_.end() ? nullptr : &*found;
 }
 
 // 0 beyond a table's end.
-uint16_t Sfnt::u16(const char* tag, size_t at) const {
+uint16_t Sfnt::u16(const char (&tag)[5], size_t at) const {
     const Table* table = find(tag);
     return table && at + 2 <= table->length ? load_u16(&bytes_[table->offset + at]) : uint16_t{0};
 }
 
 bool Sfnt::is_usable() const {
-    for (const char* tag : {"head", "hhea", "hmtx", "maxp"}) {
-        if (!find(tag)) return false;
-    }
+    if (!find("head") || !find("hhea") || !find("hmtx") || !find("maxp")) return false;
     return find("CFF ") || (find("glyf") && find("loca"));
 }
 
@@ -254,11 +237,11 @@ FontBytes Sfnt::make_os2(bool bold, bool italic) const {
     const unsigned style = (italic ? 0x01u : 0u) | (bold ? 0x20u : 0u) | (bold || italic ? 0u : 0x40u);
     const int ascender = static_cast<int16_t>(u16("hhea", 4)), descender = static_cast<int16_t>(u16("hhea", 6));
     const int top = static_cast<int16_t>(u16("head", 42)), bottom = static_cast<int16_t>(u16("head", 38));
-    Writer os2;
+    FontWriter os2;
     os2.u16(3).u16(average_advance()).u16(bold ? 700 : 400).u16(5).u16(0);
     os2.zeros(20);                   // subscripts, superscripts and strike-out
     os2.u16(0).zeros(10).zeros(16);  // family class, PANOSE, ranges of Unicode
-    os2.u32(tag_of("    ")).u16(style).u16(0x20).u16(0xFFFD);
+    os2.u32(font_tag("    ")).u16(style).u16(0x20).u16(0xFFFD);
     os2.u16(static_cast<unsigned>(ascender) & 0xFFFF).u16(static_cast<unsigned>(descender) & 0xFFFF).u16(0);
     os2.u16(static_cast<unsigned>(std::max(ascender, top)) & 0xFFFF);
     os2.u16(static_cast<unsigned>(-std::min(descender, bottom)) & 0xFFFF);
@@ -270,51 +253,52 @@ FontBytes Sfnt::make_os2(bool bold, bool italic) const {
 FontBytes Sfnt::make_named_post(const GlyphTexts& texts) const {
     constexpr unsigned kStandardNames = 258;
     const unsigned glyphs = u16("maxp", 4);
-    Writer indices, names;
+    FontWriter indices, names;
     unsigned next = kStandardNames;
     for (unsigned glyph = 0; glyph < glyphs; ++glyph) {
         const auto text = texts.find(static_cast<uint16_t>(glyph));
         indices.u16(text == texts.end() ? 0 : next++);
         if (text == texts.end()) continue;
-        const std::string name = glyph_name(text->second);
+        const std::string name = glyph_name(text->second.front());
         names.bytes.push_back(static_cast<uint8_t>(name.size()));
         names.bytes.insert(names.bytes.end(), name.begin(), name.end());
     }
-    Writer post;
+    FontWriter post;
     post.bytes = make_post(0x20000);
     post.u16(glyphs);
-    post.bytes.insert(post.bytes.end(), indices.bytes.begin(), indices.bytes.end());
-    post.bytes.insert(post.bytes.end(), names.bytes.begin(), names.bytes.end());
+    post.add(indices.bytes);
+    post.add(names.bytes);
     return post.bytes;
 }
 
 FontBytes Sfnt::completed(const std::string& name, const GlyphTexts& texts) const {
     const bool bold = names_a_style(name, {"Bold", "bold", "Black", "Heavy"});
     const bool italic = names_a_style(name, {"Italic", "italic", "Oblique"});
-    std::map<uint32_t, FontBytes> tables;
+    FontTables tables;
     for (const Table& table : tables_) {
         const auto begin = bytes_.begin() + static_cast<ptrdiff_t>(table.offset);
         tables.try_emplace(table.tag, begin, begin + static_cast<ptrdiff_t>(table.length));
     }
     GlyphTexts named = texts;
-    const bool keeps_symbols = windows_map() == kSymbol && texts.empty();
+    std::erase_if(named, [](const auto& glyph) { return glyph.second.empty(); });
+    const bool keeps_symbols = windows_map() == kSymbol && named.empty();
     if (!has_unicode_map() && !keeps_symbols) {
-        const std::map<char16_t, uint16_t> map = make_map(texts);
-        tables[tag_of("cmap")] = make_cmap(map);
-        std::erase_if(named, [&](const auto& glyph) {
-            const auto found = glyph.second.size() == 1 ? map.find(static_cast<char16_t>(glyph.second[0])) : map.end();
-            return found != map.end() && found->second == glyph.first;
-        });
+        const CharacterMap map = make_map(texts);
+        tables[font_tag("cmap")] = make_cmap(map);
+        std::erase_if(named, [&](const auto& glyph) { return is_mapped(map, glyph.first, glyph.second.front()); });
     }
-    tables[tag_of("name")] = make_name(name, keeps_symbols ? kSymbol : kUnicode, bold, italic);
-    if (!find("OS/2")) tables[tag_of("OS/2")] = make_os2(bold, italic);
-    if (!named.empty()) {
-        tables[tag_of("post")] = make_named_post(named);
+    tables[font_tag("name")] = make_name(name, keeps_symbols ? kSymbol : kUnicode, bold, italic);
+    if (!find("OS/2")) {
+        tables[font_tag("OS/2")] = make_os2(bold, italic);
+        set_style(tables[font_tag("head")], bold, italic);
+    }
+    if (!named.empty() && !find("CFF ")) {
+        tables[font_tag("post")] = make_named_post(named);
     } else if (!find("post")) {
-        tables[tag_of("post")] = make_post(0x30000);
+        tables[font_tag("post")] = make_post(0x30000);
     }
-    tables.erase(tag_of("DSIG"));
-    return assemble(find("CFF ") ? tag_of("OTTO") : 0x10000, tables);
+    tables.erase(font_tag("DSIG"));
+    return make_sfnt(tables);
 }
 
 }  // namespace kvprint

@@ -14,7 +14,21 @@ public:
     // What follows is about that page, from 1; 0: about the document.
     void at_page(int number) { page_ = number; }
     // The same thing more than once on a page is one line.
-    void add(const std::string& what, size_t count = 1) { counts_[{page_, what}] += count; }
+    void add(const std::string& what, size_t count = 1) {
+        if (!paused_) counts_[{page_, what}] += count;
+    }
+
+    // While it lives nothing is added.
+    class Pause {
+    public:
+        explicit Pause(Warnings& warnings) : warnings_(warnings) { warnings_.paused_ = true; }
+        ~Pause() { warnings_.paused_ = false; }
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+
+    private:
+        Warnings& warnings_;
+    };
 
     // What is being drawn, or read, while it lives; at most one warning. Null: nothing that the library says is of
     // interest.
@@ -47,6 +61,7 @@ public:
 
 private:
     int page_ = 0;
+    bool paused_ = false;
     Subject* subject_ = nullptr;
     std::map<std::pair<int, std::string>, size_t> counts_;
 };

@@ -38,11 +38,11 @@ std::string Print::job(const std::string& options) {
     return read_file(workspace.path("out.kv"));
 }
 
-Lines Print::records_of(const std::string& content, const std::string& resources) {
+Lines Print::records_of(const std::string& content, const std::string& resources, const std::string& options) {
     pdf.pages = {content};
     pdf.resources = resources;
     workspace.write("in.pdf", pdf.text());
-    job();
+    job(options);
     std::istringstream dump(run(workspace, "kvjob", "dump out.kv").output);
     Lines lines;
     constexpr size_t kNameAt = 13;  // behind the offset and the type

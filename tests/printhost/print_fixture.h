@@ -16,7 +16,7 @@ using Lines = std::vector<std::string>;
 class Print : public testing::Test {
 protected:
     // What a page of these contents records, a line each; without the page's start and end.
-    Lines records_of(const std::string& content, const std::string& resources = "");
+    Lines records_of(const std::string& content, const std::string& resources = "", const std::string& options = "");
     // The pixels of the images that the job holds, in their order, masks after their images: rows of hexadecimal
     // colours, red first, with alpha last where there is one.
     Lines images();

@@ -34,13 +34,13 @@ TEST(Sfnt, WhatAFontHolds) {
 TEST(Sfnt, WhatIsMissingIsMade) {
     const FontBytes part = with_tables(whole_font(), kTablesOfPdf);
     // A run, a gap in the characters, one in the glyphs.
-    const std::map<char16_t, uint16_t> characters = {{'A', 36}, {'B', 37}, {'C', 38},
-                                                     {'a', 50}, {'b', 70}, {0x416, 71}};
+    const CharacterMap characters = {{'A', 36}, {'B', 37}, {'C', 38}, {'a', 50}, {'b', 70}, {0x416, 71}};
     GlyphTexts texts;
-    for (const auto& [character, glyph] : characters) texts[glyph] = character;
-    texts[72] = U"ffi";
-    texts[73] = U"A";  // another form
-    texts[74] = U"\U00028A38";
+    for (const auto& [character, glyph] : characters) texts[glyph] = {std::u32string(1, character)};
+    texts[72] = {U"fj"};
+    texts[73] = {U"A"};  // another form
+    texts[74] = {U"\U00028A38"};
+    texts[75] = {U"ffi", U"\xAD"};  // the ligature's character, and another that the glyph stands for
     const FontBytes made = Sfnt(part).completed("ABCDEF+Mono-BoldOblique", texts);
     const Sfnt font(made);
     EXPECT_TRUE(font.is_complete());
@@ -53,6 +53,8 @@ TEST(Sfnt, WhatIsMissingIsMade) {
     kv::engine::FontFile file(std::vector<BYTE>(made.begin(), made.end()));
     kv::engine::Face& face = file.face(0);
     for (const auto& [character, glyph] : characters) EXPECT_EQ(face.glyph_of(character), glyph);
+    EXPECT_EQ(face.glyph_of(0xFB03), 75u);
+    EXPECT_EQ(face.glyph_of(0xAD), 75u);
     for (char16_t other : {u'@', u'D', u'c', u'\xFFFF'}) EXPECT_EQ(face.glyph_of(other), 0u) << int{other};
     const auto& metrics = *reinterpret_cast<const IFIMETRICS*>(face.metrics().data());
     EXPECT_EQ(metrics.usWinWeight, 700);
@@ -63,7 +65,7 @@ TEST(Sfnt, WhatIsMissingIsMade) {
 
     // Names for what the map cannot say, in the order of the glyphs.
     const FontBytes post = table_of(made, "post");
-    const std::string text(post.begin(), post.end()), names = "\x17uni0066_uni0066_uni0069\x07uni0041\x06u28A38";
+    const std::string text(post.begin(), post.end()), names = "\x0Funi0066_uni006A\x07uni0041\x06u28A38";
     EXPECT_EQ(text.substr(0, 4), std::string("\0\2\0\0", 4));
     EXPECT_EQ(text.substr(34 + 2 * 71, 10), std::string("\0\0\1\2\1\3\1\4\0\0", 10));
     EXPECT_EQ(text.substr(text.size() - names.size()), names);
@@ -71,12 +73,12 @@ TEST(Sfnt, WhatIsMissingIsMade) {
 
 // The map of a subset often is one of symbols, whose numbers are the subset's own.
 TEST(Sfnt, SymbolMaps) {
-    FontBytes symbols = Sfnt(with_tables(whole_font(), kTablesOfPdf)).completed("Mono", {{36, U"A"}});
+    FontBytes symbols = Sfnt(with_tables(whole_font(), kTablesOfPdf)).completed("Mono", {{36, {U"A"}}});
     const FontBytes map = table_of(symbols, "cmap");
     const auto at = std::search(symbols.begin(), symbols.end(), map.begin(), map.end());
     at[7] = 0;                                  // the encoding of its only record
     EXPECT_FALSE(Sfnt(symbols).is_complete());  // the names are those of Unicode maps
-    const FontBytes kept = Sfnt(symbols).completed("Mono", {}), known = Sfnt(symbols).completed("Mono", {{37, U"B"}});
+    const FontBytes kept = Sfnt(symbols).completed("Mono", {}), known = Sfnt(symbols).completed("Mono", {{37, {U"B"}}});
     EXPECT_TRUE(Sfnt(kept).is_complete());
     // Version 0, five names behind the records; the first is of platform 3, encoding 0, US English, name 1.
     const FontBytes names = table_of(kept, "name");

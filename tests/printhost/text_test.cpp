@@ -46,7 +46,7 @@ protected:
     }
     Lines texts_of(const std::string& content, const std::string& resources) {
         Lines lines;
-        for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", resources)) {
+        for (const std::string& line : records_of("BT /F 20 Tf " + content + " ET", resources, set)) {
             if (!line.starts_with("drawing state")) lines.push_back(line);
         }
         return lines;
@@ -55,7 +55,7 @@ protected:
         return std::count_if(lines.begin(), lines.end(), [=](auto& line) { return line.starts_with(start); });
     }
 
-    std::string writing = "H";
+    std::string writing = "H", set;
 };
 
 std::string without_file(const std::string& definition) {
@@ -82,7 +82,11 @@ TEST_F(Text, GoesAsCharactersThatThePdfFileKnows) {
 TEST_F(Text, GoesAsGlyphsOtherwise) {
     const Lines lines = texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, false);
     ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(lines[3], "text: length=14 glyphs=[36, 37] x=200 y=240 advances=[40, 24]");
+    EXPECT_EQ(lines[3], "text: length=14 glyphs=[1, 2] x=200 y=240 advances=[40, 24]");
+    // The whole font has its own numbers.
+    set = "--set EmbedFonts=1";
+    EXPECT_EQ(texts_of("100 600 Td <00240025> Tj", kTablesOfPdf, false).back(),
+              "text: length=14 glyphs=[36, 37] x=200 y=240 advances=[40, 24]");
     // A font's own map gives characters, too, where it has the glyph.
     std::vector<std::string> tables = kTablesOfPdf;
     tables.insert(tables.begin(), "cmap");
@@ -100,12 +104,14 @@ TEST_F(Text, TurnedStretchedSlantedAndMirrored) {
     lines = texts_of("2 0 0 1 100 600 Tm <00240025> Tj", tables, true);
     EXPECT_NE(lines[1].find(" height=-40 width=48 "), std::string::npos) << lines[1];
     EXPECT_EQ(lines.back(), "text: length=16 text=\"AB\" x=200 y=240 advances=[80, 48]");
-    for (const char* matrix : {"1 0 0.5 1 100 600", "-1 0 0 1 100 600"}) {
-        lines = texts_of(std::string(matrix) + " Tm <0024> Tj", tables, true);
-        ASSERT_EQ(lines.size(), 1u) << matrix;
-        EXPECT_TRUE(lines[0].starts_with("fill path")) << matrix;
-    }
-    EXPECT_NE(messages.find("1 slanted, mirrored or tiny texts as outlines"), std::string::npos) << messages;
+    // A font file of its own leans; its letters are an em wide, as the PDF file says.
+    lines = texts_of("1 0 0 1 100 600 Tm <0024> Tj 1 0 0.5 1 200 600 Tm <0025> Tj", tables, true);
+    EXPECT_EQ(count(lines, "embedded"), 2);
+    EXPECT_EQ(lines.back(), "text: length=12 text=\"B\" x=400 y=240 advances=[40]");
+    lines = texts_of("-1 0 0 1 100 600 Tm <0024> Tj", tables, true);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].starts_with("fill path"));
+    EXPECT_NE(messages.find("1 mirrored or tiny texts as outlines"), std::string::npos) << messages;
 }
 
 TEST_F(Text, RenderingModes) {
@@ -122,7 +128,7 @@ TEST_F(Text, WhatBecomesOfLettersIsCounted) {
         const char *content, *expected;
     } const cases[] = {
         {"<002400250026> Tj", "3 as text, 0 as outlines, 0 in images, 0 stroked"},
-        {"<00240025> Tj 1 0 0.5 1 100 500 Tm <0026> Tj", "2 as text, 1 as outlines, 0 in images, 0 stroked"},
+        {"<00240025> Tj -1 0 0 1 100 500 Tm <0026> Tj", "2 as text, 1 as outlines, 0 in images, 0 stroked"},
         {"1 Tr <00240025> Tj", "0 as text, 0 as outlines, 0 in images, 2 stroked"},
         {"<0024> Tj ET /Half gs /Group Do BT", "1 as text, 0 as outlines, 2 in images, 0 stroked"},
     };
@@ -131,6 +137,27 @@ TEST_F(Text, WhatBecomesOfLettersIsCounted) {
         EXPECT_NE(messages.find(std::string("  letters in TrueType fonts: ") + test.expected + "\n"), std::string::npos)
             << messages;
     }
+}
+
+// Fonts that the file names alone, and glyphs that are drawings: of "a" a square, of "b" one in a colour of its own.
+TEST_F(Text, OtherFontsGoWithFilesMadeForThem) {
+    Lines lines =
+        texts_of("100 600 Td (AB) Tj", "/Font << /F << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >>");
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_TRUE(lines[0].starts_with("embedded font file"));
+    EXPECT_EQ(lines[3], "text: length=16 text=\"AB\" x=200 y=240 advances=[27, 27]");
+
+    pdf.objects = {
+        "<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1000 1000] /FontMatrix [0.001 0 0 0.001 0 0] /FirstChar 97 "
+        "/LastChar 98 /Widths [500 1000] /Encoding << /Differences [97 /a /b] >> /CharProcs << /a 11 0 R /b 12 0 R >> "
+        ">>",
+        pdf_stream("", "500 0 0 0 400 400 d1 0 0 400 400 re f"), pdf_stream("", "1000 0 d0 1 0 0 rg 0 0 400 400 re f")};
+    lines = texts_of("100 600 Td (aba) Tj", "/Font << /F 10 0 R >>");
+    // An em of 40 pixels: a's at 200 and 260, the last one 20 wide, b at 220.
+    EXPECT_EQ(count(lines, "text: length=16 text=\"aa\" x=200 y=240 advances=[60, 20]"), 1);
+    EXPECT_EQ(count(lines, "rectangle fill"), 1);
+    EXPECT_NE(messages.find("letters in Type 3 fonts: 2 as text, 0 as outlines"), std::string::npos) << messages;
+    EXPECT_EQ(run(workspace, "kvjob", "text out.kv").output.substr(0, 3), "a a");
 }
 
 // One file travels once, whatever sizes and pages it is used in.
