@@ -9,6 +9,7 @@
 #include "printhost/font_survey.h"
 #include "printhost/installed_fonts.h"
 #include "printhost/letter_shape.h"
+#include "printhost/outline_cache.h"
 
 namespace kvprint {
 
@@ -31,12 +32,15 @@ public:
           identities_(identities),
           survey_(survey),
           installed_(installed),
-          whole_files_(whole_files) {}
+          whole_files_(whole_files),
+          outlines_(context) {}
 
     // Null for a font none of whose glyphs a file can hold. Valid until the next call.
     const JobFont* job_font(fz_font* font, int slant);
     // That font in a size.
     kv::engine::Font& sized_font(fz_font* font, const LetterShape& shape);
+    // Of a glyph that is drawn as a path, in ems; null for a blank one. Valid until the next call.
+    fz_path* outline_of(fz_font* font, int glyph) { return outlines_.outline_of(font, glyph); }
 
 private:
     struct File {
@@ -69,6 +73,7 @@ private:
     const FontSurvey& survey_;
     const InstalledFonts& installed_;
     const bool whole_files_;
+    OutlineCache outlines_;
     std::map<FontKey, File> files_;
     std::map<std::u16string, FontKey> names_;  // by which logical fonts know the files
     std::map<FontKey, std::string> given_;     // the names that files were given; empty: their own

@@ -8,13 +8,11 @@
 
 #include "printhost/cff_writer.h"
 #include "printhost/letter_shape.h"
+#include "printhost/outline_cache.h"
 #include "printhost/path_walk.h"
 
 namespace kvprint {
 namespace {
-
-void drop_path(fz_context* context, fz_path* path) { fz_drop_path(context, path); }
-using GlyphPath = Held<fz_path, drop_path>;
 
 // A target for walk(): points of design units.
 class OutlineBuilder {

@@ -144,6 +144,8 @@ private:
     bool fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint paint);
     void draw_run(const TextRun& run, kv::engine::Font& font, ULONG colour);
     void draw_apart(const fz_text_span& span, int item, fz_matrix ctm, Paint paint);
+    template <class Visit>
+    void for_each_outline(const fz_text_span& span, fz_matrix ctm, Visit visit);
     void fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG colour);
     std::vector<Figure> outlines_of(const fz_text_span& span, fz_matrix ctm);
     void draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint);

@@ -41,6 +41,7 @@ bool PagePlayer::clip_to_path(const fz_path* path, FillRule rule, fz_matrix ctm)
 }
 
 bool PagePlayer::clip_to_text(const fz_text* text, fz_matrix ctm) {
+    count_otherwise("texts as clips");
     std::vector<Figure> figures;
     for (const fz_text_span* span = text->head; span; span = span->next) {
         if (span->font->t3procs) {

@@ -11,9 +11,6 @@ namespace {
 
 using kv::engine::Path;
 
-void drop_path(fz_context* context, fz_path* path) { fz_drop_path(context, path); }
-using GlyphPath = Held<fz_path, drop_path>;
-
 // Letters of less than a pixel are no logical font's.
 constexpr float kSmallestEm = 1;
 // Blocks of one path of glyphs; longer texts are several.
@@ -25,18 +22,6 @@ fz_matrix place_of(const fz_text_span& span, const fz_text_item& item, fz_matrix
 }
 
 double degrees_of(const LetterShape& shape) { return -shape.angle * 180 / std::numbers::pi; }
-
-// Calls visit(path) for the outline of each glyph that has one.
-template <class Visit>
-void for_each_outline(fz_context* context, const fz_text_span& span, fz_matrix ctm, Visit visit) {
-    for (int i = 0; i < span.len; ++i) {
-        const fz_text_item& item = span.items[i];
-        if (item.gid < 0) continue;
-        const auto path = make_held<GlyphPath>(
-            context, [&] { return fz_outline_glyph(context, span.font, item.gid, place_of(span, item, ctm)); });
-        if (path) visit(path.get());
-    }
-}
 
 }  // namespace
 
@@ -67,11 +52,11 @@ void PagePlayer::fill_text(const fz_text* text, fz_matrix ctm, Paint paint) {
 
 bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint paint) {
     const auto shape = shape_of(fz_concat(span.trm, ctm));
-    if (!shape || std::min(shape->across, shape->up) < kSmallestEm) {
+    const JobFont* job_font = shape ? fonts_.job_font(span.font, shape->slant) : nullptr;
+    if (!shape || (job_font && std::min(shape->across, shape->up) < kSmallestEm)) {
         count_otherwise("mirrored or tiny texts as outlines");
         return false;
     }
-    const JobFont* job_font = fonts_.job_font(span.font, shape->slant);
     if (!job_font) return false;
     kv::engine::Font& font = fonts_.sized_font(span.font, *shape);
     std::vector<PlacedGlyph> glyphs;
@@ -135,15 +120,25 @@ void PagePlayer::draw_apart(const fz_text_span& span, int item, fz_matrix ctm, P
     }
 }
 
+// Calls visit(outline, place) for each glyph that has an outline.
+template <class Visit>
+void PagePlayer::for_each_outline(const fz_text_span& span, fz_matrix ctm, Visit visit) {
+    for (int i = 0; i < span.len; ++i) {
+        const fz_text_item& item = span.items[i];
+        if (item.gid < 0) continue;
+        if (fz_path* outline = fonts_.outline_of(span.font, item.gid)) visit(outline, place_of(span, item, ctm));
+    }
+}
+
 void PagePlayer::fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG colour) {
     std::optional<Path> glyphs;
     auto flush = [&] {
         if (glyphs && !glyphs->empty()) canvas_.fill(*glyphs, FP_WINDINGMODE, colour);
         glyphs.reset();
     };
-    for_each_outline(context_, span, ctm, [&](const fz_path* outline) {
+    for_each_outline(span, ctm, [&](fz_path* outline, fz_matrix place) {
         if (!glyphs) glyphs.emplace();
-        add_path(context_, outline, fz_identity, Points::Corners, *glyphs);
+        add_path(context_, outline, place, Points::Corners, *glyphs);
         if (glyphs->block_count() > kGlyphBlocks) flush();
     });
     flush();
@@ -151,8 +146,8 @@ void PagePlayer::fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG co
 
 std::vector<Figure> PagePlayer::outlines_of(const fz_text_span& span, fz_matrix ctm) {
     std::vector<Figure> figures;
-    for_each_outline(context_, span, ctm, [&](const fz_path* outline) {
-        for (Figure& figure : flatten(context_, outline, fz_identity)) figures.push_back(std::move(figure));
+    for_each_outline(span, ctm, [&](fz_path* outline, fz_matrix place) {
+        for (Figure& figure : flatten(context_, outline, place)) figures.push_back(std::move(figure));
     });
     return figures;
 }
@@ -161,6 +156,8 @@ std::vector<Figure> PagePlayer::outlines_of(const fz_text_span& span, fz_matrix 
 void PagePlayer::draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint) {
     constexpr int kGlyphs = 256;
     const std::optional<Paint> outer = glyph_paint_;
+    count_otherwise("texts whose letters are drawings as drawings");
+    letters_in(*span.font).as_outlines += letters_of(span);
     for (int i = 0; i < span.len; ++i) {
         const int glyph = span.items[i].gid;
         if (glyph < 0 || glyph >= kGlyphs) continue;
@@ -180,8 +177,11 @@ void PagePlayer::stroke_text(const fz_text* text, const fz_stroke_state& state, 
             continue;
         }
         letters_in(*span->font).stroked += letters_of(*span);
-        for_each_outline(context_, *span, fz_identity,
-                         [&](const fz_path* outline) { stroke(outline, state, ctm, paint); });
+        for_each_outline(*span, fz_identity, [&](fz_path* outline, fz_matrix place) {
+            const auto letter = make_held<GlyphPath>(context_, [&] { return fz_clone_path(context_, outline); });
+            with_errors(context_, [&] { fz_transform_path(context_, letter.get(), place); });
+            stroke(letter.get(), state, ctm, paint);
+        });
     }
 }
 
