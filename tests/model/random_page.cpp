@@ -102,7 +102,7 @@ Picture RandomPage::black_and_white(LONG width, LONG height) {
 std::unique_ptr<RandomPage::Ink> RandomPage::ink() {
     auto made = std::make_unique<Ink>();
     if (one_in(3)) {
-        made->tile = picture(format(), roll(1, 12), roll(1, 12));
+        made->tile = one_in(2) ? picture(BMF_24BPP, 4, 4) : picture(format(), roll(1, 12), roll(1, 12));
         made->pattern.tile = &made->tile;
         made->brush = std::make_unique<Brush>(Brush::patterned(made->tile.bitmap.get(), made->tile.translation.get()));
     } else {
@@ -159,9 +159,9 @@ bool RandomPage::fill() {
     static constexpr BYTE kRops[] = {0xF0, 0xF0, 0x00, 0xFF, 0x0F, 0x5A, 0x55, 0xA0, 0x05, 0xAF};
     const auto with = ink();
     const auto within = clip();
-    const BYTE rop = kRops[roll(0, 9)];
+    BYTE rop = kRops[roll(0, 9)];
     RECTL to = rect();
-    for (LONG i = roll(1, 4); i > 0; --i) {
+    for (LONG i = roll(1, 5); i > 0; --i) {
         note("fill", rop, to, within.get());
         model_.change(to, within.get(),
                       [&](POINTL p, Pixel& pixel) { ModelPage::operate(pixel, rop, with->pattern.at(p), 0); });
@@ -170,6 +170,8 @@ bool RandomPage::fill() {
         }
         const LONG across = one_in(2) ? to.right - to.left : 0, down = across ? 0 : to.bottom - to.top;
         to = one_in(3) ? rect() : RECTL{to.left + across, to.top + down, to.right + across, to.bottom + down};
+        if (one_in(4)) to.right += 3;
+        if (one_in(4)) rop = kRops[roll(0, 9)];
     }
     return true;
 }
@@ -320,9 +322,9 @@ bool RandomPage::icon() {
 bool RandomPage::text() {
     const ULONG paper = colour();
     Brush ink = Brush::solid(0x808080), background = Brush::solid(paper);
-    String string(font_, WideString(static_cast<size_t>(roll(1, 8)), TEXT(' ')), {roll(-5, 90), roll(5, 95)});
-    const auto within = clip();
     const RECTL box = rect();
+    String string(font_, WideString(static_cast<size_t>(roll(1, 8)), TEXT(' ')), {box.left, box.top + 12});
+    const auto within = clip();
     const bool opaque = !one_in(3) && box.right != string.rclBkGround.right;
     note(opaque ? "text in a box" : "text", paper, opaque ? box : string.rclBkGround, within.get());
     if (!opaque) return device_.text_out(string, font_, within.get(), ink);
