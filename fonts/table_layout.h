@@ -1,5 +1,5 @@
 #pragma once
-// The fixed parts of fonts as the OpenType specification (ISO/IEC 14496-22) lays them out, each described once: by its
+// The fixed parts of fonts as OpenType (ISO/IEC 14496-22) lays them out, each described once: by its
 // list of fields numbers are read in either byte order, and the whole part is turned around. What stands behind it,
 // arrays and texts, is the business of each table's own reader.
 
