@@ -275,6 +275,25 @@ TEST_F(EscapeTest, DrawUnderTheClipOfTheCapturedCall) {
     }
 }
 
+// A captured path that was the clip of one page says nothing of the next one's.
+TEST_F(EscapeTest, DrawEachUnderItsOwnClipOnLaterPages) {
+    start_page();
+    capture();
+    EXPECT_EQ(escape(CLIP_TO_PATH, dword(2)), 1u);
+    EXPECT_EQ(escape(END_PATH), 0u);
+    ASSERT_TRUE(device->send_page() && device->start_page());
+    for (const LONG edge : {15, 12}) {
+        Clip clip = Clip::rectangle({0, 0, edge, edge});
+        Corner corner;
+        EXPECT_EQ(escape(BEGIN_PATH), 1u);
+        EXPECT_TRUE(stroke(corner, &clip));
+        EXPECT_EQ(escape(END_PATH, path_info(1, 1, {PS_SOLID, 1, 0}, kNoFill)), 1u);
+    }
+    end_page_and_document();
+    const std::string drawn = "22" + body("07");
+    EXPECT_NE(to_hex(job()).find(to_hex(from_hex(drawn + "0C 08 0000 0000 0C00 0C00" + drawn))), std::string::npos);
+}
+
 // The close flag is that of the last figure.
 TEST_F(EscapeTest, CloseTheLastOfTwoFigures) {
     for (const bool wide : {false, true}) {
