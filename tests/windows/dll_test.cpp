@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <set>
 
 #include "driver/pdevice.h"
@@ -68,6 +67,20 @@ private:
     File* job_;
 };
 
+// The same of the memory where the job's last bytes gather.
+class BrokenTail {
+public:
+    explicit BrokenTail(PDEVICE& device) : tail_(device.tail), bytes_(tail_.release()) { tail_.adopt(nowhere<BYTE>()); }
+    ~BrokenTail() {
+        static_cast<void>(tail_.release());
+        tail_.adopt(bytes_);
+    }
+
+private:
+    HeapArray<BYTE>& tail_;
+    BYTE* bytes_;
+};
+
 TEST_F(DllTest, HasTheSizesOfTheInterface) {
     DRVENABLEDATA data = {};
     HMODULE module = GetModuleHandleW(TEXT("kvgraph12.dll"));
@@ -120,7 +133,7 @@ TEST_F(DllTest, CatchesAccessViolationsInDocumentsAndPages) {
             ASSERT_TRUE(device->send_page());
         }
         {
-            BrokenJob broken(pdevice());
+            BrokenTail broken(pdevice());
             EXPECT_FALSE(start ? device->start_page() : device->send_page());
             EXPECT_EQ(GetLastError(), 31u);
         }
@@ -172,11 +185,8 @@ TEST(ResourceLibraryTest, HasItsTextsTakenAndNoCodeRun) {
         DriverDevMode mode = scenes::device_mode(0);
         engine::Device device(driver, nullptr, &mode, TEXT("P"));
         ASSERT_TRUE(device.is_open() && device.start_document(TEXT("Texts"), 3));
-        File& job = *reinterpret_cast<PDEVICE*>(device.handle())->job;
-        ASSERT_TRUE(job.Flush());
-        std::ifstream in(std::filesystem::path(job.GetName()), std::ios::binary);
-        const std::string content{std::istreambuf_iterator<char>(in), {}};
-        in.close();
+        const PDEVICE& recorded = *reinterpret_cast<PDEVICE*>(device.handle());
+        const std::string content(reinterpret_cast<const char*>(recorded.tail.get()), recorded.tail_used);
         // The last byte of the document's header is the library's text 10060.
         EXPECT_NE(content.find(std::string("\x0E\0\0\xC0\x04\x0C\0\x4D", 8)), std::string::npos);
         EXPECT_EQ(private_copies(), 1);

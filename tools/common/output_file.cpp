@@ -164,7 +164,7 @@ void OutputFile::discard() {
 }
 
 void OutputFile::write(std::span<const uint8_t> bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) fail(errno);
+    if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) fail(errno);
 }
 
 void OutputFile::finish() {
