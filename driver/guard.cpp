@@ -2,7 +2,6 @@
 
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
-#include "support/trace.h"
 
 namespace kv {
 
@@ -14,13 +13,6 @@ PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed af
     if (after_failure == Failed::Refuse && device->failed) return nullptr;
     if (outside == Outside::Refuse && device->page_start == 0) return nullptr;
     return device;
-}
-
-void PDEVICE::SetFailed(std::source_location step) {
-    if (failed) return;
-    failed = 1;
-    KV_TRACE(Record, Error, "%s failed at position %u, last error %u", step.function_name(),
-             static_cast<unsigned>(position), static_cast<unsigned>(GetLastError()));
 }
 
 }  // namespace kv

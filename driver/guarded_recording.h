@@ -10,10 +10,14 @@ namespace kv {
 template <class Work>
 BOOL run_hook(PDEVICE& device, Work&& work) {
     BOOL answer = FALSE;
-    if (guarded_call([&] { answer = work(); })) return answer;
-    SetLastError(ERROR_GEN_FAILURE);
-    device.SetFailed();
-    return FALSE;
+    device.check_invariants();
+    const bool returned = guarded_call([&] { answer = work(); });
+    if (!returned) {
+        SetLastError(ERROR_GEN_FAILURE);
+        device.SetFailed();
+    }
+    device.check_invariants();
+    return returned && answer;
 }
 
 // The same for work whose failure fails the document.

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <span>
 
-#include "driver/pdevice.h"
 #include "image/encoding.h"
 #include "record/clip_recorder.h"
+#include "record/document.h"
 #include "record/path_recorder.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
@@ -52,77 +52,77 @@ struct ImageRecord {
     DWORD unpacked_head;  // counted before the pixels of a source that is compressed itself
 };
 
-void raise_largest_record(PDEVICE& device, uint64_t size) {
+void raise_largest_record(Document& document, uint64_t size) {
     const auto counted = static_cast<DWORD>(std::min<uint64_t>(size, 0xFFFFFFFF));
-    device.statistics.largest_record = std::max(device.statistics.largest_record, counted);
+    document.statistics.largest_record = std::max(document.statistics.largest_record, counted);
 }
 
-BOOL write_jpeg(PDEVICE& device, BYTE type, RecordHead& head, const DibView& image) {
+BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& image) {
     DWORD length_position = 0, written = 0;
-    if (!device.BeginSizedRecord(type, 0, &length_position) || !device.WriteBytes(head.data(), head.size()) ||
-        !device.flush_tail() || !WriteJpegBitmap(image, device.settings.kv.JpegQuality, *device.job, &written) ||
-        !device.has_room(written)) {
+    if (!document.BeginSizedRecord(type, 0, &length_position) || !document.WriteBytes(head.data(), head.size()) ||
+        !document.flush_tail() || !WriteJpegBitmap(image, document.settings.kv.JpegQuality, *document.job, &written) ||
+        !document.has_room(written)) {
         return FALSE;
     }
-    device.position += written;
-    device.statistics.largest_record += written;
-    return device.PatchU32(length_position, head.size() + written);
+    document.position += written;
+    document.statistics.largest_record += written;
+    return document.PatchU32(length_position, head.size() + written);
 }
 
-BOOL write_encoded_piece(const void* data, DWORD size, void* device) {
-    return static_cast<PDEVICE*>(device)->WriteBytes(data, size);
+BOOL write_encoded_piece(const void* data, DWORD size, void* document) {
+    return static_cast<Document*>(document)->WriteBytes(data, size);
 }
 
-BOOL write_run_length(PDEVICE& device, BYTE type, RecordHead& head, const DibView& image) {
+BOOL write_run_length(Document& document, BYTE type, RecordHead& head, const DibView& image) {
     BITMAPINFOHEADER header = *image.header;
     const bool bytes = header.biBitCount == 8;
     header.biCompression = bytes ? BI_RLE8 : BI_RLE4;
     const uint64_t bits_size = dib_bits_size(*image.header);
     const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
     DWORD length_position = 0, encoded = 0;
-    if (bits_size > kMaxDibSize || !device.BeginSizedRecord(type, 0, &length_position) ||
-        !device.WriteBytes(head.data(), head.size())) {
+    if (bits_size > kMaxDibSize || !document.BeginSizedRecord(type, 0, &length_position) ||
+        !document.WriteBytes(head.data(), head.size())) {
         return FALSE;
     }
-    const DWORD size_position = device.position + static_cast<DWORD>(offsetof(BITMAPINFOHEADER, biSizeImage));
+    const DWORD size_position = document.position + static_cast<DWORD>(offsetof(BITMAPINFOHEADER, biSizeImage));
     const auto encode = bytes ? EncodeRle8 : EncodeRle4;
-    if (!device.WriteBytes(&header, header.biSize) || !device.WriteBytes(image.table(), table_size) ||
+    if (!document.WriteBytes(&header, header.biSize) || !document.WriteBytes(image.table(), table_size) ||
         !encode(image.bits, static_cast<DWORD>(bits_size), static_cast<DWORD>(header.biWidth),
-                static_cast<DWORD>(dib_stride(header)), write_encoded_piece, &device, &encoded)) {
+                static_cast<DWORD>(dib_stride(header)), write_encoded_piece, &document, &encoded)) {
         return FALSE;
     }
     const DWORD length = head.size() + header.biSize + table_size + encoded;
-    raise_largest_record(device, std::max<uint64_t>(length, head.size() + dib_size(*image.header)));
-    return device.PatchU32(length_position, length) && device.PatchU32(size_position, encoded);
+    raise_largest_record(document, std::max<uint64_t>(length, head.size() + dib_size(*image.header)));
+    return document.PatchU32(length_position, length) && document.PatchU32(size_position, encoded);
 }
 
-BOOL write_plain(PDEVICE& device, const ImageRecord& record, RecordHead& head, const DibView& image) {
+BOOL write_plain(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
     const uint64_t size = head.size() + dib_size(*image.header);
     if (size > kMaxPosition ||
-        !device.BeginRecord(record.plain_type, static_cast<DWORD>(size), has_plain_rows(*image.header)) ||
-        !device.WriteBytes(head.data(), head.size()) || !WriteDib(device, image) || !device.EndRecord()) {
+        !document.BeginRecord(record.plain_type, static_cast<DWORD>(size), has_plain_rows(*image.header)) ||
+        !document.WriteBytes(head.data(), head.size()) || !WriteDib(document, image) || !document.EndRecord()) {
         return FALSE;
     }
     if (!has_plain_rows(*image.header)) {
         BITMAPINFOHEADER unpacked = *image.header;
         unpacked.biCompression = BI_RGB;
-        raise_largest_record(device, dib_size(unpacked) + record.unpacked_head);
+        raise_largest_record(document, dib_size(unpacked) + record.unpacked_head);
     }
     return TRUE;
 }
 
-BOOL write_image(PDEVICE& device, const ImageRecord& record, RecordHead& head, const DibView& image) {
-    switch (SelectBitmapEncoding(device.settings.kv, image)) {
+BOOL write_image(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
+    switch (SelectBitmapEncoding(document.settings.kv, image)) {
         case BitmapEncoding::Jpeg:
             if (record.jpeg_flags) *record.jpeg_flags |= kTransparentIsJpeg;
-            return write_jpeg(device, record.jpeg_type, head, image);
+            return write_jpeg(document, record.jpeg_type, head, image);
         case BitmapEncoding::Rle8:
         case BitmapEncoding::Rle4:
-            return write_run_length(device, record.plain_type, head, image);
+            return write_run_length(document, record.plain_type, head, image);
         case BitmapEncoding::Plain:
             break;
     }
-    return write_plain(device, record, head, image);
+    return write_plain(document, record, head, image);
 }
 
 // Which entries of a colour table the pixels of 1, 4 or 8 bits use.
@@ -157,11 +157,11 @@ UsedColors::UsedColors(const DibView& image) : bits_(image.header->biBitCount) {
 
 }  // namespace
 
-BOOL WriteDib(PDEVICE& device, const DibView& image) {
+BOOL WriteDib(Document& document, const DibView& image) {
     const BITMAPINFOHEADER& header = *image.header;
     const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
     const uint64_t bits_size = dib_bits_size(header);
-    if (bits_size > kMaxDibSize || !device.WriteBytes(&header, header.biSize)) return FALSE;
+    if (bits_size > kMaxDibSize || !document.WriteBytes(&header, header.biSize)) return FALSE;
     DWORD table[256];
     std::memcpy(table, image.table(), table_size);
     if (header.biBitCount <= 8 && header.biCompression == BI_RGB) {
@@ -170,10 +170,11 @@ BOOL WriteDib(PDEVICE& device, const DibView& image) {
             if (!used.contains(i)) table[i] = 0;
         }
     }
-    return device.WriteBytes(table, table_size) && device.WriteBits(image.bits, static_cast<DWORD>(bits_size));
+    return document.WriteBytes(table, table_size) && document.WriteBits(image.bits, static_cast<DWORD>(bits_size));
 }
 
-BOOL WriteBitmapRecord(PDEVICE& device, BYTE rop, const RECTL& source, const RECTL& destination, const DibView& image) {
+BOOL WriteBitmapRecord(Document& document, BYTE rop, const RECTL& source, const RECTL& destination,
+                       const DibView& image) {
     constexpr DWORD kUnpackedHead = 33;
     RecordHead head(are_narrow(source, destination));
     head.out().u8(rop);
@@ -181,33 +182,33 @@ BOOL WriteBitmapRecord(PDEVICE& device, BYTE rop, const RECTL& source, const REC
     head.rect(destination);
     const ImageRecord record = head.narrow() ? ImageRecord{kRecordBitmap16, kRecordJpeg16, nullptr, kUnpackedHead}
                                              : ImageRecord{kRecordBitmap32, kRecordJpeg32, nullptr, kUnpackedHead};
-    if (!write_image(device, record, head, image)) return FALSE;
-    if (reads_destination(rop)) device.mark_page(kPageReadsDestination);
-    if (rop == kXor) device.pending.remember_xor(destination);
+    if (!write_image(document, record, head, image)) return FALSE;
+    if (reads_destination(rop)) document.mark_page(kPageReadsDestination);
+    if (rop == kXor) document.pending.remember_xor(destination);
     return TRUE;
 }
 
-BOOL WriteAlphaBlendRecord(PDEVICE& device, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
+BOOL WriteAlphaBlendRecord(Document& document, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
                            const RECTL& destination, const DibView& image) {
     RecordHead head(are_narrow(source, destination));
     head.out().bytes(&blend, sizeof blend);
     head.rect(source);
     head.rect(destination);
     const RECTL bounds = normalized(destination);
-    if (!RecordClip(device, clip, &bounds)) return FALSE;
-    AddInk(device, bounds);
+    if (!RecordClip(document, clip, &bounds)) return FALSE;
+    AddInk(document, bounds);
     const BYTE constant = blend.SourceConstantAlpha;
     if ((blend.AlphaFormat & AC_SRC_ALPHA) || (constant != 0 && constant != 1 && constant != 255)) {
-        device.mark_page(kPageHasTransparency);
+        document.mark_page(kPageHasTransparency);
     }
     const uint64_t size = head.size() + dib_size(*image.header);
     const BYTE type = head.narrow() ? kRecordAlphaBlend16 : kRecordAlphaBlend32;
-    return size <= kMaxPosition && device.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
-           device.WriteBytes(head.data(), head.size()) && WriteDib(device, image) && device.EndRecord();
+    return size <= kMaxPosition && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+           document.WriteBytes(head.data(), head.size()) && WriteDib(document, image) && document.EndRecord();
 }
 
-BOOL WriteTransparentRecord(PDEVICE& device, CLIPOBJ* clip, DWORD color, const RECTL& source, const RECTL& destination,
-                            const DibView& image) {
+BOOL WriteTransparentRecord(Document& document, CLIPOBJ* clip, DWORD color, const RECTL& source,
+                            const RECTL& destination, const DibView& image) {
     constexpr DWORD kUnpackedHead = 36;
     constexpr size_t kFlags = 3;
     RecordHead head(are_narrow(source, destination));
@@ -215,16 +216,16 @@ BOOL WriteTransparentRecord(PDEVICE& device, CLIPOBJ* clip, DWORD color, const R
     head.rect(source);
     head.rect(destination);
     const RECTL bounds = normalized(destination);
-    if (!RecordClip(device, clip, &bounds)) return FALSE;
+    if (!RecordClip(document, clip, &bounds)) return FALSE;
     const BYTE type = head.narrow() ? kRecordTransparent16 : kRecordTransparent32;
-    if (!write_image(device, {type, type, head.data() + kFlags, kUnpackedHead}, head, image)) return FALSE;
-    AddInk(device, bounds);
+    if (!write_image(document, {type, type, head.data() + kFlags, kUnpackedHead}, head, image)) return FALSE;
+    AddInk(document, bounds);
     return TRUE;
 }
 
-BOOL WriteMaskedRecord(PDEVICE& device, const RECTL& source, const RECTL& destination, const DibView& image,
+BOOL WriteMaskedRecord(Document& document, const RECTL& source, const RECTL& destination, const DibView& image,
                        const DibView& mask) {
-    device.mark_page(kPageHasTransparency);
+    document.mark_page(kPageHasTransparency);
     RecordHead head(are_narrow(source, destination));
     head.out().u16(0);
     head.rect(source);
@@ -238,9 +239,9 @@ BOOL WriteMaskedRecord(PDEVICE& device, const RECTL& source, const RECTL& destin
     head.out().u32(static_cast<DWORD>(mask_size));
     const uint64_t size = head.size() + image_size + mask_size;
     const BYTE type = head.narrow() ? kRecordMasked16 : kRecordMasked32;
-    return size <= kMaxPosition && device.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
-           device.WriteBytes(head.data(), head.size()) && WriteDib(device, image) && WriteDib(device, mask) &&
-           device.EndRecord();
+    return size <= kMaxPosition && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+           document.WriteBytes(head.data(), head.size()) && WriteDib(document, image) && WriteDib(document, mask) &&
+           document.EndRecord();
 }
 
 }  // namespace kv

@@ -8,20 +8,21 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // Drawn with a ternary raster operation.
-BOOL WriteBitmapRecord(PDEVICE& device, BYTE rop, const RECTL& source, const RECTL& destination, const DibView& image);
+BOOL WriteBitmapRecord(Document& document, BYTE rop, const RECTL& source, const RECTL& destination,
+                       const DibView& image);
 // These two also make the clip current and add to the page's ink.
-BOOL WriteAlphaBlendRecord(PDEVICE& device, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
+BOOL WriteAlphaBlendRecord(Document& document, CLIPOBJ* clip, BLENDFUNCTION blend, const RECTL& source,
                            const RECTL& destination, const DibView& image);
 // Pixels of the colour (0x00BBGGRR) are not drawn.
-BOOL WriteTransparentRecord(PDEVICE& device, CLIPOBJ* clip, DWORD color, const RECTL& source, const RECTL& destination,
-                            const DibView& image);
+BOOL WriteTransparentRecord(Document& document, CLIPOBJ* clip, DWORD color, const RECTL& source,
+                            const RECTL& destination, const DibView& image);
 // Only pixels where the mask is 1 are drawn.
-BOOL WriteMaskedRecord(PDEVICE& device, const RECTL& source, const RECTL& destination, const DibView& image,
+BOOL WriteMaskedRecord(Document& document, const RECTL& source, const RECTL& destination, const DibView& image,
                        const DibView& mask);
 // A bitmap within a record: head and bits, where entries of the colour table that no pixel uses are written as 0.
-BOOL WriteDib(PDEVICE& device, const DibView& image);
+BOOL WriteDib(Document& document, const DibView& image);
 
 }  // namespace kv

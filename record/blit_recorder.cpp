@@ -1,8 +1,8 @@
 #include "record/blit_recorder.h"
 
-#include "driver/pdevice.h"
 #include "record/bitmap_writer.h"
 #include "record/clip_recorder.h"
+#include "record/document.h"
 #include "record/path_recorder.h"
 #include "record/pending_rect_fill.h"
 #include "record/raster_ops.h"
@@ -18,19 +18,19 @@ bool draws_nothing(const Blit& blit) {
     return is_empty(normalized(blit.destination)) || is_empty(intersection(blit.source, {0, 0, size.cx, size.cy}));
 }
 
-BOOL make_current(PDEVICE& device, BrushId brush) {
+BOOL make_current(Document& document, BrushId brush) {
     DrawAttrs attrs;
     attrs.presence = kAttrFillBrush;
     attrs.fill_brush = brush;
-    return WriteDrawState(device, attrs);
+    return WriteDrawState(document, attrs);
 }
 
-SurfaceRequest request_for(const PDEVICE& device, const Blit& blit) {
+SurfaceRequest request_for(const Document& document, const Blit& blit) {
     SurfaceRequest request = {.surface = blit.surface};
     request.translation = blit.translation;
     request.source = blit.source;
     request.destination = blit.destination;
-    request.resolution = ImageResolution(device, blit.source, blit.destination);
+    request.resolution = ImageResolution(document, blit.source, blit.destination);
     return request;
 }
 
@@ -50,50 +50,50 @@ DWORD transparent_color(const Blit& blit, ULONG color) {
 
 }  // namespace
 
-BOOL RecordBlit(PDEVICE& device, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask) {
+BOOL RecordBlit(Document& document, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask) {
     if (rop == kDestination || draws_nothing(blit)) return TRUE;
     const RECTL bounds = normalized(blit.destination);
-    if (!RecordClip(device, blit.clip, &bounds)) return FALSE;
-    if (uses_pattern(rop) && !make_current(device, ResolveBrush(device, brush))) return FALSE;
-    SurfaceRequest request = request_for(device, blit);
+    if (!RecordClip(document, blit.clip, &bounds)) return FALSE;
+    if (uses_pattern(rop) && !make_current(document, ResolveBrush(document, brush))) return FALSE;
+    SurfaceRequest request = request_for(document, blit);
     request.rop = rop;
     request.mask = mask;
     request.may_merge = true;
     SurfaceImage image;
-    if (!ConvertSurfaceToDib(device, request, image)) return FALSE;
-    AddInk(device, bounds);
+    if (!ConvertSurfaceToDib(document, request, image)) return FALSE;
+    AddInk(document, bounds);
     if (image.merged) return TRUE;
     if (image.mask) {
-        return WriteMaskedRecord(device, image.source, blit.destination, image.view(), image.mask.view());
+        return WriteMaskedRecord(document, image.source, blit.destination, image.view(), image.mask.view());
     }
-    return WriteBitmapRecord(device, rop, image.source, blit.destination, image.view());
+    return WriteBitmapRecord(document, rop, image.source, blit.destination, image.view());
 }
 
-BOOL RecordAlphaBlend(PDEVICE& device, const Blit& blit, BLENDFUNCTION blend) {
+BOOL RecordAlphaBlend(Document& document, const Blit& blit, BLENDFUNCTION blend) {
     if (draws_nothing(blit)) return TRUE;
-    SurfaceRequest request = request_for(device, blit);
+    SurfaceRequest request = request_for(document, blit);
     request.keep_alpha = blit.surface->iBitmapFormat == BMF_32BPP && (blend.AlphaFormat & AC_SRC_ALPHA);
     SurfaceImage image;
-    return ConvertSurfaceToDib(device, request, image) &&
-           WriteAlphaBlendRecord(device, blit.clip, blend, image.source, blit.destination, image.view());
+    return ConvertSurfaceToDib(document, request, image) &&
+           WriteAlphaBlendRecord(document, blit.clip, blend, image.source, blit.destination, image.view());
 }
 
-BOOL RecordTransparentBlit(PDEVICE& device, const Blit& blit, ULONG color) {
+BOOL RecordTransparentBlit(Document& document, const Blit& blit, ULONG color) {
     if (draws_nothing(blit)) return TRUE;
     SurfaceImage image;
-    return ConvertSurfaceToDib(device, request_for(device, blit), image) &&
-           WriteTransparentRecord(device, blit.clip, transparent_color(blit, color), image.source, blit.destination,
+    return ConvertSurfaceToDib(document, request_for(document, blit), image) &&
+           WriteTransparentRecord(document, blit.clip, transparent_color(blit, color), image.source, blit.destination,
                                   image.view());
 }
 
-BOOL RecordRectFill(PDEVICE& device, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop) {
+BOOL RecordRectFill(Document& document, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop) {
     if (is_empty(rect) || IsRopNoOp(rop, brush) || uses_source(rop)) return TRUE;
-    if (is_page_blank(device) && fills_white(rop, brush)) return TRUE;
-    if (!RecordClip(device, clip, &rect)) return FALSE;
-    if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(device, brush)) return FALSE;
-    AddInk(device, rect);
-    return device.pending.hold_or_write<CPendingRectFill>(device, &PendingOperation::offer_rect_fill, write_rect_fill,
-                                                          RectFill{rect, rop});
+    if (is_page_blank(document) && fills_white(rop, brush)) return TRUE;
+    if (!RecordClip(document, clip, &rect)) return FALSE;
+    if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(document, brush)) return FALSE;
+    AddInk(document, rect);
+    return document.pending.hold_or_write<CPendingRectFill>(document, &PendingOperation::offer_rect_fill,
+                                                            write_rect_fill, RectFill{rect, rop});
 }
 
 }  // namespace kv

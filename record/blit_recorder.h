@@ -6,7 +6,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // What an image is drawn from and to. Pointers may be null, but for the surface.
 struct Blit {
@@ -18,10 +18,10 @@ struct Blit {
 };
 
 // All are TRUE also when the transfer cannot change the page and nothing is written.
-BOOL RecordBlit(PDEVICE& device, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask);
-BOOL RecordAlphaBlend(PDEVICE& device, const Blit& blit, BLENDFUNCTION blend);
+BOOL RecordBlit(Document& document, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask);
+BOOL RecordAlphaBlend(Document& document, const Blit& blit, BLENDFUNCTION blend);
 // Pixels of the colour, an index or in the engine's order, are not drawn.
-BOOL RecordTransparentBlit(PDEVICE& device, const Blit& blit, ULONG color);
-BOOL RecordRectFill(PDEVICE& device, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop);
+BOOL RecordTransparentBlit(Document& document, const Blit& blit, ULONG color);
+BOOL RecordRectFill(Document& document, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop);
 
 }  // namespace kv

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/record_types.h"
 #include "record/surface_dib.h"
 #include "support/process_state.h"
@@ -54,14 +54,14 @@ uint64_t pattern_room(BITMAPINFOHEADER header) {
 }
 
 // Behind the realised brush, where there are `room` bytes.
-BOOL realize_pattern(PDEVICE& device, const SURFOBJ& surface, XLATEOBJ* translation, RealizedBrush& brush,
+BOOL realize_pattern(Document& document, const SURFOBJ& surface, XLATEOBJ* translation, RealizedBrush& brush,
                      uint64_t room) {
     const RECTL whole = {0, 0, surface.sizlBitmap.cx, surface.sizlBitmap.cy};
     SurfaceRequest request = {.surface = &surface};
     request.translation = translation;
     request.source = request.destination = whole;
     SurfaceImage image;
-    if (!ConvertSurfaceToDib(device, request, image)) return FALSE;
+    if (!ConvertSurfaceToDib(document, request, image)) return FALSE;
     const DibView dib = image.view();
     if (dib_size(*dib.header) > room) return FALSE;
     const auto head_size = static_cast<size_t>(dib_head_size(*dib.header));
@@ -157,31 +157,31 @@ void BrushList::clear() {
     size_ = count_ = 0;
 }
 
-BrushId ResolveBrush(PDEVICE& device, BRUSHOBJ* brush) {
+BrushId ResolveBrush(Document& document, BRUSHOBJ* brush) {
     if (!brush) return kNullBrush;
     if (brush->iSolidColor != kNotSolid) {
         RealizedBrush solid = {kNoBrush, BrushKind::Solid, swap_red_and_blue(brush->iSolidColor), 0, 0};
-        return ResolveRealizedBrush(device, solid);
+        return ResolveRealizedBrush(document, solid);
     }
     auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvGetRbrush(brush));
-    return realized ? ResolveRealizedBrush(device, *realized) : kNullBrush;
+    return realized ? ResolveRealizedBrush(document, *realized) : kNullBrush;
 }
 
-BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush) {
+BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush) {
     if (brush.kind == BrushKind::Solid) return brush.id = solid_id(brush.colour);
-    if (BrushId known = device.brushes.find(brush)) return brush.id = known;
-    ++device.statistics.brushes;
-    if (!device.pending.flush(device)) {
-        device.SetFailed();  // what was held back is lost
+    if (BrushId known = document.brushes.find(brush)) return brush.id = known;
+    ++document.statistics.brushes;
+    if (!document.pending.flush(document)) {
+        document.SetFailed();  // what was held back is lost
         return kNullBrush;
     }
-    brush.id = device.new_identifier(process_state().brush_ids);
-    if (!device.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
-    device.brushes.add(brush);
+    brush.id = document.new_identifier(process_state().brush_ids);
+    if (!document.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
+    document.brushes.add(brush);
     return brush.id;
 }
 
-BOOL realize_brush(PDEVICE& device, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch) {
+BOOL realize_brush(Document& document, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch) {
     BITMAPINFOHEADER header;
     const bool patterned =
         brush->iSolidColor == kNotSolid && hatch >= HS_DDI_MAX && pattern && describe_surface(*pattern, header);
@@ -191,7 +191,7 @@ BOOL realize_brush(PDEVICE& device, BRUSHOBJ* brush, const SURFOBJ* pattern, XLA
     auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvAllocRbrush(brush, size));
     if (!realized) return FALSE;
     std::memset(realized, 0, size);
-    if (patterned) return realize_pattern(device, *pattern, translation, *realized, room);
+    if (patterned) return realize_pattern(document, *pattern, translation, *realized, room);
     realize_colors(*brush, translation, hatch, *realized);
     return TRUE;
 }

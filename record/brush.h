@@ -6,7 +6,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // A stock brush, a solid colour, or the identifier of a definition earlier in the job.
 using BrushId = DWORD;
@@ -52,6 +52,7 @@ public:
     }
     ~BrushList() { clear(); }
 
+    bool any() const { return count_ != 0; }
     // The identifier of an equal brush, or kNoBrush. The definition that the brush names itself is compared first.
     BrushId find(const RealizedBrush& brush) const;
     // Keeps a copy; without memory for it the brush is not remembered.
@@ -80,12 +81,12 @@ private:
 };
 
 // The reference of an engine brush: kNullBrush for none, and when the brush cannot be introduced.
-BrushId ResolveBrush(PDEVICE& device, BRUSHOBJ* brush);
+BrushId ResolveBrush(Document& document, BRUSHOBJ* brush);
 // Introduces the brush with a record the first time it is seen in the job, and stores its identifier in it.
-BrushId ResolveRealizedBrush(PDEVICE& device, RealizedBrush& brush);
+BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush);
 
 // Fills the engine's memory for a brush. pattern: of a pattern brush, or null. FALSE when there is no memory to be had
 // and for patterns that cannot be converted or take more room than their surface suggests.
-BOOL realize_brush(PDEVICE& device, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch);
+BOOL realize_brush(Document& document, BRUSHOBJ* brush, const SURFOBJ* pattern, XLATEOBJ* translation, ULONG hatch);
 
 }  // namespace kv

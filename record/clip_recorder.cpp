@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/record_types.h"
 
 namespace kv {
@@ -19,17 +19,17 @@ using EnginePath = std::unique_ptr<PATHOBJ, PathDeleter>;
 
 // The captured path takes the place of the clip once; used up, it resets the clip. So does one of several parts: a clip
 // is one record, and half a clip would cut away what was to be seen.
-BOOL record_captured_path(PDEVICE& device) {
-    CapturedPath& path = *device.captured;
+BOOL record_captured_path(Document& document) {
+    CapturedPath& path = *document.captured;
     const PathView clip = path.whole();
     BOOL ok;
     if (clip.head.kind == PathKind::Path16 || clip.head.kind == PathKind::Path32) {
-        device.note_largest_entry(path.metrics().largest_entry);
-        ok = SetCurrentClip(device, clip);
+        document.note_largest_entry(path.metrics().largest_entry);
+        ok = SetCurrentClip(document, clip);
     } else {
-        ok = ResetClip(device);
+        ok = ResetClip(document);
     }
-    device.clipped_by_captured = ok;
+    document.clipped_by_captured = ok;
     if (ok) path.use_up();
     return ok;
 }
@@ -51,83 +51,83 @@ void encode_rect(const RECTL& rect, const RECTL* bounds, CallClip& call) {
     call.view = {{narrow ? PathKind::Rects16 : PathKind::Rects32, static_cast<DWORD>(out.size()), 0}, call.rect};
 }
 
-BOOL encode_region(PDEVICE& device, CLIPOBJ* clip, CallClip& call) {
+BOOL encode_region(Document& document, CLIPOBJ* clip, CallClip& call) {
     EnginePath path(CLIPOBJ_ppoGetPath(clip));
     if (!path) return FALSE;
     PathMetrics metrics = MeasurePath(path.get(), PathUse::Area);
-    PathBuffer& buffer = device.drawing_path;
-    if (!device.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
+    PathBuffer& buffer = document.drawing_path;
+    if (!document.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
     call.view = buffer.view();
     call.largest_entry = metrics.largest_entry;
     call.unchanged = buffer.head().length == 0;
     return TRUE;
 }
 
-BOOL encode_clip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds, CallClip& call) {
+BOOL encode_clip(Document& document, CLIPOBJ* clip, const RECTL* bounds, CallClip& call) {
     if (!clip || clip->iDComplexity == DC_TRIVIAL) return TRUE;
-    PathBuffer& cached = device.cached_clip;
+    PathBuffer& cached = document.cached_clip;
     if (clip->iUniq != 0 && cached && cached.head().identity == clip->iUniq) {
         call.view = cached.view();
-        call.largest_entry = device.cached_clip_entry;
+        call.largest_entry = document.cached_clip_entry;
         return TRUE;
     }
     if (clip->iDComplexity == DC_RECT) {
         encode_rect(clip->rclBounds, bounds, call);
         return TRUE;
     }
-    if (!encode_region(device, clip, call)) return FALSE;
+    if (!encode_region(document, clip, call)) return FALSE;
     if (call.view.head.length >= kCachedClipSize && clip->iUniq != 0) {
         call.view.head.identity = clip->iUniq;
-        if (cached.assign(call.view)) device.cached_clip_entry = call.largest_entry;
+        if (cached.assign(call.view)) document.cached_clip_entry = call.largest_entry;
     }
     return TRUE;
 }
 
 // Rectangle lists are written without their count.
-BOOL write_rects(PDEVICE& device, BYTE type, DWORD rect_size, const PathView& clip) {
+BOOL write_rects(Document& document, BYTE type, DWORD rect_size, const PathView& clip) {
     const DWORD count = (clip.head.length - kRectCountSize) / rect_size;
-    if (count == 0) return ResetClip(device);
-    device.statistics.largest_clip_rects = std::max(device.statistics.largest_clip_rects, count);
-    return device.WriteRecord(type, count * rect_size, clip.body + kRectCountSize);
+    if (count == 0) return ResetClip(document);
+    document.statistics.largest_clip_rects = std::max(document.statistics.largest_clip_rects, count);
+    return document.WriteRecord(type, count * rect_size, clip.body + kRectCountSize);
 }
 
-BOOL write_clip(PDEVICE& device, const PathView& clip) {
+BOOL write_clip(Document& document, const PathView& clip) {
     switch (clip.head.kind) {
         case PathKind::Path16:
-            return device.WriteRecord(kRecordClipPath16, clip.head.length, clip.body);
+            return document.WriteRecord(kRecordClipPath16, clip.head.length, clip.body);
         case PathKind::Path32:
-            return device.WriteRecord(kRecordClipPath32, clip.head.length, clip.body);
+            return document.WriteRecord(kRecordClipPath32, clip.head.length, clip.body);
         case PathKind::Rects16:
-            return write_rects(device, kRecordClipRects16, kRect16Size, clip);
+            return write_rects(document, kRecordClipRects16, kRect16Size, clip);
         case PathKind::Rects32:
-            return write_rects(device, kRecordClipRects32, kRect32Size, clip);
+            return write_rects(document, kRecordClipRects32, kRect32Size, clip);
         case PathKind::Empty:
             break;
     }
-    return ResetClip(device);
+    return ResetClip(document);
 }
 
 }  // namespace
 
-BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds) {
-    if (clip) device.captured = {};  // a real clip object ends the captured path
-    if (device.captured) return record_captured_path(device);
-    device.clipped_by_captured = false;
+BOOL RecordClip(Document& document, CLIPOBJ* clip, const RECTL* bounds) {
+    if (clip) document.captured = {};  // a real clip object ends the captured path
+    if (document.captured) return record_captured_path(document);
+    document.clipped_by_captured = false;
     CallClip call;
-    if (!encode_clip(device, clip, bounds, call)) return FALSE;
+    if (!encode_clip(document, clip, bounds, call)) return FALSE;
     if (call.unchanged) return TRUE;
-    device.note_largest_entry(call.largest_entry);
-    return SetCurrentClip(device, call.view);
+    document.note_largest_entry(call.largest_entry);
+    return SetCurrentClip(document, call.view);
 }
 
-BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept) {
+BOOL KeepClip(Document& document, CLIPOBJ* clip, KeptClip& kept) {
     if (clip && clip->iDComplexity == DC_RECT) {  // whether it is needed depends on what is drawn
         kept.kind = KeptClip::Kind::Rect;
         kept.rect = clip->rclBounds;
         return TRUE;
     }
     CallClip call;
-    if (!encode_clip(device, clip, nullptr, call)) return FALSE;
+    if (!encode_clip(document, clip, nullptr, call)) return FALSE;
     if (call.unchanged) kept.kind = KeptClip::Kind::Unchanged;
     if (call.view.head.length == 0) return TRUE;
     kept.kind = KeptClip::Kind::Path;
@@ -135,32 +135,32 @@ BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept) {
     return kept.path.reserve(call.view.head.length) && kept.path.assign(call.view);
 }
 
-BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept, const RECTL& bounds) {
+BOOL RecordKeptClip(Document& document, KeptClip& kept, const RECTL& bounds) {
     const bool captured =
-        device.clipped_by_captured && device.current_clip && device.current_clip.head().kind != PathKind::Empty;
+        document.clipped_by_captured && document.current_clip && document.current_clip.head().kind != PathKind::Empty;
     if (captured || kept.kind == KeptClip::Kind::Unchanged) return TRUE;
-    device.clipped_by_captured = false;
-    if (kept.kind == KeptClip::Kind::None) return ResetClip(device);
+    document.clipped_by_captured = false;
+    if (kept.kind == KeptClip::Kind::None) return ResetClip(document);
     if (kept.kind == KeptClip::Kind::Path) {
-        device.note_largest_entry(kept.largest_entry);
-        return SetCurrentClip(device, kept.path.view());
+        document.note_largest_entry(kept.largest_entry);
+        return SetCurrentClip(document, kept.path.view());
     }
     CallClip call;
     encode_rect(kept.rect, &bounds, call);
-    return SetCurrentClip(device, call.view);
+    return SetCurrentClip(document, call.view);
 }
 
-BOOL SetCurrentClip(PDEVICE& device, const PathView& clip) {
-    if (clip.head.kind == PathKind::Empty) return ResetClip(device);
-    if (!device.current_clip) return FALSE;
-    if (clip.same_shape(device.current_clip.view())) return TRUE;
-    return device.reserve_paths(clip.head.length) && write_clip(device, clip) && device.current_clip.assign(clip);
+BOOL SetCurrentClip(Document& document, const PathView& clip) {
+    if (clip.head.kind == PathKind::Empty) return ResetClip(document);
+    if (!document.current_clip) return FALSE;
+    if (clip.same_shape(document.current_clip.view())) return TRUE;
+    return document.reserve_paths(clip.head.length) && write_clip(document, clip) && document.current_clip.assign(clip);
 }
 
-BOOL ResetClip(PDEVICE& device) {
-    if (!device.current_clip || device.current_clip.head().kind == PathKind::Empty) return TRUE;
-    device.current_clip.clear_head();
-    return device.WriteEmptyRecord(kRecordClipReset);
+BOOL ResetClip(Document& document) {
+    if (!document.current_clip || document.current_clip.head().kind == PathKind::Empty) return TRUE;
+    document.current_clip.clear_head();
+    return document.WriteEmptyRecord(kRecordClipReset);
 }
 
 }  // namespace kv

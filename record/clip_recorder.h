@@ -6,13 +6,13 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // bounds: what the caller is about to draw, device pixels, or null. FALSE when a write failed, memory is out or
 // the engine has no path of a complex clip.
-BOOL RecordClip(PDEVICE& device, CLIPOBJ* clip, const RECTL* bounds);
-BOOL SetCurrentClip(PDEVICE& device, const PathView& clip);
-BOOL ResetClip(PDEVICE& device);
+BOOL RecordClip(Document& document, CLIPOBJ* clip, const RECTL* bounds);
+BOOL SetCurrentClip(Document& document, const PathView& clip);
+BOOL ResetClip(Document& document);
 
 // The clip of a call that draws later.
 struct KeptClip {
@@ -22,8 +22,8 @@ struct KeptClip {
     DWORD largest_entry = 0;
 };
 // FALSE when memory is out or the engine has no path of a complex clip.
-BOOL KeepClip(PDEVICE& device, CLIPOBJ* clip, KeptClip& kept);
+BOOL KeepClip(Document& document, CLIPOBJ* clip, KeptClip& kept);
 // Makes it current for what is drawn within the bounds, unless a captured path is the clip.
-BOOL RecordKeptClip(PDEVICE& device, KeptClip& kept, const RECTL& bounds);
+BOOL RecordKeptClip(Document& document, KeptClip& kept, const RECTL& bounds);
 
 }  // namespace kv

@@ -1,6 +1,6 @@
 #include "record/deflate_stream.h"
 
-#include "driver/pdevice.h"
+#include "record/job_stream.h"
 
 namespace kv {
 namespace {
@@ -31,30 +31,30 @@ BOOL DeflateStream::begin() {
     return ready_;
 }
 
-BOOL DeflateStream::drain(PDEVICE& device) {
+BOOL DeflateStream::drain(JobStream& job) {
     DWORD full = kBufferSize - stream_.avail_out;
     stream_.next_out = buffer_;
     stream_.avail_out = kBufferSize;
-    return full == 0 || device.write_to_file(buffer_, full);
+    return full == 0 || job.write_to_file(buffer_, full);
 }
 
-BOOL DeflateStream::write(PDEVICE& device, const void* data, DWORD length) {
+BOOL DeflateStream::write(JobStream& job, const void* data, DWORD length) {
     stream_.next_in = static_cast<Bytef*>(const_cast<void*>(data));
     stream_.avail_in = length;
     while (stream_.avail_in > 0) {
         if (deflate(&stream_, Z_NO_FLUSH) != Z_OK) return FALSE;
-        if (stream_.avail_out == 0 && !drain(device)) return FALSE;
+        if (stream_.avail_out == 0 && !drain(job)) return FALSE;
     }
     return TRUE;
 }
 
-BOOL DeflateStream::finish(PDEVICE& device) {
+BOOL DeflateStream::finish(JobStream& job) {
     stream_.next_in = nullptr;
     stream_.avail_in = 0;
     for (;;) {
         int result = deflate(&stream_, Z_FINISH);
         if (result != Z_OK && result != Z_STREAM_END) return FALSE;
-        if (!drain(device)) return FALSE;
+        if (!drain(job)) return FALSE;
         if (result == Z_STREAM_END) return TRUE;
     }
 }

@@ -7,7 +7,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct JobStream;
 
 class DeflateStream {
 public:
@@ -19,14 +19,14 @@ public:
     // Begins a record. FALSE when memory is out.
     BOOL begin();
     // What is compressed goes to the device's job file as the buffer fills.
-    BOOL write(PDEVICE& device, const void* data, DWORD length);
-    BOOL finish(PDEVICE& device);
+    BOOL write(JobStream& job, const void* data, DWORD length);
+    BOOL finish(JobStream& job);
 
     DWORD total_out() const { return static_cast<DWORD>(stream_.total_out); }
     DWORD total_in() const { return static_cast<DWORD>(stream_.total_in); }
 
 private:
-    BOOL drain(PDEVICE& device);
+    BOOL drain(JobStream& job);
 
     static constexpr DWORD kBufferSize = 16384;
     z_stream stream_ = {};

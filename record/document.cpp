@@ -1,12 +1,14 @@
 // The life of a document: its job file from the first record to the hand-over.
 
+#include "record/document.h"
+
 #include <algorithm>
 
 #include "dispatch/launch.h"
 #include "dispatch/product_file.h"
-#include "driver/pdevice.h"
 #include "platform/guarded_call.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
@@ -78,8 +80,27 @@ bool is_null_port(const PathText& port) {
 
 }  // namespace
 
-BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
+DocumentPhase Document::phase() const {
+    if (failed) return DocumentPhase::Failed;
+    if (!document_open) return DocumentPhase::None;
+    return page_start != 0 ? DocumentPhase::InPage : DocumentPhase::Open;
+}
+
+void Document::check_invariants() const {
+    constexpr DWORD kFirstPage = 16;  // behind magic, header and document start
+    KV_ASSERT(signature == kDeviceSignature);
+    KV_ASSERT(page_start == 0 || (document_open && page_start > kFirstPage && page_start <= position));
+    KV_ASSERT(!document_open || failed || job);
+    KV_ASSERT(document_open || (page_start == 0 && !pages.first() && !brushes.any() && !attached.first()));
+    KV_ASSERT(!compressing || failed);
+    KV_ASSERT(!pending.is_pending() || failed || page_start != 0);
+    KV_ASSERT(path_depth >= 0);
+    KV_ASSERT((failed != 0) == (cause.step != nullptr));
+}
+
+BOOL Document::StartDocW(const WCHAR* name, DWORD id) {
     failed = 0;  // of a document that did not start
+    cause = {};
     start_tick = GetTickCount();
     document_name.assign(name ? name : TEXT(""));
     if (announce_document(id)) {
@@ -101,7 +122,7 @@ BOOL PDEVICE::StartDocW(const WCHAR* name, DWORD id) {
 }
 
 // Tells the dispatcher where one is installed; without it the document is recorded all the same.
-BOOL PDEVICE::announce_document(DWORD id) {
+BOOL Document::announce_document(DWORD id) {
     if (!dispatcher) {
         PathText program;
         if (!FindProductFile(process_state().print_environment, kDispatcherProgram, program)) {
@@ -116,7 +137,7 @@ BOOL PDEVICE::announce_document(DWORD id) {
     return dispatcher->StartDoc({printer, printer_name.c_str(), settings, id, document_name.c_str()});
 }
 
-BOOL PDEVICE::create_job_file() {
+BOOL Document::create_job_file() {
     constexpr int kFirstLevelWithOwnPath = 5;
     PathText path;
     const bool given = dispatcher && process_state().os_level < kFirstLevelWithOwnPath && dispatcher->GetJobPath(path);
@@ -132,7 +153,7 @@ BOOL PDEVICE::create_job_file() {
     return FALSE;
 }
 
-BOOL PDEVICE::write_document_start() {
+BOOL Document::write_document_start() {
     position = 0;
     statistics.largest_record = 0;
     portrait_marks = landscape_marks = kEmptyRect;
@@ -145,7 +166,7 @@ BOOL PDEVICE::write_document_start() {
            WriteEmptyRecord(kRecordDocumentStart);
 }
 
-void PDEVICE::EndDocument() {
+void Document::EndDocument() {
     const WORD compression = settings.kv.Compression;
     bool complete = false;
     DWORD recorded_pages = 0;
@@ -163,7 +184,7 @@ void PDEVICE::EndDocument() {
 }
 
 // Each step in a guard of its own: what one of them stumbles over does not keep the others from being done.
-void PDEVICE::discard_document() {
+void Document::discard_document() {
     guarded_call([&] { close_job(false, 0); });
     static_cast<void>(job.release());  // where it could not even be closed
     guarded_call([&] {
@@ -171,11 +192,12 @@ void PDEVICE::discard_document() {
     });
     guarded_call([&] { reset_document(); });
     job_id = failed = document_open = page_start = 0;
+    cause = {};
 }
 
 // Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it; what
 // is printed to the null port is for nobody.
-PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
+PathText Document::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
     if (complete && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) complete = copy_to_spooler();
@@ -188,11 +210,12 @@ PathText PDEVICE::close_job(bool complete, DWORD recorded_pages) {
 }
 
 // What cannot stumble comes first.
-void PDEVICE::reset_document() {
+void Document::reset_document() {
     document_flags = 0;
     statistics = {};
     page_count = 0;
     failed = document_open = page_start = 0;
+    cause = {};
     position = tail_used = 0;
     compressing = false;
     path_depth = 0;
@@ -207,7 +230,7 @@ void PDEVICE::reset_document() {
     forget_paths();
 }
 
-void PDEVICE::forget_paths() {
+void PathState::forget_paths() {
     path_depth = 0;
     clipped_by_captured = false;
     captured = {};
@@ -216,7 +239,7 @@ void PDEVICE::forget_paths() {
 
 // A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller. FALSE when the
 // file itself is not whole: nothing of it is sent then.
-BOOL PDEVICE::copy_to_spooler() {
+BOOL Document::copy_to_spooler() {
     constexpr LONG kLargest = 32768;
     if (!job->Flush()) return FALSE;
     job->SetEndOfFile();  // nothing lies behind the end but what was there before

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <optional>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
 
@@ -105,8 +105,8 @@ bool paints_white(BYTE rop2, BrushId brush) { return painted_colour(rop2, brush)
 
 }  // namespace
 
-BOOL WriteDrawState(PDEVICE& device, const DrawAttrs& attrs) {
-    StateUpdate update(attrs, device.draw_state);
+BOOL WriteDrawState(Document& document, const DrawAttrs& attrs) {
+    StateUpdate update(attrs, document.draw_state);
     update.field(kAttrEndCap, &DrawAttrs::end_cap);
     update.field(kAttrJoin, &DrawAttrs::join);
     update.field(kAttrMiter, &DrawAttrs::miter_limit);
@@ -122,15 +122,15 @@ BOOL WriteDrawState(PDEVICE& device, const DrawAttrs& attrs) {
     const WORD changed = update.finish();
     if (!changed) return TRUE;
 
-    const DrawAttrs& state = device.draw_state;
+    const DrawAttrs& state = document.draw_state;
     if (((changed & kAttrStrokeRop) && reads_destination(ternary_of(state.stroke_rop))) ||
         ((changed & kAttrFillRop) && reads_destination(ternary_of(state.fill_rop)))) {
-        device.mark_page(kPageReadsDestination);
+        document.mark_page(kPageReadsDestination);
     }
     BYTE body[2 + sizeof(DrawAttrs)];
     ByteWriter out(body);
     put_state(out, changed, state);
-    return device.WriteRecord(kRecordDrawState, static_cast<DWORD>(out.size()), out.data());
+    return document.WriteRecord(kRecordDrawState, static_cast<DWORD>(out.size()), out.data());
 }
 
 bool StyleDrawsSomething(const DrawAttrs& attrs) {

@@ -49,7 +49,7 @@ struct DrawAttrs {
 void SetLineAttrs(const LINEATTRS& line, XFORMOBJ* transform, DrawAttrs& attrs);
 
 // Writes what differs from the device's current state, and makes it current. FALSE when a write failed.
-BOOL WriteDrawState(PDEVICE& device, const DrawAttrs& attrs);
+BOOL WriteDrawState(Document& document, const DrawAttrs& attrs);
 
 // Which operation a stroke is drawn with: its own, or in a stroke-and-fill call the fill's.
 enum class StrokeMix { Own, Fill };

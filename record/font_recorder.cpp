@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstring>
 
-#include "driver/pdevice.h"
 #include "fonts/font_names.h"
 #include "fonts/ifi_metrics.h"
 #include "fonts/process_fonts.h"
+#include "record/document.h"
 #include "record/record_types.h"
 #include "record/text_layout.h"
 #include "support/little_endian.h"
@@ -43,10 +43,10 @@ void set_style(LOGFONTW& font, const FONTOBJ& object, const IFIMETRICS& metrics)
 }
 
 // Nobody is told when this fails: it serves those who look at the files.
-void capture(const PDEVICE& device, std::span<const BYTE> file) {
+void capture(const Document& document, std::span<const BYTE> file) {
     PathText folder, path;
     WCHAR name[16];
-    format_text(name, std::size(name), TEXT("%08x.ttf"), device.position);
+    format_text(name, std::size(name), TEXT("%08x.ttf"), document.position);
     if (!GetTempFolder(folder)) return;
     JoinPath(folder.c_str(), name, path);
     const HANDLE out =
@@ -58,11 +58,11 @@ void capture(const PDEVICE& device, std::span<const BYTE> file) {
 }
 
 // Whether the job carries the font's file.
-bool decide_embedding(const PDEVICE& device, const EngineFont& font, bool installed) {
+bool decide_embedding(const Document& document, const EngineFont& font, bool installed) {
     CRegKey key;
     open_product_key(key, HKEY_CURRENT_USER);
     if (key.ReadDword(TEXT("CaptureFonts"), 0)) {
-        capture(device, font.file);
+        capture(document, font.file);
         return true;
     }
     if (key.ReadDword(TEXT("EmbedFonts"), 0)) return true;
@@ -70,11 +70,11 @@ bool decide_embedding(const PDEVICE& device, const EngineFont& font, bool instal
 }
 
 // The file of a font that is to be embedded may not be there: the text keeps its font's name then.
-ObjectPtr<RealizedFont> realize(PDEVICE& device, EngineFont font) {
+ObjectPtr<RealizedFont> realize(Document& document, EngineFont font) {
     ObjectPtr<RealizedFont> realized(make_object<RealizedFont>());
     if (!realized) return nullptr;
     font.transform = realized->transform = cleaned(font.transform);
-    realized->font = BuildFontLogFont(device, font);
+    realized->font = BuildFontLogFont(document, font);
     if (font.file.empty()) realized->font.lfClipPrecision = plain_clip_precision(*font.metrics);
     realized->layout = make_text_layout(font.object, *font.metrics, font.transform, realized->font.lfEscapement);
     const auto size = static_cast<DWORD>(font.file.size());
@@ -114,38 +114,38 @@ FontList::Definition definition_of(const RealizedFont& realized, const FontIdent
 }
 
 // What is held back comes first. When it cannot be written it is lost, and the document with it.
-BOOL flush_held(PDEVICE& device) {
-    if (device.pending.flush(device)) return TRUE;
-    device.SetFailed();
+BOOL flush_held(Document& document) {
+    if (document.pending.flush(document)) return TRUE;
+    document.SetFailed();
     return FALSE;
 }
 
-BOOL write_definition(PDEVICE& device, RealizedFont& realized, const LOGFONTW& font) {
-    ++device.statistics.fonts;
-    if (!flush_held(device)) return FALSE;
-    realized.id = device.new_identifier(process_state().font_ids);
+BOOL write_definition(Document& document, RealizedFont& realized, const LOGFONTW& font) {
+    ++document.statistics.fonts;
+    if (!flush_held(document)) return FALSE;
+    realized.id = document.new_identifier(process_state().font_ids);
     BYTE body[4 + sizeof font];
     ByteWriter out(body);
     out.u32(realized.id);
     out.bytes(&font, sizeof font);
-    return device.WriteRecord(kRecordFont, sizeof body, body);
+    return document.WriteRecord(kRecordFont, sizeof body, body);
 }
 
 // Finds the definition in the job, or writes it. The file comes first: fonts of different files may bear one name.
-BOOL define(PDEVICE& device, RealizedFont& realized, std::span<const BYTE> file) {
+BOOL define(Document& document, RealizedFont& realized, std::span<const BYTE> file) {
     const FontIdentity* entry = nullptr;
     if (realized.identity) {
-        entry = device.font_files.find(*realized.identity);
-        if (!entry || !entry->file_id) entry = EmbedFontFile(device, file, *realized.identity);
+        entry = document.font_files.find(*realized.identity);
+        if (!entry || !entry->file_id) entry = EmbedFontFile(document, file, *realized.identity);
         if (!entry) return FALSE;
     }
     const FontList::Definition definition = definition_of(realized, entry);
-    if (const DWORD known = device.fonts.find(definition)) {
+    if (const DWORD known = document.fonts.find(definition)) {
         realized.id = known;
         return TRUE;
     }
-    if (!write_definition(device, realized, definition.font)) return FALSE;
-    device.fonts.add(realized.id, definition);
+    if (!write_definition(document, realized, definition.font)) return FALSE;
+    document.fonts.add(realized.id, definition);
     return TRUE;
 }
 
@@ -160,19 +160,19 @@ XFORML cleaned(XFORML transform) {
     return transform;
 }
 
-RealizedFont* GetFontRecord(PDEVICE& device, const EngineFont& font) {
-    if (!font.object->pvConsumer) font.object->pvConsumer = realize(device, font).release();
+RealizedFont* GetFontRecord(Document& document, const EngineFont& font) {
+    if (!font.object->pvConsumer) font.object->pvConsumer = realize(document, font).release();
     auto* realized = static_cast<RealizedFont*>(font.object->pvConsumer);
     if (!realized) return nullptr;
-    const DWORD document = device.fonts.document();
-    if (realized->job_stamp == device.job_id && realized->document == document) return realized;
-    if (!define(device, *realized, font.file)) return nullptr;
-    realized->job_stamp = device.job_id;
-    realized->document = document;
+    const DWORD which = document.fonts.document();
+    if (realized->job_stamp == document.job_id && realized->document == which) return realized;
+    if (!define(document, *realized, font.file)) return nullptr;
+    realized->job_stamp = document.job_id;
+    realized->document = which;
     return realized;
 }
 
-LOGFONTW BuildFontLogFont(PDEVICE& device, const EngineFont& font) {
+LOGFONTW BuildFontLogFont(Document& document, const EngineFont& font) {
     const IFIMETRICS& metrics = *font.metrics;
     const WCHAR* family = family_name(metrics);
     FamilyText installed;
@@ -184,27 +184,27 @@ LOGFONTW BuildFontLogFont(PDEVICE& device, const EngineFont& font) {
     result.lfOutPrecision = metrics.flInfo & FM_INFO_TECH_TRUETYPE ? 7 : 0;
     result.lfQuality = 2;
     result.lfClipPrecision =
-        decide_embedding(device, font, found) ? BYTE{kClipEmbedded} : plain_clip_precision(metrics);
+        decide_embedding(document, font, found) ? BYTE{kClipEmbedded} : plain_clip_precision(metrics);
     return result;
 }
 
-FontIdentity* EmbedFontFile(PDEVICE& device, std::span<const BYTE> file, const FontIdentity& identity) {
+FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity) {
     constexpr DWORD kHead = 8;
     if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) return nullptr;
-    FontIdentity* entry = device.font_files.find(identity);
-    if (!entry) entry = device.font_files.add(identity);
+    FontIdentity* entry = document.font_files.find(identity);
+    if (!entry) entry = document.font_files.add(identity);
     if (!entry || entry->file_id) return entry;
-    ++device.statistics.font_files;
-    if (!flush_held(device)) return nullptr;
-    entry->file_id = device.new_identifier(process_state().font_file_ids);
+    ++document.statistics.font_files;
+    if (!flush_held(document)) return nullptr;
+    entry->file_id = document.new_identifier(process_state().font_file_ids);
     const auto size = static_cast<DWORD>(file.size());
     BYTE head[kHead];
     ByteWriter out(head);
     out.u32(entry->file_id);
     out.u32(size);
-    const BOOL written = device.BeginRecord(kRecordFontFile, size + kHead, TRUE) &&
-                         device.WriteBytes(head, sizeof head) && device.WriteBytes(file.data(), size) &&
-                         device.EndRecord();
+    const BOOL written = document.BeginRecord(kRecordFontFile, size + kHead, TRUE) &&
+                         document.WriteBytes(head, sizeof head) && document.WriteBytes(file.data(), size) &&
+                         document.EndRecord();
     return written ? entry : nullptr;
 }
 

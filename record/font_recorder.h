@@ -7,7 +7,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // A font as the engine has it at a call. The file is empty when there is none; it is read, never written.
 struct EngineFont {
@@ -19,15 +19,15 @@ struct EngineFont {
 
 // What the driver keeps on the font, built at the first call, with its definition in the job. Null when it cannot be
 // built, its file not be embedded or its definition not be written.
-RealizedFont* GetFontRecord(PDEVICE& device, const EngineFont& font);
+RealizedFont* GetFontRecord(Document& document, const EngineFont& font);
 
 // The logical font of a definition; the transform is clean. Writes the file into the temporary folder when the
 // settings say so.
-LOGFONTW BuildFontLogFont(PDEVICE& device, const EngineFont& font);
+LOGFONTW BuildFontLogFont(Document& document, const EngineFont& font);
 
 // The job's entry of the font file, written when it is the first time. Null without bytes, when memory is out and when
 // the write fails.
-FontIdentity* EmbedFontFile(PDEVICE& device, std::span<const BYTE> file, const FontIdentity& identity);
+FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity);
 
 // Entries that are 0 but for rounding are 0.
 XFORML cleaned(XFORML transform);

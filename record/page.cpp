@@ -1,6 +1,6 @@
 // The pages of a document.
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/record_types.h"
 #include "settings/page_size.h"
 #include "support/little_endian.h"
@@ -24,7 +24,16 @@ bool lists_tray(const CGlobalObj& trays, WORD tray) {
 
 }  // namespace
 
-BOOL PDEVICE::note_paper_tray(WORD tray) {
+void AddInk(Pages& pages, const RECTL& rect) {
+    const RECTL inked = intersection(normalized(rect), pages.surface_rect);
+    if (!is_empty(inked)) pages.page_marks = union_of(pages.page_marks, inked);
+}
+
+void Pages::mark_page(BYTE flag) {
+    if (PageEntry* page = pages.current()) page->flags = static_cast<BYTE>(page->flags | flag);
+}
+
+BOOL Pages::note_paper_tray(WORD tray) {
     if (!trays) {
         constexpr DWORD kStep = 1024;
         trays.reset(make_object<CGlobalObj>());
@@ -33,7 +42,7 @@ BOOL PDEVICE::note_paper_tray(WORD tray) {
     return lists_tray(*trays, tray) || trays->append(&tray, sizeof tray);
 }
 
-BOOL PDEVICE::write_page_start() {
+BOOL Document::write_page_start() {
     const bool named_tray = (settings.dmFields & DM_DEFAULTSOURCE) && settings.dmDefaultSource >= kFirstNamedTray;
     if (!named_tray) return WriteEmptyRecord(kRecordPageStart);
     const WORD tray = static_cast<WORD>(settings.dmDefaultSource);
@@ -47,7 +56,7 @@ BOOL PDEVICE::write_page_start() {
     return WriteRecord(kRecordPageStartWithData, sizeof body, body);
 }
 
-BOOL PDEVICE::StartPage() {
+BOOL Document::StartPage() {
     if (page_start != 0 && !EndPage()) return FALSE;
     PageEntry* page = pages.add();
     if (!page) {
@@ -80,7 +89,7 @@ BOOL PDEVICE::StartPage() {
     return TRUE;
 }
 
-BOOL PDEVICE::EndPage() {
+BOOL Document::EndPage() {
     BOOL ok = pending.flush(*this);
     if (ok) {
         ++page_count;

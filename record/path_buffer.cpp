@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "record/path_state.h"
+
 namespace kv {
 
 bool PathView::same_shape(const PathView& other) const {
@@ -36,6 +38,10 @@ BOOL PathBuffer::assign(const PathView& source) {
     head() = source.head;
     if (source.head.length > 0) std::memmove(body().data(), source.body, source.head.length);
     return TRUE;
+}
+
+BOOL PathState::reserve_paths(uint64_t body_bytes) {
+    return drawing_path.reserve(body_bytes) && current_clip.reserve(body_bytes) && cached_clip.reserve(body_bytes);
 }
 
 }  // namespace kv

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "driver/pdevice.h"
 #include "record/clip_recorder.h"
+#include "record/document.h"
 #include "record/path_recorder.h"
 #include "support/little_endian.h"
 
@@ -57,13 +57,13 @@ void set_pen(const PathInfo& info, DrawAttrs& attrs) {
     attrs.style_mask = info.pen_style < std::size(kGaps) ? kGaps[info.pen_style] : BYTE{0};
 }
 
-DrawAttrs make_attrs(PDEVICE& device, const PathInfo& info) {
+DrawAttrs make_attrs(Document& document, const PathInfo& info) {
     DrawAttrs attrs;
     attrs.presence = kAttrFillMode;
     attrs.fill_mode = info.fill_mode == kFillAlternate ? kFillAlternate : kFillWinding;
     if (info.has_pen()) {
         RealizedBrush pen = {kNoBrush, BrushKind::Solid, info.pen_colour, 0, 0};
-        attrs.stroke_brush = ResolveRealizedBrush(device, pen);
+        attrs.stroke_brush = ResolveRealizedBrush(document, pen);
         set_pen(info, attrs);
     }
     if (info.has_brush()) {
@@ -71,7 +71,7 @@ DrawAttrs make_attrs(PDEVICE& device, const PathInfo& info) {
         RealizedBrush brush = {kNoBrush, BrushKind::Solid, info.brush_colour, 0, 0};
         if (hatched) brush = {kNoBrush, BrushKind::Hatched, info.brush_colour, info.hatch, kWhite};
         attrs.presence |= kAttrFillBrush | kAttrFillRop;
-        attrs.fill_brush = ResolveRealizedBrush(device, brush);
+        attrs.fill_brush = ResolveRealizedBrush(document, brush);
     }
     return attrs;
 }
@@ -83,52 +83,52 @@ BYTE record_type(const PathInfo& info, bool wide) {
     return static_cast<BYTE>(wide ? type + kWidePathStep : type);
 }
 
-BOOL render(PDEVICE& device, CapturedPath& captured, const PathInfo& info) {
+BOOL render(Document& document, CapturedPath& captured, const PathInfo& info) {
     close_figure(captured, info.render_mode == kClosed);
-    const DrawAttrs attrs = make_attrs(device, info);
-    if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
+    const DrawAttrs attrs = make_attrs(document, info);
+    if (is_page_blank(document) && draws_only_white(attrs)) return TRUE;
     const BYTE type = record_type(info, captured.is_wide());
     const RECTL drawn = drawn_bounds(captured.metrics().bounds, info.has_pen(), attrs);
-    BOOL ok = RecordKeptClip(device, captured.clip, drawn) && WriteDrawState(device, attrs);
+    BOOL ok = RecordKeptClip(document, captured.clip, drawn) && WriteDrawState(document, attrs);
     captured.for_each_part(
-        [&](const PathView& part) { ok = ok && device.WriteRecord(type, part.head.length, part.body); });
+        [&](const PathView& part) { ok = ok && document.WriteRecord(type, part.head.length, part.body); });
     if (!ok) return FALSE;
-    AddInk(device, captured.metrics().bounds);
-    device.note_largest_entry(captured.metrics().largest_entry);
+    AddInk(document, captured.metrics().bounds);
+    document.note_largest_entry(captured.metrics().largest_entry);
     return TRUE;
 }
 
 }  // namespace
 
-void begin_path(PDEVICE& device) {
-    if (device.path_depth < 0x7FFFFFFF) ++device.path_depth;
+void begin_path(Document& document) {
+    if (document.path_depth < 0x7FFFFFFF) ++document.path_depth;
 }
 
-BOOL clip_to_path(PDEVICE& device, WORD mode) {
+BOOL clip_to_path(Document& document, WORD mode) {
     switch (mode) {
         case kClipSave:
-            return device.saved_paths.push(device.captured);
+            return document.saved_paths.push(document.captured);
         case kClipRestore:
-            return device.saved_paths.pop(device.captured);
+            return document.saved_paths.pop(document.captured);
         case kClipInclusive:
             // Outside a page no clip is set anyhow, and a path waits for the next one.
-            if (device.page_start == 0) return !has_content(device.captured);
-            return RecordClip(device, nullptr, nullptr);
+            if (document.page_start == 0) return !has_content(document.captured);
+            return RecordClip(document, nullptr, nullptr);
         default:
             return FALSE;
     }
 }
 
-BOOL end_path(PDEVICE& device, const BYTE* bytes, ULONG size) {
-    if (device.path_depth > 0) --device.path_depth;
-    if (size < kPathInfoSize || !bytes || !device.captured) return FALSE;
-    const CapturedPathRef path = std::exchange(device.captured, {});
+BOOL end_path(Document& document, const BYTE* bytes, ULONG size) {
+    if (document.path_depth > 0) --document.path_depth;
+    if (size < kPathInfoSize || !bytes || !document.captured) return FALSE;
+    const CapturedPathRef path = std::exchange(document.captured, {});
     const PathInfo info = read_info(bytes, size);
     if (info.render_mode == kNoDisplay) return TRUE;
     if (info.render_mode != kOpen && info.render_mode != kClosed) return FALSE;
     if (!info.has_pen() && !info.has_brush()) return TRUE;
     // A path that was used up as a clip is none.
-    return has_content(path) && device.page_start != 0 && render(device, *path, info);
+    return has_content(path) && document.page_start != 0 && render(document, *path, info);
 }
 
 }  // namespace kv

@@ -3,25 +3,25 @@
 #include <algorithm>
 #include <cmath>
 
-#include "driver/pdevice.h"
 #include "record/clip_recorder.h"
+#include "record/document.h"
 
 namespace kv {
 namespace {
 
 constexpr BYTE kNothing = 0;
 
-BOOL capture_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip) {
+BOOL capture_path(Document& document, PATHOBJ* path, CLIPOBJ* clip) {
     CapturedPathRef captured(make_object<CapturedPath>());
     if (!captured || !captured->capture(path)) return FALSE;
     if (captured->is_empty()) return TRUE;
-    device.note_largest_entry(captured->metrics().largest_entry);
-    if (!KeepClip(device, clip, captured->clip)) return FALSE;
-    device.captured = std::move(captured);
+    document.note_largest_entry(captured->metrics().largest_entry);
+    if (!KeepClip(document, clip, captured->clip)) return FALSE;
+    document.captured = std::move(captured);
     return TRUE;
 }
 
-void set_stroke(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
+void set_stroke(Document& document, PathDrawing& drawing, DrawAttrs& attrs) {
     if (drawing.stroke_mix == R2_NOP) {
         drawing.stroke_brush = nullptr;
         drawing.line = nullptr;
@@ -30,13 +30,13 @@ void set_stroke(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
     }
     if (drawing.stroke_brush) {
         attrs.presence |= kAttrStrokeBrush | kAttrStrokeRop;
-        attrs.stroke_brush = ResolveBrush(device, drawing.stroke_brush);
+        attrs.stroke_brush = ResolveBrush(document, drawing.stroke_brush);
         attrs.stroke_rop = drawing.stroke_mix;
     }
     if (drawing.line) SetLineAttrs(*drawing.line, drawing.transform, attrs);
 }
 
-void set_fill(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
+void set_fill(Document& document, PathDrawing& drawing, DrawAttrs& attrs) {
     if (drawing.fill_mix == R2_NOP) {
         drawing.fill_brush = nullptr;
         if (drawing.record_type == kRecordStrokeAndFillPath16) drawing.record_type = kRecordStrokePath16;
@@ -44,7 +44,7 @@ void set_fill(PDEVICE& device, PathDrawing& drawing, DrawAttrs& attrs) {
     }
     if (!drawing.fill_brush) return;
     attrs.presence |= kAttrFillBrush | kAttrFillRop | kAttrFillMode;
-    attrs.fill_brush = ResolveBrush(device, drawing.fill_brush);
+    attrs.fill_brush = ResolveBrush(document, drawing.fill_brush);
     attrs.fill_rop = drawing.fill_mix;
     attrs.fill_mode = (drawing.fill_options & FP_ALTERNATEMODE) ? kFillAlternate : kFillWinding;
 }
@@ -68,33 +68,33 @@ BYTE visible_type(BYTE type, const DrawAttrs& attrs) {
 // The parts of lines that are too many for one record are paths of their own.
 class PartRecords : public PathParts {
 public:
-    PartRecords(PDEVICE& device, BYTE type) : device_(device), type_(type) {}
-    BOOL add(const PathView& part) override { return device_.WriteRecord(type_, part.head.length, part.body); }
+    PartRecords(Document& document, BYTE type) : document_(document), type_(type) {}
+    BOOL add(const PathView& part) override { return document_.WriteRecord(type_, part.head.length, part.body); }
 
 private:
-    PDEVICE& device_;
+    Document& document_;
     BYTE type_;
 };
 
-BOOL record_visible_path(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
+BOOL record_visible_path(Document& document, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
     const bool strokes = type != kRecordFillPath16;
     PathMetrics metrics = MeasurePath(path, strokes ? PathUse::Lines : PathUse::Area);
     if (metrics.joined && type == kRecordStrokeAndFillPath16) {
-        return record_visible_path(device, path, clip, kRecordFillPath16, attrs) &&
-               record_visible_path(device, path, clip, kRecordStrokePath16, attrs);
+        return record_visible_path(document, path, clip, kRecordFillPath16, attrs) &&
+               record_visible_path(document, path, clip, kRecordStrokePath16, attrs);
     }
     if (metrics.wide) type = static_cast<BYTE>(type + kWidePathStep);
     const RECTL drawn = drawn_bounds(metrics.bounds, strokes, attrs);
-    PartRecords parts(device, type);
-    if (!device.reserve_paths(metrics.size32) || !RecordClip(device, clip, &drawn) || !WriteDrawState(device, attrs) ||
-        !EncodePath(path, device.drawing_path, metrics, &parts)) {
+    PartRecords parts(document, type);
+    if (!document.reserve_paths(metrics.size32) || !RecordClip(document, clip, &drawn) ||
+        !WriteDrawState(document, attrs) || !EncodePath(path, document.drawing_path, metrics, &parts)) {
         return FALSE;
     }
-    const DWORD length = device.drawing_path.head().length;
+    const DWORD length = document.drawing_path.head().length;
     if (length == 0) return TRUE;
-    AddInk(device, metrics.bounds);
-    device.note_largest_entry(metrics.largest_entry);
-    return device.WriteRecord(type, length, device.drawing_path.body().data());
+    AddInk(document, metrics.bounds);
+    document.note_largest_entry(metrics.largest_entry);
+    return document.WriteRecord(type, length, document.drawing_path.body().data());
 }
 
 }  // namespace
@@ -112,24 +112,19 @@ RECTL drawn_bounds(const RECTL& path, bool strokes, const DrawAttrs& attrs) {
             moved(path.bottom, reach + 1)};
 }
 
-void AddInk(PDEVICE& device, const RECTL& rect) {
-    RECTL inked = intersection(normalized(rect), device.surface_rect);
-    if (!is_empty(inked)) device.page_marks = union_of(device.page_marks, inked);
-}
+bool is_page_blank(const Document& document) { return is_empty(document.page_marks) && !document.pending.is_pending(); }
 
-bool is_page_blank(const PDEVICE& device) { return is_empty(device.page_marks) && !device.pending.is_pending(); }
-
-BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing) {
-    if (device.path_depth != 0) return capture_path(device, path, clip);
+BOOL RecordPath(Document& document, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing) {
+    if (document.path_depth != 0) return capture_path(document, path, clip);
     DrawAttrs attrs;
-    set_stroke(device, drawing, attrs);
-    set_fill(device, drawing, attrs);
+    set_stroke(document, drawing, attrs);
+    set_fill(document, drawing, attrs);
     if (!drawing.stroke_brush && !drawing.line && !drawing.fill_brush) return TRUE;
 
     const BYTE type = visible_type(drawing.record_type, attrs);
     if (type == kNothing) return TRUE;
-    if (is_page_blank(device) && draws_only_white(attrs)) return TRUE;
-    return record_visible_path(device, path, clip, type, attrs);
+    if (is_page_blank(document) && draws_only_white(attrs)) return TRUE;
+    return record_visible_path(document, path, clip, type, attrs);
 }
 
 }  // namespace kv

@@ -7,7 +7,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 struct DrawAttrs;
 
 // What a path is drawn with. Mixes are binary raster operations (R2_*); what is absent is null.
@@ -24,14 +24,12 @@ struct PathDrawing {
 
 // Writes the clip, the drawing state and the path, or keeps the path when a path escape captures. TRUE also when
 // the drawing cannot change the page and nothing is written.
-BOOL RecordPath(PDEVICE& device, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing);
+BOOL RecordPath(Document& document, PATHOBJ* path, CLIPOBJ* clip, PathDrawing drawing);
 
 // What drawing a path covers, device pixels: a stroke with a pen of more than a pixel reaches beyond it by half of the
 // pen, more at corners and square ends, and by the pixel in whose middle it runs.
 RECTL drawn_bounds(const RECTL& path, bool strokes, const DrawAttrs& attrs);
-// Adds what a drawing covers, within the surface, to the ink of the page.
-void AddInk(PDEVICE& device, const RECTL& rect);
 // Nothing was drawn on the page yet and nothing is held back, so that white cannot be seen.
-bool is_page_blank(const PDEVICE& device);
+bool is_page_blank(const Document& document);
 
 }  // namespace kv

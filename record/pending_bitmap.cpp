@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/pdevice.h"
 #include "image/pixels.h"
 #include "image/prepare.h"
 #include "record/bitmap_writer.h"
+#include "record/document.h"
 #include "record/surface_dib.h"
 
 namespace kv {
@@ -139,27 +139,27 @@ bool CPendingBitmap::starts_where_held(const BitmapBand& band) const {
 }
 
 // The second step starts with the first one's left top corner, and has a bit for each of its pixels.
-BOOL CPendingBitmap::offer_mask(PDEVICE& device, const BitmapBand& band) {
+BOOL CPendingBitmap::offer_mask(Document& document, const BitmapBand& band) {
     if (again_ || !is_mergeable(band) || band.image.header->biWidth != newest_->dib.header().biWidth ||
         !is_mask(band.image)) {
         return FALSE;
     }
-    if (mask_) return mask_->offer_bitmap(device, band);
+    if (mask_) return mask_->offer_bitmap(document, band);
     if (!starts_where_held(band)) return FALSE;
     ObjectPtr<CPendingBitmap> mask(make_object<CPendingBitmap>());
-    if (!mask || !mask->offer_bitmap(device, band)) return FALSE;
+    if (!mask || !mask->offer_bitmap(document, band)) return FALSE;
     mask_ = std::move(mask);
     return TRUE;
 }
 
 // The third step. Its pixels are looked at when all of them are there.
-BOOL CPendingBitmap::offer_again(PDEVICE& device, const BitmapBand& band) {
+BOOL CPendingBitmap::offer_again(Document& document, const BitmapBand& band) {
     if (again_ && covers(again_)) return FALSE;
     if (covers(mask_) && band.destination.bottom <= destination_.bottom) {
-        if (again_ && again_->offer_bitmap(device, band)) return TRUE;
+        if (again_ && again_->offer_bitmap(document, band)) return TRUE;
         if (!again_ && starts_where_held(band)) {
             ObjectPtr<CPendingBitmap> again(make_object<CPendingBitmap>());
-            if (again && again->offer_bitmap(device, band)) {
+            if (again && again->offer_bitmap(document, band)) {
                 again_ = std::move(again);
                 return TRUE;
             }
@@ -188,15 +188,15 @@ bool CPendingBitmap::has_pixels_of(const DibView& image) const {
     return true;
 }
 
-BOOL CPendingBitmap::offer_bitmap(PDEVICE& device, const BitmapBand& band) {
+BOOL CPendingBitmap::offer_bitmap(Document& document, const BitmapBand& band) {
     if (is_empty()) return is_mergeable(band) && append(band);
     if (rop_ == kXor) {
         // An image over one that is in the job already is no first step.
-        if (same_rect(destination_, device.pending.last_xor())) return FALSE;
+        if (same_rect(destination_, document.pending.last_xor())) return FALSE;
         if (mask_ && band.rop == kXor && !kv::is_empty(intersection(destination_, normalized(band.destination)))) {
-            return offer_again(device, band);
+            return offer_again(document, band);
         }
-        if (band.rop == kAnd) return offer_mask(device, band);
+        if (band.rop == kAnd) return offer_mask(document, band);
     }
     return !again_ && is_mergeable(band) && band.rop == rop_ && continues(band) && append(band);
 }
@@ -221,25 +221,25 @@ BOOL CPendingBitmap::join(PackedDib& image) {
     return TRUE;
 }
 
-BOOL CPendingBitmap::write_masked(PDEVICE& device, const DibView& image) {
+BOOL CPendingBitmap::write_masked(Document& document, const DibView& image) {
     PackedDib seconds, mask;
     if (!mask_->join(seconds) || !make_mask(seconds.view(), mask)) return FALSE;
     seconds.reset();
-    return WriteMaskedRecord(device, whole_of(image), destination_, image, mask.view());
+    return WriteMaskedRecord(document, whole_of(image), destination_, image, mask.view());
 }
 
-BOOL CPendingBitmap::flush(PDEVICE& device) {
+BOOL CPendingBitmap::flush(Document& document) {
     if (is_empty()) return TRUE;
     PackedDib image, prepared;
     if (!join(image)) return FALSE;
     if (covers(mask_) && !stepwise_ && (!again_ || (covers(again_) && again_->has_pixels_of(image.view())))) {
-        return write_masked(device, image.view());
+        return write_masked(document, image.view());
     }
-    const WORD resolution = ImageResolution(device, whole_of(image.view()), destination_);
-    const DibView ready = PrepareBitmap(device.settings.kv, image.view(), resolution, prepared);
+    const WORD resolution = ImageResolution(document, whole_of(image.view()), destination_);
+    const DibView ready = PrepareBitmap(document.settings.kv, image.view(), resolution, prepared);
     if (ready.bits != image.view().bits) image.reset();
-    return WriteBitmapRecord(device, rop_, whole_of(ready), destination_, ready) && (!mask_ || mask_->flush(device)) &&
-           (!again_ || again_->flush(device));
+    return WriteBitmapRecord(document, rop_, whole_of(ready), destination_, ready) &&
+           (!mask_ || mask_->flush(document)) && (!again_ || again_->flush(document));
 }
 
 }  // namespace kv

@@ -24,8 +24,8 @@ class CPendingBitmap : public PendingOperation {
 public:
     ~CPendingBitmap() override { drop(); }
     void reset() override { drop(); }
-    BOOL offer_bitmap(PDEVICE& device, const BitmapBand& band) override;
-    BOOL flush(PDEVICE& device) override;
+    BOOL offer_bitmap(Document& document, const BitmapBand& band) override;
+    BOOL flush(Document& document) override;
     bool is_empty() const override { return !newest_; }
 
 private:
@@ -42,12 +42,12 @@ private:
     bool continues(const BitmapBand& band) const;
     BOOL append(const BitmapBand& band);
     bool starts_where_held(const BitmapBand& band) const;
-    BOOL offer_mask(PDEVICE& device, const BitmapBand& band);
-    BOOL offer_again(PDEVICE& device, const BitmapBand& band);
+    BOOL offer_mask(Document& document, const BitmapBand& band);
+    BOOL offer_again(Document& document, const BitmapBand& band);
     bool covers(const ObjectPtr<CPendingBitmap>& step) const;
     bool has_pixels_of(const DibView& image) const;
     BOOL join(PackedDib& image);
-    BOOL write_masked(PDEVICE& device, const DibView& image);
+    BOOL write_masked(Document& document, const DibView& image);
 
     BYTE rop_ = 0;
     RECTL destination_ = {};

@@ -2,10 +2,10 @@
 
 namespace kv {
 
-BOOL CPendingDraw::flush(PDEVICE& device) {
+BOOL CPendingDraw::flush(Document& document) {
     if (flushing_ || !operation_) return TRUE;
     flushing_ = true;
-    BOOL ok = operation_->flush(device);
+    BOOL ok = operation_->flush(document);
     flushing_ = false;
     operation_.reset();
     return ok;

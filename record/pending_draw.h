@@ -8,7 +8,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 struct BitmapBand;
 struct RectFill;
 struct TextRun;
@@ -19,11 +19,11 @@ public:
     virtual void reset() {}
     virtual ~PendingOperation() = default;
     // TRUE when the operation took what is offered and will write it; an empty operation takes its first one.
-    virtual BOOL offer_bitmap(PDEVICE&, const BitmapBand&) { return FALSE; }
-    virtual BOOL offer_rect_fill(PDEVICE&, const RectFill&) { return FALSE; }
-    virtual BOOL offer_text_run(PDEVICE&, const TextRun&) { return FALSE; }
+    virtual BOOL offer_bitmap(Document&, const BitmapBand&) { return FALSE; }
+    virtual BOOL offer_rect_fill(Document&, const RectFill&) { return FALSE; }
+    virtual BOOL offer_text_run(Document&, const TextRun&) { return FALSE; }
     // Writes the operation's records.
-    virtual BOOL flush(PDEVICE&) { return TRUE; }
+    virtual BOOL flush(Document&) { return TRUE; }
     virtual bool is_empty() const { return true; }
 };
 
@@ -35,23 +35,23 @@ public:
     // Offers to the operation that is held. When it refuses it is flushed, and a new Operation is offered the same;
     // Refused means that the caller writes its own records, Failed that the flush failed.
     template <class Operation, class Item>
-    Offer offer(PDEVICE& device, BOOL (PendingOperation::*take)(PDEVICE&, const Item&), const Item& item) {
-        if (operation_ && (operation_.get()->*take)(device, item)) return Offer::Taken;
-        if (!flush(device)) return Offer::Failed;
+    Offer offer(Document& document, BOOL (PendingOperation::*take)(Document&, const Item&), const Item& item) {
+        if (operation_ && (operation_.get()->*take)(document, item)) return Offer::Taken;
+        if (!flush(document)) return Offer::Failed;
         ObjectPtr<PendingOperation> fresh(make_object<Operation>());
-        if (!fresh || !(fresh.get()->*take)(device, item)) return Offer::Refused;
+        if (!fresh || !(fresh.get()->*take)(document, item)) return Offer::Refused;
         operation_ = std::move(fresh);
         return Offer::Taken;
     }
     // The same, and what is refused is written at once. FALSE when a write failed.
     template <class Operation, class Item>
-    BOOL hold_or_write(PDEVICE& device, BOOL (PendingOperation::*take)(PDEVICE&, const Item&),
-                       BOOL (*write)(PDEVICE&, const Item&), const Item& item) {
-        const Offer answer = offer<Operation>(device, take, item);
-        return answer == Offer::Taken || (answer == Offer::Refused && write(device, item));
+    BOOL hold_or_write(Document& document, BOOL (PendingOperation::*take)(Document&, const Item&),
+                       BOOL (*write)(Document&, const Item&), const Item& item) {
+        const Offer answer = offer<Operation>(document, take, item);
+        return answer == Offer::Taken || (answer == Offer::Refused && write(document, item));
     }
     // Writes what is held and forgets it. A flush from within the operation's own writing does nothing.
-    BOOL flush(PDEVICE& device);
+    BOOL flush(Document& document);
     // Forgets what is held without writing it, also when an exception has ended a flush.
     void clear() {
         flushing_ = false;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/page_index.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
@@ -22,7 +22,7 @@ bool joins(const RECTL& a, const RECTL& b) {
 
 }  // namespace
 
-BOOL CPendingRectFill::offer_rect_fill(PDEVICE&, const RectFill& fill) {
+BOOL CPendingRectFill::offer_rect_fill(Document&, const RectFill& fill) {
     if (!is_opaque(fill.rop)) return FALSE;
     if (is_empty()) {
         held_ = fill;
@@ -33,17 +33,17 @@ BOOL CPendingRectFill::offer_rect_fill(PDEVICE&, const RectFill& fill) {
     return TRUE;
 }
 
-BOOL CPendingRectFill::flush(PDEVICE& device) { return is_empty() || write_rect_fill(device, held_); }
+BOOL CPendingRectFill::flush(Document& document) { return is_empty() || write_rect_fill(document, held_); }
 
-BOOL write_rect_fill(PDEVICE& device, const RectFill& fill) {
+BOOL write_rect_fill(Document& document, const RectFill& fill) {
     const bool narrow = fits_16_bits(fill.rect);
     BYTE body[1 + kRect32Size];
     ByteWriter out(body);
     out.u8(fill.rop);
     narrow ? put_rect16(out, normalized(fill.rect)) : put_rect32(out, normalized(fill.rect));
-    if (reads_destination(fill.rop)) device.mark_page(kPageReadsDestination);
-    return device.WriteRecord(narrow ? kRecordRectFill16 : kRecordRectFill32, static_cast<DWORD>(out.size()),
-                              out.data());
+    if (reads_destination(fill.rop)) document.mark_page(kPageReadsDestination);
+    return document.WriteRecord(narrow ? kRecordRectFill16 : kRecordRectFill32, static_cast<DWORD>(out.size()),
+                                out.data());
 }
 
 }  // namespace kv

@@ -13,8 +13,8 @@ struct RectFill {
 class CPendingRectFill : public PendingOperation {
 public:
     void reset() override { held_ = {}; }
-    BOOL offer_rect_fill(PDEVICE& device, const RectFill& fill) override;
-    BOOL flush(PDEVICE& device) override;
+    BOOL offer_rect_fill(Document& document, const RectFill& fill) override;
+    BOOL flush(Document& document) override;
     bool is_empty() const override { return kv::is_empty(held_.rect); }
 
 private:
@@ -22,6 +22,6 @@ private:
 };
 
 // Writes a fill with the drawing state's brush.
-BOOL write_rect_fill(PDEVICE& device, const RectFill& fill);
+BOOL write_rect_fill(Document& document, const RectFill& fill);
 
 }  // namespace kv

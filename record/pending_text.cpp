@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/geometry.h"
 
 namespace kv {
@@ -21,19 +21,19 @@ bool is_narrow(POINTL at) { return fits_16_bits(at.x) && fits_16_bits(at.y); }
 
 // On the same line behind what is held, at most three spaces away. Over an opaque ground there may be no gap: the box
 // of the joined run would cover what stands there.
-bool CPendingText::continues(const PDEVICE& device, const TextRun& run) const {
+bool CPendingText::continues(const Document& document, const TextRun& run) const {
     constexpr int64_t kMostSpaces = 3;
     const POINTL start = run.positions[0], last = positions_[count_ - 1], end = positions_[count_];
     const LONG space = run.layout->space_advance;
-    if (device.text_state.background_mode == kBackgroundOpaque && start.x > end.x) return false;
+    if (document.text_state.background_mode == kBackgroundOpaque && start.x > end.x) return false;
     return has_characters_ == (run.characters != nullptr) && has_glyphs_ == (run.glyphs != nullptr) &&
            narrow_ == is_narrow(start) && start.y == positions_[0].y && start.x > last.x &&
            count_ + run.count <= kMostGlyphs && space == layout_.space_advance &&
            (space == 0 || start.x <= end.x + kMostSpaces * space);
 }
 
-BOOL CPendingText::offer_text_run(PDEVICE& device, const TextRun& run) {
-    if (!can_be_held(run) || (count_ != 0 && !continues(device, run))) return FALSE;
+BOOL CPendingText::offer_text_run(Document& document, const TextRun& run) {
+    if (!can_be_held(run) || (count_ != 0 && !continues(document, run))) return FALSE;
     if (count_ == 0) {
         layout_ = *run.layout;
         has_characters_ = run.characters != nullptr;
@@ -49,11 +49,11 @@ BOOL CPendingText::offer_text_run(PDEVICE& device, const TextRun& run) {
     return TRUE;
 }
 
-BOOL CPendingText::flush(PDEVICE& device) {
+BOOL CPendingText::flush(Document& document) {
     const TextRun run = {
         &layout_,   nullptr,      count_, has_characters_ ? characters_ : nullptr, has_glyphs_ ? glyphs_ : nullptr,
         positions_, off_baseline_};
-    return WriteTextRecord(device, run);
+    return WriteTextRecord(document, run);
 }
 
 }  // namespace kv

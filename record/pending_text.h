@@ -9,12 +9,12 @@ namespace kv {
 class CPendingText final : public PendingOperation {
 public:
     void reset() override { count_ = 0; }
-    BOOL offer_text_run(PDEVICE& device, const TextRun& run) override;
-    BOOL flush(PDEVICE& device) override;
+    BOOL offer_text_run(Document& document, const TextRun& run) override;
+    BOOL flush(Document& document) override;
     bool is_empty() const override { return count_ == 0; }
 
 private:
-    bool continues(const PDEVICE& device, const TextRun& run) const;
+    bool continues(const Document& document, const TextRun& run) const;
 
     TextLayout layout_;
     DWORD count_ = 0;

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "driver/pdevice.h"
 #include "image/prepare.h"
+#include "record/document.h"
 #include "record/pending_bitmap.h"
 
 namespace kv {
@@ -108,8 +108,8 @@ LONG scaled(LONG value, WORD target, WORD source) {
 
 class SurfaceConverter {
 public:
-    SurfaceConverter(PDEVICE& device, const SurfaceRequest& request, SurfaceImage& image)
-        : device_(device), request_(request), image_(image), surface_(*request.surface) {}
+    SurfaceConverter(Document& document, const SurfaceRequest& request, SurfaceImage& image)
+        : document_(document), request_(request), image_(image), surface_(*request.surface) {}
 
     BOOL convert();
 
@@ -120,7 +120,7 @@ private:
         return {0, 0, dib.header->biWidth, dib.header->biHeight};
     }
     bool has_plain_source() const { return has_plain_rows(image_.head_.header); }
-    const PrivateDevMode& settings() const { return device_.settings.kv; }
+    const PrivateDevMode& settings() const { return document_.settings.kv; }
 
     bool find_rows();
     bool read_colors();
@@ -133,7 +133,7 @@ private:
     BOOL make_bottom_up();
     BOOL read_mask();
 
-    PDEVICE& device_;
+    Document& document_;
     const SurfaceRequest& request_;
     SurfaceImage& image_;
     const SURFOBJ& surface_;
@@ -227,7 +227,7 @@ BOOL SurfaceConverter::crop() {
 Offer SurfaceConverter::offer() {
     const BitmapBand band = {image_.view(), top_down_,           keep_alpha_, same_rect(image_.source, whole()),
                              request_.rop,  request_.destination};
-    return device_.pending.offer<CPendingBitmap>(device_, &PendingOperation::offer_bitmap, band);
+    return document_.pending.offer<CPendingBitmap>(document_, &PendingOperation::offer_bitmap, band);
 }
 
 void SurfaceConverter::reduce_colors() {
@@ -309,14 +309,14 @@ BOOL SurfaceConverter::convert() {
     return make_bottom_up() && (!request_.mask || read_mask());
 }
 
-BOOL ConvertSurfaceToDib(PDEVICE& device, const SurfaceRequest& request, SurfaceImage& image) {
+BOOL ConvertSurfaceToDib(Document& document, const SurfaceRequest& request, SurfaceImage& image) {
     image = SurfaceImage();
-    return SurfaceConverter(device, request, image).convert();
+    return SurfaceConverter(document, request, image).convert();
 }
 
-WORD ImageResolution(const PDEVICE& device, const RECTL& source, const RECTL& destination) {
+WORD ImageResolution(const Document& document, const RECTL& source, const RECTL& destination) {
     auto clamped = [](int64_t length) { return static_cast<int>(std::clamp<int64_t>(length, 0, 0x7FFFFFFF)); };
-    const int resolution = device.settings.kv.Resolution;
+    const int resolution = document.settings.kv.Resolution;
     const int source_width = clamped(width_of(source)), source_height = clamped(height_of(source));
     const int width = clamped(width_of(destination)), height = clamped(height_of(destination));
     if (std::min({resolution, source_width, source_height, width, height}) < 1) return 0;

@@ -9,7 +9,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 // What is wanted of a surface, and how it is going to be drawn.
 struct SurfaceRequest {
@@ -51,10 +51,10 @@ private:
 // FALSE for surfaces without bits, of unknown formats and with other rows than their format has, for palettes that the
 // translation does not have, for colour fields that are none, for nothing but pixels outside the surface, when memory
 // is out, and when what was held back could not be written.
-BOOL ConvertSurfaceToDib(PDEVICE& device, const SurfaceRequest& request, SurfaceImage& image);
+BOOL ConvertSurfaceToDib(Document& document, const SurfaceRequest& request, SurfaceImage& image);
 
 // The resolution at which an image prints, dots per inch; 0 when it is not known.
-WORD ImageResolution(const PDEVICE& device, const RECTL& source, const RECTL& destination);
+WORD ImageResolution(const Document& document, const RECTL& source, const RECTL& destination);
 
 // The bitmap that a whole surface would be as it stands, without colours. False for formats that are none.
 bool describe_surface(const SURFOBJ& surface, BITMAPINFOHEADER& header);

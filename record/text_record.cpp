@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/record_types.h"
 #include "record/text_layout.h"
 #include "support/little_endian.h"
@@ -65,7 +65,7 @@ void put_run(ByteWriter& out, const TextRun& run, const RECTL* opaque, DWORD cou
 
 }  // namespace
 
-BOOL WriteTextRecord(PDEVICE& device, const TextRun& run) {
+BOOL WriteTextRecord(Document& document, const TextRun& run) {
     if (run.count == 0 || (!run.characters && !run.glyphs)) return TRUE;
     if (!run.positions) return FALSE;
     const DWORD count = std::min(run.count, kMostGlyphs);
@@ -79,7 +79,7 @@ BOOL WriteTextRecord(PDEVICE& device, const TextRun& run) {
     BYTE body[kLongest];
     ByteWriter out(body);
     put_run(out, run, opaque, count, placed, narrow);
-    return device.WriteRecord(narrow ? kRecordText16 : kRecordText32, static_cast<DWORD>(out.size()), out.data());
+    return document.WriteRecord(narrow ? kRecordText16 : kRecordText32, static_cast<DWORD>(out.size()), out.data());
 }
 
 }  // namespace kv

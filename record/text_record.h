@@ -5,7 +5,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 inline constexpr DWORD kMostGlyphs = 255;  // of one record
 
@@ -20,6 +20,6 @@ struct TextRun {
 };
 
 // Records at most 255 glyphs. TRUE also when there is nothing to write.
-BOOL WriteTextRecord(PDEVICE& device, const TextRun& run);
+BOOL WriteTextRecord(Document& document, const TextRun& run);
 
 }  // namespace kv

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "driver/pdevice.h"
 #include "fonts/ifi_metrics.h"
 #include "record/clip_recorder.h"
+#include "record/document.h"
 #include "record/font_recorder.h"
 #include "record/path_recorder.h"
 #include "record/pending_text.h"
@@ -95,8 +95,13 @@ bool describe(FONTOBJ* object, EngineFont& font) {
 // Cuts a string into records and writes or holds back each.
 class StringRecorder {
 public:
-    StringRecorder(PDEVICE& device, const TextCall& call, const RealizedFont& font, DWORD glyphs)
-        : device_(device), text_(*call.text), object_(call.font), layout_(font.layout), left_(glyphs), walk_(text_) {}
+    StringRecorder(Document& document, const TextCall& call, const RealizedFont& font, DWORD glyphs)
+        : document_(document),
+          text_(*call.text),
+          object_(call.font),
+          layout_(font.layout),
+          left_(glyphs),
+          walk_(text_) {}
 
     BOOL record(const RECTL* opaque) {
         while (left_ > 0 && walk_.at_glyph()) {
@@ -111,7 +116,7 @@ public:
 
 private:
     bool by_index() const { return text_.flAccel & SO_GLYPHINDEX_TEXTOUT; }
-    TextBuffers& buffers() { return device_.text_buffers; }
+    TextBuffers& buffers() { return document_.text_buffers; }
 
     // Fills the buffers for one record. Returns its glyphs.
     DWORD gather() {
@@ -143,11 +148,11 @@ private:
                              by_index() ? buffers().glyphs : nullptr,
                              buffers().positions,
                              displaced != 0};
-        return device_.pending.hold_or_write<CPendingText>(device_, &PendingOperation::offer_text_run, WriteTextRecord,
-                                                           run);
+        return document_.pending.hold_or_write<CPendingText>(document_, &PendingOperation::offer_text_run,
+                                                             WriteTextRecord, run);
     }
 
-    PDEVICE& device_;
+    Document& document_;
     STROBJ& text_;
     FONTOBJ* object_;
     const TextLayout& layout_;
@@ -158,7 +163,7 @@ private:
 
 }  // namespace
 
-BOOL RecordText(PDEVICE& device, const TextCall& call) {
+BOOL RecordText(Document& document, const TextCall& call) {
     STROBJ& text = *call.text;
     if (!text.pwszOrg) return TRUE;
     const DWORD glyphs = count_glyphs(text);
@@ -166,21 +171,21 @@ BOOL RecordText(PDEVICE& device, const TextCall& call) {
     if (!has_area && !says_something(text.pwszOrg, glyphs)) return TRUE;
     EngineFont engine_font = {};
     if (!describe(call.font, engine_font)) return FALSE;
-    const RealizedFont* font = GetFontRecord(device, engine_font);
+    const RealizedFont* font = GetFontRecord(document, engine_font);
     if (!font) return TRUE;
 
     const RECTL* opaque = call.opaque;
     const TextState state = BuildTextState(*font, text, opaque, call.foreground, call.background);
     const RECTL ink = text.rclBkGround;
     const RECTL bounds = opaque && !is_empty(*opaque) ? union_of(ink, *opaque) : ink;
-    if (!RecordClip(device, call.clip, &bounds) || !WriteTextState(device, state)) {
-        device.SetFailed();
+    if (!RecordClip(document, call.clip, &bounds) || !WriteTextState(document, state)) {
+        document.SetFailed();
         return FALSE;
     }
     if (glyphs == 0) return TRUE;
-    AddInk(device, ink);
-    if (StringRecorder(device, call, *font, glyphs).record(opaque)) return TRUE;
-    device.SetFailed();
+    AddInk(document, ink);
+    if (StringRecorder(document, call, *font, glyphs).record(opaque)) return TRUE;
+    document.SetFailed();
     return FALSE;
 }
 

@@ -5,7 +5,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 
 struct TextCall {
     STROBJ* text;
@@ -18,6 +18,6 @@ struct TextCall {
 
 // Writes the font's definition, the clip, the text state and the text. FALSE without a font or its description, and
 // when a write failed, which has failed the document. What cannot be recorded for other reasons is left out.
-BOOL RecordText(PDEVICE& device, const TextCall& call);
+BOOL RecordText(Document& document, const TextCall& call);
 
 }  // namespace kv

@@ -1,6 +1,6 @@
 #include "record/text_state.h"
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/geometry.h"
 #include "record/realized_font.h"
 #include "record/record_types.h"
@@ -65,9 +65,9 @@ TextState BuildTextState(const RealizedFont& font, STROBJ& text, const RECTL*& o
     return state;
 }
 
-BOOL WriteTextState(PDEVICE& device, TextState state) {
+BOOL WriteTextState(Document& document, TextState state) {
     snap_colours(state);
-    TextState& current = device.text_state;
+    TextState& current = document.text_state;
     BYTE changed = 0;
     for (const Field& field : kFields) {
         if (!(state.presence & field.bit)) continue;
@@ -81,7 +81,7 @@ BOOL WriteTextState(PDEVICE& device, TextState state) {
         if (!(changed & field.bit)) continue;
         field.width == 1 ? out.u8(state.*field.value) : out.u32(state.*field.value);
     }
-    if (!device.WriteRecord(kRecordTextState, static_cast<DWORD>(out.size()), out.data())) return FALSE;
+    if (!document.WriteRecord(kRecordTextState, static_cast<DWORD>(out.size()), out.data())) return FALSE;
     for (const Field& field : kFields) {
         if (changed & field.bit) current.set(field.bit, field.value, state.*field.value);
     }

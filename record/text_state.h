@@ -5,7 +5,7 @@
 
 namespace kv {
 
-struct PDEVICE;
+struct Document;
 struct RealizedFont;
 
 // Presence bits, also the change mask of the record.
@@ -37,7 +37,7 @@ struct TextState {
 TextState BuildTextState(const RealizedFont& font, STROBJ& text, const RECTL*& opaque, const BRUSHOBJ* foreground,
                          const BRUSHOBJ* background);
 // Writes what differs from the device's current state, and makes it current.
-BOOL WriteTextState(PDEVICE& device, TextState state);
+BOOL WriteTextState(Document& document, TextState state);
 
 // Room for one text record of 255 glyphs with its end position.
 struct TextBuffers {

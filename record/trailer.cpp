@@ -1,6 +1,6 @@
 // What closes a job: the summary with the page index, names, and the position where all that begins.
 
-#include "driver/pdevice.h"
+#include "record/document.h"
 #include "record/record_types.h"
 #include "settings/paper_trays.h"
 #include "support/little_endian.h"
@@ -39,17 +39,17 @@ void for_each_page(const PageIndex& pages, Visit visit) {
     }
 }
 
-void put_summary(ByteWriter& out, const IndexForm& form, const PDEVICE& device, DWORD flags, DWORD pages) {
-    const JobStatistics& statistics = device.statistics;
+void put_summary(ByteWriter& out, const IndexForm& form, const Document& document, DWORD flags, DWORD pages) {
+    const JobStatistics& statistics = document.statistics;
     out.u16(kFormatLevel);
     out.u32(flags);
     for (DWORD value : {statistics.largest_record, statistics.brushes, statistics.fonts, statistics.font_files,
                         statistics.largest_entry, statistics.largest_clip_rects}) {
         out.u32(value);
     }
-    out.u16(device.settings.kv.Resolution);
-    form.rect(out, normalized(device.portrait_marks));
-    form.rect(out, normalized(device.landscape_marks));
+    out.u16(document.settings.kv.Resolution);
+    form.rect(out, normalized(document.portrait_marks));
+    form.rect(out, normalized(document.landscape_marks));
     out.u32(pages);
 }
 
@@ -64,36 +64,36 @@ void put_page(ByteWriter& out, const IndexForm& form, const PageEntry& page) {
     form.rect(out, page.marks);
 }
 
-BOOL write_index(PDEVICE& device) {
+BOOL write_index(Document& document) {
     DWORD pages = 0;
-    IndexForm form = {!fits_16_bits(device.portrait_marks) || !fits_16_bits(device.landscape_marks)};
-    for_each_page(device.pages, [&](const PageEntry& page) {
+    IndexForm form = {!fits_16_bits(document.portrait_marks) || !fits_16_bits(document.landscape_marks)};
+    for_each_page(document.pages, [&](const PageEntry& page) {
         ++pages;
         form.wide = form.wide || !page_fits_16_bits(page);
     });
-    const DWORD flags = device.document_flags | (device.position < kPositionIdentifier ? DWORD{kDocumentSmall} : 0);
+    const DWORD flags = document.document_flags | (document.position < kPositionIdentifier ? DWORD{kDocumentSmall} : 0);
     if (form.wide) {
         BYTE index_follows[kSummaryIndexFollowsSize] = {};
         store_u16(index_follows, kIndexFollows);
-        if (!device.WriteRecord(kRecordSummary, sizeof index_follows, index_follows)) return FALSE;
+        if (!document.WriteRecord(kRecordSummary, sizeof index_follows, index_follows)) return FALSE;
     }
     BYTE bytes[kSummary32Size];
     const BYTE type = form.wide ? kRecordPageIndex32 : kRecordSummary;
-    if (!device.BeginRecord(type, form.payload(pages), FALSE)) return FALSE;
+    if (!document.BeginRecord(type, form.payload(pages), FALSE)) return FALSE;
     ByteWriter summary(bytes);
-    put_summary(summary, form, device, flags, pages);
-    BOOL ok = device.WriteBytes(summary.data(), static_cast<DWORD>(summary.size()));
-    for_each_page(device.pages, [&](const PageEntry& page) {
+    put_summary(summary, form, document, flags, pages);
+    BOOL ok = document.WriteBytes(summary.data(), static_cast<DWORD>(summary.size()));
+    for_each_page(document.pages, [&](const PageEntry& page) {
         ByteWriter out(bytes);
         put_page(out, form, page);
-        ok = ok && device.WriteBytes(out.data(), static_cast<DWORD>(out.size()));
+        ok = ok && document.WriteBytes(out.data(), static_cast<DWORD>(out.size()));
     });
     return ok;
 }
 
 }  // namespace
 
-BOOL PDEVICE::write_tray_names() {
+BOOL Document::write_tray_names() {
     if (!trays) return TRUE;
     PaperTrays named;
     GetPaperTrays(printer_name.c_str(), named);
@@ -111,14 +111,14 @@ BOOL PDEVICE::write_tray_names() {
     return TRUE;
 }
 
-BOOL PDEVICE::write_attached_data() {
+BOOL Document::write_attached_data() {
     for (const AttachedData::Block* block = attached.first(); block; block = block->next) {
         if (!WriteRecord(kRecordAttachedData, block->size, block->data())) return FALSE;
     }
     return TRUE;
 }
 
-BOOL PDEVICE::write_trailer() {
+BOOL Document::write_trailer() {
     settings.kv.Compression = 0;  // nothing of the trailer is compressed
     BYTE trailer_position[4];
     store_u32(trailer_position, position);

@@ -1,0 +1,160 @@
+#include "record/job_stream.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/assert.h"
+#include "support/little_endian.h"
+#include "support/message.h"
+#include "support/trace.h"
+
+namespace kv {
+namespace {
+
+// What the byte behind the type says when it is not a length.
+enum : BYTE { kLength16 = 0xFE, kLengthKind = 0xFF };
+enum : BYTE { kKindPlain = 0, kKindCompressed = 2 };
+
+constexpr DWORD kMaxPosition = 0x7FFFFFFF;  // positions are signed 32-bit in the file layer
+// The tail of a job, bytes. A record that begins has so much room in it at least: shorter ones are patched in memory,
+// and the file is spared the seeks that would end its buffering.
+constexpr DWORD kTailSize = 256 * 1024, kRecordRoom = 32 * 1024;
+static_assert(kRecordRoom < kTailSize);
+constexpr UINT kMessageWrite = 12160;
+
+}  // namespace
+
+void JobStream::SetFailed(std::source_location step) {
+    if (failed) return;
+    failed = 1;
+    cause = {step.function_name(), GetLastError(), position};
+    KV_TRACE(Record, Error, "%s failed at position %u, last error %u", cause.step, static_cast<unsigned>(position),
+             static_cast<unsigned>(cause.error));
+}
+
+BOOL JobStream::has_room(DWORD length) const {
+    if (length <= kMaxPosition - position) return TRUE;
+    report_file_error(kMessageWrite, job ? job->GetName() : TEXT(""), ERROR_FILE_TOO_LARGE);
+    SetLastError(ERROR_FILE_TOO_LARGE);
+    return FALSE;
+}
+
+// Without memory for a tail every write goes to the file.
+void JobStream::start_tail() {
+    tail.alloc(kTailSize, nullptr);
+    tail_used = 0;
+}
+
+BOOL JobStream::flush_tail() {
+    if (job && job->Write(tail.get(), std::exchange(tail_used, 0))) return TRUE;
+    SetFailed();
+    return FALSE;
+}
+
+BOOL JobStream::append_to_file(const void* data, DWORD length) {
+    const DWORD size = tail ? kTailSize : 0;
+    if (length > size - tail_used && !flush_tail()) return FALSE;
+    if (length > size) return job->Write(data, length);
+    std::memcpy(tail.get() + tail_used, data, length);
+    tail_used += length;
+    return TRUE;
+}
+
+BOOL JobStream::write_to_file(const void* data, DWORD length) {
+    if (failed || !job || !has_room(length) || !append_to_file(data, length)) {
+        SetFailed();
+        return FALSE;
+    }
+    position += length;
+    return TRUE;
+}
+
+BOOL JobStream::WriteBytes(const void* data, DWORD length) {
+    if (failed) return FALSE;
+    if (length == 0) return TRUE;
+    if (data && (compressing ? deflater->write(*this, data, length) : write_to_file(data, length))) return TRUE;
+    SetFailed();
+    return FALSE;
+}
+
+BOOL JobStream::WriteBits(const void* data, DWORD length) {
+    const BYTE* bytes = static_cast<const BYTE*>(data);
+    if (!bytes) return WriteBytes(data, length);
+    for (DWORD done = 0; done < length;) {
+        const DWORD piece = std::min(length - done, scratch_size);
+        if (piece == 0) return FALSE;
+        std::copy_n(bytes + done, piece, scratch.get());
+        if (!WriteBytes(scratch.get(), piece)) return FALSE;
+        done += piece;
+    }
+    return !failed;
+}
+
+BOOL JobStream::make_record_room() { return tail_used <= kTailSize - kRecordRoom || flush_tail(); }
+
+BOOL JobStream::put_header(BYTE type, DWORD length) {
+    BYTE header[7];
+    ByteWriter out(header);
+    out.u8(type);
+    if (length < kLongLength) {
+        out.u8(length);
+    } else if (length <= 0xFFFF) {
+        out.u8(kLength16);
+        out.u16(length);
+    } else {
+        out.u8(kLengthKind);
+        out.u8(kKindPlain);
+        out.u32(length);
+    }
+    return WriteBytes(out.data(), static_cast<DWORD>(out.size()));
+}
+
+BOOL JobStream::put_sized_header(BYTE type, BYTE kind, DWORD* length_position) {
+    const BYTE header[3] = {type, kLengthKind, kind};
+    const BYTE lengths[8] = {};
+    if (!WriteBytes(header, sizeof header)) return FALSE;
+    *length_position = position;
+    return WriteBytes(lengths, kind == kKindPlain ? 4 : 8);
+}
+
+BOOL JobStream::put_compressed_header(BYTE type) {
+    KV_ASSERT(!compressing);
+    if (!put_sized_header(type, kKindCompressed, &lengths_position)) return FALSE;
+    if (!deflater) deflater.reset(make_object<DeflateStream>());
+    compressing = deflater && deflater->begin();
+    if (!compressing) SetFailed();
+    return compressing;
+}
+
+BOOL JobStream::EndRecord() {
+    if (!compressing) return TRUE;
+    compressing = false;
+    if (!failed && deflater->finish(*this) && PatchU32(lengths_position, deflater->total_out()) &&
+        PatchU32(lengths_position + 4, deflater->total_in())) {
+        return TRUE;
+    }
+    SetFailed();
+    return FALSE;
+}
+
+BOOL JobStream::PatchU32(DWORD at, DWORD value) {
+    BYTE bytes[4];
+    store_u32(bytes, value);
+    const DWORD from_end = position - at;
+    if (!failed && from_end >= sizeof bytes && from_end <= tail_used) {
+        std::memcpy(tail.get() + (tail_used - from_end), bytes, sizeof bytes);
+        return TRUE;
+    }
+    if (!failed && job && job->push_position()) {
+        const BOOL written = job->Seek(static_cast<LONG>(at)) && job->Write(bytes, sizeof bytes);
+        if (job->pop_position() && written) return TRUE;
+    }
+    SetFailed();
+    return FALSE;
+}
+
+void JobStream::note_largest_entry(DWORD points) {
+    statistics.largest_entry = std::max(statistics.largest_entry, points);
+}
+
+}  // namespace kv
