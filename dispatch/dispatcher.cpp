@@ -78,6 +78,7 @@ BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD 
         SendDispatch(kDispatchPrepare, {}, {}, dispatcher);
         return TRUE;
     }
+    KV_TRACE(Dispatch, Info, "nobody answers for session %d: to be started", static_cast<int>(session));
     // Before the document itself has begun, the dispatcher only starts and nobody waits for it.
     const bool only_start = find_text(source_name, TEXT("DOCUMENTEVENT_STARTDOCPRE")) != nullptr;
     if (!LaunchDispatcher(launch_arguments(source_name, job_id, session, !only_start).c_str())) {
@@ -108,6 +109,7 @@ DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> re
                           static_cast<DWORD>(reply.size()), &received, nullptr)) {
         return kDispatchDone;
     }
+    KV_FAIL(Dispatch, "message %u is not answered", static_cast<unsigned>(code));
     if (GetLastError() == ERROR_MORE_DATA) discard_rest(dispatcher.pipe_);
     return kDispatchFailed;
 }
@@ -154,9 +156,11 @@ BOOL CDispatcher::announce(DWORD job_id, std::span<const BYTE> announcement) {
     const DWORD accepted = load_u32(reply);
     if (accepted == 0) {
         SetLastError(ERROR_GEN_FAILURE);
-        return FALSE;
+        return KV_FAIL(Dispatch, "the dispatcher refuses job %u", static_cast<unsigned>(job_id));
     }
     job_id_ = job_id ? job_id : accepted;
+    KV_TRACE(Dispatch, Info, "job %u is announced as %u", static_cast<unsigned>(job_id),
+             static_cast<unsigned>(accepted));
     return TRUE;
 }
 
@@ -167,11 +171,13 @@ BOOL CDispatcher::EndDoc(const WCHAR* job_path) {
         CRecordBuffer payload;
         if (payload.append(&header, sizeof header) && payload.append_text(job_path, true) &&
             SendDispatch(kDispatchEndDoc, bytes_of(payload), {}, *this) == kDispatchDone) {
+            KV_TRACE(Dispatch, Info, "job %u is handed over: %s", static_cast<unsigned>(job_id_),
+                     TraceText(job_path).c_str());
             job_id_ = 0;
             disconnect();
             return TRUE;
         }
-        KV_TRACE(Dispatch, Error, "not handed over, the job stays where it is: %s", TraceText(job_path).c_str());
+        KV_FAIL(Dispatch, "not handed over, the job stays where it is: %s", TraceText(job_path).c_str());
     }
     Abort();
     return FALSE;
@@ -179,6 +185,7 @@ BOOL CDispatcher::EndDoc(const WCHAR* job_path) {
 
 void CDispatcher::Abort() {
     if (!has_job()) return;
+    KV_TRACE(Dispatch, Info, "job %u is withdrawn", static_cast<unsigned>(job_id_));
     BYTE id[sizeof job_id_];
     store_u32(id, job_id_);
     SendDispatch(kDispatchAbort, id, {}, *this);

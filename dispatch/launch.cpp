@@ -7,6 +7,7 @@
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -23,8 +24,10 @@ BOOL create_process(const WCHAR* command_line, const RunOptions& options, PROCES
     for (int attempt = 1;; ++attempt) {
         copy_text(writable.get(), units, command_line);
         if (CreateProcessW(nullptr, writable.get(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+            KV_TRACE(Dispatch, Info, "started: %s", TraceText(command_line).c_str());
             return TRUE;
         }
+        KV_FAIL(Dispatch, "attempt %d of %d: %s", attempt, options.attempts, TraceText(command_line).c_str());
         if (attempt >= options.attempts) return FALSE;
         SleepEx(kPause, TRUE);
     }

@@ -1,6 +1,7 @@
 #include "dispatch/named_mutex.h"
 
 #include "dispatch/open_security.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -14,10 +15,13 @@ BOOL CNamedMutex::Acquire(DWORD milliseconds) {
     if (!handle_) {
         OpenSecurity security;
         handle_ = CreateMutexW(security.attributes(), FALSE, name_.c_str());
-        if (!handle_) return FALSE;
+        if (!handle_) return KV_FAIL(Dispatch, "no mutex %s", TraceText(name_.c_str()).c_str());
     }
     const DWORD result = WaitForSingleObject(handle_, milliseconds);
-    if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED) return FALSE;
+    if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED) {
+        KV_TRACE(Dispatch, Info, "held by somebody else: %s", TraceText(name_.c_str()).c_str());
+        return FALSE;
+    }
     owner_ = GetCurrentThreadId();
     ++count_;
     return TRUE;

@@ -1,6 +1,7 @@
 #include "dispatch/open_security.h"
 
 #include "support/process_state.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -16,6 +17,7 @@ OpenSecurity::OpenSecurity() : descriptor_{}, attributes_{} {
         GetSecurityDescriptorSacl(label_, &present, &list, &defaulted) && present) {
         SetSecurityDescriptorSacl(&descriptor_, TRUE, list, FALSE);
     }
+    if (!usable_) KV_FAIL(Dispatch, "no security for shared objects");
     attributes_.nLength = sizeof attributes_;
     attributes_.lpSecurityDescriptor = &descriptor_;
     attributes_.bInheritHandle = TRUE;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dispatch/object_names.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -19,6 +20,7 @@ HANDLE open_pipe(const WCHAR* name) {
 HANDLE in_message_mode(HANDLE pipe) {
     DWORD mode = PIPE_READMODE_MESSAGE;
     if (SetNamedPipeHandleState(pipe, &mode, nullptr, nullptr)) return pipe;
+    KV_FAIL(Dispatch, "the pipe does not read message by message");
     CloseHandle(pipe);
     return nullptr;
 }
@@ -32,7 +34,9 @@ HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
     for (;;) {
         if (WaitNamedPipeW(pipe_name, slice)) {
             if (HANDLE pipe = open_pipe(pipe_name)) return in_message_mode(pipe);
-            if (GetLastError() != ERROR_PIPE_BUSY) return nullptr;  // another client was faster: once more
+            if (GetLastError() != ERROR_PIPE_BUSY) {  // another client was faster: once more
+                return KV_FAIL(Dispatch, "not opened: %s", TraceText(pipe_name).c_str()), nullptr;
+            }
         } else {
             SleepEx(kPause, TRUE);
         }
@@ -48,8 +52,15 @@ BOOL WaitForDispatcher(const WCHAR* name, DWORD session, DWORD budget, HANDLE* p
     const DWORD start = GetTickCount();
     for (;;) {
         *pipe = OpenDispatcherPipe(pipe_name.c_str(), std::min(budget, kLongestTry));
-        if (*pipe) return TRUE;
-        if (budget == 0 || GetTickCount() - start > budget) return FALSE;
+        if (*pipe) {
+            KV_TRACE(Dispatch, Info, "reached: %s", TraceText(pipe_name.c_str()).c_str());
+            return TRUE;
+        }
+        if (budget == 0 || GetTickCount() - start > budget) {
+            KV_TRACE(Dispatch, Info, "not reached in %u ms: %s", static_cast<unsigned>(budget),
+                     TraceText(pipe_name.c_str()).c_str());
+            return FALSE;
+        }
         SleepEx(kPause, TRUE);  // a pipe that denies access says so at once
     }
 }

@@ -3,6 +3,7 @@
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -14,9 +15,10 @@ bool is_address(const WCHAR* name) {
 BOOL driver_directory(const WCHAR* environment, PathText& folder) {
     PathText name(environment);  // the system takes it as writable text
     DWORD needed = 0;
-    return GetPrinterDriverDirectoryW(nullptr, name.data(), 1, reinterpret_cast<BYTE*>(folder.data()), sizeof folder,
-                                      &needed) &&
-           !folder.empty();
+    const BOOL found = GetPrinterDriverDirectoryW(nullptr, name.data(), 1, reinterpret_cast<BYTE*>(folder.data()),
+                                                  sizeof folder, &needed);
+    return (found && !folder.empty()) ||
+           KV_FAIL(Dispatch, "no folder of printer drivers for %s", TraceText(environment).c_str());
 }
 
 bool lies_inside(const PathText& folder, const PathText& parent) {
@@ -37,7 +39,9 @@ PathText install_location() {
 
 BOOL join_existing(const WCHAR* folder, const WCHAR* name, PathText& path) {
     JoinPath(folder, name, path);
-    return FileExists(path.c_str());
+    const bool exists = FileExists(path.c_str());
+    KV_TRACE(Dispatch, Info, "%s: %s", exists ? "found" : "not there", TraceText(path.c_str()).c_str());
+    return exists;
 }
 
 }  // namespace
@@ -68,6 +72,7 @@ BOOL FindProductFile(const WCHAR* environment, const WCHAR* file_name, PathText&
     } else if (!location.empty()) {
         JoinPath(location.c_str(), file_name, path);
     }
+    KV_TRACE(Dispatch, Warning, "in no folder of the product: %s", TraceText(file_name).c_str());
     return FALSE;
 }
 

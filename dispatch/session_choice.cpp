@@ -6,6 +6,7 @@
 #include "support/process_state.h"
 #include "support/session.h"
 #include "support/text.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -34,7 +35,10 @@ bool is_session_of(DWORD session, const WCHAR* user) {
 DWORD session_of_user(const WCHAR* user) {
     WTS_SESSION_INFOW* list = nullptr;
     DWORD count = 0, found = kNoSession;
-    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &list, &count)) return kNoSession;
+    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &list, &count)) {
+        KV_FAIL(Dispatch, "no list of sessions");
+        return kNoSession;
+    }
     std::span<WTS_SESSION_INFOW> sessions(list, count);
     std::ranges::sort(sessions, {}, &WTS_SESSION_INFOW::SessionId);
     const auto at = std::ranges::find_if(
@@ -53,9 +57,12 @@ DWORD choose_session() {
     const UserName user = thread_user();
     if (!user.empty() && !same_text_ignoring_case(user.c_str(), TEXT("SYSTEM"))) {
         const DWORD of_user = session_of_user(user.c_str());
+        KV_TRACE(Dispatch, Info, "session %d of %s", static_cast<int>(of_user), TraceText(user.c_str()).c_str());
         if (of_user != kNoSession) return of_user;
     }
-    return GetSystemMetrics(SM_REMOTESESSION) ? session : WTSGetActiveConsoleSessionId();
+    const DWORD other = GetSystemMetrics(SM_REMOTESESSION) ? session : WTSGetActiveConsoleSessionId();
+    KV_TRACE(Dispatch, Info, "session %d, as the user has none", static_cast<int>(other));
+    return other;
 }
 
 }  // namespace kv

@@ -14,8 +14,8 @@ namespace {
 
 constexpr BYTE kSourceCopy = 0xCC, kDestination = 0xAA;
 
-PDEVICE* device_of(const SURFOBJ* target) {
-    return PDEVICE::FromSurface(target, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
+PDEVICE* device_of(const SURFOBJ* target, std::source_location hook = std::source_location::current()) {
+    return PDEVICE::FromSurface(target, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse, hook);
 }
 
 // The low byte draws where the mask is set or missing; what it says elsewhere is not looked at.
@@ -42,7 +42,8 @@ BOOL APIENTRY DrvBitBlt(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLIPOBJ
     const BYTE rop = ternary(rop4);
     if (rop == kDestination) return TRUE;
     PDEVICE* device = device_of(target);
-    if (!device || !target_rect) return FALSE;
+    if (!device) return FALSE;
+    if (!target_rect) return KV_FAIL(Driver, "no rectangle");
     if (!kv::uses_pattern(rop)) brush = nullptr;
     if (source && source_point && kv::uses_source(rop)) {
         const Blit blit = {clip, source, translation, rect_from(*source_point, *target_rect), *target_rect};
@@ -65,14 +66,15 @@ BOOL APIENTRY DrvStretchBltROP(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, 
                                COLORADJUSTMENT*, POINTL*, RECTL* target_rect, RECTL* source_rect, POINTL*, ULONG,
                                BRUSHOBJ* brush, DWORD rop4) {
     PDEVICE* device = device_of(target);
-    if (!device || !source || !target_rect || !source_rect) return FALSE;
+    if (!device) return FALSE;
+    if (!source || !target_rect || !source_rect) return KV_FAIL(Driver, "no source, or no rectangle");
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
     return kv::run_recording(*device, [&] { return kv::RecordBlit(*device, blit, brush, ternary(rop4), mask); });
 }
 
 BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation, RECTL* target_rect,
                           POINTL* source_point) {
-    if (!target || !source || !target_rect || !source_point) return FALSE;
+    if (!target || !source || !target_rect || !source_point) return KV_FAIL(Driver, "no surface, or no rectangle");
     if (source->iType != STYPE_BITMAP) {
         return target->iType == STYPE_BITMAP && erase(target, target_rect, translation);
     }
@@ -85,7 +87,8 @@ BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATE
 BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation, RECTL* target_rect,
                             RECTL* source_rect, BLENDOBJ* blend) {
     PDEVICE* device = device_of(target);
-    if (!device || !source || !target_rect || !source_rect || !blend) return FALSE;
+    if (!device) return FALSE;
+    if (!source || !target_rect || !source_rect || !blend) return KV_FAIL(Driver, "no source, rectangle or blend");
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
     return kv::run_recording(*device, [&] { return kv::RecordAlphaBlend(*device, blit, blend->BlendFunction); });
 }
@@ -93,7 +96,8 @@ BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLA
 BOOL APIENTRY DrvTransparentBlt(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation,
                                 RECTL* target_rect, RECTL* source_rect, ULONG transparent_colour, ULONG) {
     PDEVICE* device = device_of(target);
-    if (!device || !source || !target_rect || !source_rect) return FALSE;
+    if (!device) return FALSE;
+    if (!source || !target_rect || !source_rect) return KV_FAIL(Driver, "no source, or no rectangle");
     const Blit blit = {clip, source, translation, *source_rect, *target_rect};
     return kv::run_recording(*device, [&] { return kv::RecordTransparentBlit(*device, blit, transparent_colour); });
 }

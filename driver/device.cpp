@@ -9,6 +9,7 @@
 #include "settings/device_settings.h"
 #include "settings/page_size.h"
 #include "settings/printer_info.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -19,11 +20,17 @@ constexpr WORD kDefaultResolution = 600;
 // none.
 void make_usable(DriverDevMode& settings) {
     PrivateDevMode& kv = settings.kv;
-    if (kv.Resolution == 0) kv.Resolution = kDefaultResolution;
+    if (kv.Resolution == 0) {
+        KV_TRACE(Driver, Warning, "no resolution: %u dpi", kDefaultResolution);
+        kv.Resolution = kDefaultResolution;
+    }
     const GDIINFO page = make_gdiinfo(settings);
     auto is_nothing = [](ULONG size) { return static_cast<LONG>(size) <= 0; };
-    if (is_nothing(page.ulHorzRes) || is_nothing(page.ulHorzSize)) kv.MarginLeft = kv.MarginRight = 0;
-    if (is_nothing(page.ulVertRes) || is_nothing(page.ulVertSize)) kv.MarginTop = kv.MarginBottom = 0;
+    const bool no_width = is_nothing(page.ulHorzRes) || is_nothing(page.ulHorzSize);
+    const bool no_height = is_nothing(page.ulVertRes) || is_nothing(page.ulVertSize);
+    if (no_width || no_height) KV_TRACE(Driver, Warning, "the margins leave nothing of the page: there are none");
+    if (no_width) kv.MarginLeft = kv.MarginRight = 0;
+    if (no_height) kv.MarginTop = kv.MarginBottom = 0;
 }
 
 PDEVICE* to_device(DHPDEV device) { return reinterpret_cast<PDEVICE*>(device); }
@@ -44,6 +51,8 @@ void find_names(PDEVICE& device, const DEVMODEW* mode, const WCHAR* device_name)
         device.printer_name.assign(name.c_str());
     }
     if (device.printer_name.empty()) device.printer_name.assign(device_name);
+    KV_TRACE(Driver, Info, "printer %s on port %s", TraceText(device.printer_name.c_str()).c_str(),
+             TraceText(device.port_name.c_str()).c_str());
 }
 
 // Fills as much of the engine's buffer as it has, and zeroes what is beyond the structure.
@@ -61,7 +70,9 @@ PDEVICE::~PDEVICE() { release_document_state(); }
 
 BOOL PDEVICE::alloc_working_state() {
     constexpr DWORD kPaths = 65520, kScratch = 1024;  // bytes
-    if (!reserve_paths(kPaths - sizeof(PathHead)) || !scratch.alloc(kScratch)) return FALSE;
+    if (!reserve_paths(kPaths - sizeof(PathHead)) || !scratch.alloc(kScratch)) {
+        return KV_FAIL(Driver, "no memory to record with");
+    }
     scratch_size = kScratch;
     return TRUE;
 }
@@ -81,11 +92,13 @@ void PDEVICE::release_document_state() {
 BOOL PDEVICE::take_document_from(PDEVICE& other) {
     if (!other.pending.flush(other)) {
         other.SetFailed();  // it may go on without this device
-        return FALSE;
+        return KV_FAIL(Driver, "what was held is lost: the document stays where it is");
     }
     release_document_state();
     static_cast<DocumentState&>(*this) = std::move(static_cast<DocumentState&>(other));
     static_cast<DocumentState&>(other) = DocumentState();
+    KV_TRACE(Driver, Info, "%u pages and %u bytes move to another device", static_cast<unsigned>(page_count),
+             static_cast<unsigned>(position));
     if (!settings.kv.PathEscapes) forget_paths();  // here no escape would end the capture
     return TRUE;
 }
@@ -101,13 +114,14 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* mode, LPWSTR, ULONG pattern_count, HSURF
     kv::ObjectPtr<PDEVICE> device(kv::make_object<PDEVICE>());
     if (!device) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return KV_FAIL(Driver, "no memory for a device"), nullptr;
     }
     device->printer = printer;
     kv::find_names(*device, mode, device_name);
     kv::LoadDeviceSettings(printer, nullptr, device->printer_name.c_str(), mode, device->settings);
     kv::make_usable(device->settings);
     device->palette = EngCreatePalette(PAL_BGR, 0, nullptr, 0, 0, 0);
+    if (!device->palette) KV_FAIL(Driver, "the engine makes no palette");
     kv::hand_out(kv::make_devinfo(device->settings, device->palette), devinfo, devinfo_size);
     kv::hand_out(kv::make_gdiinfo(device->settings), gdiinfo, gdiinfo_size);
     if (patterns) std::fill_n(patterns, pattern_count, nullptr);
@@ -130,7 +144,7 @@ BOOL APIENTRY DrvResetPDEV(DHPDEV old_handle, DHPDEV new_handle) {
     PDEVICE *old_device = to_device(old_handle), *new_device = to_device(new_handle);
     if (!old_device || !new_device) {
         SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        return KV_FAIL(Driver, "no device");
     }
     if (new_device != old_device && !new_device->take_document_from(*old_device)) {
         new_device->SetFailed();
@@ -152,14 +166,14 @@ HSURF APIENTRY DrvEnableSurface(DHPDEV handle) {
     PDEVICE* device = to_device(handle);
     if (!device) {
         SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
+        return KV_FAIL(Driver, "no device"), nullptr;
     }
     const RECTL printable = kv::GetPrintableRect(device->settings);
     const SIZEL size = {printable.right - printable.left, printable.bottom - printable.top};
     device->surface = EngCreateDeviceSurface(reinterpret_cast<DHSURF>(device), size, BMF_24BPP);
     if (!device->surface) {
         SetLastError(ERROR_GEN_FAILURE);
-        return nullptr;
+        return KV_FAIL(Driver, "the engine makes no surface"), nullptr;
     }
     EngAssociateSurface(device->surface, device->engine_device, kv::surface_hooks());
     if (kv::is_hooked(INDEX_DrvStartBanding) && kv::is_hooked(INDEX_DrvNextBand) &&

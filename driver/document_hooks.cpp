@@ -6,8 +6,8 @@ using kv::PDEVICE;
 
 namespace {
 
-PDEVICE* page_device(SURFOBJ* surface) {
-    return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse);
+PDEVICE* page_device(SURFOBJ* surface, std::source_location hook = std::source_location::current()) {
+    return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse, hook);
 }
 
 // Runs a step of a page. A failed step has marked the device; only an exception is a failure of the hook.
@@ -15,8 +15,8 @@ BOOL run_page_step(PDEVICE& device, BOOL (PDEVICE::*step)()) {
     return kv::run_hook(device, [&] { return (device.*step)(), TRUE; });
 }
 
-PDEVICE* document_device(SURFOBJ* surface) {
-    return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
+PDEVICE* document_device(SURFOBJ* surface, std::source_location hook = std::source_location::current()) {
+    return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow, hook);
 }
 
 // A document that does not start leaves nothing behind, whatever ended it. The error stays.
@@ -48,18 +48,23 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
 // A page without a document, and the end of a page that is not open, are no failures of a document.
 BOOL APIENTRY DrvStartPage(SURFOBJ* surface) {
     PDEVICE* device = page_device(surface);
-    return device && device->document_open && run_page_step(*device, &PDEVICE::StartPage);
+    if (device && !device->document_open) return KV_FAIL(Driver, "no document is open");
+    return device && run_page_step(*device, &PDEVICE::StartPage);
 }
 
 BOOL APIENTRY DrvSendPage(SURFOBJ* surface) {
     PDEVICE* device = page_device(surface);
-    return device && device->page_start != 0 && run_page_step(*device, &PDEVICE::EndPage);
+    if (device && device->page_start == 0) return KV_FAIL(Driver, "no page is open");
+    return device && run_page_step(*device, &PDEVICE::EndPage);
 }
 
 BOOL APIENTRY DrvEndDoc(SURFOBJ* surface, FLONG flags) {
     PDEVICE* device = document_device(surface);
     if (!device) return TRUE;
-    if (flags & ED_ABORTDOC) device->SetFailed();
+    if (flags & ED_ABORTDOC) {
+        KV_TRACE(Driver, Warning, "the document is aborted");
+        device->SetFailed();
+    }
     const WORD compression = device->settings.kv.Compression;  // the trailer is written without any
     if (!kv::run_hook(*device, [&] { return device->EndDocument(), TRUE; })) {
         device->settings.kv.Compression = compression;

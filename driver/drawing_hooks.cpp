@@ -12,10 +12,13 @@ namespace {
 BYTE foreground(MIX mix) { return static_cast<BYTE>(mix); }
 
 // FALSE never asks the engine to draw the path itself: the document has failed then.
-BOOL record_path(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, const PathDrawing& drawing) {
-    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse);
+BOOL record_path(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, const PathDrawing& drawing,
+                 std::source_location hook = std::source_location::current()) {
+    PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse, hook);
+    if (device && !path) KV_FAIL(Driver, "no path");
     if (!device || !path) return static_cast<BOOL>(DDI_ERROR);
-    if (!kv::run_recording(*device, [&] { return kv::RecordPath(*device, path, clip, drawing); })) return FALSE;
+    auto work = [&] { return kv::RecordPath(*device, path, clip, drawing); };
+    if (!kv::run_recording(*device, work, hook)) return FALSE;
     SetLastError(ERROR_SUCCESS);
     return TRUE;
 }
@@ -58,6 +61,7 @@ BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* cli
 BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ* target, SURFOBJ* pattern, SURFOBJ*, XLATEOBJ* translation,
                               ULONG hatch) {
     PDEVICE* device = PDEVICE::FromSurface(target, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow);
-    if (!device || !brush) return FALSE;
+    if (!device) return FALSE;
+    if (!brush) return KV_FAIL(Driver, "no brush");
     return kv::run_hook(*device, [&] { return kv::realize_brush(*device, brush, pattern, translation, hatch); });
 }

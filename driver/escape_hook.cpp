@@ -41,7 +41,9 @@ ULONG query_support(const PDEVICE& device, const Buffers& buffers) {
 ULONG attach_data(PDEVICE& device, const Buffers& buffers) {
     constexpr WORD kNamesAndValues = 2;
     const bool sound = buffers.has(sizeof(WORD) + 1) && kv::load_u16(buffers.in.data()) == kNamesAndValues;
-    if (!sound || device.failed || !device.document_open) return 0;
+    if (!sound || device.failed || !device.document_open) {
+        return static_cast<ULONG>(KV_FAIL(Driver, "%s", sound ? "no document takes the data" : "no names and values"));
+    }
     return device.attached.add(buffers.in.subspan(sizeof(WORD)));
 }
 
@@ -60,7 +62,9 @@ void copy_technology(char* out, ULONG size) {
 }
 
 ULONG path_escape(PDEVICE& device, ULONG code, const Buffers& buffers) {
-    if (!device.settings.kv.PathEscapes) return 0;
+    if (!device.settings.kv.PathEscapes) {
+        return static_cast<ULONG>(KV_FAIL(Driver, "path escapes are switched off"));
+    }
     switch (code) {
         case BEGIN_PATH:
             kv::begin_path(device);
@@ -98,5 +102,8 @@ ULONG APIENTRY DrvEscape(SURFOBJ* surface, ULONG escape, ULONG in_size, PVOID in
     if (!device) return 0;
     const Buffers buffers = {{static_cast<const BYTE*>(in), in ? in_size : 0}, static_cast<char*>(out), out_size};
     ULONG result = 0;
-    return kv::run_hook(*device, [&] { return result = answer(*device, escape, buffers), TRUE; }) ? result : 0;
+    if (!kv::run_hook(*device, [&] { return result = answer(*device, escape, buffers), TRUE; })) return 0;
+    KV_TRACE(Driver, Info, "escape %u, %u bytes: %u", static_cast<unsigned>(escape),
+             static_cast<unsigned>(buffers.in.size()), static_cast<unsigned>(result));
+    return result;
 }

@@ -2,16 +2,24 @@
 
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
+#include "support/trace.h"
 
 namespace kv {
 
-PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure) {
+PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure,
+                              std::source_location hook) {
     set_round_to_nearest();
-    if (!surface || surface->iType != STYPE_DEVICE || !surface->dhpdev) return nullptr;
+    auto refuse = [&](const char* why) -> PDEVICE* {
+        if (tracing(TraceComponent::Driver, TraceLevel::Error)) {
+            trace_failure(TraceComponent::Driver, TraceName(hook.function_name()).c_str(), "%s", why);
+        }
+        return nullptr;
+    };
+    if (!surface || surface->iType != STYPE_DEVICE || !surface->dhpdev) return refuse("no device's surface");
     auto* device = reinterpret_cast<PDEVICE*>(surface->dhpdev);
-    if (device->signature != kDeviceSignature) return nullptr;
-    if (after_failure == Failed::Refuse && device->failed) return nullptr;
-    if (outside == Outside::Refuse && device->page_start == 0) return nullptr;
+    if (device->signature != kDeviceSignature) return refuse("no device of this driver");
+    if (after_failure == Failed::Refuse && device->failed) return refuse("the document has failed");
+    if (outside == Outside::Refuse && device->page_start == 0) return refuse("no page is open");
     return device;
 }
 

@@ -3,18 +3,23 @@
 
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
+#include "support/trace.h"
 
 namespace kv {
 
-// The answer of the work. An exception fails the document: FALSE, last error 31.
+// The answer of the work. An exception fails the document: FALSE, last error 31. hook: whose failure it is.
 template <class Work>
-BOOL run_hook(PDEVICE& device, Work&& work) {
+BOOL run_hook(PDEVICE& device, Work&& work, std::source_location hook = std::source_location::current()) {
     BOOL answer = FALSE;
     device.check_invariants();
     const bool returned = guarded_call([&] { answer = work(); });
     if (!returned) {
         SetLastError(ERROR_GEN_FAILURE);
-        device.SetFailed();
+        if (tracing(TraceComponent::Driver, TraceLevel::Error)) {
+            trace_failure(TraceComponent::Driver, TraceName(hook.function_name()).c_str(),
+                          "an exception at position %u", static_cast<unsigned>(device.position));
+        }
+        device.SetFailed(hook);
     }
     device.check_invariants();
     return returned && answer;
@@ -22,9 +27,9 @@ BOOL run_hook(PDEVICE& device, Work&& work) {
 
 // The same for work whose failure fails the document.
 template <class Work>
-BOOL run_recording(PDEVICE& device, Work&& work) {
-    const BOOL recorded = run_hook(device, work);
-    if (!recorded) device.SetFailed();
+BOOL run_recording(PDEVICE& device, Work&& work, std::source_location hook = std::source_location::current()) {
+    const BOOL recorded = run_hook(device, work, hook);
+    if (!recorded) device.SetFailed(hook);
     return recorded;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "driver/hooks.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -91,11 +92,11 @@ BOOL APIENTRY DrvEnableDriver(ULONG engine_version, ULONG size, DRVENABLEDATA* d
     constexpr ULONG kOldestEngine = 0x20000, kDriverVersion = 0x30000;
     if (engine_version < kOldestEngine) {
         SetLastError(ERROR_BAD_DRIVER_LEVEL);
-        return FALSE;
+        return KV_FAIL(Driver, "engine version %X", static_cast<unsigned>(engine_version));
     }
     if (!data || size < sizeof *data) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
-        return FALSE;
+        return KV_FAIL(Driver, "%u bytes for the table", static_cast<unsigned>(size));
     }
     auto& table = kv::hook_table();
     *data = {kDriverVersion, static_cast<ULONG>(table.size()), table.data()};
@@ -109,12 +110,12 @@ BOOL APIENTRY DrvQueryDriverInfo(DWORD mode, PVOID buffer, DWORD size, DWORD* ne
     if (mode != DRVQUERY_USERMODE) {
         if (buffer && size) std::memset(buffer, 0, size);
         SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        return KV_FAIL(Driver, "mode %u", static_cast<unsigned>(mode));
     }
     if (needed) *needed = sizeof kRunsInUserMode;
     if (!buffer || size < sizeof kRunsInUserMode) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
-        return FALSE;
+        return KV_FAIL(Driver, "%u bytes for the answer", static_cast<unsigned>(size));
     }
     std::memcpy(buffer, &kRunsInUserMode, sizeof kRunsInUserMode);
     SetLastError(ERROR_SUCCESS);

@@ -19,7 +19,8 @@ struct PDEVICE : Document {
     // the document has failed or no page is open, each unless allowed.
     enum class Outside { Refuse, AllowNoPage };
     enum class Failed { Refuse, Allow };
-    static PDEVICE* FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure);
+    static PDEVICE* FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure,
+                                std::source_location hook = std::source_location::current());
 
     // The working state without which nothing can be recorded. FALSE when memory is out.
     BOOL alloc_working_state();

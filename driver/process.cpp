@@ -118,6 +118,9 @@ BOOL attach_process(HINSTANCE module) {
     format_text(state.dispatcher_name.data(), state.dispatcher_name.capacity(), TEXT("%s Dispatcher"),
                 state.product_name.c_str());
     state.localized_product_name.assign(state.product_name.c_str());
+    KV_TRACE(Driver, Info, "system level %d, %s, language %04X, texts of %s", state.os_level,
+             TraceText(state.print_environment).c_str(), state.default_language,
+             state.resource_library_loaded ? "the library" : "the driver");
     create_process_fonts();  // without memory for it, no font counts as installed
     return TRUE;
 }

@@ -6,6 +6,7 @@
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -47,6 +48,7 @@ HMODULE load_private_copy(const PathText& library) {
     PathText& copy = private_copy();
     if (!CreateTempFile(nullptr, copy)) return nullptr;
     HMODULE loaded = CopyFileW(library.c_str(), copy.c_str(), FALSE) ? load_as_data(copy) : nullptr;
+    KV_TRACE(Driver, Info, "a copy of another version's library: %s", TraceText(copy.c_str()).c_str());
     if (loaded) {
         MoveFileExW(copy.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
     } else {
@@ -75,6 +77,7 @@ HMODULE load_named_library(const PathText& driver, const PathText& folder) {
         if (!open_product_key(key, root) || !key.read_path(name, named) || named.empty()) continue;
         JoinPath(folder.c_str(), named.c_str(), path);
         if (HMODULE library = load_library(path, driver)) return library;
+        KV_FAIL(Driver, "the named library is not loaded: %s", TraceText(path.c_str()).c_str());
     }
     return nullptr;
 }
@@ -129,7 +132,9 @@ BOOL establish_resource_module() {
     state.resource_library_loaded = state.resource_module != nullptr;
     if (!state.resource_module) {
         WCHAR text[64];
-        if (LoadStringW(state.module, kProductNameString, text, 64) <= 0) return FALSE;
+        if (LoadStringW(state.module, kProductNameString, text, 64) <= 0) {
+            return KV_FAIL(Driver, "no texts: the driver does not load");
+        }
         state.resource_module = state.module;
     }
     read_language(state);

@@ -10,6 +10,7 @@
 #include "support/paths.h"
 #include "support/reg_key.h"
 #include "support/time_text.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -29,7 +30,9 @@ BOOL sorted_files(const TextList& files, Names& sorted) {
     if (!sorted.alloc(files.count())) return FALSE;
     const WCHAR** const end = sorted.get() + files.count();
     files.list(sorted.get());
-    if (std::any_of(sorted.get(), end, [](const WCHAR* name) { return *name == 0; })) return FALSE;
+    if (std::any_of(sorted.get(), end, [](const WCHAR* name) { return *name == 0; })) {
+        return KV_FAIL(Fonts, "an installed font without a file: the cache stays as it is");
+    }
     std::sort(sorted.get(), end, [](const WCHAR* a, const WCHAR* b) { return lstrcmpiW(a, b) < 0; });
     return TRUE;
 }
@@ -123,8 +126,11 @@ private:
 void rebuild(CRegKey& cache, const Names& files, DWORD count, const Md5Digest& digest) {
     CacheBuilder builder;
     WCHAR folder[MAX_PATH];
-    if (!builder.open(cache)) return;
-    if (SHGetFolderPathW(nullptr, CSIDL_FONTS, nullptr, 0, folder) < 0) return;
+    if (!builder.open(cache) || SHGetFolderPathW(nullptr, CSIDL_FONTS, nullptr, 0, folder) < 0) {
+        KV_FAIL(Fonts, "no keys of the cache, or no folder of fonts");
+        return;
+    }
+    KV_TRACE(Fonts, Info, "from %u files", static_cast<unsigned>(count));
     for (DWORD i = 0; i < count; ++i) {
         PathText path(files[i]);
         if (!find_last(files[i], '\\')) JoinPath(folder, files[i], path);
@@ -161,7 +167,7 @@ BOOL CFontCache::refresh(DWORD parts) {
     if (!(parts & (kCacheByUniqueId | kCacheByPostScriptName)) || refreshed_) return TRUE;
     CRegKey product, cache;
     if (!create_product_key(product, HKEY_CURRENT_USER) || !cache.Create(kCacheAccess, product.handle(), kCacheName)) {
-        return FALSE;
+        return KV_FAIL(Fonts, "no key of the cache");
     }
     refreshed_ = true;
     Names sorted;

@@ -10,6 +10,7 @@
 #include "fonts/name_table.h"
 #include "fonts/table_layout.h"
 #include "support/text.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -187,9 +188,12 @@ BOOL ReadFontNames(const void* data, DWORD size, FontNames& found) {
     if (!data || size < kLeastFontSize || IsCollection(data, size) != 0) return FALSE;
     const Bytes file(static_cast<const BYTE*>(data), size);
     const DWORD tables_declared = load<DirectoryLayout::kNumTables>(file.data(), ByteOrder::File);
-    if (tables_declared * SfntDirectory::kEntrySize + SfntDirectory::kHeaderSize >= size) return FALSE;
+    if (tables_declared * SfntDirectory::kEntrySize + SfntDirectory::kHeaderSize >= size) {
+        return KV_FAIL(Fonts, "%u tables in %u bytes", static_cast<unsigned>(tables_declared),
+                       static_cast<unsigned>(size));
+    }
     const FontTables tables = find_tables(file);
-    if (!tables.complete) return FALSE;
+    if (!tables.complete) return KV_FAIL(Fonts, "no names or no character map");
     FontCodePage(tables.os2, tables.cmap, false, &found.font_code_page);
     read_encoding(tables, found);
     return read_names(NameTable(tables.name, ByteOrder::File), found);
@@ -204,8 +208,12 @@ LONG find_collection_member(const void* data, DWORD size, const WCHAR* face_name
     const Bytes file(static_cast<const BYTE*>(data), size);
     const CollectionHeader header(file);
     for (DWORD i = 0; i < header.count() && search.steps_left; ++i) {
-        if (member_has_family(file, header.offset(i), search)) return static_cast<LONG>(i);
+        if (!member_has_family(file, header.offset(i), search)) continue;
+        KV_TRACE(Fonts, Info, "%s is member %u", TraceText(face_name).c_str(), static_cast<unsigned>(i));
+        return static_cast<LONG>(i);
     }
+    KV_TRACE(Fonts, Warning, "%s is no member of %u%s", TraceText(face_name).c_str(),
+             static_cast<unsigned>(header.count()), search.steps_left ? "" : ", as far as was searched");
     return -1;
 }
 

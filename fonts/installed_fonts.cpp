@@ -2,6 +2,7 @@
 
 #include "fonts/ifi_metrics.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -45,7 +46,10 @@ BOOL add_faces(TextList& list, const WCHAR* start, const WCHAR* end) {
 
 void CInstalledFonts::load() {
     CRegKey key;
-    if (!key.Open(KEY_READ, HKEY_LOCAL_MACHINE, kFontsKey)) return;
+    if (!key.Open(KEY_READ, HKEY_LOCAL_MACHINE, kFontsKey)) {
+        KV_TRACE(Fonts, Warning, "the system lists no fonts");
+        return;
+    }
     DWORD index = 0;
     while (const WCHAR* value = key.EnumValueName(index++)) {
         const TextBuffer<1024> name(value);  // the key reuses its buffers
@@ -55,6 +59,8 @@ void CInstalledFonts::load() {
         const WCHAR* file = key.ReadString(name.c_str());
         if (file && !files_.contains(file) && !files_.add(file, text_length(file))) return;
     }
+    KV_TRACE(Fonts, Info, "%u faces in %u files", static_cast<unsigned>(faces_.count()),
+             static_cast<unsigned>(files_.count()));
 }
 
 bool CInstalledFonts::has_face(const WCHAR* name) const {

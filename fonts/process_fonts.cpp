@@ -5,6 +5,7 @@
 #include "fonts/ifi_metrics.h"
 #include "fonts/ttc.h"
 #include "platform/guarded_call.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -45,7 +46,7 @@ bool has_installed_member(std::span<BYTE> collection) {
 
 BOOL create_process_fonts() {
     if (!instance()) instance() = make_object<ProcessFonts>();
-    return instance() != nullptr;
+    return instance() || KV_FAIL(Fonts, "no font counts as installed");
 }
 
 void release_process_fonts() { destroy_object(instance()); }
@@ -53,12 +54,26 @@ void release_process_fonts() { destroy_object(instance()); }
 ProcessFonts* process_fonts() { return instance(); }
 
 BOOL ShouldEmbedFont(const IFIMETRICS& metrics, std::span<const BYTE> file) {
-    if (file.empty() || !has_font_file(metrics)) return FALSE;
+    if (file.empty() || !has_font_file(metrics)) {
+        KV_TRACE(Fonts, Info, "no: it has no file");
+        return FALSE;
+    }
     const auto size = static_cast<DWORD>(file.size());
     CTtfFullNameReader reader;
     if (!reader.LoadFromMemory(file.data(), size)) return FALSE;
-    if (IsCollection(file.data(), size) == 1) return !has_installed_member(reader.image());
-    return reader.ParseFont() && reader.full_name_count() > 0 && !is_installed(reader);
+    if (IsCollection(file.data(), size) == 1) {
+        const bool installed = has_installed_member(reader.image());
+        KV_TRACE(Fonts, Info, "%s of the collection is installed", installed ? "no: a member" : "yes: no member");
+        return !installed;
+    }
+    if (!reader.ParseFont() || reader.full_name_count() == 0) {
+        KV_TRACE(Fonts, Info, "no: the file has no full name");
+        return FALSE;
+    }
+    const bool installed = is_installed(reader);
+    KV_TRACE(Fonts, Info, "%s: %s", installed ? "no, installed" : "yes, not installed",
+             TraceText(reader.full_name(0)).c_str());
+    return !installed;
 }
 
 BOOL find_installed_family(const WCHAR* family, std::span<const BYTE> file, FamilyText& installed) {
@@ -67,7 +82,12 @@ BOOL find_installed_family(const WCHAR* family, std::span<const BYTE> file, Fami
     BOOL found = FALSE;
     const Holding held(fonts->cache_lock);
     // Bytes of the file that cannot be read must not leave the lock held.
-    return guarded_call([&] { found = ResolveFaceName(fonts->cache, family, file, installed); }) && found;
+    if (!guarded_call([&] { found = ResolveFaceName(fonts->cache, family, file, installed); })) {
+        return KV_FAIL(Fonts, "an exception in the file of %s", TraceText(family).c_str());
+    }
+    KV_TRACE(Fonts, Info, "%s is %s %s", TraceText(family).c_str(), found ? "installed as" : "not known by its file",
+             found ? TraceText(installed.c_str()).c_str() : "");
+    return found;
 }
 
 }  // namespace kv

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "fonts/font_file.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -41,9 +42,11 @@ BOOL CTtc::set_data(BYTE* bytes, DWORD size) {
 
 BOOL CTtc::Split() {
     release();
-    if (!begins_with(bytes_, tag("ttcf"))) return FALSE;
+    if (!begins_with(bytes_, tag("ttcf"))) return KV_FAIL(Fonts, "no collection");
     const CollectionHeader header(bytes_);
-    if (header.count() != header.declared() || header.count() > kMostMembers) return FALSE;
+    if (header.count() != header.declared() || header.count() > kMostMembers) {
+        return KV_FAIL(Fonts, "%u members", static_cast<unsigned>(header.declared()));
+    }
     if (header.count() == 0) return TRUE;
     void* block = nullptr;
     if (!AllocMem(&block, header.count() * sizeof(CTtf), false, TEXT("CTtc::Split"))) return FALSE;
@@ -59,7 +62,9 @@ BOOL CTtc::Split() {
 
 BOOL CTtc::split_member(const CollectionHeader& header, DWORD index) {
     const DWORD offset = header.offset(index);
-    if (offset == 0 || offset >= bytes_.size()) return FALSE;
+    if (offset == 0 || offset >= bytes_.size()) {
+        return KV_FAIL(Fonts, "member %u at %u", static_cast<unsigned>(index), static_cast<unsigned>(offset));
+    }
     // A directory is rewritten once, and only where it has its bytes for itself: not within the header or beyond the
     // start of another one.
     bool rewritten = offset < header.size();

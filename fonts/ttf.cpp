@@ -8,6 +8,7 @@
 #include "fonts/font_names.h"
 #include "fonts/table_layout.h"
 #include "fonts/table_order.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -99,6 +100,7 @@ void CTtf::drop_conflicting_tables() {
         for (CTtfTable& table : tables()) {
             if (!table.location || std::ranges::find(kind, table.tag) == kind.end()) continue;
             if (conflicts(table, {taken, count})) {
+                KV_TRACE(Fonts, Warning, "table %08X counts as absent", static_cast<unsigned>(table.tag));
                 table.location = nullptr;
             } else {
                 taken[count++] = &table;
@@ -181,10 +183,16 @@ BOOL CTtf::unique_identifier(WCHAR* target, size_t capacity) const {
 BOOL CTtf::ParseFont() {
     // Of a parse however small its tables are: each of a map's 256 records is looked for among the others.
     constexpr DWORD kFixedCost = 16384;
-    if (image().size() < SfntDirectory::kHeaderSize || begins_with(image(), tag("ttcf"))) return FALSE;
-    if (!take_from_budget(kFixedCost + SfntDirectory(image(), directory_order_).size())) return FALSE;
+    if (image().size() < SfntDirectory::kHeaderSize || begins_with(image(), tag("ttcf"))) {
+        return KV_FAIL(Fonts, "no font, or a collection");
+    }
+    if (!take_from_budget(kFixedCost + SfntDirectory(image(), directory_order_).size())) {
+        return KV_FAIL(Fonts, "the collection's members cost too much");
+    }
     set_directory_order(ByteOrder::Host);
-    if (!list_tables() || !take_from_budget(wanted_bytes()) || !parse_all_tables()) return FALSE;
+    if (!list_tables() || !take_from_budget(wanted_bytes()) || !parse_all_tables()) {
+        return KV_FAIL(Fonts, "a table that cannot be read");
+    }
     find_blank_space_glyph();
     return TRUE;
 }

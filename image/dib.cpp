@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+#include "support/trace.h"
+
 namespace kv {
 namespace {
 
@@ -62,7 +64,10 @@ bool has_gray_ramp(const DibView& dib) {
 BOOL PackedDib::create(const BITMAPINFOHEADER& header, const WCHAR* operation) {
     reset();
     const uint64_t size = dib_size(header);
-    if (header.biSize < sizeof header || header.biWidth < 1 || header.biHeight == 0 || size > kMaxDibSize) return FALSE;
+    if (header.biSize < sizeof header || header.biWidth < 1 || header.biHeight == 0 || size > kMaxDibSize) {
+        return KV_FAIL(Image, "%d x %d of %u bits cannot be", static_cast<int>(header.biWidth),
+                       static_cast<int>(header.biHeight), header.biBitCount);
+    }
     if (!block_.Alloc(static_cast<DWORD>(size), GMEM_MOVEABLE | GMEM_ZEROINIT, 0, operation)) return FALSE;
     block_.set_used(static_cast<DWORD>(size));
     this->header() = header;

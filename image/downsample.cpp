@@ -12,6 +12,7 @@
 #include "image/mono_rows.h"
 #include "image/prepare.h"
 #include "support/memory.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -310,10 +311,16 @@ BOOL DownsampleDib(const DibView& source, LONG source_resolution, LONG target_re
         !rows.open(source, alpha)) {
         return FALSE;
     }
-    if (!make_result(source, rows, alpha, width, height, result)) return FALSE;
+    if (!make_result(source, rows, alpha, width, height, result)) {
+        KV_TRACE(Image, Info, "%d x %d would not be smaller", static_cast<int>(width), static_cast<int>(height));
+        return FALSE;
+    }
     const bool done =
         is_narrow(rows, result.header()) ? Averager<WORD>(rows, result).run() : Averager<DWORD>(rows, result).run();
     if (!done) result.reset();
+    KV_TRACE(Image, Info, "from %d x %d at %d dpi to %d x %d%s", static_cast<int>(header.biWidth),
+             static_cast<int>(header.biHeight), static_cast<int>(source_resolution), static_cast<int>(width),
+             static_cast<int>(height), done ? "" : ": no memory, it stays as it is");
     return done;
 }
 

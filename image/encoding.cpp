@@ -1,5 +1,7 @@
 #include "image/encoding.h"
 
+#include "support/trace.h"
+
 namespace kv {
 namespace {
 
@@ -25,12 +27,17 @@ bool IsJpegCandidate(const DibView& dib) {
 
 BitmapEncoding SelectBitmapEncoding(const PrivateDevMode& settings, const DibView& dib) {
     const BITMAPINFOHEADER& header = *dib.header;
-    if ((settings.Compression & kCompressJpeg) && IsJpegCandidate(dib)) return BitmapEncoding::Jpeg;
-    if (settings.Compression & kCompressRunLength) {
-        if (is_plain(header, 8) && header.biWidth >= kMinRle8Width) return BitmapEncoding::Rle8;
-        if (is_plain(header, 4) && header.biWidth >= kMinRle4Width) return BitmapEncoding::Rle4;
+    BitmapEncoding encoding = BitmapEncoding::Plain;
+    if ((settings.Compression & kCompressJpeg) && IsJpegCandidate(dib)) {
+        encoding = BitmapEncoding::Jpeg;
+    } else if (settings.Compression & kCompressRunLength) {
+        if (is_plain(header, 8) && header.biWidth >= kMinRle8Width) encoding = BitmapEncoding::Rle8;
+        if (is_plain(header, 4) && header.biWidth >= kMinRle4Width) encoding = BitmapEncoding::Rle4;
     }
-    return BitmapEncoding::Plain;
+    static constexpr const char* kNames[] = {"plain", "JPEG", "run lengths of 8 bits", "run lengths of 4 bits"};
+    KV_TRACE(Image, Info, "%d x %d, %u bits: %s", static_cast<int>(header.biWidth), static_cast<int>(header.biHeight),
+             header.biBitCount, kNames[static_cast<size_t>(encoding)]);
+    return encoding;
 }
 
 }  // namespace kv

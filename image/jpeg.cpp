@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "image/encoding.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -186,16 +187,20 @@ BOOL CompressDibToJpeg(const DibView& dib, int quality, CGlobalObj& stream) {
     stream.free();
     const WORD bit_count = bit_count_of(*dib.header);
     DibReader reader;
-    if ((bit_count != 8 && bit_count != 24) || !open_reader(dib, reader)) return FALSE;
+    if ((bit_count != 8 && bit_count != 24) || !open_reader(dib, reader)) {
+        return KV_FAIL(Image, "no JPEG is made of %u bits and a header of %u bytes", bit_count,
+                       static_cast<unsigned>(dib.header->biSize));
+    }
     if (compress(reader, quality, &stream)) return TRUE;
     stream.free();
-    return FALSE;
+    return KV_FAIL(Image, "the JPEG library gave up");
 }
 
 BOOL WriteJpegBitmap(const DibView& dib, int quality, File& file, DWORD* written) {
     *written = 0;
     CGlobalObj stream;
-    if (!file.IsOpen() || !CompressDibToJpeg(dib, quality, stream)) return FALSE;
+    if (!file.IsOpen()) return KV_FAIL(Image, "the file is not open");
+    if (!CompressDibToJpeg(dib, quality, stream)) return FALSE;
     if (!file.Write(stream.data(), stream.used())) return FALSE;
     *written = stream.used();
     return TRUE;

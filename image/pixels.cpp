@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/trace.h"
+
 namespace kv {
 namespace {
 
@@ -96,8 +98,11 @@ bool PixelReader::read_masks(const DibView& dib, Alpha alpha) {
 
 BOOL PixelReader::open(const DibView& dib, Alpha alpha) {
     const BITMAPINFOHEADER& header = *dib.header;
-    if (!has_plain_rows(header) || header.biSize < sizeof header) return FALSE;
-    if (header.biWidth < 1 || header.biHeight == 0 || dib_size(header) > kMaxDibSize) return FALSE;
+    if (!has_plain_rows(header) || header.biSize < sizeof header || header.biWidth < 1 || header.biHeight == 0 ||
+        dib_size(header) > kMaxDibSize) {
+        return KV_FAIL(Image, "%d x %d of compression %u are not read", static_cast<int>(header.biWidth),
+                       static_cast<int>(header.biHeight), static_cast<unsigned>(header.biCompression));
+    }
     width_ = static_cast<DWORD>(header.biWidth);
     rows_ = static_cast<DWORD>(std::abs(header.biHeight));
     stride_ = static_cast<DWORD>(dib_stride(header));
@@ -115,9 +120,9 @@ BOOL PixelReader::open(const DibView& dib, Alpha alpha) {
         case 16:
         case 24:
         case 32:
-            return read_masks(dib, alpha);
+            return read_masks(dib, alpha) || KV_FAIL(Image, "masks that are no fields");
         default:
-            return FALSE;
+            return KV_FAIL(Image, "%u bits are not read", header.biBitCount);
     }
     for (DWORD i = 0; i < 1u << header.biBitCount; ++i) palette_[i] = dib.color(i) & kept_;
     return TRUE;

@@ -6,6 +6,7 @@
 #include "image/pixels.h"
 #include "image/prepare.h"
 #include "support/memory.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -136,6 +137,8 @@ BOOL ReduceColorDepth(const DibView& source, PackedDib& result) {
     if (!few && header.biBitCount != 16 && header.biBitCount != 32) return FALSE;
     const WORD depth = few ? depth_for(set.count()) : WORD{24};
     if (!result.create(dib_header(header.biWidth, header.biHeight, depth), kQuietly)) return FALSE;
+    KV_TRACE(Image, Info, "from %u to %u bits, %u colours%s", header.biBitCount, depth,
+             static_cast<unsigned>(set.count()), few ? "" : " and more");
     if (depth <= 8) std::copy_n(set.colors(), set.count(), result.table());
     convert(pixels, set, result);
     return TRUE;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "image/encoding.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -148,15 +149,15 @@ BOOL RleEncoder::finish(DWORD* encoded_size) {
     drain();
     const bool fits = total_ <= kMaxDibSize;
     *encoded_size = fits ? static_cast<DWORD>(total_) : 0;
-    return fits && !aborted_;
+    return (fits && !aborted_) || KV_FAIL(Image, "%s", aborted_ ? "the bytes are not taken" : "2 GiB and more");
 }
 
 BOOL encode(const RleRules& rules, const BYTE* bits, DWORD total_size, DWORD width, DWORD stride, RleSink sink,
             void* context, DWORD* encoded_size) {
     *encoded_size = 0;
-    if (width == 0) return FALSE;
+    if (width == 0) return KV_FAIL(Image, "no pixels");
     RleEncoder encoder(rules, width, sink, context);
-    if (stride < encoder.row_size()) return FALSE;
+    if (stride < encoder.row_size()) return KV_FAIL(Image, "rows that are shorter than their pixels");
     for (DWORD rows = total_size / stride; rows > 0 && !encoder.aborted(); --rows, bits += stride) {
         encoder.encode_row(bits);
     }

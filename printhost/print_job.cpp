@@ -14,6 +14,7 @@
 #include "printhost/output.h"
 #include "printhost/page_player.h"
 #include "printhost/papers.h"
+#include "printhost/trace_listener.h"
 
 namespace kvprint {
 namespace {
@@ -44,6 +45,8 @@ void install_resource_library() {
 // the dispatcher gets the job.
 HANDLE open_printer(const Request& request, const Output* output) {
     install_resource_library();
+    const std::string trace = TraceListener::kLevels + request.trace;
+    host::set_registry_string(HKEY_LOCAL_MACHINE, kProductKey, u"Trace", widen(trace));
     for (auto margin : {u"MarginLeft", u"MarginTop", u"MarginRight", u"MarginBottom"}) {
         host::set_registry_dword(HKEY_CURRENT_USER, kPrinterKey, margin, 0);
     }
@@ -73,7 +76,8 @@ std::vector<BYTE> data_block(const Request& request) {
 }
 
 void show_progress(const Request& request, size_t page, size_t pages) {
-    if (!request.quiet && isatty(STDERR_FILENO)) std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
+    if (!request.quiet && request.trace.empty() && isatty(STDERR_FILENO))
+        std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
 }
 
 std::vector<size_t> pages_of(const Request& request, size_t count) {
@@ -92,15 +96,6 @@ std::string last_message() {
                                            static_cast<int>(text.size()), nullptr, nullptr);
     text.resize(static_cast<size_t>(std::max(length, 0)));
     return text;
-}
-
-// The driver refuses to go on: most often because its own file of the job cannot be written.
-[[noreturn]] void fail(const std::string& what) {
-    const std::string message = last_message();
-    if (message.empty()) throw std::runtime_error(what);
-    const size_t cause = message.find(". ");  // behind the name of a file that is gone
-    throw OutputFault("the job cannot be recorded in " + fs::temp_directory_path().string() + ": " +
-                      (cause == std::string::npos ? message : message.substr(cause + 2)));
 }
 
 class Printing {
@@ -141,6 +136,15 @@ public:
     Played& played() { return played_; }
 
 private:
+    // The driver refuses to go on: most often because its own file of the job cannot be written.
+    [[noreturn]] void fail(const std::string& what) const {
+        const std::string message = last_message(), cause = trace_.first_failure();
+        if (message.empty()) throw std::runtime_error(what + cause);
+        const size_t reason = message.find(". ");  // behind the name of a file that is gone
+        throw OutputFault("the job cannot be recorded in " + fs::temp_directory_path().string() + ": " +
+                          (reason == std::string::npos ? message : message.substr(reason + 2)) + cause);
+    }
+
     // What is wrong with a page is told when it is printed.
     void survey(Document& document, const std::vector<size_t>& pages) {
         const Warnings::Pause pause(warnings_of(context_));
@@ -214,6 +218,7 @@ private:
 
     const Request& request_;
     fz_context* context_;
+    const TraceListener trace_{request_.trace};
     const HANDLE printer_;
     const InstalledFonts installed_;
     FontIdentities identities_{context_};

@@ -22,6 +22,7 @@ struct Request {
     std::string text_list;                                   // where to list what goes as text; empty: nowhere
     std::string password;                                    // empty: none
     std::string box;                                         // media, crop, bleed, trim or art; empty: crop
+    std::string trace;                                       // what the driver tells of its work; empty: nothing
     bool annotations = true;                                 // those that are to be printed
     bool strict = false;                                     // what cannot be printed whole is not printed
     bool quiet = false;                                      // no progress on a terminal, no closing line

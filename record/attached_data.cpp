@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "support/little_endian.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -27,7 +28,8 @@ size_t length_of_texts(const BYTE* data) {
 BOOL AttachedData::add(std::span<const BYTE> texts) {
     constexpr size_t kLargest = 0x7FFFFFFF;
     void* memory = nullptr;
-    if (texts.size() > kLargest || !AllocMem(&memory, sizeof(Block) + texts.size() + kPadding, true)) return FALSE;
+    if (texts.size() > kLargest) return KV_FAIL(Record, "2 GiB and more");
+    if (!AllocMem(&memory, sizeof(Block) + texts.size() + kPadding, true)) return FALSE;
     auto* block = static_cast<Block*>(memory);
     std::memcpy(block + 1, texts.data(), texts.size());
     block->size = static_cast<DWORD>(length_of_texts(block->data()));
@@ -35,6 +37,7 @@ BOOL AttachedData::add(std::span<const BYTE> texts) {
         FreeMem(block);
         return TRUE;
     }
+    KV_TRACE(Record, Info, "%u of %u bytes", static_cast<unsigned>(block->size), static_cast<unsigned>(texts.size()));
     block->next = std::exchange(first_, block);
     return TRUE;
 }

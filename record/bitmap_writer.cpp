@@ -10,6 +10,7 @@
 #include "record/path_recorder.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -64,6 +65,8 @@ BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& 
         !document.has_room(written)) {
         return FALSE;
     }
+    KV_TRACE(Record, Info, "%u bytes at position %u", static_cast<unsigned>(written),
+             static_cast<unsigned>(document.position));
     document.position += written;
     document.statistics.largest_record += written;
     return document.PatchU32(length_position, head.size() + written);
@@ -111,7 +114,7 @@ BOOL write_plain(Document& document, const ImageRecord& record, RecordHead& head
     return TRUE;
 }
 
-BOOL write_image(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
+BOOL write_encoded(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
     switch (SelectBitmapEncoding(document.settings.kv, image)) {
         case BitmapEncoding::Jpeg:
             if (record.jpeg_flags) *record.jpeg_flags |= kTransparentIsJpeg;
@@ -123,6 +126,13 @@ BOOL write_image(Document& document, const ImageRecord& record, RecordHead& head
             break;
     }
     return write_plain(document, record, head, image);
+}
+
+// What has begun cannot be taken back.
+BOOL write_image(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
+    if (write_encoded(document, record, head, image)) return TRUE;
+    document.SetFailed();
+    return FALSE;
 }
 
 // Which entries of a colour table the pixels of 1, 4 or 8 bits use.
@@ -234,7 +244,9 @@ BOOL WriteMaskedRecord(Document& document, const RECTL& source, const RECTL& des
     head.point(destination.right, destination.bottom);
     head.point(destination.left, destination.bottom);
     const uint64_t image_size = dib_size(*image.header), mask_size = dib_size(*mask.header);
-    if (image_size > kMaxDibSize || mask_size > kMaxDibSize) return FALSE;
+    if (image_size > kMaxDibSize || mask_size > kMaxDibSize) {
+        return KV_FAIL(Record, "an image or mask of 2 GiB at position %u", static_cast<unsigned>(document.position));
+    }
     head.out().u32(static_cast<DWORD>(image_size));
     head.out().u32(static_cast<DWORD>(mask_size));
     const uint64_t size = head.size() + image_size + mask_size;

@@ -7,6 +7,7 @@
 #include "record/pending_rect_fill.h"
 #include "record/raster_ops.h"
 #include "record/surface_dib.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -51,7 +52,10 @@ DWORD transparent_color(const Blit& blit, ULONG color) {
 }  // namespace
 
 BOOL RecordBlit(Document& document, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask) {
-    if (rop == kDestination || draws_nothing(blit)) return TRUE;
+    if (rop == kDestination || draws_nothing(blit)) {
+        KV_TRACE(Record, Info, "operation %02X: nothing to be seen", rop);
+        return TRUE;
+    }
     const RECTL bounds = normalized(blit.destination);
     if (!RecordClip(document, blit.clip, &bounds)) return FALSE;
     if (uses_pattern(rop) && !make_current(document, ResolveBrush(document, brush))) return FALSE;
@@ -88,7 +92,10 @@ BOOL RecordTransparentBlit(Document& document, const Blit& blit, ULONG color) {
 
 BOOL RecordRectFill(Document& document, CLIPOBJ* clip, const RECTL& rect, BrushId brush, BYTE rop) {
     if (is_empty(rect) || IsRopNoOp(rop, brush) || uses_source(rop)) return TRUE;
-    if (is_page_blank(document) && fills_white(rop, brush)) return TRUE;
+    if (is_page_blank(document) && fills_white(rop, brush)) {
+        KV_TRACE(Record, Info, "white on a blank page");
+        return TRUE;
+    }
     if (!RecordClip(document, clip, &rect)) return FALSE;
     if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(document, brush)) return FALSE;
     AddInk(document, rect);

@@ -8,6 +8,7 @@
 #include "record/record_types.h"
 #include "record/surface_dib.h"
 #include "support/process_state.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -63,7 +64,7 @@ BOOL realize_pattern(Document& document, const SURFOBJ& surface, XLATEOBJ* trans
     SurfaceImage image;
     if (!ConvertSurfaceToDib(document, request, image)) return FALSE;
     const DibView dib = image.view();
-    if (dib_size(*dib.header) > room) return FALSE;
+    if (dib_size(*dib.header) > room) return KV_FAIL(Record, "a pattern of more bytes than its surface suggests");
     const auto head_size = static_cast<size_t>(dib_head_size(*dib.header));
     brush.kind = BrushKind::Pattern;
     std::memcpy(pattern_of(brush), dib.header, head_size);
@@ -164,12 +165,17 @@ BrushId ResolveBrush(Document& document, BRUSHOBJ* brush) {
         return ResolveRealizedBrush(document, solid);
     }
     auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvGetRbrush(brush));
-    return realized ? ResolveRealizedBrush(document, *realized) : kNullBrush;
+    if (realized) return ResolveRealizedBrush(document, *realized);
+    KV_FAIL(Record, "the engine realizes no brush at position %u", static_cast<unsigned>(document.position));
+    return kNullBrush;
 }
 
 BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush) {
     if (brush.kind == BrushKind::Solid) return brush.id = solid_id(brush.colour);
-    if (BrushId known = document.brushes.find(brush)) return brush.id = known;
+    if (BrushId known = document.brushes.find(brush)) {
+        KV_TRACE(Record, Info, "brush %X is reused", static_cast<unsigned>(known));
+        return brush.id = known;
+    }
     ++document.statistics.brushes;
     if (!document.pending.flush(document)) {
         document.SetFailed();  // what was held back is lost
@@ -177,6 +183,8 @@ BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush) {
     }
     brush.id = document.new_identifier(process_state().brush_ids);
     if (!document.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
+    KV_TRACE(Record, Info, "brush %X of kind %u, %u bytes", static_cast<unsigned>(brush.id),
+             static_cast<unsigned>(brush.kind), static_cast<unsigned>(realized_brush_size(brush)));
     document.brushes.add(brush);
     return brush.id;
 }
@@ -186,10 +194,10 @@ BOOL realize_brush(Document& document, BRUSHOBJ* brush, const SURFOBJ* pattern, 
     const bool patterned =
         brush->iSolidColor == kNotSolid && hatch >= HS_DDI_MAX && pattern && describe_surface(*pattern, header);
     const uint64_t room = patterned ? pattern_room(header) : 0;
-    if (room > kMaxDibSize - sizeof(RealizedBrush)) return FALSE;
+    if (room > kMaxDibSize - sizeof(RealizedBrush)) return KV_FAIL(Record, "a pattern of 2 GiB");
     const auto size = static_cast<ULONG>(sizeof(RealizedBrush) + room);
     auto* realized = static_cast<RealizedBrush*>(BRUSHOBJ_pvAllocRbrush(brush, size));
-    if (!realized) return FALSE;
+    if (!realized) return KV_FAIL(Record, "the engine has no %u bytes for a brush", static_cast<unsigned>(size));
     std::memset(realized, 0, size);
     if (patterned) return realize_pattern(document, *pattern, translation, *realized, room);
     realize_colors(*brush, translation, hatch, *realized);

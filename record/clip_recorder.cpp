@@ -4,6 +4,7 @@
 
 #include "record/document.h"
 #include "record/record_types.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -27,6 +28,7 @@ BOOL record_captured_path(Document& document) {
         document.note_largest_entry(path.metrics().largest_entry);
         ok = SetCurrentClip(document, clip);
     } else {
+        KV_TRACE(Record, Warning, "a captured path of several parts, or used up, does not clip");
         ok = ResetClip(document);
     }
     document.clipped_by_captured = ok;
@@ -53,7 +55,9 @@ void encode_rect(const RECTL& rect, const RECTL* bounds, CallClip& call) {
 
 BOOL encode_region(Document& document, CLIPOBJ* clip, CallClip& call) {
     EnginePath path(CLIPOBJ_ppoGetPath(clip));
-    if (!path) return FALSE;
+    if (!path)
+        return KV_FAIL(Record, "the engine has no path of the clip, position %u",
+                       static_cast<unsigned>(document.position));
     PathMetrics metrics = MeasurePath(path.get(), PathUse::Area);
     PathBuffer& buffer = document.drawing_path;
     if (!document.reserve_paths(metrics.size32) || !EncodePath(path.get(), buffer, metrics)) return FALSE;
@@ -67,6 +71,7 @@ BOOL encode_clip(Document& document, CLIPOBJ* clip, const RECTL* bounds, CallCli
     if (!clip || clip->iDComplexity == DC_TRIVIAL) return TRUE;
     PathBuffer& cached = document.cached_clip;
     if (clip->iUniq != 0 && cached && cached.head().identity == clip->iUniq) {
+        KV_TRACE(Record, Info, "clip %u is known", static_cast<unsigned>(clip->iUniq));
         call.view = cached.view();
         call.largest_entry = document.cached_clip_entry;
         return TRUE;
@@ -115,7 +120,10 @@ BOOL RecordClip(Document& document, CLIPOBJ* clip, const RECTL* bounds) {
     document.clipped_by_captured = false;
     CallClip call;
     if (!encode_clip(document, clip, bounds, call)) return FALSE;
-    if (call.unchanged) return TRUE;
+    if (call.unchanged) {
+        KV_TRACE(Record, Info, "a region of single pixels: the clip stays");
+        return TRUE;
+    }
     document.note_largest_entry(call.largest_entry);
     return SetCurrentClip(document, call.view);
 }
@@ -152,13 +160,16 @@ BOOL RecordKeptClip(Document& document, KeptClip& kept, const RECTL& bounds) {
 
 BOOL SetCurrentClip(Document& document, const PathView& clip) {
     if (clip.head.kind == PathKind::Empty) return ResetClip(document);
-    if (!document.current_clip) return FALSE;
+    if (!document.current_clip) return KV_FAIL(Record, "no buffer of the clip");
     if (clip.same_shape(document.current_clip.view())) return TRUE;
+    KV_TRACE(Record, Info, "clip of kind %u, %u bytes", static_cast<unsigned>(clip.head.kind),
+             static_cast<unsigned>(clip.head.length));
     return document.reserve_paths(clip.head.length) && write_clip(document, clip) && document.current_clip.assign(clip);
 }
 
 BOOL ResetClip(Document& document) {
     if (!document.current_clip || document.current_clip.head().kind == PathKind::Empty) return TRUE;
+    KV_TRACE(Record, Info, "no clip any more");
     document.current_clip.clear_head();
     return document.WriteEmptyRecord(kRecordClipReset);
 }

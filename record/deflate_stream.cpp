@@ -1,6 +1,7 @@
 #include "record/deflate_stream.h"
 
 #include "record/job_stream.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -28,7 +29,7 @@ BOOL DeflateStream::begin() {
     }
     stream_.next_out = buffer_;
     stream_.avail_out = kBufferSize;
-    return ready_;
+    return ready_ || KV_FAIL(Record, "zlib does not start");
 }
 
 BOOL DeflateStream::drain(JobStream& job) {
@@ -42,7 +43,8 @@ BOOL DeflateStream::write(JobStream& job, const void* data, DWORD length) {
     stream_.next_in = static_cast<Bytef*>(const_cast<void*>(data));
     stream_.avail_in = length;
     while (stream_.avail_in > 0) {
-        if (deflate(&stream_, Z_NO_FLUSH) != Z_OK) return FALSE;
+        const int result = deflate(&stream_, Z_NO_FLUSH);
+        if (result != Z_OK) return KV_FAIL(Record, "zlib answers %d", result);
         if (stream_.avail_out == 0 && !drain(job)) return FALSE;
     }
     return TRUE;
@@ -53,7 +55,7 @@ BOOL DeflateStream::finish(JobStream& job) {
     stream_.avail_in = 0;
     for (;;) {
         int result = deflate(&stream_, Z_FINISH);
-        if (result != Z_OK && result != Z_STREAM_END) return FALSE;
+        if (result != Z_OK && result != Z_STREAM_END) return KV_FAIL(Record, "zlib answers %d", result);
         if (!drain(job)) return FALSE;
         if (result == Z_STREAM_END) return TRUE;
     }

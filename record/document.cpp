@@ -9,6 +9,7 @@
 #include "platform/guarded_call.h"
 #include "record/record_types.h"
 #include "support/assert.h"
+#include "support/last_error.h"
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
@@ -28,6 +29,7 @@ void throttle_stress_test(const char* application) {
     DWORD delay = 10000;
     const DWORD objects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
     if (objects >= kManyObjects) delay = ((objects - kManyObjects) / 1000 + 3) * 5000;
+    KV_TRACE(Record, Warning, "a stress test waits %u ms", static_cast<unsigned>(delay));
     const DWORD start = GetTickCount();
     while (GetTickCount() - start < delay) SleepEx(kStep, TRUE);
 }
@@ -35,11 +37,11 @@ void throttle_stress_test(const char* application) {
 // A user's temporary folder may have been cleared away.
 BOOL make_temporary_file(const PathText& folder, PathText& path) {
     if (CreateTempFile(folder.c_str(), path)) return TRUE;
-    const DWORD error = GetLastError();
-    if (GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES) {
-        SetLastError(error);
-        return FALSE;
+    {
+        const KeepLastError keep;
+        if (GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES) return FALSE;
     }
+    KV_TRACE(Record, Warning, "the temporary folder is made: %s", TraceText(folder.c_str()).c_str());
     PathText inside;
     JoinPath(folder.c_str(), TEXT("~KV"), inside);
     return create_folders_of(inside.c_str()) && CreateTempFile(folder.c_str(), path);
@@ -58,22 +60,20 @@ BOOL rename_to_job(const PathText& temporary, PathText& path) {
         if (GetLastError() != ERROR_ALREADY_EXISTS) break;
         format_text(path.data(), path.capacity(), TEXT("%s-%u.kv"), stem.c_str(), number);
     }
-    const DWORD error = GetLastError();
+    const KeepLastError keep;
     DeleteFileW(temporary.c_str());
-    SetLastError(error);
-    return FALSE;
+    return KV_FAIL(Record, "not renamed to %s", TraceText(path.c_str()).c_str());
 }
 
 // A new empty file in the temporary folder.
 BOOL make_job_path(PathText& path) {
     PathText folder, temporary;
     if (GetTempFolder(folder) && make_temporary_file(folder, temporary) && rename_to_job(temporary, path)) return TRUE;
-    const DWORD error = GetLastError();
-    report_file_error(kMessageCreate, folder.c_str(), error);
-    SetLastError(error);
+    report_file_error(kMessageCreate, folder.c_str(), GetLastError());
     return FALSE;
 }
 
+bool is_file_port(const PathText& port) { return same_text_ignoring_case(port.c_str(), TEXT("FILE:")); }
 bool is_null_port(const PathText& port) {
     return same_text_ignoring_case(port.c_str(), TEXT("NUL:")) || same_text_ignoring_case(port.c_str(), TEXT("NUL"));
 }
@@ -111,6 +111,8 @@ BOOL Document::StartDocW(const WCHAR* name, DWORD id) {
             document_open = 1;
             page_start = 0;
             page_count = 0;
+            KV_TRACE(Record, Info, "job %u, %s: %s", static_cast<unsigned>(id),
+                     TraceText(document_name.c_str()).c_str(), TraceText(job->GetName()).c_str());
             return TRUE;
         }
     }
@@ -147,9 +149,8 @@ BOOL Document::create_job_file() {
         start_tail();
         return TRUE;
     }
-    const DWORD error = GetLastError();
+    const KeepLastError keep;
     if (!given) DeleteFileW(path.c_str());
-    SetLastError(error);
     return FALSE;
 }
 
@@ -176,6 +177,10 @@ void Document::EndDocument() {
                    flush_tail();
         recorded_pages = complete ? page_count : 0;
     }
+    if (document_open) {
+        KV_TRACE(Record, Info, "%u pages in %u bytes, %s", static_cast<unsigned>(page_count),
+                 static_cast<unsigned>(position), complete ? "complete" : "discarded");
+    }
     settings.kv.Compression = compression;
     reset_document();
     const PathText kept = close_job(complete, recorded_pages);
@@ -200,8 +205,14 @@ void Document::discard_document() {
 PathText Document::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
-    if (complete && same_text_ignoring_case(port_name.c_str(), TEXT("FILE:"))) complete = copy_to_spooler();
+    if (complete && is_file_port(port_name)) complete = copy_to_spooler();
     if (complete && recorded_pages > 0 && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
+    KV_TRACE(Record, Info, "port %s, %s dispatcher, %u pages: %s", TraceText(port_name.c_str()).c_str(),
+             dispatcher ? "a" : "no", static_cast<unsigned>(recorded_pages),
+             kept.empty() ? "the file goes" : TraceText(kept.c_str()).c_str());
+    if (complete && recorded_pages > 0 && !dispatcher && !is_file_port(port_name) && !is_null_port(port_name)) {
+        KV_TRACE(Record, Error, "nobody takes the job, which is deleted: %s", TraceText(job->GetName()).c_str());
+    }
     // What was buffered reaches the disk only now: without it the job is none.
     if (!kept.empty() && !job->Close()) kept.clear();
     if (kept.empty()) job->CloseAndDelete(FALSE);
@@ -253,6 +264,10 @@ BOOL Document::copy_to_spooler() {
         DWORD got = 0, sent = 0;
         const bool read = job->Seek(done) && job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
         if (read && got > 0) WritePrinter(printer, bytes, got, &sent);
+        if (sent < static_cast<DWORD>(std::min(room, size - done))) {
+            KV_FAIL(Record, "%u bytes at position %d are %s", static_cast<unsigned>(std::min(room, size - done)),
+                    static_cast<int>(done), read ? "not sent" : "not read");
+        }
     }
     return TRUE;
 }

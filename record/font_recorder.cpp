@@ -14,6 +14,7 @@
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -51,9 +52,13 @@ void capture(const Document& document, std::span<const BYTE> file) {
     JoinPath(folder.c_str(), name, path);
     const HANDLE out =
         CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (out == INVALID_HANDLE_VALUE) return;
+    if (out == INVALID_HANDLE_VALUE) {
+        KV_FAIL(Record, "not made: %s", TraceText(path.c_str()).c_str());
+        return;
+    }
     DWORD written = 0;
     if (!file.empty()) WriteFile(out, file.data(), static_cast<DWORD>(file.size()), &written, nullptr);
+    if (written != file.size()) KV_FAIL(Record, "not whole: %s", TraceText(path.c_str()).c_str());
     CloseHandle(out);
 }
 
@@ -61,12 +66,22 @@ void capture(const Document& document, std::span<const BYTE> file) {
 bool decide_embedding(const Document& document, const EngineFont& font, bool installed) {
     CRegKey key;
     open_product_key(key, HKEY_CURRENT_USER);
+    const WCHAR* family = family_name(*font.metrics);
     if (key.ReadDword(TEXT("CaptureFonts"), 0)) {
+        KV_TRACE(Record, Info, "%s travels: CaptureFonts is set", TraceText(family).c_str());
         capture(document, font.file);
         return true;
     }
-    if (key.ReadDword(TEXT("EmbedFonts"), 0)) return true;
-    return !installed && ShouldEmbedFont(*font.metrics, font.file);
+    if (key.ReadDword(TEXT("EmbedFonts"), 0)) {
+        KV_TRACE(Record, Info, "%s travels: EmbedFonts is set", TraceText(family).c_str());
+        return true;
+    }
+    const bool travels = !installed && ShouldEmbedFont(*font.metrics, font.file);
+    KV_TRACE(Record, Info, "%s %s", TraceText(family).c_str(),
+             installed ? "stays: it is installed under its file's names"
+             : travels ? "travels: no face of its full names is installed"
+                       : "stays: installed, or without a file that can be read");
+    return travels;
 }
 
 // The file of a font that is to be embedded may not be there: the text keeps its font's name then.
@@ -141,10 +156,13 @@ BOOL define(Document& document, RealizedFont& realized, std::span<const BYTE> fi
     }
     const FontList::Definition definition = definition_of(realized, entry);
     if (const DWORD known = document.fonts.find(definition)) {
+        KV_TRACE(Record, Info, "font %X is reused", static_cast<unsigned>(known));
         realized.id = known;
         return TRUE;
     }
     if (!write_definition(document, realized, definition.font)) return FALSE;
+    KV_TRACE(Record, Info, "font %X, %d high, %s", static_cast<unsigned>(realized.id),
+             static_cast<int>(definition.font.lfHeight), entry ? "with its file" : "by its name");
     document.fonts.add(realized.id, definition);
     return TRUE;
 }
@@ -190,7 +208,10 @@ LOGFONTW BuildFontLogFont(Document& document, const EngineFont& font) {
 
 FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity) {
     constexpr DWORD kHead = 8;
-    if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) return nullptr;
+    if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) {
+        KV_FAIL(Record, "no file, or one of 4 GiB, at position %u", static_cast<unsigned>(document.position));
+        return nullptr;
+    }
     FontIdentity* entry = document.font_files.find(identity);
     if (!entry) entry = document.font_files.add(identity);
     if (!entry || entry->file_id) return entry;
@@ -205,6 +226,8 @@ FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, cons
     const BOOL written = document.BeginRecord(kRecordFontFile, size + kHead, TRUE) &&
                          document.WriteBytes(head, sizeof head) && document.WriteBytes(file.data(), size) &&
                          document.EndRecord();
+    KV_TRACE(Record, Info, "font file %X, %u bytes%s", static_cast<unsigned>(entry->file_id),
+             static_cast<unsigned>(size), written ? "" : ": not written");
     return written ? entry : nullptr;
 }
 

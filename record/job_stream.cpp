@@ -28,20 +28,22 @@ void JobStream::SetFailed(std::source_location step) {
     if (failed) return;
     failed = 1;
     cause = {step.function_name(), GetLastError(), position};
-    KV_TRACE(Record, Error, "%s failed at position %u, last error %u", cause.step, static_cast<unsigned>(position),
-             static_cast<unsigned>(cause.error));
+    if (!tracing(TraceComponent::Record, TraceLevel::Error)) return;
+    trace_failure(TraceComponent::Record, TraceName(cause.step).c_str(), "the document failed at position %u",
+                  static_cast<unsigned>(position));
 }
 
 BOOL JobStream::has_room(DWORD length) const {
     if (length <= kMaxPosition - position) return TRUE;
     report_file_error(kMessageWrite, job ? job->GetName() : TEXT(""), ERROR_FILE_TOO_LARGE);
     SetLastError(ERROR_FILE_TOO_LARGE);
-    return FALSE;
+    return KV_FAIL(Record, "no room for %u bytes at position %u", static_cast<unsigned>(length),
+                   static_cast<unsigned>(position));
 }
 
 // Without memory for a tail every write goes to the file.
 void JobStream::start_tail() {
-    tail.alloc(kTailSize, nullptr);
+    if (!tail.alloc(kTailSize, nullptr)) KV_TRACE(Record, Warning, "no tail: every write goes to the file");
     tail_used = 0;
 }
 
@@ -72,6 +74,9 @@ BOOL JobStream::write_to_file(const void* data, DWORD length) {
 BOOL JobStream::WriteBytes(const void* data, DWORD length) {
     if (failed) return FALSE;
     if (length == 0) return TRUE;
+    if (!data)
+        KV_FAIL(Record, "%u bytes of nothing at position %u", static_cast<unsigned>(length),
+                static_cast<unsigned>(position));
     if (data && (compressing ? deflater->write(*this, data, length) : write_to_file(data, length))) return TRUE;
     SetFailed();
     return FALSE;
@@ -82,7 +87,7 @@ BOOL JobStream::WriteBits(const void* data, DWORD length) {
     if (!bytes) return WriteBytes(data, length);
     for (DWORD done = 0; done < length;) {
         const DWORD piece = std::min(length - done, scratch_size);
-        if (piece == 0) return FALSE;
+        if (piece == 0) return KV_FAIL(Record, "no scratch memory");
         std::copy_n(bytes + done, piece, scratch.get());
         if (!WriteBytes(scratch.get(), piece)) return FALSE;
         done += piece;
@@ -145,6 +150,7 @@ BOOL JobStream::PatchU32(DWORD at, DWORD value) {
         std::memcpy(tail.get() + (tail_used - from_end), bytes, sizeof bytes);
         return TRUE;
     }
+    KV_TRACE(Record, Info, "position %u is out of the tail: the file is sought", static_cast<unsigned>(at));
     if (!failed && job && job->push_position()) {
         const BOOL written = job->Seek(static_cast<LONG>(at)) && job->Write(bytes, sizeof bytes);
         if (job->pop_position() && written) return TRUE;

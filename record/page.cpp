@@ -4,6 +4,7 @@
 #include "record/record_types.h"
 #include "settings/page_size.h"
 #include "support/little_endian.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -61,6 +62,7 @@ BOOL Document::StartPage() {
     PageEntry* page = pages.add();
     if (!page) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        KV_FAIL(Record, "no memory for the entry of page %u", static_cast<unsigned>(page_count + 1));
         SetFailed();
         return FALSE;
     }
@@ -81,6 +83,9 @@ BOOL Document::StartPage() {
         return FALSE;
     }
     page_start = position;
+    KV_TRACE(Record, Info, "page %u at position %u, %d x %d pixels", static_cast<unsigned>(page_count + 1),
+             static_cast<unsigned>(page->position), static_cast<int>(paper.width_px),
+             static_cast<int>(paper.height_px));
     // The page's first drawing says everything again.
     current_clip.clear_head();
     clipped_by_captured = false;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "record/path_state.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -16,7 +17,7 @@ BOOL PathBuffer::reserve(uint64_t body_bytes) {
     constexpr uint64_t kLargest = 0x7FFFFFFF;
     if (body_bytes > kLargest) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return FALSE;
+        return KV_FAIL(Record, "a path of 2 GiB");
     }
     const size_t wanted = static_cast<size_t>(body_bytes) + sizeof(PathHead);
     if (wanted <= capacity_) return TRUE;
@@ -34,7 +35,7 @@ void PathBuffer::free() {
 }
 
 BOOL PathBuffer::assign(const PathView& source) {
-    if (source.head.length > body().size()) return FALSE;
+    if (source.head.length > body().size()) return KV_FAIL(Record, "a path that does not fit");
     head() = source.head;
     if (source.head.length > 0) std::memmove(body().data(), source.body, source.head.length);
     return TRUE;

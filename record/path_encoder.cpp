@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/trace.h"
+
 namespace kv {
 namespace {
 
@@ -131,7 +133,7 @@ private:
     bool cut() {
         if (!parts_ || entries_before_ == 0) {
             SetLastError(ERROR_INVALID_PARAMETER);
-            return false;
+            return KV_FAIL(Record, "more figures than one record counts") != FALSE;
         }
         // The entries stand behind a long count; a short one, and the flags, move up to them.
         const BYTE flags = body_[0];
@@ -283,10 +285,12 @@ PathMetrics MeasurePath(PATHOBJ* path, PathUse use) {
 }
 
 BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathParts* parts) {
-    if (!buffer) return FALSE;
+    if (!buffer) return KV_FAIL(Record, "no buffer");
     buffer.clear_head();
     BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)), parts);
-    if (!(metrics.joined ? write_joined(path, metrics, body) : for_each_block(path, body))) return FALSE;
+    if (!(metrics.joined ? write_joined(path, metrics, body) : for_each_block(path, body))) {
+        return KV_FAIL(Record, "a path of %u entries", static_cast<unsigned>(metrics.entries));
+    }
     buffer.head() = body.head();
     metrics.entries = body.entries();
     metrics.points = body.points();

@@ -7,6 +7,7 @@
 #include "record/document.h"
 #include "record/path_recorder.h"
 #include "support/little_endian.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -115,20 +116,25 @@ BOOL clip_to_path(Document& document, WORD mode) {
             if (document.page_start == 0) return !has_content(document.captured);
             return RecordClip(document, nullptr, nullptr);
         default:
-            return FALSE;
+            return KV_FAIL(Record, "mode %u", mode);
     }
 }
 
 BOOL end_path(Document& document, const BYTE* bytes, ULONG size) {
     if (document.path_depth > 0) --document.path_depth;
-    if (size < kPathInfoSize || !bytes || !document.captured) return FALSE;
+    if (size < kPathInfoSize || !bytes || !document.captured) {
+        return KV_FAIL(Record, "%u bytes, %s path", static_cast<unsigned>(size), document.captured ? "a" : "no");
+    }
     const CapturedPathRef path = std::exchange(document.captured, {});
     const PathInfo info = read_info(bytes, size);
     if (info.render_mode == kNoDisplay) return TRUE;
-    if (info.render_mode != kOpen && info.render_mode != kClosed) return FALSE;
+    if (info.render_mode != kOpen && info.render_mode != kClosed) {
+        return KV_FAIL(Record, "render mode %u", info.render_mode);
+    }
     if (!info.has_pen() && !info.has_brush()) return TRUE;
     // A path that was used up as a clip is none.
-    return has_content(path) && document.page_start != 0 && render(document, *path, info);
+    if (!has_content(path) || document.page_start == 0) return KV_FAIL(Record, "a used path, or no page");
+    return render(document, *path, info);
 }
 
 }  // namespace kv

@@ -5,6 +5,7 @@
 
 #include "record/clip_recorder.h"
 #include "record/document.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -17,6 +18,7 @@ BOOL capture_path(Document& document, PATHOBJ* path, CLIPOBJ* clip) {
     if (captured->is_empty()) return TRUE;
     document.note_largest_entry(captured->metrics().largest_entry);
     if (!KeepClip(document, clip, captured->clip)) return FALSE;
+    KV_TRACE(Record, Info, "captured, %u entries", static_cast<unsigned>(captured->metrics().entries));
     document.captured = std::move(captured);
     return TRUE;
 }
@@ -79,6 +81,7 @@ private:
 BOOL record_visible_path(Document& document, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
     const bool strokes = type != kRecordFillPath16;
     PathMetrics metrics = MeasurePath(path, strokes ? PathUse::Lines : PathUse::Area);
+    if (metrics.joined) KV_TRACE(Record, Warning, "more entries than a record counts: joined or in parts");
     if (metrics.joined && type == kRecordStrokeAndFillPath16) {
         return record_visible_path(document, path, clip, kRecordFillPath16, attrs) &&
                record_visible_path(document, path, clip, kRecordStrokePath16, attrs);
@@ -122,8 +125,10 @@ BOOL RecordPath(Document& document, PATHOBJ* path, CLIPOBJ* clip, PathDrawing dr
     if (!drawing.stroke_brush && !drawing.line && !drawing.fill_brush) return TRUE;
 
     const BYTE type = visible_type(drawing.record_type, attrs);
-    if (type == kNothing) return TRUE;
-    if (is_page_blank(document) && draws_only_white(attrs)) return TRUE;
+    if (type == kNothing || (is_page_blank(document) && draws_only_white(attrs))) {
+        KV_TRACE(Record, Info, "type %u: nothing to be seen", drawing.record_type);
+        return TRUE;
+    }
     return record_visible_path(document, path, clip, type, attrs);
 }
 

@@ -8,6 +8,7 @@
 #include "record/bitmap_writer.h"
 #include "record/document.h"
 #include "record/surface_dib.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -233,10 +234,12 @@ BOOL CPendingBitmap::flush(Document& document) {
     PackedDib image, prepared;
     if (!join(image)) return FALSE;
     if (covers(mask_) && !stepwise_ && (!again_ || (covers(again_) && again_->has_pixels_of(image.view())))) {
+        KV_TRACE(Record, Info, "image, mask and image are one masked image");
         return write_masked(document, image.view());
     }
     const WORD resolution = ImageResolution(document, whole_of(image.view()), destination_);
     const DibView ready = PrepareBitmap(document.settings.kv, image.view(), resolution, prepared);
+    KV_TRACE(Record, Info, "%u bands, operation %02X%s", count_, rop_, mask_ ? ", and its mask by itself" : "");
     if (ready.bits != image.view().bits) image.reset();
     return WriteBitmapRecord(document, rop_, whole_of(ready), destination_, ready) &&
            (!mask_ || mask_->flush(document)) && (!again_ || again_->flush(document));

@@ -5,6 +5,7 @@
 #include "platform/ddi.h"
 #include "record/geometry.h"
 #include "support/memory.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -36,10 +37,14 @@ public:
     // Refused means that the caller writes its own records, Failed that the flush failed.
     template <class Operation, class Item>
     Offer offer(Document& document, BOOL (PendingOperation::*take)(Document&, const Item&), const Item& item) {
-        if (operation_ && (operation_.get()->*take)(document, item)) return Offer::Taken;
+        if (operation_ && (operation_.get()->*take)(document, item)) {
+            KV_TRACE(Record, Info, "joined to what is held");
+            return Offer::Taken;
+        }
         if (!flush(document)) return Offer::Failed;
         ObjectPtr<PendingOperation> fresh(make_object<Operation>());
         if (!fresh || !(fresh.get()->*take)(document, item)) return Offer::Refused;
+        KV_TRACE(Record, Info, "held back");
         operation_ = std::move(fresh);
         return Offer::Taken;
     }

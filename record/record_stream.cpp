@@ -11,7 +11,7 @@ namespace kv {
 
 // Before every header: what is held back comes first, and the statistics and the page know of the record.
 BOOL Document::prepare_record(BYTE type, DWORD counted_length) {
-    if (failed) return FALSE;
+    if (failed) return KV_FAIL(Record, "type %u: the document has failed", type);
     KV_ASSERT(!compressing);
     if (!pending.flush(*this) || !make_record_room()) {
         SetFailed();

@@ -8,6 +8,7 @@
 #include "image/prepare.h"
 #include "record/document.h"
 #include "record/pending_bitmap.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -280,6 +281,7 @@ BOOL SurfaceConverter::read_mask() {
     const RECTL mask_rect = {0, 0, surface.sizlBitmap.cx, surface.sizlBitmap.cy};
     if (!surface.pvBits || surface.iBitmapFormat != BMF_1BPP || !describe_surface(surface, mask_header) ||
         is_empty(mask_rect) || !same_rect(image_.source, mask_rect) || !stride_matches(surface, mask_header)) {
+        KV_TRACE(Record, Warning, "the mask does not fit the image, which is drawn without");
         return TRUE;
     }
     PackedDib& mask = image_.mask;
@@ -297,7 +299,11 @@ BOOL SurfaceConverter::read_mask() {
 }
 
 BOOL SurfaceConverter::convert() {
-    if (!find_rows() || !read_colors()) return FALSE;
+    if (!find_rows() || !read_colors()) {
+        return KV_FAIL(Record, "a surface of format %u, %d x %d, is not read, position %u",
+                       static_cast<unsigned>(surface_.iBitmapFormat), static_cast<int>(surface_.sizlBitmap.cx),
+                       static_cast<int>(surface_.sizlBitmap.cy), static_cast<unsigned>(document_.position));
+    }
     if (!request_.mask && !crop()) return FALSE;
     if (!request_.mask && request_.may_merge) {
         const Offer answer = offer();

@@ -9,6 +9,7 @@
 #include "record/path_recorder.h"
 #include "record/pending_text.h"
 #include "record/text_layout.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -67,7 +68,10 @@ DWORD count_glyphs(STROBJ& text) {
         ULONG count = 0;
         GLYPHPOS* glyphs = nullptr;
         more = STROBJ_bEnumPositionsOnly(&text, &count, &glyphs);
-        if (more == static_cast<BOOL>(DDI_ERROR)) return 0;
+        if (more == static_cast<BOOL>(DDI_ERROR)) {
+            KV_FAIL(Record, "the engine gives no glyphs");
+            return 0;
+        }
         total += count;
     }
     return total;
@@ -106,7 +110,11 @@ public:
     BOOL record(const RECTL* opaque) {
         while (left_ > 0 && walk_.at_glyph()) {
             const DWORD count = gather();
-            if (walk_.failed()) break;
+            if (walk_.failed()) {
+                KV_FAIL(Record, "the engine gives no more glyphs: %u are left out, position %u",
+                        static_cast<unsigned>(left_ + count), static_cast<unsigned>(document_.position));
+                break;
+            }
             buffers().positions[count] = end_position(buffers().positions[count - 1]);
             if (!write(opaque, count)) return FALSE;
             opaque = nullptr;  // painted behind the first record
@@ -165,14 +173,24 @@ private:
 
 BOOL RecordText(Document& document, const TextCall& call) {
     STROBJ& text = *call.text;
-    if (!text.pwszOrg) return TRUE;
+    if (!text.pwszOrg) {
+        KV_TRACE(Record, Warning, "a text without characters is left out");
+        return TRUE;
+    }
     const DWORD glyphs = count_glyphs(text);
     const bool has_area = call.opaque && !is_empty(*call.opaque);
     if (!has_area && !says_something(text.pwszOrg, glyphs)) return TRUE;
     EngineFont engine_font = {};
-    if (!describe(call.font, engine_font)) return FALSE;
+    if (!describe(call.font, engine_font)) {
+        return KV_FAIL(Record, "the engine does not describe the font, position %u",
+                       static_cast<unsigned>(document.position));
+    }
     const RealizedFont* font = GetFontRecord(document, engine_font);
-    if (!font) return TRUE;
+    if (!font) {
+        KV_FAIL(Record, "%u glyphs are left out: no font, position %u", static_cast<unsigned>(glyphs),
+                static_cast<unsigned>(document.position));
+        return TRUE;
+    }
 
     const RECTL* opaque = call.opaque;
     const TextState state = BuildTextState(*font, text, opaque, call.foreground, call.background);

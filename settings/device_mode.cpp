@@ -8,6 +8,7 @@
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/text.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -103,6 +104,8 @@ void merge_paper(const DEVMODEW& source, DriverDevMode& record) {
         apply_custom_paper(papers[index], record);
     } else if ((source.dmFields & kBothSizes) == kBothSizes) {
         apply_explicit_paper(source, record);
+    } else {
+        KV_TRACE(Settings, Warning, "paper %u is unknown and has no size: passed over", id);
     }
 }
 
@@ -263,8 +266,12 @@ bool CheckPrivateDevMode(const DEVMODEW* mode, DWORD* size, int* version) {
 void MergeDevMode(const DEVMODEW* source, DriverDevMode& record) {
     DWORD size = 0;
     int version = -1;
-    if (!CheckPrivateDevMode(source, &size, &version)) return;
+    if (!CheckPrivateDevMode(source, &size, &version)) {
+        KV_TRACE(Settings, Warning, "no device mode: passed over");
+        return;
+    }
     const PrivateLayout* layout = find_layout(version, size);
+    KV_TRACE(Settings, Info, "public fields %X, private version %d", static_cast<unsigned>(source->dmFields), version);
     if (!layout) {
         MergePublicDevModeFields(*source, record);
         return;

@@ -6,6 +6,7 @@
 #include "support/message.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -124,6 +125,8 @@ void ReadRegistryDevMode(HKEY root, const WCHAR* printer_name, RegistryMode mode
     if (mode == RegistryMode::DefaultsAndEnforced) path.append(TEXT("\\PrinterDriverData"));
     CRegKey key;
     if (key.Open(KEY_READ | KEY_WRITE, root, path.c_str())) LayerReader(key, settings).read_all();
+    KV_TRACE(Settings, Info, "public fields %X and private ones %X of %s", static_cast<unsigned>(settings.dmFields),
+             static_cast<unsigned>(settings.kv.mask), TraceText(path.c_str()).c_str());
 }
 
 void ReadUserSettings(const WCHAR* user, const WCHAR* printer_name, RegistryMode mode, DriverDevMode& settings) {
@@ -152,6 +155,9 @@ void LoadDeviceSettings(HANDLE printer, const WCHAR* user, const WCHAR* printer_
     if (application) MergeDevMode(application, settings);
     ReadUserSettings(user, printer_name, RegistryMode::EnforcedOnly, scratch);
     MergeDevMode(&scratch, settings);
+    KV_TRACE(Settings, Info, "resolution %u, paper %d, orientation %d, compression %X, images to %u and %u dpi",
+             settings.kv.Resolution, settings.dmPaperSize, settings.dmOrientation, settings.kv.Compression,
+             settings.kv.ResDownSamp, settings.kv.ResDownSampMono);
 }
 
 }  // namespace kv

@@ -8,6 +8,7 @@
 #include "support/paths.h"
 #include "support/reg_key.h"
 #include "support/session.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -100,6 +101,7 @@ void ask_spooler(HANDLE printer, DWORD job_id, PathText& name) {
     HeapArray<BYTE> info;
     if (GetJobW(printer, job_id, kLevel, nullptr, 0, &needed) || GetLastError() != ERROR_INSUFFICIENT_BUFFER ||
         !info.alloc(needed, kQuietly) || !GetJobW(printer, job_id, kLevel, info.get(), needed, &needed)) {
+        KV_FAIL(Settings, "the spooler does not name job %u", static_cast<unsigned>(job_id));
         return;
     }
     const WCHAR* document = reinterpret_cast<const JOB_INFO_2W*>(info.get())->pDocument;
@@ -157,12 +159,15 @@ BOOL GetJobName(const WCHAR* printer_name, HANDLE printer, DWORD job_id, const W
     CleanJobName(name, false, true);
     if (printer_name && *printer_name && take_prepared_name(printer_name, name)) {
         CleanJobName(name, false, true);
+        KV_TRACE(Settings, Info, "prepared for this session: %s", TraceText(name.c_str()).c_str());
         return TRUE;
     }
-    if (name.empty()) {
+    const bool titled = !name.empty();
+    if (!titled) {
         ask_spooler(printer, job_id, name);
         CleanJobName(name, false, true);
     }
+    KV_TRACE(Settings, Info, "%s: %s", titled ? "of the title" : "of the spooler", TraceText(name.c_str()).c_str());
     return !name.empty();
 }
 

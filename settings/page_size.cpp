@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "settings/paper_table.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -24,6 +25,7 @@ PageSize GetPaperSizePixels(const DEVMODEW& mode, int resolution) {
         size = {MulDiv(width, resolution, 254), MulDiv(height, resolution, 254), width / 10, height / 10};
     }
     if (std::min({size.width_px, size.height_px, size.width_mm, size.height_mm}) <= 0) {
+        KV_TRACE(Settings, Warning, "paper %d has no size: the default one", mode.dmPaperSize);
         size = size_of(*CStdPaperList().GetDefault(), resolution);
     }
     bool landscape = size.width_px > size.height_px;

@@ -5,6 +5,7 @@
 
 #include "support/process_state.h"
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -176,6 +177,7 @@ void CCustomPaperList::Load() {
         ++count_;
     }
     papers.Close();
+    KV_TRACE(Settings, Info, "%u custom papers%s", count_, without_id ? ", ids are given" : "");
     if (without_id) assign_ids();
 }
 

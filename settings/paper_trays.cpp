@@ -4,6 +4,7 @@
 
 #include "support/reg_key.h"
 #include "support/token.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -101,6 +102,8 @@ void GetPaperTrays(const WCHAR* printer, PaperTrays& trays) {
         read_source(HKEY_CURRENT_USER, kPrinterKeyRead, printer_path.c_str(), source);
         merge_source(trays, source, administrator ? 0 : machine_wide);
     }
+    KV_TRACE(Settings, Info, "%u trays, %u of them the machine's", static_cast<unsigned>(trays.count),
+             static_cast<unsigned>(machine_wide));
 }
 
 }  // namespace kv

@@ -4,15 +4,17 @@
 #include <cstring>
 #include <span>
 
+#include "support/last_error.h"
 #include "support/little_endian.h"
 #include "support/message.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
 
 BOOL fail(bool quiet) {
     if (!quiet) report_system_error(TEXT("GetPrinter"), GetLastError());
-    return FALSE;
+    return KV_FAIL(Settings, "GetPrinterW");
 }
 
 const DEVMODEW* devmode_of(std::span<const BYTE> info, DWORD level) {
@@ -41,7 +43,7 @@ std::span<const BYTE> devmode_bytes(std::span<const BYTE> info, DWORD level) {
 BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info, bool quiet, size_t* size) {
     constexpr int kAttempts = 5;
     info.reset();
-    if (!printer) return FALSE;
+    if (!printer) return KV_FAIL(Settings, "no printer");
     DWORD needed = 0;
     if (GetPrinterW(printer, level, nullptr, 0, &needed) || GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
         return fail(quiet);
@@ -50,12 +52,11 @@ BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info
         if (size) *size = needed;
         if (!info.alloc(needed, quiet ? kQuietly : TEXT("CPrinter::GetPrinterInfo"))) return FALSE;
         if (GetPrinterW(printer, level, info.get(), needed, &needed)) return TRUE;
-        DWORD error = GetLastError();
+        const KeepLastError keep;
         info.reset();
-        SetLastError(error);
-        if (error != ERROR_INSUFFICIENT_BUFFER) return fail(quiet);
+        if (keep.error() != ERROR_INSUFFICIENT_BUFFER) return fail(quiet);
     }
-    return FALSE;
+    return KV_FAIL(Settings, "the information of level %u grew %d times", static_cast<unsigned>(level), kAttempts);
 }
 
 BOOL GetPrinterDevMode(HANDLE printer, DWORD level, HeapArray<BYTE>& mode, bool quiet) {
@@ -65,6 +66,8 @@ BOOL GetPrinterDevMode(HANDLE printer, DWORD level, HeapArray<BYTE>& mode, bool 
     size_t info_size = 0;
     if (!CPrinter::GetPrinterInfo(printer, level, info, quiet, &info_size)) return FALSE;
     const std::span<const BYTE> source = devmode_bytes({info.get(), info_size}, level);
+    KV_TRACE(Settings, Info, "device mode of level %u: %u bytes", static_cast<unsigned>(level),
+             static_cast<unsigned>(source.size()));
     if (source.empty() || !mode.alloc(source.size(), quiet ? kQuietly : kAllocMem)) return FALSE;
     std::memcpy(mode.get(), source.data(), source.size());
     return TRUE;

@@ -8,6 +8,7 @@
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/paths.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -25,7 +26,7 @@ enum : UINT {
 
 BOOL File::fail(UINT message) {
     report_file_error(message, name_.c_str(), GetLastError());
-    return FALSE;
+    return KV_FAIL(Support, "message %u: %s", message, TraceText(name_.c_str()).c_str());
 }
 
 BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode) {
@@ -37,15 +38,19 @@ BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATT
     fill_ = depth_ = 0;
     // Without memory for the buffer the file works unbuffered.
     buffered_ = mode > 0 && buffer_.Alloc(kBufferSize);
+    if (mode > 0) {
+        KV_TRACE(Support, Info, "%s: %s", buffered_ ? "buffered" : "unbuffered", TraceText(path).c_str());
+    }
     return TRUE;
 }
 
-// `path` may be the object's own name.
 BOOL File::fail_open(UINT message, const WCHAR* path, DWORD error, BOOL quiet) {
     if (!quiet) report_file_error(message, path, error);
-    name_.clear();
     SetLastError(error);
-    return FALSE;
+    // The path may be the object's own name.
+    const BOOL failed = KV_FAIL(Support, "not opened: %s", TraceText(path).c_str());
+    name_.clear();
+    return failed;
 }
 
 BOOL File::open_or_temporary(const WCHAR* path, DWORD disposition, SECURITY_ATTRIBUTES* security, UINT message,
@@ -95,7 +100,7 @@ BOOL File::write_through(const BYTE* data, DWORD n, DWORD* written) {
 }
 
 BOOL File::Flush() {
-    if (!File::IsOpen()) return FALSE;
+    if (!File::IsOpen()) return KV_FAIL(Support, "the file is not open");
     for (DWORD done = 0, written = 0; done < fill_;) {
         const BOOL whole = write_through(buffer_.data() + done, std::min(kFlushPiece, fill_ - done), &written);
         done += written;
@@ -111,7 +116,7 @@ BOOL File::Flush() {
 }
 
 BOOL File::Write(const void* data, DWORD n) {
-    if (!IsOpen() || mode_ < 1) return FALSE;
+    if (!IsOpen() || mode_ < 1) return KV_FAIL(Support, "the file is not open for writing");
     if (n == 0 || !data) return TRUE;
     const BYTE* bytes = static_cast<const BYTE*>(data);
     LONG position = position_ < 0 ? -1 : static_cast<LONG>(static_cast<DWORD>(position_) + n);
@@ -150,7 +155,7 @@ BOOL File::write_formatted(Format format) {
     const size_t size = (bytes + sizeof(Unit) + kStep - 1) / kStep * kStep;
     if (size > kLargest) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
-        return FALSE;
+        return KV_FAIL(Support, "a formatted text of %u bytes", static_cast<unsigned>(size));
     }
     CGlobalObj block;
     if (!block.Alloc(static_cast<DWORD>(size))) return FALSE;
@@ -175,13 +180,15 @@ BOOL File::printfV(const WCHAR* format, va_list arguments) {
 
 BOOL File::end_buffering() {
     if (!Flush()) return FALSE;
+    if (buffered_) KV_TRACE(Support, Info, "no longer buffered: %s", TraceText(name_.c_str()).c_str());
     buffered_ = false;
     return TRUE;
 }
 
 BOOL File::Read(void* buffer, DWORD n, DWORD* bytes_read) {
     *bytes_read = 0;
-    if (!IsOpen() || !end_buffering()) return FALSE;
+    if (!IsOpen()) return KV_FAIL(Support, "the file is not open");
+    if (!end_buffering()) return FALSE;
     if (!ReadFile(handle_, buffer, n, bytes_read, nullptr)) {
         position_ = -1;
         return fail(kMessageRead);
@@ -191,7 +198,7 @@ BOOL File::Read(void* buffer, DWORD n, DWORD* bytes_read) {
 }
 
 BOOL File::GetPosition(LONG* position) {
-    if (!IsOpen()) return FALSE;
+    if (!IsOpen()) return KV_FAIL(Support, "the file is not open");
     if (position_ < 0) {
         DWORD at = SetFilePointer(handle_, 0, nullptr, FILE_CURRENT);
         if (at == INVALID_SET_FILE_POINTER) return fail(kMessagePosition);
@@ -212,7 +219,7 @@ LONG File::GetSize() {
 }
 
 BOOL File::Seek(LONG position) {
-    if (!IsOpen() || position < 0) return FALSE;
+    if (!IsOpen() || position < 0) return KV_FAIL(Support, "not open, or to position %d", static_cast<int>(position));
     if (LONG current = 0; GetPosition(&current) && current == position) return TRUE;
     if (!end_buffering()) return FALSE;
     if (SetFilePointer(handle_, position, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER) {
@@ -224,10 +231,11 @@ BOOL File::Seek(LONG position) {
 }
 
 BOOL File::SetEndOfFile() {
-    if (!IsOpen() || mode_ < 1 || !Flush()) return FALSE;
+    if (!IsOpen() || mode_ < 1) return KV_FAIL(Support, "the file is not open for writing");
+    if (!Flush()) return FALSE;
     if (::SetEndOfFile(handle_)) return TRUE;
     report_system_error(TEXT("SetEndOfFile"), GetLastError());
-    return FALSE;
+    return KV_FAIL(Support, "not cut: %s", TraceText(name_.c_str()).c_str());
 }
 
 void File::close_handle() {
@@ -253,7 +261,7 @@ BOOL File::CloseAndDelete(BOOL quiet) {
     DWORD error = GetLastError();
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return TRUE;
     if (!quiet) report_file_error(kMessageDelete, name_.c_str(), error);
-    return FALSE;
+    return KV_FAIL(Support, "not deleted: %s", TraceText(name_.c_str()).c_str());
 }
 
 BOOL File::push_position() {
@@ -266,13 +274,13 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
     DWORD size = GetFileSize(other, nullptr);
     if (size == INVALID_FILE_SIZE) {
         report_system_error(TEXT("GetFileSize"), GetLastError());
-        return FALSE;
+        return KV_FAIL(Support, "the other file has no size");
     }
     DWORD before = SetFilePointer(other, 0, nullptr, FILE_CURRENT);
     if (before == INVALID_SET_FILE_POINTER ||
         SetFilePointer(other, offset, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER) {
         report_system_error(TEXT("SetFilePointer"), GetLastError());
-        return FALSE;
+        return KV_FAIL(Support, "the other file has no position %d", static_cast<int>(offset));
     }
     DWORD start = static_cast<DWORD>(offset);
     DWORD left = count >= 0 ? static_cast<DWORD>(count) : start < size ? size - start : 0;
@@ -284,7 +292,7 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
         if (!read || got == 0) {
             if (read) SetLastError(ERROR_HANDLE_EOF);  // fewer bytes than asked for
             report_system_error(TEXT("ReadFile"), GetLastError());
-            ok = FALSE;
+            ok = KV_FAIL(Support, "%u bytes of the other file are missing", static_cast<unsigned>(left));
         } else {
             ok = Write(piece.get(), got);
             left -= got;

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <utility>
 
+#include "support/last_error.h"
 #include "support/message.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -31,7 +33,7 @@ BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step, const WCHAR* o
     handle_ = GlobalAlloc(flags, size);
     if (!handle_) {
         if (operation) report_out_of_memory(operation);
-        return FALSE;
+        return KV_FAIL(Support, "no %u bytes of movable memory", static_cast<unsigned>(size));
     }
     size_ = size;
     flags_ = flags;
@@ -39,7 +41,7 @@ BOOL CGlobalObj::Alloc(DWORD size, UINT flags, DWORD growth_step, const WCHAR* o
     used_ = 0;
     if (lock()) return TRUE;
     free();
-    return FALSE;
+    return KV_FAIL(Support, "movable memory cannot be locked");
 }
 
 BOOL CGlobalObj::Resize(DWORD extra) {
@@ -54,7 +56,8 @@ BOOL CGlobalObj::Resize(DWORD extra) {
         if (lock()) return TRUE;
     }
     report_out_of_memory(TEXT("CGlobalObj::Resize"));
-    return FALSE;
+    return KV_FAIL(Support, "%u bytes of movable memory cannot become %u more", static_cast<unsigned>(size_),
+                   static_cast<unsigned>(extra));
 }
 
 CGlobalObj::Capacity CGlobalObj::ensure_capacity(DWORD required) {
@@ -64,7 +67,7 @@ CGlobalObj::Capacity CGlobalObj::ensure_capacity(DWORD required) {
 
 BOOL CGlobalObj::append(const void* data, DWORD n) {
     if (n == 0) return TRUE;
-    if (!data || n > 0xFFFFFFFF - used_) return FALSE;
+    if (!data || n > 0xFFFFFFFF - used_) return KV_FAIL(Support, "nothing to append, or too much");
     if (ensure_capacity(used_ + n) == Capacity::Failed) return FALSE;
     std::memcpy(data_ + used_, data, n);
     used_ += n;
@@ -73,6 +76,7 @@ BOOL CGlobalObj::append(const void* data, DWORD n) {
 
 void CGlobalObj::free() {
     if (!handle_) return;
+    const KeepLastError keep;  // unlocking says 0
     if (data_) GlobalUnlock(handle_);
     GlobalFree(handle_);
     handle_ = nullptr;

@@ -1,6 +1,9 @@
 #include "support/memory.h"
 
+#include <algorithm>
+
 #include "support/message.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -10,7 +13,7 @@ BOOL AllocMem(void** out, size_t size, bool zero, const WCHAR* operation) {
     *out = HeapAlloc(GetProcessHeap(), zero ? DWORD{HEAP_ZERO_MEMORY} : DWORD{0}, size);
     if (*out) return TRUE;
     if (operation) report_out_of_memory(operation);
-    return FALSE;
+    return KV_FAIL(Support, "no %u bytes of memory", static_cast<unsigned>(std::min<size_t>(size, 0xFFFFFFFF)));
 }
 
 void FreeMem(void* block) {

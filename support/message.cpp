@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "support/last_error.h"
 #include "support/process_state.h"
 #include "support/text.h"
 #include "support/trace.h"
@@ -10,15 +11,6 @@ namespace kv {
 namespace {
 
 constexpr size_t kMessageCapacity = 1024;
-
-class KeepLastError {
-public:
-    KeepLastError() : error_(GetLastError()) {}
-    ~KeepLastError() { SetLastError(error_); }
-
-private:
-    DWORD error_;
-};
 
 using ErrorText = TextBuffer<512>;
 
@@ -67,8 +59,15 @@ void fill_in(const WCHAR* pattern, std::initializer_list<const WCHAR*> arguments
 
 void show_message(const WCHAR* text, MessageKind kind) {
     KeepLastError keep;
-    KV_TRACE(Support, Error, "message: %s", TraceText(text).c_str());
-    if (process_state().silent || !somebody_sees_boxes()) return;
+    const char* refused = process_state().silent   ? "not shown, as Silent is set: "
+                          : !somebody_sees_boxes() ? "not shown, as nobody would see it: "
+                                                   : "";
+    if (kind == MessageKind::Error) {
+        KV_TRACE(Support, Error, "message %s%s", refused, TraceText(text).c_str());
+    } else {
+        KV_TRACE(Support, Warning, "message %s%s", refused, TraceText(text).c_str());
+    }
+    if (*refused) return;
     SetCursor(LoadCursorW(nullptr, IDC_ARROW));
     UINT icon = kind == MessageKind::Error ? MB_ICONERROR : MB_ICONINFORMATION;
     MessageBoxW(nullptr, text, process_state().product_name.c_str(), MB_OK | MB_SETFOREGROUND | icon);

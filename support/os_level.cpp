@@ -1,6 +1,7 @@
 #include "support/os_level.h"
 
 #include "support/reg_key.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -12,7 +13,7 @@ bool query_version(OSVERSIONINFOEXW& version) {
     if (GetVersionExW(plain)) return true;
     version.dwOSVersionInfoSize = sizeof(OSVERSIONINFOW);
     version.wProductType = 0;
-    return GetVersionExW(plain) != FALSE;
+    return GetVersionExW(plain) || KV_FAIL(Support, "the system has no version");
 }
 
 bool product_type_says_server() {

@@ -5,6 +5,7 @@
 #include "support/message.h"
 #include "support/process_state.h"
 #include "support/token.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -15,7 +16,7 @@ BOOL low_integrity_folder(PathText& folder) {
     static const GUID kLocalAppDataLow = {0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
     using KnownFolderPath = HRESULT(WINAPI*)(const GUID*, DWORD, HANDLE, WCHAR**);
     HMODULE shell = LoadLibraryW(TEXT("shell32.dll"));
-    if (!shell) return FALSE;
+    if (!shell) return KV_FAIL(Support, "no shell32.dll");
     auto known_folder =
         reinterpret_cast<KnownFolderPath>(reinterpret_cast<void*>(GetProcAddress(shell, "SHGetKnownFolderPath")));
     WCHAR* known = nullptr;
@@ -81,8 +82,9 @@ bool FileExists(const WCHAR* path) {
 
 BOOL CreateFolder(const WCHAR* path, SECURITY_ATTRIBUTES* security, bool report) {
     if (CreateDirectoryW(path, security) || GetLastError() == ERROR_ALREADY_EXISTS) return TRUE;
+    const BOOL failed = KV_FAIL(Support, "not made: %s", TraceText(path).c_str());
     if (report) report_message(kMessageFolder, path);
-    return FALSE;
+    return failed;
 }
 
 BOOL create_folders_of(const WCHAR* file) {
@@ -100,11 +102,15 @@ BOOL create_folders_of(const WCHAR* file) {
 
 BOOL GetTempFolder(PathText& folder) {
     DWORD level = token_integrity_level();
-    if ((level == kIntegrityUnknown || level == kIntegrityLow) && low_integrity_folder(folder)) return TRUE;
+    if (level == kIntegrityUnknown || level == kIntegrityLow) {
+        if (low_integrity_folder(folder)) return TRUE;
+        KV_TRACE(Support, Warning, "integrity level %u without its folder: the system's temporary one serves",
+                 static_cast<unsigned>(level));
+    }
     PathText short_path;
     DWORD capacity = static_cast<DWORD>(folder.capacity());
     DWORD length = GetTempPathW(capacity, short_path.data());
-    if (length == 0 || length >= capacity) return FALSE;
+    if (length == 0 || length >= capacity) return KV_FAIL(Support, "no temporary folder");
     length = GetLongPathNameW(short_path.c_str(), folder.data(), capacity);
     if (length == 0 || length >= capacity) folder.assign(short_path.c_str());
     return TRUE;
@@ -118,7 +124,7 @@ BOOL CreateTempFile(const WCHAR* folder, PathText& path) {
     }
     if (GetTempFileNameW(folder, TEXT("~KV"), 0, path.data())) return TRUE;
     path.clear();
-    return FALSE;
+    return KV_FAIL(Support, "no temporary file in %s", TraceText(folder).c_str());
 }
 
 }  // namespace kv

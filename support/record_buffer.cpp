@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "support/text.h"
+#include "support/trace.h"
 
 namespace kv {
 
@@ -15,7 +16,7 @@ void CRecordBuffer::reset() {
 
 BOOL CRecordBuffer::grow(DWORD n) {
     constexpr DWORD kSlack = 1024;
-    if (n > 0xFFFFFFFF - kSlack - size_) return FALSE;
+    if (n > 0xFFFFFFFF - kSlack - size_) return KV_FAIL(Support, "a record of more than 4 GiB");
     bool in_place = data_ == inline_;
     if (!overflow_.Alloc(size_ + n + kSlack)) {
         // A failed growth leaves the old block unlocked; take up its place again.

@@ -5,9 +5,18 @@
 
 #include "support/process_state.h"
 #include "support/token.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
+
+// What is not there is no failure: most of what is asked for is optional.
+BOOL refused(const char* what, LSTATUS status, const WCHAR* name) {
+    if (status != ERROR_FILE_NOT_FOUND && status != ERROR_PATH_NOT_FOUND) {
+        KV_TRACE(Support, Error, "%s: status %d: %s", what, static_cast<int>(status), TraceText(name).c_str());
+    }
+    return FALSE;
+}
 
 REGSAM adjusted(REGSAM access) {
     constexpr REGSAM kViews = KEY_WOW64_64KEY | KEY_WOW64_32KEY;
@@ -28,7 +37,7 @@ BOOL CRegKey::refresh() {
     DWORD subkey = 0, value = 0, data = 0;
     if (RegQueryInfoKeyW(key_, nullptr, nullptr, nullptr, &subkeys_, &subkey, nullptr, &values_, &value, &data, nullptr,
                          nullptr) != ERROR_SUCCESS) {
-        return FALSE;
+        return KV_FAIL(Support, "a key does not say what it holds");
     }
     longest_subkey_ = subkey * 2 + 1;
     longest_value_ = value * 2 + 1;
@@ -44,20 +53,22 @@ BOOL CRegKey::opened() {
 
 BOOL CRegKey::Open(REGSAM access, HKEY root, const WCHAR* subkey) {
     Close();
-    if (RegOpenKeyExW(root, subkey, 0, adjusted(access), &key_) == ERROR_SUCCESS) return opened();
+    const LSTATUS status = RegOpenKeyExW(root, subkey, 0, adjusted(access), &key_);
+    if (status == ERROR_SUCCESS) return opened();
     key_ = nullptr;
-    return FALSE;
+    return refused("key not opened", status, subkey);
 }
 
 BOOL CRegKey::Create(REGSAM access, HKEY root, const WCHAR* subkey) {
     Close();
     bool machine_wide = root == HKEY_LOCAL_MACHINE || root == HKEY_USERS;
-    if (machine_wide && token_integrity_level() < kIntegrityHigh) return FALSE;
-    if (RegCreateKeyExW(root, subkey, 0, nullptr, 0, adjusted(access), nullptr, &key_, nullptr) == ERROR_SUCCESS) {
-        return opened();
+    if (machine_wide && token_integrity_level() < kIntegrityHigh) {
+        return refused("key of the machine", ERROR_ACCESS_DENIED, subkey);
     }
+    const LSTATUS status = RegCreateKeyExW(root, subkey, 0, nullptr, 0, adjusted(access), nullptr, &key_, nullptr);
+    if (status == ERROR_SUCCESS) return opened();
     key_ = nullptr;
-    return FALSE;
+    return refused("key not made", status, subkey);
 }
 
 void CRegKey::Close() {
@@ -90,7 +101,9 @@ LSTATUS CRegKey::query_text(const WCHAR* name, WCHAR* target, DWORD capacity) {
     const LSTATUS status = RegQueryValueExW(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(target), &size);
     if (status != ERROR_SUCCESS) return status;
     target[std::min(size, capacity - 1) / sizeof(WCHAR)] = 0;
-    return type == REG_SZ || type == REG_EXPAND_SZ ? ERROR_SUCCESS : ERROR_INVALID_DATA;
+    if (type == REG_SZ || type == REG_EXPAND_SZ) return ERROR_SUCCESS;
+    KV_TRACE(Support, Warning, "no text but type %u: %s", static_cast<unsigned>(type), TraceText(name).c_str());
+    return ERROR_INVALID_DATA;
 }
 
 const WCHAR* CRegKey::ReadString(const WCHAR* name) {
@@ -125,8 +138,9 @@ DWORD CRegKey::ReadDword(const WCHAR* name, DWORD fallback) {
 }
 
 BOOL CRegKey::write(const WCHAR* name, DWORD type, const void* data, DWORD size) {
-    if (!key_ || RegSetValueExW(key_, name, 0, type, static_cast<const BYTE*>(data), size) != ERROR_SUCCESS)
-        return FALSE;
+    if (!key_) return refused("no key", ERROR_INVALID_HANDLE, name);
+    const LSTATUS status = RegSetValueExW(key_, name, 0, type, static_cast<const BYTE*>(data), size);
+    if (status != ERROR_SUCCESS) return refused("value not written", status, name);
     refresh();
     return TRUE;
 }
@@ -138,7 +152,9 @@ BOOL CRegKey::write_string(const WCHAR* name, const WCHAR* text) {
 }
 
 BOOL CRegKey::DeleteValue(const WCHAR* name) {
-    if (!key_ || RegDeleteValueW(key_, name) != ERROR_SUCCESS) return FALSE;
+    if (!key_) return refused("no key", ERROR_INVALID_HANDLE, name);
+    const LSTATUS status = RegDeleteValueW(key_, name);
+    if (status != ERROR_SUCCESS) return refused("value not deleted", status, name);
     refresh();
     return TRUE;
 }

@@ -2,6 +2,7 @@
 
 #include "support/memory.h"
 #include "support/process_state.h"
+#include "support/trace.h"
 
 namespace kv {
 namespace {
@@ -12,6 +13,7 @@ public:
         if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &handle_) &&
             !OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &handle_)) {
             handle_ = nullptr;
+            KV_FAIL(Support, "no token");
         }
     }
     ~Token() {
@@ -62,7 +64,9 @@ DWORD token_integrity_level() {
     if (!data) return kIntegrityUnknown;
     PSID label = reinterpret_cast<const TOKEN_MANDATORY_LABEL*>(data.get())->Label.Sid;
     UCHAR parts = *GetSidSubAuthorityCount(label);
-    return parts ? *GetSidSubAuthority(label, parts - 1u) : DWORD{kIntegrityUnknown};
+    if (parts) return *GetSidSubAuthority(label, parts - 1u);
+    KV_TRACE(Support, Warning, "an integrity label without a level");
+    return kIntegrityUnknown;
 }
 
 }  // namespace kv

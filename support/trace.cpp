@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/trace_sink.h"
+#include "support/last_error.h"
 #include "support/paths.h"
 #include "support/reg_key.h"
 
@@ -27,24 +28,29 @@ size_t index_of(const std::array<std::string_view, N>& words, std::string_view w
     return static_cast<size_t>(std::find(words.begin(), words.end(), word) - words.begin());
 }
 
-void apply(std::string_view entry) {
+// False for unknown words.
+bool apply(std::string_view entry) {
     const size_t colon = entry.find(':');
     const bool for_all = colon == std::string_view::npos;
     const size_t level = index_of(kLevels, for_all ? entry : entry.substr(colon + 1));
-    if (level == kLevels.size()) return;
+    const size_t component = for_all ? 0 : index_of(kComponents, entry.substr(0, colon));
+    if (level == kLevels.size() || component == kTraceComponents) return false;
     if (for_all) {
         trace_levels.fill(static_cast<TraceLevel>(level));
-    } else if (const size_t component = index_of(kComponents, entry.substr(0, colon)); component < kTraceComponents) {
+    } else {
         trace_levels[component] = static_cast<TraceLevel>(level);
     }
+    return true;
 }
 
-void add_entries(std::string_view text) {
+bool add_entries(std::string_view text) {
+    bool known = true;
     while (!text.empty()) {
         const size_t comma = std::min(text.find(','), text.size());
-        apply(text.substr(0, comma));
+        known &= apply(text.substr(0, comma));
         text.remove_prefix(std::min(comma + 1, text.size()));
     }
+    return known;
 }
 
 // The value is plain ASCII; anything else matches no word.
@@ -63,11 +69,45 @@ bool any_traced() {
     return std::any_of(trace_levels.begin(), trace_levels.end(), [](TraceLevel l) { return l != TraceLevel::Off; });
 }
 
+// A line as it grows, cut where it is full.
+class Line {
+public:
+    Line(TraceComponent component, TraceLevel level, const char* function) {
+        const DWORD elapsed = GetTickCount() - trace_start;
+        add("%u.%03u %u %s %s %s: ", static_cast<unsigned>(elapsed / 1000), static_cast<unsigned>(elapsed % 1000),
+            static_cast<unsigned>(GetCurrentThreadId()), kComponents[static_cast<size_t>(component)].data(),
+            kLevels[static_cast<size_t>(level)].data(), function);
+    }
+#ifdef __GNUC__
+    __attribute__((format(printf, 2, 3)))
+#endif
+    void
+    add(const char* format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        add_list(format, arguments);
+        va_end(arguments);
+    }
+    void add_list(const char* format, va_list arguments) {
+        const int length = std::vsnprintf(bytes_.data() + end_, kRoom - end_, format, arguments);
+        end_ = std::min(end_ + static_cast<size_t>(std::max(length, 0)), kRoom - 1);
+    }
+    void write() {
+        bytes_[end_] = '\n';
+        write_trace_line(bytes_.data(), end_ + 1);
+    }
+
+private:
+    static constexpr size_t kRoom = kLongestLine - 1;  // the line feed takes the terminating 0's place
+    std::array<char, kLongestLine> bytes_;
+    size_t end_ = 0;
+};
+
 }  // namespace
 
-void set_trace_levels(const char* text) {
+bool set_trace_levels(const char* text) {
     trace_levels.fill(TraceLevel::Off);
-    add_entries(text);
+    return add_entries(text);
 }
 
 void start_trace() {
@@ -87,7 +127,7 @@ void stop_trace() {
 }
 
 TraceText::TraceText(const WCHAR* text) {
-    const DWORD error = GetLastError();
+    const KeepLastError keep;
     constexpr int kMostUnits = 128;  // at most 3 bytes a unit
     int units = 0;
     while (text && text[units] && units < kMostUnits) ++units;
@@ -95,27 +135,35 @@ TraceText::TraceText(const WCHAR* text) {
         WideCharToMultiByte(CP_UTF8, 0, text, units, bytes_.data(), static_cast<int>(bytes_.size() - 1), nullptr,
                             nullptr);
     }
-    SetLastError(error);
+}
+
+TraceName::TraceName(const char* function) {
+    std::string_view name(function);
+    name = name.substr(0, name.find('('));
+    name.remove_prefix(name.find_last_of(" :") + 1);
+    std::copy_n(name.data(), std::min(name.size(), bytes_.size() - 1), bytes_.data());
 }
 
 void trace_line(TraceComponent component, TraceLevel level, const char* function, const char* format, ...) {
-    const DWORD error = GetLastError();
-    std::array<char, kLongestLine> line;
-    const DWORD elapsed = GetTickCount() - trace_start;
-    const size_t room = line.size() - 1;  // the line feed takes the terminating 0's place
-    int length = std::snprintf(line.data(), room, "%u.%03u %u %s %s %s: ", static_cast<unsigned>(elapsed / 1000),
-                               static_cast<unsigned>(elapsed % 1000), static_cast<unsigned>(GetCurrentThreadId()),
-                               kComponents[static_cast<size_t>(component)].data(),
-                               kLevels[static_cast<size_t>(level)].data(), function);
-    size_t end = std::min(static_cast<size_t>(std::max(length, 0)), room - 1);
+    const KeepLastError keep;
+    Line line(component, level, function);
     va_list arguments;
     va_start(arguments, format);
-    length = std::vsnprintf(line.data() + end, room - end, format, arguments);
+    line.add_list(format, arguments);
     va_end(arguments);
-    end = std::min(end + static_cast<size_t>(std::max(length, 0)), room - 1);
-    line[end] = '\n';
-    write_trace_line(line.data(), end + 1);
-    SetLastError(error);
+    line.write();
+}
+
+BOOL trace_failure(TraceComponent component, const char* function, const char* format, ...) {
+    const KeepLastError keep;
+    Line line(component, TraceLevel::Error, function);
+    va_list arguments;
+    va_start(arguments, format);
+    line.add_list(format, arguments);
+    va_end(arguments);
+    line.add(", last error %u", static_cast<unsigned>(keep.error()));
+    line.write();
+    return FALSE;
 }
 
 }  // namespace kv

@@ -88,7 +88,9 @@ TEST_F(Ends, WhatCannotBeWrittenIsAFaultOfTheOutput) {
         {"in.pdf -o /dev/full", "", "cannot write /dev/full: No space left on device\n"},
         {"in.pdf -o no/out.kv", "", "cannot write no/out.kv: No such file or directory\n"},
         {"in.pdf -o tmp", "", "cannot write tmp: Is a directory\n"},
-        {"in.pdf -o out.kv", "ulimit -f 20; ", "the job cannot be recorded in " + temporary_ + ": The disk is full.\n"},
+        {"in.pdf -o out.kv", "ulimit -f 20; ",
+         "the job cannot be recorded in " + temporary_ +
+             ": The disk is full. (write_image failed at position 42, last error 112)\n"},
         {"in.pdf -o -  2>said | : ; sleep 0.5; cat said >&2; false", "", "cannot write standard output: Broken pipe\n"},
     };
     for (const auto& [arguments, before, message] : cases) {

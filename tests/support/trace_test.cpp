@@ -39,7 +39,8 @@ TEST_F(TraceTest, LevelsAreSetByWordsAndTheLaterWins) {
         {"record:loud,pages:info,,fonts:error", Off, Error},
     };
     for (const auto& c : cases) {
-        set_trace_levels(c.words);
+        const std::string words = c.words;
+        EXPECT_EQ(set_trace_levels(c.words), words.find("loud") == std::string::npos) << c.words;
         EXPECT_EQ(trace_levels[static_cast<size_t>(TraceComponent::Record)], c.record) << c.words;
         EXPECT_EQ(trace_levels[static_cast<size_t>(TraceComponent::Fonts)], c.fonts) << c.words;
     }
@@ -67,6 +68,11 @@ TEST_F(TraceTest, LinesThatAreWantedAndNoOthersAreWritten) {
     EXPECT_EQ(text(lines_[0]), "record warning TestBody: 1 of two");
     KV_TRACE(Record, Error, "%s", std::string(1000, 'x').c_str());
     EXPECT_EQ(lines_[1].size(), 510u);  // 512 bytes hold the line feed and the formatter's 0
+    EXPECT_FALSE(KV_FAIL(Record, "%d", 7) || KV_FAIL(Fonts, "%d", ++evaluated));
+    EXPECT_EQ(text(lines_[2]), "record error TestBody: 7, last error 5");
+    EXPECT_EQ(lines_.size(), 3u);
+    EXPECT_STREQ(TraceName("BOOL kv::File::Write(const void*, DWORD)").c_str(), "Write");
+    EXPECT_STREQ(TraceName("DrvEndDoc(SURFOBJ*, FLONG)::<lambda()>").c_str(), "DrvEndDoc");
 }
 
 }  // namespace

@@ -37,6 +37,11 @@ TEST(Options, OfThePrintHost) {
               (std::vector<std::pair<std::string, uint32_t>>{{"Resolution", 300}, {"Compression", 0xF9}}));
     EXPECT_EQ(options.data, (std::vector<Pair>{{"Case", "a=b"}}));
     EXPECT_EQ(parsed(kvprint::describe, {"--quiet", "--", "--quiet"}).input, "--quiet");
+    for (const auto& [word, levels] :
+         {std::pair("--trace", "info"), {"--trace=fonts:error,record", "fonts:error,record"}}) {
+        const kvprint::Options traced = parsed(kvprint::describe, {word, "a.pdf"});
+        EXPECT_EQ(traced.input + " " + traced.trace, std::string("a.pdf ") + levels);
+    }
     EXPECT_FALSE(parsed(kvprint::describe, {"a.pdf"}).pages);
 }
 
@@ -132,6 +137,7 @@ TEST(Programs, TellUsageFaults) {
         {"kvprint", "a.pdf --set jpegqualty=9",
          "--set: no such setting: jpegqualty; nearest: JpegQuality; see kvprint --help"},
         {"kvprint", "a.pdf --set JpegQuality=101", "--set JpegQuality: from 0 to 100, not 101; see kvprint --help"},
+        {"kvprint", "a.pdf --trace=loud", "--trace: no such component or level: loud; see kvprint --help"},
         {"kvjob", "", "a command is required; see kvjob --help"},
         {"kvjob", "chekc job", "no such command: chekc; nearest: check; see kvjob --help"},
         {"kvjob", "check", "JOB.kv is required; see kvjob check --help"},

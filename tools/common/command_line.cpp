@@ -75,6 +75,16 @@ void refuse_empty_values(const std::vector<std::string>& words) {
     }
 }
 
+// The words, with the value of each option that has one where none is written: CLI11 would take the next word.
+std::vector<std::string> with_values(const CLI::App& app, std::vector<std::string> words) {
+    for (std::string& word : words) {
+        if (word == "--") break;
+        const CLI::Option* option = word.starts_with("--") ? app.get_option_no_throw(word) : nullptr;
+        if (option && !option->get_default_str().empty()) word += "=" + option->get_default_str();
+    }
+    return words;
+}
+
 std::string hint(const CLI::App& app) {
     const CLI::App& command = command_of(app);
     const std::string name = &command == &app ? "" : " " + command.get_name();
@@ -118,6 +128,11 @@ CLI::Option* add_value(CLI::App& app, const std::string& names, const std::strin
         app, names, kind, [&target](const std::string& value) { target = value; }, help);
 }
 
+CLI::Option* add_optional_value(CLI::App& app, const std::string& name, const std::string& kind,
+                                const std::string& without, Take take, const std::string& help) {
+    return add_value(app, name, "[=" + kind + "]", std::move(take), help)->default_str(without);
+}
+
 CLI::Option* add_input(CLI::App& app, const std::string& name, std::string& target, const std::string& help) {
     return add_value(app, name, " ", target, help)->required();
 }
@@ -153,7 +168,9 @@ void introduce(CLI::App& app, const std::string& name, const std::string& purpos
 void parse(CLI::App& app, const std::vector<std::string>& words) {
     try {
         refuse_empty_values(words);
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+        std::vector<std::string> reversed = with_values(app, words);
+        std::ranges::reverse(reversed);
+        app.parse(std::move(reversed));
     } catch (const CLI::CallForHelp&) {
         throw Answer{app.help()};
     } catch (const CLI::CallForVersion& version) {

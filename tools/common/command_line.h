@@ -31,6 +31,9 @@ CLI::Option* add_value(CLI::App& app, const std::string& names, const std::strin
                        const std::string& help);
 CLI::Option* add_value(CLI::App& app, const std::string& names, const std::string& kind, std::string& target,
                        const std::string& help);
+// An option whose value is written after "=" or not at all: `without` is its value then.
+CLI::Option* add_optional_value(CLI::App& app, const std::string& name, const std::string& kind,
+                                const std::string& without, Take take, const std::string& help);
 // An input that must be there, and only once. name: as --help and faults call it.
 CLI::Option* add_input(CLI::App& app, const std::string& name, std::string& target, const std::string& help);
 // Examples of the command, a line each, shown at the end of its help.

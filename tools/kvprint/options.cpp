@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "support/trace.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
 
@@ -76,6 +77,16 @@ void describe(CLI::App& app, Options& options) {
               one_of({"all", "none"}, "--annotations",
                      [&](const std::string& which) { options.annotations = which == "all"; }),
               "all (the default): those that are to be printed; or none");
+    kv::cli::add_optional_value(
+        app, "--trace", "SPEC", "info",
+        [&](const std::string& levels) {
+            if (!kv::set_trace_levels(levels.c_str())) {
+                throw kv::cli::UsageError("--trace: no such component or level: " + levels);
+            }
+            options.trace = levels;
+        },
+        "tells on standard error what the driver decides (info, as without SPEC), does otherwise (warning), cannot do "
+        "(error) and writes (record); or parts of it, as record:info,fonts:warning");
     app.add_flag("--strict", options.strict, "prints nothing when something of the document cannot be printed");
     app.add_flag("--quiet", options.quiet, "says nothing when all went well");
     kv::cli::add_examples(app, {
