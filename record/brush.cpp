@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
+#include <span>
 
 #include "record/document.h"
 #include "record/record_types.h"
@@ -26,21 +26,10 @@ BrushId solid_id(DWORD colour) {
 }
 
 // What makes two brushes equal: everything behind the identifier.
-const BYTE* content(const RealizedBrush& brush) {
-    return reinterpret_cast<const BYTE*>(&brush) + offsetof(RealizedBrush, kind);
+std::span<const BYTE> content_of(const RealizedBrush& brush) {
+    constexpr size_t kStart = offsetof(RealizedBrush, kind);
+    return {reinterpret_cast<const BYTE*>(&brush) + kStart, realized_brush_size(brush) - kStart};
 }
-DWORD content_size(DWORD brush_size) { return brush_size - static_cast<DWORD>(offsetof(RealizedBrush, kind)); }
-
-DWORD hash_of(const RealizedBrush& brush, DWORD size) {
-    DWORD hash = 2166136261u;  // FNV-1a
-    for (const BYTE *at = content(brush), *end = at + content_size(size); at != end; ++at) {
-        hash = (hash ^ *at) * 16777619u;
-    }
-    return hash;
-}
-
-// Identifiers are positions and counts; neighbours come apart.
-DWORD scattered(BrushId id) { return (id * 2654435761u) >> 8; }
 
 BYTE* pattern_of(RealizedBrush& brush) { return reinterpret_cast<BYTE*>(&brush + 1); }
 
@@ -94,70 +83,6 @@ DWORD realized_brush_size(const RealizedBrush& brush) {
     return static_cast<DWORD>(sizeof(RealizedBrush) + dib_size(header));
 }
 
-void BrushList::swap(BrushList& other) {
-    std::swap(buckets_, other.buckets_);
-    std::swap(size_, other.size_);
-    std::swap(count_, other.count_);
-}
-
-BrushId BrushList::find(const RealizedBrush& brush) const {
-    if (count_ == 0) return kNoBrush;
-    const DWORD size = realized_brush_size(brush);
-    auto is_equal = [&](const Node* node) {
-        return node->size == size && std::memcmp(content(node->brush()), content(brush), content_size(size)) == 0;
-    };
-    // A large pattern is compared faster than hashed.
-    for (const Node* node = bucket(scattered(brush.id)).named; node; node = node->next_named) {
-        if (node->brush().id == brush.id && is_equal(node)) return brush.id;
-    }
-    const DWORD hash = hash_of(brush, size);
-    for (const Node* node = bucket(hash).content; node; node = node->next) {
-        if (node->hash == hash && is_equal(node)) return node->brush().id;
-    }
-    return kNoBrush;
-}
-
-void BrushList::add(const RealizedBrush& brush) {
-    if (count_ >= size_) grow();
-    const DWORD size = realized_brush_size(brush);
-    void* block = nullptr;
-    if (size_ == 0 || !AllocMem(&block, sizeof(Node) + size, false)) return;
-    Node* node = static_cast<Node*>(block);
-    node->hash = hash_of(brush, size);
-    node->size = size;
-    std::memcpy(node + 1, &brush, size);
-    link(node);
-    ++count_;
-}
-
-void BrushList::link(Node* node) {
-    node->next = std::exchange(bucket(node->hash).content, node);
-    node->next_named = std::exchange(bucket(scattered(node->brush().id)).named, node);
-}
-
-// Without memory for more buckets the old ones go on.
-void BrushList::grow() {
-    constexpr DWORD kFirst = 256, kLargest = 1u << 24;
-    const DWORD old_size = size_;
-    if (old_size >= kLargest) return;
-    HeapArray<Bucket> larger;
-    const DWORD wanted = old_size ? old_size * 2 : kFirst;
-    if (!larger.alloc(wanted, nullptr)) return;
-    std::swap(buckets_, larger);
-    size_ = wanted;
-    for (DWORD i = 0; i < old_size; ++i) {
-        for (Node* node = larger[i].content; node;) link(std::exchange(node, node->next));
-    }
-}
-
-void BrushList::clear() {
-    for (DWORD i = 0; i < size_; ++i) {
-        for (Node* node = buckets_[i].content; node;) FreeMem(std::exchange(node, node->next));
-    }
-    buckets_.reset();
-    size_ = count_ = 0;
-}
-
 BrushId ResolveBrush(Document& document, BRUSHOBJ* brush) {
     if (!brush) return kNullBrush;
     if (brush->iSolidColor != kNotSolid) {
@@ -172,7 +97,7 @@ BrushId ResolveBrush(Document& document, BRUSHOBJ* brush) {
 
 BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush) {
     if (brush.kind == BrushKind::Solid) return brush.id = solid_id(brush.colour);
-    if (BrushId known = document.brushes.find(brush)) {
+    if (BrushId known = document.brushes.find(content_of(brush), brush.id)) {
         KV_TRACE(Record, Info, "brush %X is reused", static_cast<unsigned>(known));
         return brush.id = known;
     }
@@ -185,7 +110,7 @@ BrushId ResolveRealizedBrush(Document& document, RealizedBrush& brush) {
     if (!document.WriteRecord(kRecordBrush, realized_brush_size(brush), &brush)) return kNullBrush;
     KV_TRACE(Record, Info, "brush %X of kind %u, %u bytes", static_cast<unsigned>(brush.id),
              static_cast<unsigned>(brush.kind), static_cast<unsigned>(realized_brush_size(brush)));
-    document.brushes.add(brush);
+    document.brushes.add(content_of(brush), brush.id);
     return brush.id;
 }
 

@@ -41,45 +41,6 @@ static_assert(sizeof(RealizedBrush) == 20);
 // The size of a realised brush with what follows it, bytes.
 DWORD realized_brush_size(const RealizedBrush& brush);
 
-// The definitions of a job, found by content.
-class BrushList {
-public:
-    BrushList() = default;
-    BrushList(BrushList&& other) noexcept { swap(other); }
-    BrushList& operator=(BrushList&& other) noexcept {
-        swap(other);
-        return *this;
-    }
-    ~BrushList() { clear(); }
-
-    bool any() const { return count_ != 0; }
-    // The identifier of an equal brush, or kNoBrush. The definition that the brush names itself is compared first.
-    BrushId find(const RealizedBrush& brush) const;
-    // Keeps a copy; without memory for it the brush is not remembered.
-    void add(const RealizedBrush& brush);
-    void clear();
-
-private:
-    struct Node {
-        Node *next, *next_named;
-        DWORD hash;
-        DWORD size;
-        const RealizedBrush& brush() const { return *reinterpret_cast<const RealizedBrush*>(this + 1); }
-    };
-    // Where the nodes of a hash, and those of an identifier, begin.
-    struct Bucket {
-        Node *content, *named;
-    };
-    void swap(BrushList& other);
-    void grow();
-    void link(Node* node);
-    Bucket& bucket(DWORD number) const { return buckets_[number & (size_ - 1)]; }
-
-    HeapArray<Bucket> buckets_;
-    DWORD size_ = 0;  // a power of 2, or 0
-    DWORD count_ = 0;
-};
-
 // The reference of an engine brush: kNullBrush for none, and when the brush cannot be introduced.
 BrushId ResolveBrush(Document& document, BRUSHOBJ* brush);
 // Introduces the brush with a record the first time it is seen in the job, and stores its identifier in it.

@@ -1,16 +1,15 @@
 #pragma once
 // The definitions that a job has so far: drawing refers to them by identifier.
 
-#include "record/brush.h"
-#include "record/font_identity.h"
-#include "record/font_list.h"
+#include "record/definition_table.h"
 
 namespace kv {
 
 struct Definitions {
-    BrushList brushes;
-    FontFileTable font_files;
-    FontList fonts;
+    DefinitionTable brushes, fonts, font_files;
+    DWORD document_number = 0;  // tells this document from every other of the process; 0 while nobody asked
+
+    void clear_definitions();
 };
 
 }  // namespace kv

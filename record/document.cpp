@@ -91,7 +91,8 @@ void Document::check_invariants() const {
     KV_ASSERT(signature == kDeviceSignature);
     KV_ASSERT(page_start == 0 || (document_open && page_start > kFirstPage && page_start <= position));
     KV_ASSERT(!document_open || failed || job);
-    KV_ASSERT(document_open || (page_start == 0 && !pages.first() && !brushes.any() && !attached.first()));
+    KV_ASSERT(document_open || (page_start == 0 && !pages.first() && !attached.first()));
+    KV_ASSERT(document_open || (!brushes.any() && !fonts.any() && !font_files.any()));
     KV_ASSERT(!compressing || failed);
     KV_ASSERT(!pending.is_pending() || failed || page_start != 0);
     KV_ASSERT(path_depth >= 0);
@@ -231,14 +232,17 @@ void Document::reset_document() {
     compressing = false;
     path_depth = 0;
     pages.clear();
-    brushes.clear();
-    fonts.clear();
-    font_files.clear();
+    clear_definitions();
     attached.clear();
     pending.clear();
     trays.reset();
     tail.reset();
     forget_paths();
+}
+
+void Definitions::clear_definitions() {
+    for (DefinitionTable* table : {&brushes, &fonts, &font_files}) table->clear();
+    document_number = 0;
 }
 
 void PathState::forget_paths() {

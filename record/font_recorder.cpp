@@ -119,12 +119,19 @@ void set_reference(LOGFONTW& font, const RealizedFont& realized, DWORD file_id) 
     std::memcpy(font.lfFaceName, reference, sizeof reference);
 }
 
-// The logical font as its definition says it. A member that the collection does not have by that name keeps its face
-// name.
-FontList::Definition definition_of(const RealizedFont& realized, const FontIdentity* file) {
-    FontList::Definition definition = {realized.font, file ? file->file_id : 0};
+// What a definition says, compared byte by byte: a logical font as its record has it, and the identifier of the file
+// that the job carries for it, 0 for none. A definition that keeps its face name does not say which file it belongs to.
+struct FontDefinition {
+    LOGFONTW font;
+    DWORD file_id;
+};
+static_assert(sizeof(FontDefinition) == sizeof(LOGFONTW) + sizeof(DWORD));
+
+// A member that the collection does not have by that name keeps its face name.
+FontDefinition definition_of(const RealizedFont& realized, DWORD file_id) {
+    FontDefinition definition = {realized.font, file_id};
     const bool lost_member = realized.collection == 1 && realized.member < 0;
-    if (file && !lost_member) set_reference(definition.font, realized, file->file_id);
+    if (file_id && !lost_member) set_reference(definition.font, realized, file_id);
     return definition;
 }
 
@@ -148,22 +155,22 @@ BOOL write_definition(Document& document, RealizedFont& realized, const LOGFONTW
 
 // Finds the definition in the job, or writes it. The file comes first: fonts of different files may bear one name.
 BOOL define(Document& document, RealizedFont& realized, std::span<const BYTE> file) {
-    const FontIdentity* entry = nullptr;
+    DWORD file_id = 0;
     if (realized.identity) {
-        entry = document.font_files.find(*realized.identity);
-        if (!entry || !entry->file_id) entry = EmbedFontFile(document, file, *realized.identity);
-        if (!entry) return FALSE;
+        file_id = EmbedFontFile(document, file, *realized.identity);
+        if (!file_id) return FALSE;
     }
-    const FontList::Definition definition = definition_of(realized, entry);
-    if (const DWORD known = document.fonts.find(definition)) {
+    const FontDefinition definition = definition_of(realized, file_id);
+    const std::span<const BYTE> content(reinterpret_cast<const BYTE*>(&definition), sizeof definition);
+    if (const DWORD known = document.fonts.find(content)) {
         KV_TRACE(Record, Info, "font %X is reused", static_cast<unsigned>(known));
         realized.id = known;
         return TRUE;
     }
     if (!write_definition(document, realized, definition.font)) return FALSE;
     KV_TRACE(Record, Info, "font %X, %d high, %s", static_cast<unsigned>(realized.id),
-             static_cast<int>(definition.font.lfHeight), entry ? "with its file" : "by its name");
-    document.fonts.add(realized.id, definition);
+             static_cast<int>(definition.font.lfHeight), file_id ? "with its file" : "by its name");
+    document.fonts.add(content, realized.id);
     return TRUE;
 }
 
@@ -182,7 +189,8 @@ RealizedFont* GetFontRecord(Document& document, const EngineFont& font) {
     if (!font.object->pvConsumer) font.object->pvConsumer = realize(document, font).release();
     auto* realized = static_cast<RealizedFont*>(font.object->pvConsumer);
     if (!realized) return nullptr;
-    const DWORD which = document.fonts.document();
+    DWORD& which = document.document_number;
+    if (which == 0) which = process_state().document_ids.next();
     if (realized->job_stamp == document.job_id && realized->document == which) return realized;
     if (!define(document, *realized, font.file)) return nullptr;
     realized->job_stamp = document.job_id;
@@ -206,29 +214,33 @@ LOGFONTW BuildFontLogFont(Document& document, const EngineFont& font) {
     return result;
 }
 
-FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity) {
+DWORD EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity) {
     constexpr DWORD kHead = 8;
-    if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) {
-        KV_FAIL(Record, "no file, or one of 4 GiB, at position %u", static_cast<unsigned>(document.position));
-        return nullptr;
+    if (identity.size != 0) {  // what has no bytes is no file
+        if (const DWORD known = document.font_files.find(content_of(identity))) return known;
     }
-    FontIdentity* entry = document.font_files.find(identity);
-    if (!entry) entry = document.font_files.add(identity);
-    if (!entry || entry->file_id) return entry;
+    if (file.empty() || identity.size == 0 || file.size() > 0xFFFFFFFF - kHead) {
+        return KV_FAIL(Record, "no file, or one of 4 GiB, at position %u", static_cast<unsigned>(document.position));
+    }
+    DWORD* entry = document.font_files.add(content_of(identity), 0);
+    if (!entry) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
     ++document.statistics.font_files;
-    if (!flush_held(document)) return nullptr;
-    entry->file_id = document.new_identifier(process_state().font_file_ids);
+    if (!flush_held(document)) return 0;
+    const DWORD id = *entry = document.new_identifier(process_state().font_file_ids);
     const auto size = static_cast<DWORD>(file.size());
     BYTE head[kHead];
     ByteWriter out(head);
-    out.u32(entry->file_id);
+    out.u32(id);
     out.u32(size);
     const BOOL written = document.BeginRecord(kRecordFontFile, size + kHead, TRUE) &&
                          document.WriteBytes(head, sizeof head) && document.WriteBytes(file.data(), size) &&
                          document.EndRecord();
-    KV_TRACE(Record, Info, "font file %X, %u bytes%s", static_cast<unsigned>(entry->file_id),
-             static_cast<unsigned>(size), written ? "" : ": not written");
-    return written ? entry : nullptr;
+    KV_TRACE(Record, Info, "font file %X, %u bytes%s", static_cast<unsigned>(id), static_cast<unsigned>(size),
+             written ? "" : ": not written");
+    return written ? id : 0;
 }
 
 }  // namespace kv

@@ -25,9 +25,9 @@ RealizedFont* GetFontRecord(Document& document, const EngineFont& font);
 // settings say so.
 LOGFONTW BuildFontLogFont(Document& document, const EngineFont& font);
 
-// The job's entry of the font file, written when it is the first time. Null without bytes, when memory is out and when
-// the write fails.
-FontIdentity* EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity);
+// The identifier of the font file in the job, written when it is the first time. 0 without bytes, when memory is out
+// and when the write fails.
+DWORD EmbedFontFile(Document& document, std::span<const BYTE> file, const FontIdentity& identity);
 
 // Entries that are 0 but for rounding are 0.
 XFORML cleaned(XFORML transform);

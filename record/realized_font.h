@@ -3,6 +3,7 @@
 
 #include "platform/ddi.h"
 #include "record/font_identity.h"
+#include "support/memory.h"
 
 namespace kv {
 

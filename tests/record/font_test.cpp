@@ -285,7 +285,7 @@ TEST_F(FontTest, AnImageThatIsLostFailsTheDocument) {
         uint64_t joining;  // the number of its allocation for the joined bands
     } cases[] = {
         {[&] { return draw(text, installed); }, 1},  // its definition
-        {[&] { return draw(text, embedded); }, 2},   // its file, behind the place in the list of files
+        {[&] { return draw(text, embedded); }, 3},   // its file, behind the table of files and the place in it
         {[&] {
              return device->bit_blt(nullptr, nullptr, nullptr, nullptr, {0, 0, 9, 9}, nullptr, &hatch, 0xF0F0);
          },

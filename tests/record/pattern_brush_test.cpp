@@ -23,26 +23,6 @@ struct PatternBrushTest : PrintTest {
     }
 };
 
-// Found by content, and by the name that a realised brush keeps from a use before, which may be another job's.
-TEST_F(PatternBrushTest, IsFoundAmongMany) {
-    constexpr DWORD kMany = 5000;
-    auto hatch = [](BrushId id, DWORD colour) { return RealizedBrush{id, BrushKind::Hatched, colour, 1, 0}; };
-    BrushList list;
-    EXPECT_EQ(list.find(hatch(5, 1)), kNoBrush);
-    for (DWORD i = 1; i <= kMany; ++i) {
-        if (i == 257) host::fail_call(host::CallKind::Allocation, 1);  // the list goes on without more room
-        list.add(hatch(kPositionIdentifier | i * 22, i));
-    }
-    EXPECT_EQ(host::failed_function(), "HeapAlloc");
-    for (DWORD i = 1; i <= kMany; ++i) {
-        const BrushId id = kPositionIdentifier | i * 22;
-        for (BrushId named : {kNoBrush, id, kPositionIdentifier | 22}) EXPECT_EQ(list.find(hatch(named, i)), id);
-    }
-    EXPECT_EQ(list.find(hatch(kPositionIdentifier | 22, kMany + 1)), kNoBrush);
-    list.clear();
-    EXPECT_EQ(list.find(hatch(kPositionIdentifier | 22, 1)), kNoBrush);
-}
-
 TEST_F(PatternBrushTest, IsDefinedOnce) {
     Bitmap pattern(BMF_1BPP, 8, 2), same(BMF_1BPP, 8, 2, RowOrder::BottomUp), other(BMF_1BPP, 8, 2);
     for (Bitmap* bitmap : {&pattern, &same}) bitmap->row(0)[0] = 0xAA;
