@@ -11,6 +11,23 @@
 namespace kv {
 namespace {
 
+// Calls visit(presence bit, member) for every field of fixed size, in the order of the record. The dashes stand behind.
+template <class Visit>
+void for_each_field(Visit visit) {
+    visit(kAttrEndCap, &DrawAttrs::end_cap);
+    visit(kAttrJoin, &DrawAttrs::join);
+    visit(kAttrMiter, &DrawAttrs::miter_limit);
+    visit(kAttrWidth, &DrawAttrs::width);
+    visit(kAttrStrokeBrush, &DrawAttrs::stroke_brush);
+    visit(kAttrStrokeRop, &DrawAttrs::stroke_rop);
+    visit(kAttrNarrowWidth, &DrawAttrs::narrow_width);
+    visit(kAttrStyleMask, &DrawAttrs::style_mask);
+    visit(kAttrFillBrush, &DrawAttrs::fill_brush);
+    visit(kAttrFillRop, &DrawAttrs::fill_rop);
+    visit(kAttrFillMode, &DrawAttrs::fill_mode);
+    visit(kAttrGeometric, &DrawAttrs::geometric);
+}
+
 // Takes over the fields of a call one by one and notes which ones changed.
 class StateUpdate {
 public:
@@ -18,22 +35,10 @@ public:
 
     template <class Field>
     void field(WORD bit, Field DrawAttrs::*member) {
+        if (bit == kAttrWidth) return width();
         if (!call_.has(bit) || (current_.has(bit) && current_.*member == call_.*member)) return;
         current_.*member = call_.*member;
         changed_ |= bit;
-    }
-
-    // A width goes out in one byte where it fits; the reader then knows only that form of it.
-    void width() {
-        if (!call_.has(kAttrWidth)) return;
-        const WORD wanted = call_.width;
-        if (current_.has(kAttrNarrowWidth) && current_.narrow_width == wanted) return;
-        if (current_.has(kAttrWidth) && current_.width == wanted) return;
-        const bool narrow = wanted <= 255;
-        changed_ |= narrow ? kAttrNarrowWidth : kAttrWidth;
-        forgotten_ = narrow ? kAttrWidth : kAttrNarrowWidth;
-        current_.width = wanted;
-        current_.narrow_width = static_cast<BYTE>(wanted);
     }
 
     void dashes() {
@@ -54,25 +59,34 @@ public:
     }
 
 private:
+    // A width goes out in one byte where it fits; the reader then knows only that form of it.
+    void width() {
+        if (!call_.has(kAttrWidth)) return;
+        const WORD wanted = call_.width;
+        if (current_.has(kAttrNarrowWidth) && current_.narrow_width == wanted) return;
+        if (current_.has(kAttrWidth) && current_.width == wanted) return;
+        const bool narrow = wanted <= 255;
+        changed_ |= narrow ? kAttrNarrowWidth : kAttrWidth;
+        forgotten_ = narrow ? kAttrWidth : kAttrNarrowWidth;
+        current_.width = wanted;
+        current_.narrow_width = static_cast<BYTE>(wanted);
+    }
+
     const DrawAttrs& call_;
     DrawAttrs& current_;
     WORD changed_ = 0, forgotten_ = 0;
 };
 
+void put(ByteWriter& out, BYTE value) { out.u8(value); }
+void put(ByteWriter& out, WORD value) { out.u16(value); }
+void put(ByteWriter& out, DWORD value) { out.u32(value); }
+void put(ByteWriter& out, FLOAT value) { out.f32(value); }
+
 void put_state(ByteWriter& out, WORD changed, const DrawAttrs& state) {
     out.u16(changed);
-    if (changed & kAttrEndCap) out.u8(state.end_cap);
-    if (changed & kAttrJoin) out.u8(state.join);
-    if (changed & kAttrMiter) out.f32(state.miter_limit);
-    if (changed & kAttrWidth) out.u16(state.width);
-    if (changed & kAttrStrokeBrush) out.u32(state.stroke_brush);
-    if (changed & kAttrStrokeRop) out.u8(state.stroke_rop);
-    if (changed & kAttrNarrowWidth) out.u8(state.narrow_width);
-    if (changed & kAttrStyleMask) out.u8(state.style_mask);
-    if (changed & kAttrFillBrush) out.u32(state.fill_brush);
-    if (changed & kAttrFillRop) out.u8(state.fill_rop);
-    if (changed & kAttrFillMode) out.u8(state.fill_mode);
-    if (changed & kAttrGeometric) out.u8(state.geometric);
+    for_each_field([&](WORD bit, auto member) {
+        if (changed & bit) put(out, state.*member);
+    });
     if (changed & kAttrDashes) {
         out.u8(state.dash_count);
         for (size_t i = 0; i < state.dash_count; ++i) out.u16(state.dashes[i]);
@@ -107,17 +121,7 @@ bool paints_white(BYTE rop2, BrushId brush) { return painted_colour(rop2, brush)
 
 BOOL WriteDrawState(Document& document, const DrawAttrs& attrs) {
     StateUpdate update(attrs, document.draw_state);
-    update.field(kAttrEndCap, &DrawAttrs::end_cap);
-    update.field(kAttrJoin, &DrawAttrs::join);
-    update.field(kAttrMiter, &DrawAttrs::miter_limit);
-    update.width();
-    update.field(kAttrStrokeBrush, &DrawAttrs::stroke_brush);
-    update.field(kAttrStrokeRop, &DrawAttrs::stroke_rop);
-    update.field(kAttrStyleMask, &DrawAttrs::style_mask);
-    update.field(kAttrFillBrush, &DrawAttrs::fill_brush);
-    update.field(kAttrFillRop, &DrawAttrs::fill_rop);
-    update.field(kAttrFillMode, &DrawAttrs::fill_mode);
-    update.field(kAttrGeometric, &DrawAttrs::geometric);
+    for_each_field([&](WORD bit, auto member) { update.field(bit, member); });
     update.dashes();
     const WORD changed = update.finish();
     if (!changed) return TRUE;
