@@ -8,6 +8,7 @@
 #include "dispatch/pipe.h"
 #include "dispatch/session_choice.h"
 #include "settings/device_settings.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/message.h"
 #include "support/process_state.h"
@@ -39,6 +40,7 @@ DispatcherArguments launch_arguments(const WCHAR* source_name, DWORD job_id, DWO
         arguments.append(TEXT(" "));
     }
     arguments.append(others.c_str());
+    KV_ASSERT(starts_with(arguments.c_str() + arguments.length() - others.length(), others.c_str()));
     return arguments;
 }
 
@@ -107,6 +109,7 @@ DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> re
     DWORD received = 0;
     if (TransactNamedPipe(dispatcher.pipe_, const_cast<BYTE*>(request.data()), request.size(), reply.data(),
                           static_cast<DWORD>(reply.size()), &received, nullptr)) {
+        KV_ASSERT(received <= reply.size());
         return kDispatchDone;
     }
     KV_FAIL(Dispatch, "message %u is not answered", static_cast<unsigned>(code));
@@ -117,6 +120,7 @@ DWORD SendDispatch(DWORD code, std::span<const BYTE> payload, std::span<BYTE> re
 CDispatcher::~CDispatcher() {
     Abort();
     disconnect();
+    KV_ASSERT(!pipe_ && !has_job());
 }
 
 BOOL CDispatcher::StartDoc(const DocumentInfo& document, bool launch_allowed) {
@@ -151,6 +155,7 @@ BOOL CDispatcher::reach(DWORD session, DWORD job_id, bool launch_allowed) {
 }
 
 BOOL CDispatcher::announce(DWORD job_id, std::span<const BYTE> announcement) {
+    KV_ASSERT(pipe_ && announcement.size() > sizeof(StartDocHeader));
     BYTE reply[sizeof(DispatchReply)] = {};
     if (SendDispatch(kDispatchStartDoc, announcement, reply, *this) != kDispatchDone) return FALSE;
     const DWORD accepted = load_u32(reply);

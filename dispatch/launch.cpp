@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dispatch/product_file.h"
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/paths.h"
@@ -53,6 +54,7 @@ void wait_for_process(HANDLE process, DWORD timeout) {
         const DWORD passed = GetTickCount() - start;
         if (timeout != INFINITE && passed >= timeout) return;
         const DWORD left = timeout == INFINITE ? timeout : timeout - passed;
+        KV_ASSERT(left > 0);
         if (MsgWaitForMultipleObjects(1, &process, FALSE, left, QS_ALLINPUT) != WAIT_OBJECT_0 + 1) return;
     }
 }
@@ -65,6 +67,7 @@ BOOL RunProcess(const WCHAR* command_line, const RunOptions& options, DWORD* exi
         if (!options.quiet) report_system_error(TEXT("CreateProcess"), GetLastError());
         return FALSE;
     }
+    KV_ASSERT(process.hProcess && process.hThread);
     CloseHandle(process.hThread);
     if (options.wait) wait_for_process(process.hProcess, options.timeout);
     DWORD code = 0;

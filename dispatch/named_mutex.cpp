@@ -1,6 +1,7 @@
 #include "dispatch/named_mutex.h"
 
 #include "dispatch/open_security.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -23,6 +24,7 @@ BOOL CNamedMutex::Acquire(DWORD milliseconds) {
         return FALSE;
     }
     owner_ = GetCurrentThreadId();
+    KV_ASSERT(count_ >= 0);
     ++count_;
     return TRUE;
 }
@@ -30,6 +32,7 @@ BOOL CNamedMutex::Acquire(DWORD milliseconds) {
 BOOL CNamedMutex::Release() {
     if (count_ <= 0 || owner_ != GetCurrentThreadId() || !ReleaseMutex(handle_)) return FALSE;
     if (--count_ == 0) owner_ = 0;
+    KV_ASSERT(count_ >= 0 && (count_ > 0) == (owner_ != 0));
     return TRUE;
 }
 

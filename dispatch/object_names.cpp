@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "support/assert.h"
 #include "support/session.h"
 
 namespace kv {
@@ -41,6 +42,7 @@ void MakePipeName(const WCHAR* server, const WCHAR* name, DWORD session, ObjectN
     WCHAR suffix[10];
     format_text(suffix, std::size(suffix), TEXT("_%08X"), session);
     pipe.append(suffix);
+    KV_ASSERT(pipe.length() + 1 < pipe.capacity());
 }
 
 }  // namespace kv

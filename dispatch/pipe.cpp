@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dispatch/object_names.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -30,6 +31,7 @@ HANDLE in_message_mode(HANDLE pipe) {
 HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
     constexpr DWORD kLongSlice = 5000;
     const DWORD slice = budget == INFINITE ? kLongSlice : budget / 4;
+    KV_ASSERT(slice != INFINITE);
     const DWORD start = GetTickCount();
     for (;;) {
         if (WaitNamedPipeW(pipe_name, slice)) {

@@ -1,5 +1,6 @@
 #include "dispatch/product_file.h"
 
+#include "support/assert.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
@@ -23,6 +24,7 @@ BOOL driver_directory(const WCHAR* environment, PathText& folder) {
 
 bool lies_inside(const PathText& folder, const PathText& parent) {
     if (!starts_with_ignoring_case(folder.c_str(), parent.c_str())) return false;
+    KV_ASSERT(folder.length() >= parent.length());
     const WCHAR next = folder.c_str()[parent.length()];
     return next == '\\' || next == 0;
 }

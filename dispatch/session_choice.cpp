@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "support/assert.h"
 #include "support/process_state.h"
 #include "support/session.h"
 #include "support/text.h"
@@ -40,6 +41,7 @@ DWORD session_of_user(const WCHAR* user) {
         return kNoSession;
     }
     std::span<WTS_SESSION_INFOW> sessions(list, count);
+    KV_ASSERT(list || count == 0);
     std::ranges::sort(sessions, {}, &WTS_SESSION_INFOW::SessionId);
     const auto at = std::ranges::find_if(
         sessions, [&](const WTS_SESSION_INFOW& session) { return is_session_of(session.SessionId, user); });

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "settings/page_size.h"
+#include "support/assert.h"
 #include "support/text.h"
 
 namespace kv {
@@ -60,6 +61,7 @@ GDIINFO make_gdiinfo(const DriverDevMode& settings) {
     const PrivateDevMode& kv = settings.kv;
     const PageSize page = GetPaperSizePixels(settings, kv.Resolution);
     const RECTL printable = GetPrintableRect(settings);
+    KV_ASSERT(page.width_px > 0 && page.height_px > 0);
     GDIINFO info = {};
     info.ulVersion = 0x5004;
     info.ulTechnology = DT_RASPRINTER;

@@ -9,6 +9,7 @@
 #include "settings/device_settings.h"
 #include "settings/page_size.h"
 #include "settings/printer_info.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -31,6 +32,7 @@ void make_usable(DriverDevMode& settings) {
     if (no_width || no_height) KV_TRACE(Driver, Warning, "the margins leave nothing of the page: there are none");
     if (no_width) kv.MarginLeft = kv.MarginRight = 0;
     if (no_height) kv.MarginTop = kv.MarginBottom = 0;
+    KV_ASSERT(kv.Resolution > 0);
 }
 
 PDEVICE* to_device(DHPDEV device) { return reinterpret_cast<PDEVICE*>(device); }
@@ -60,6 +62,7 @@ template <class Info>
 void hand_out(const Info& info, void* buffer, ULONG size) {
     if (!buffer) return;
     const size_t known = size < sizeof info ? size : sizeof info;
+    KV_ASSERT(known <= size);
     std::memcpy(buffer, &info, known);
     std::memset(static_cast<BYTE*>(buffer) + known, 0, size - known);
 }
@@ -85,16 +88,19 @@ void PDEVICE::release_document_state() {
     trays.reset();
     document_open = 0;
     EndDocument();
+    KV_ASSERT(!job && !document_open && !dispatcher);
     if (palette) EngDeletePalette(palette);
     static_cast<DocumentState&>(*this) = DocumentState();
 }
 
 BOOL PDEVICE::take_document_from(PDEVICE& other) {
+    KV_ASSERT(&other != this);
     if (!other.pending.flush(other)) {
         other.SetFailed();  // it may go on without this device
         return KV_FAIL(Driver, "what was held is lost: the document stays where it is");
     }
     release_document_state();
+    KV_ASSERT(!job && !pending.is_pending() && !other.pending.is_pending());
     static_cast<DocumentState&>(*this) = std::move(static_cast<DocumentState&>(other));
     static_cast<DocumentState&>(other) = DocumentState();
     KV_TRACE(Driver, Info, "%u pages and %u bytes move to another device", static_cast<unsigned>(page_count),

@@ -6,6 +6,7 @@
 #include "driver/guarded_recording.h"
 #include "driver/hooks.h"
 #include "record/path_escapes.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/process_state.h"
 
@@ -52,6 +53,7 @@ void copy_technology(char* out, ULONG size) {
     static constexpr char kTechnology[] = "Karvo";
     if (!out || size == 0) return;
     const size_t kept = std::min<size_t>(sizeof kTechnology, size) - 1;
+    KV_ASSERT(kept < size);
     std::memcpy(out, kTechnology, kept);
     out[kept] = 0;
     const kv::ProcessState& state = kv::process_state();

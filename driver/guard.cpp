@@ -2,6 +2,7 @@
 
 #include "driver/pdevice.h"
 #include "platform/guarded_call.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -20,6 +21,7 @@ PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed af
     if (device->signature != kDeviceSignature) return refuse("no device of this driver");
     if (after_failure == Failed::Refuse && device->failed) return refuse("the document has failed");
     if (outside == Outside::Refuse && device->page_start == 0) return refuse("no page is open");
+    KV_ASSERT(device->page_start == 0 || device->document_open);
     return device;
 }
 

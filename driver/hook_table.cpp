@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "driver/hooks.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -99,6 +100,7 @@ BOOL APIENTRY DrvEnableDriver(ULONG engine_version, ULONG size, DRVENABLEDATA* d
         return KV_FAIL(Driver, "%u bytes for the table", static_cast<unsigned>(size));
     }
     auto& table = kv::hook_table();
+    KV_ASSERT(table.back().iFunc == INDEX_DrvTransparentBlt && table.back().pfn);
     *data = {kDriverVersion, static_cast<ULONG>(table.size()), table.data()};
     std::memset(data + 1, 0, size - sizeof *data);
     SetLastError(ERROR_SUCCESS);

@@ -1,6 +1,7 @@
 #include "driver/process.h"
 
 #include "fonts/process_fonts.h"
+#include "support/assert.h"
 #include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
@@ -23,6 +24,7 @@ const WCHAR* environment_of(WORD processor) {
 }
 
 DWORD parse_number(const WCHAR* text, DWORD base) {
+    KV_ASSERT(base == 10 || base == 16);
     DWORD value = 0;
     for (; text && *text; ++text) {
         const WCHAR unit = *text;
@@ -107,6 +109,7 @@ BOOL attach_process(HINSTANCE module) {
     start_trace();
     read_ui_fonts(state);
     if (!establish_resource_module()) return FALSE;
+    KV_ASSERT(state.resource_module);
     SetProcessDefaultLayout(0);
     WCHAR number[16] = {};
     if (LoadStringW(state.resource_module, kJobHeaderString, number, 16) > 0) {

@@ -2,6 +2,7 @@
 // names another one to the user's processes, or puts one into the place of a copy, has texts shown and no code run.
 
 #include "driver/process.h"
+#include "support/assert.h"
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
@@ -46,6 +47,7 @@ PathText& private_copy() {
 // Another version of the product has its library there, and may replace it at any time: a copy stays as it is.
 HMODULE load_private_copy(const PathText& library) {
     PathText& copy = private_copy();
+    KV_ASSERT(copy.empty());
     if (!CreateTempFile(nullptr, copy)) return nullptr;
     HMODULE loaded = CopyFileW(library.c_str(), copy.c_str(), FALSE) ? load_as_data(copy) : nullptr;
     KV_TRACE(Driver, Info, "a copy of another version's library: %s", TraceText(copy.c_str()).c_str());
@@ -116,6 +118,7 @@ BOOL CALLBACK take_first_table(HMODULE module, LPCWSTR type, LPWSTR name, LONG_P
 }
 
 void read_language(ProcessState& state) {
+    KV_ASSERT(state.resource_module);
     LANGID language = 0;
     EnumResourceNamesW(state.resource_module, RT_STRING, take_first_table, reinterpret_cast<LONG_PTR>(&language));
     state.resource_language = language;

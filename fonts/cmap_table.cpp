@@ -5,6 +5,7 @@
 
 #include "fonts/index_ranges.h"
 #include "fonts/table_layout.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -43,6 +44,7 @@ IndexRange glyph_ids_of(const Format4Arrays& map, DWORD segment, ByteOrder order
 void swap_format4(std::span<BYTE> subtable, ByteOrder from) {
     const Format4Arrays map(subtable, from);
     BYTE* glyph_ids = subtable.data() + kFormat4FixedSize + map.segments * kFormat4SegmentSize;
+    KV_ASSERT(map.segments == 0 || glyph_ids + 2 * map.glyph_count <= subtable.data() + subtable.size());
     for_each_merged_range(
         map.segments, [&](DWORD i) { return glyph_ids_of(map, i, from); },
         [&](DWORD start, DWORD end) { swap_u16(glyph_ids + 2 * start, end - start); });
@@ -109,6 +111,7 @@ CmapTable::CmapTable(std::span<const BYTE> bytes, ByteOrder order) : bytes_(byte
 }
 
 CmapRecord CmapTable::record(DWORD index) const {
+    KV_ASSERT(index < count_);
     const BYTE* at = bytes_.data() + kHeaderSize + index * kRecordSize;
     return {load<CmapRecordLayout::kPlatform>(at, order_), load<CmapRecordLayout::kEncoding>(at, order_),
             load<CmapRecordLayout::kOffset>(at, order_)};
@@ -176,6 +179,7 @@ Format4Arrays::Format4Arrays(std::span<const BYTE> subtable, ByteOrder order) {
     id_range_offset = id_delta + 2 * count;
     glyph_ids = id_range_offset + 2 * count;
     glyph_count = static_cast<DWORD>((subtable.size() - fixed) / 2);
+    KV_ASSERT(glyph_ids == subtable.data() + fixed);
 }
 
 WORD find_glyph(const Format4Arrays& map, DWORD code) {

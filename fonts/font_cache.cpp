@@ -7,6 +7,7 @@
 #include "fonts/ifi_metrics.h"
 #include "fonts/md5.h"
 #include "fonts/ttc.h"
+#include "support/assert.h"
 #include "support/paths.h"
 #include "support/reg_key.h"
 #include "support/time_text.h"
@@ -30,6 +31,7 @@ BOOL sorted_files(const TextList& files, Names& sorted) {
     if (!sorted.alloc(files.count())) return FALSE;
     const WCHAR** const end = sorted.get() + files.count();
     files.list(sorted.get());
+    KV_ASSERT(end[-1]);
     if (std::any_of(sorted.get(), end, [](const WCHAR* name) { return *name == 0; })) {
         return KV_FAIL(Fonts, "an installed font without a file: the cache stays as it is");
     }
@@ -117,6 +119,7 @@ private:
         if (known && font.member_offset() != 0) return;
         const WCHAR* earlier = known ? read_family(by_unique_id_, unique) : family.c_str();
         const bool agree = earlier && same_text_ignoring_case(earlier, family.c_str());
+        KV_ASSERT(!family.empty() && *unique);
         by_unique_id_.write_string(unique, agree ? family.c_str() : TEXT(""));
     }
 

@@ -9,6 +9,7 @@
 #include "fonts/encodings.h"
 #include "fonts/name_table.h"
 #include "fonts/table_layout.h"
+#include "support/assert.h"
 #include "support/text.h"
 #include "support/trace.h"
 
@@ -160,6 +161,7 @@ bool has_family(const NameTable& table, FamilySearch& search) {
 }
 
 bool member_has_family(Bytes file, DWORD offset, FamilySearch& search) {
+    KV_ASSERT(search.face.wide());
     if (offset >= file.size()) return false;
     const SfntDirectory directory(file.subspan(offset), ByteOrder::File);
     for (DWORD i = 0; i < directory.count() && search.step(); ++i) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <new>
 
+#include "support/assert.h"
+
 namespace kv {
 
 void CTtfFullNameReader::Reset() {
@@ -43,6 +45,7 @@ void CTtfFullNameReader::put_cmap_before_name() {
     }
     if (cmap == none || name == none || cmap < name) return;
     BYTE* entries = image().data() + SfntDirectory::kHeaderSize;
+    KV_ASSERT(name < cmap && SfntDirectory::kHeaderSize + (cmap + 1) * SfntDirectory::kEntrySize <= image().size());
     std::swap_ranges(entries + cmap * SfntDirectory::kEntrySize, entries + (cmap + 1) * SfntDirectory::kEntrySize,
                      entries + name * SfntDirectory::kEntrySize);
 }
@@ -63,6 +66,7 @@ BOOL CTtfFullNameReader::collect(const NameText& text) {
     NameText copy;
     if (!copy.assign(text) || !copy.ensure_wide()) return FALSE;
     if (!copy.wide()) return TRUE;
+    KV_ASSERT(count_ < capacity_ && !names_[count_].text);
     names_[count_].order = count_;
     names_[count_].text = copy.take_wide().release();
     ++count_;
@@ -101,6 +105,7 @@ void CTtfFullNameReader::sort_names() {
         }
     }
     count_ = kept;
+    KV_ASSERT(count_ <= capacity_);
 }
 
 }  // namespace kv

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "platform/win32.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -23,6 +24,7 @@ void for_each_merged_range(DWORD count, RangeAt range_at, Visit visit) {
     DWORD last_start = 0;
     for (DWORD i = 0; i < count; ++i) {
         const IndexRange range = range_at(i);
+        KV_ASSERT(range.start < 65536 && range.length <= 65536);
         if (range.length) last_start = std::max(last_start, range.start);
     }
     DWORD run_start = 0, run_end = 0;

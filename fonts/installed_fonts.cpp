@@ -1,6 +1,7 @@
 #include "fonts/installed_fonts.h"
 
 #include "fonts/ifi_metrics.h"
+#include "support/assert.h"
 #include "support/reg_key.h"
 #include "support/trace.h"
 
@@ -23,6 +24,7 @@ bool is_outline_font(const WCHAR* name, size_t length) {
 }
 
 BOOL add_trimmed(TextList& list, const WCHAR* start, const WCHAR* end) {
+    KV_ASSERT(start <= end);
     while (start < end && is_space(*start)) ++start;
     while (start < end && is_space(end[-1])) --end;
     return start == end || list.add(start, static_cast<size_t>(end - start));

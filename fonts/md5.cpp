@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/little_endian.h"
 
 namespace kv {
@@ -65,6 +66,7 @@ void Md5::update(std::span<const BYTE> data) {
         data = data.subspan(piece);
     }
     for (; data.size() >= sizeof tail_; data = data.subspan(sizeof tail_)) add_block(data.data());
+    KV_ASSERT(data.size() < sizeof tail_);
     std::copy(data.begin(), data.end(), tail_);
 }
 
@@ -76,6 +78,7 @@ Md5Digest Md5::finish() {
     store_u32(padding + zeros_end, static_cast<uint32_t>(length_ << 3));
     store_u32(padding + zeros_end + 4, static_cast<uint32_t>(length_ >> 29));
     update({padding, zeros_end + 8});
+    KV_ASSERT(zeros_end + 8 <= sizeof padding && length_ % sizeof tail_ == 0);
     Md5Digest digest;
     for (size_t i = 0; i < state_.size(); ++i) store_u32(digest.data() + 4 * i, state_[i]);
     *this = Md5();

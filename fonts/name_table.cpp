@@ -6,6 +6,7 @@
 #include "fonts/encodings.h"
 #include "fonts/index_ranges.h"
 #include "fonts/table_layout.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -93,6 +94,7 @@ NameTable::NameTable(std::span<const BYTE> bytes, ByteOrder order) : bytes_(byte
 
 NameRecord NameTable::record(DWORD index) const {
     using Layout = NameRecordLayout;
+    KV_ASSERT(index < count_);
     const BYTE* at = bytes_.data() + kHeaderSize + index * kRecordSize;
     return {load<Layout::kPlatform>(at, order_), load<Layout::kEncoding>(at, order_),
             load<Layout::kLanguage>(at, order_), load<Layout::kName>(at, order_),
@@ -116,7 +118,10 @@ void swap_name_table(std::span<BYTE> bytes, ByteOrder from) {
             const bool counts = has_utf16(record) && !table.text(record).empty();
             return counts ? IndexRange{record.offset, record.length} : IndexRange{0, 0};
         },
-        [&](DWORD start, DWORD end) { swap_u16(storage + start, (end - start) / 2); });
+        [&](DWORD start, DWORD end) {
+            KV_ASSERT(start < end && storage + end <= bytes.data() + bytes.size());
+            swap_u16(storage + start, (end - start) / 2);
+        });
     static_assert(is_words(NameLayout::kFields) && is_words(NameRecordLayout::kFields));  // in one go, then
     swap_u16(bytes.data(), (NameTable::kHeaderSize + table.count() * NameTable::kRecordSize) / 2);
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "fonts/name_table.h"
+#include "support/assert.h"
 #include "support/text.h"
 
 namespace kv {
@@ -83,6 +84,7 @@ int representation_score(const NameText& text, UINT ansi_code_page) {
 
 BOOL take(NameSlot& slot, const NameText& text, LANGID language, int score) {
     if (score <= slot.score) return TRUE;
+    KV_ASSERT(score <= 5 && !text.empty());
     slot.score = score;
     slot.language = language;
     return slot.text.assign(text);
@@ -169,6 +171,7 @@ BOOL NameSet::offer(WORD name_id, const NameText& text, LANGID language, UINT an
         const int score = unique_id_score(text, ansi_code_page);
         return score >= 0 && take(unique, text, 0, score);
     }
+    KV_ASSERT(is_read_name(name_id));
     NamePair* pair = name_id == kNameFamily       ? &family
                      : name_id == kNameFull       ? &full
                      : name_id == kNamePostScript ? &postscript

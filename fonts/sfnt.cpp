@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "fonts/table_layout.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -30,6 +31,7 @@ SfntDirectory::SfntDirectory(std::span<const BYTE> image, ByteOrder order) : ima
 }
 
 SfntEntry SfntDirectory::entry(DWORD index) const {
+    KV_ASSERT(index < count_);
     const BYTE* at = image_ + kHeaderSize + index * kEntrySize;
     return {load_u32(at, ByteOrder::File), load<EntryLayout::kChecksum>(at, order_),
             static_cast<LONG>(load<EntryLayout::kOffset>(at, order_)), load<EntryLayout::kLength>(at, order_)};
@@ -59,6 +61,7 @@ CollectionHeader::CollectionHeader(std::span<const BYTE> file) : file_(file.data
 }
 
 DWORD CollectionHeader::offset(DWORD member) const {
+    KV_ASSERT(member < count_);
     return load_u32(file_ + kHeaderSize + member * kOffsetSize, ByteOrder::File);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/text.h"
 
 namespace kv {
@@ -21,6 +22,7 @@ BOOL TextList::reserve(size_t units) {
 
 BOOL TextList::add(const WCHAR* units, size_t length) {
     if (!reserve(used_ + length + 1)) return FALSE;
+    KV_ASSERT(used_ + length < capacity_);
     if (length) std::memcpy(units_.get() + used_, units, length * sizeof(WCHAR));
     units_[used_ + length] = 0;
     used_ += length + 1;

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "fonts/font_file.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -53,6 +54,7 @@ BOOL CTtc::Split() {
     budget_ = ReadBudget(bytes_.size() + kFreeBudget);
     members_ = static_cast<CTtf*>(block);
     for (; constructed_ < header.count(); ++constructed_) new (members_ + constructed_) CTtf();
+    KV_ASSERT(constructed_ == header.count() && count_ == 0);
     for (DWORD i = 0; i < header.count(); ++i) {
         if (!split_member(header, i)) return FALSE;
     }
@@ -75,6 +77,7 @@ BOOL CTtc::split_member(const CollectionHeader& header, DWORD index) {
         if (other > offset && other < end) end = other;
     }
     if (!rewritten) make_relative(bytes_.subspan(offset, end - offset), offset);
+    KV_ASSERT(offset < end && end <= bytes_.size());
     CTtf& member = members_[index];
     if (!member.SetFontData(bytes_.data() + offset, static_cast<DWORD>(bytes_.size() - offset), FALSE, offset)) {
         return FALSE;
@@ -88,6 +91,9 @@ CTtf* CTtc::first_member() {
     return next_member();
 }
 
-CTtf* CTtc::next_member() { return cursor_ < count_ ? &members_[cursor_++] : nullptr; }
+CTtf* CTtc::next_member() {
+    KV_ASSERT(count_ <= constructed_ && cursor_ <= count_);
+    return cursor_ < count_ ? &members_[cursor_++] : nullptr;
+}
 
 }  // namespace kv

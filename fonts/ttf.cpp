@@ -8,6 +8,7 @@
 #include "fonts/font_names.h"
 #include "fonts/table_layout.h"
 #include "fonts/table_order.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -72,6 +73,7 @@ BOOL CTtf::SetFontData(BYTE* view, DWORD size, BOOL keep_path, DWORD member_offs
     if (!view || size == 0) return FALSE;
     bytes_ = {view - member_offset, size_t{member_offset} + size};
     member_offset_ = member_offset;
+    KV_ASSERT(image().data() == view && image().size() == size);
     return TRUE;
 }
 
@@ -103,6 +105,7 @@ void CTtf::drop_conflicting_tables() {
                 KV_TRACE(Fonts, Warning, "table %08X counts as absent", static_cast<unsigned>(table.tag));
                 table.location = nullptr;
             } else {
+                KV_ASSERT(count < std::size(taken));
                 taken[count++] = &table;
             }
         }
@@ -119,6 +122,7 @@ bool CTtf::conflicts(const CTtfTable& table, std::span<const CTtfTable* const> t
 
 void CTtf::convert(CTtfTable& table, ByteOrder order) {
     if (!table.location || table.order() == order) return;
+    KV_ASSERT(table.location >= bytes_.data() && table.location + table.length <= bytes_.data() + bytes_.size());
     swap_table(table.tag, table.bytes(), table.order());
     table.host_order = !table.host_order;
 }
@@ -137,6 +141,7 @@ void CTtf::convert_loca(CTtfTable& table, ByteOrder order, DWORD values) {
         const DWORD whole = table.unit ? table.length / table.unit : 0;
         table.converted = table.unit * (values ? std::min(values, whole) : whole);
     }
+    KV_ASSERT(table.converted <= table.length && (table.unit != 0 || table.converted == 0));
     if (table.unit == 2) swap_u16(table.location, table.converted / 2);
     if (table.unit == 4) swap_u32(table.location, table.converted / 4);
     table.host_order = !table.host_order;
@@ -221,6 +226,7 @@ bool CTtf::has_outline(WORD glyph) const {
     if (begins_with(image(), tag("OTTO")) || !found_.glyf || !loca || loca->unit == 0) return false;
     if ((DWORD{glyph} + 2) * loca->unit > loca->converted) return false;
     const BYTE* at = loca->location + DWORD{glyph} * loca->unit;
+    KV_ASSERT(loca->unit == 2 || loca->unit == 4);
     return loca->unit == 2 ? load_u16(at, loca->order()) != load_u16(at + 2, loca->order())
                            : load_u32(at, loca->order()) != load_u32(at + 4, loca->order());
 }

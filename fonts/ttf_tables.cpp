@@ -6,6 +6,7 @@
 #include "fonts/table_layout.h"
 #include "fonts/table_order.h"
 #include "fonts/ttf.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -15,6 +16,7 @@ constexpr DWORD kStandardGlyphNames = 258;
 // The number of a field of a table that was found whole and is in host order.
 template <TableField field>
 auto host_number(const CTtfTable& table) {
+    KV_ASSERT(table.host_order && table.length >= field.end());
     return load<field>(table.location, ByteOrder::Host);
 }
 
@@ -119,6 +121,7 @@ BOOL CTtf::parse_hmtx(CTtfTable* table) {
     const bool has_bearings = glyphs > metrics && even_length(table->length) == (metrics + glyphs) * 2;
     found_.left_side_bearings = has_bearings ? table->location + metrics * 4 : nullptr;
     found_.hmtx = table;
+    KV_ASSERT(!has_bearings || metrics * 4 + (glyphs - metrics) * 2 <= table->length);
     convert(*table, ByteOrder::Host);
     return TRUE;
 }
@@ -242,6 +245,7 @@ BOOL CTtf::list_glyph_names(std::span<const BYTE> strings, DWORD count) {
             found_.glyph_name_count = 0;
             return TRUE;
         }
+        KV_ASSERT(strings[0] < strings.size());
         found_.glyph_names[i] = strings.data();
         strings = strings.subspan(size_t{1} + strings[0]);
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -48,6 +49,7 @@ BITMAPINFOHEADER dib_header(LONG width, LONG height, WORD bit_count) {
 }
 
 DWORD DibView::color(DWORD index) const {
+    KV_ASSERT(index < (header->biBitCount <= 8 ? 1u << header->biBitCount : 3u));
     DWORD entry;
     std::memcpy(&entry, table() + size_t{index} * sizeof entry, sizeof entry);
     return entry;
@@ -71,6 +73,7 @@ BOOL PackedDib::create(const BITMAPINFOHEADER& header, const WCHAR* operation) {
     if (!block_.Alloc(static_cast<DWORD>(size), GMEM_MOVEABLE | GMEM_ZEROINIT, 0, operation)) return FALSE;
     block_.set_used(static_cast<DWORD>(size));
     this->header() = header;
+    KV_ASSERT(bits() <= data() + block_.used());
     return TRUE;
 }
 
@@ -78,6 +81,7 @@ BOOL PackedDib::copy(const DibView& source) {
     const BITMAPINFOHEADER& from = *source.header;
     if (!create(from)) return FALSE;
     const auto head_size = static_cast<DWORD>(dib_head_size(from));
+    KV_ASSERT(head_size <= kMaxDibHead && size() - head_size == dib_bits_size(from));
     std::memcpy(&header(), &from, head_size);
     std::memcpy(bits(), source.bits, size() - head_size);
     return TRUE;

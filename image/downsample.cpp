@@ -11,6 +11,7 @@
 
 #include "image/mono_rows.h"
 #include "image/prepare.h"
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/trace.h"
 
@@ -32,6 +33,7 @@ struct Span {
 
 // Output pixel i of `to` covers [i x from / to, (i + 1) x from / to).
 Span span_of(DWORD i, DWORD from, DWORD to, DWORD scale) {
+    KV_ASSERT(i < to && to <= from);
     const uint64_t begin = uint64_t{i} * from, end = begin + from;
     const auto weight = [&](uint64_t part) {
         return static_cast<WORD>(MulDiv(static_cast<int>(scale), static_cast<int>(part), static_cast<int>(to)));
@@ -183,6 +185,7 @@ BOOL Averager<Sum>::plan_columns() {
 template <class Sum>
 void Averager<Sum>::sum_rows(const Span& span) {
     const size_t count = size_t{rows_.width()} * rows_.channels();
+    KV_ASSERT(span.first + span.whole < rows_.rows() && (span.far_weight == 0 || span.last() < rows_.rows()));
     set_sums<Sum>(sums_.get(), rows_.row(span.first), count, span.near_weight);
     for (DWORD i = 1; i <= span.whole; ++i) {
         add_to_sums<Sum>(sums_.get(), rows_.row(span.first + i), count, static_cast<Sum>(scale_));
@@ -196,6 +199,7 @@ void Averager<Sum>::sum_rows(const Span& span) {
 
 template <class Sum>
 BYTE Averager<Sum>::mean(Total sum, DWORD column_weight) const {
+    KV_ASSERT(column_weight >= least_column_weight_ && column_weight - least_column_weight_ < 3);
     if constexpr (kNarrow) {
         return rounders_[column_weight - least_column_weight_].mean(sum);
     } else {
@@ -236,6 +240,7 @@ template <class Sum>
 bool Averager<Sum>::is_dark(Total dark, const Span& span, DWORD source_row, DWORD at) {
     const DWORD column_weight = span.total(scale_);
     const Total all = Total{column_weight} * row_weight_, line = Total{std::min(column_weight, row_weight_)} * scale_;
+    KV_ASSERT(all > 0 && at < width_);
     int* here = errors_.get() + at + 1;
     int* next = here + width_ + 2;
     const int carried = std::exchange(*here, 0);
@@ -315,6 +320,7 @@ BOOL DownsampleDib(const DibView& source, LONG source_resolution, LONG target_re
         KV_TRACE(Image, Info, "%d x %d would not be smaller", static_cast<int>(width), static_cast<int>(height));
         return FALSE;
     }
+    KV_ASSERT(width < header.biWidth && height < header.biHeight);
     const bool done =
         is_narrow(rows, result.header()) ? Averager<WORD>(rows, result).run() : Averager<DWORD>(rows, result).run();
     if (!done) result.reset();

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "image/encoding.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -39,6 +40,7 @@ struct Destination {
 };
 
 void offer_room(Destination& target, DWORD used) {
+    KV_ASSERT(used < target.stream->size());
     target.base.next_output_byte = target.stream->data() + used;
     target.base.free_in_buffer = target.stream->size() - used;
 }
@@ -59,6 +61,7 @@ boolean grow_stream(j_compress_ptr compressor) {
 
 void end_stream(j_compress_ptr compressor) {
     auto& target = *reinterpret_cast<Destination*>(compressor->dest);
+    KV_ASSERT(target.base.free_in_buffer <= target.stream->size());
     target.stream->set_used(static_cast<DWORD>(target.stream->size() - target.base.free_in_buffer));
 }
 
@@ -112,6 +115,7 @@ bool open_reader(const DibView& dib, DibReader& reader) {
 }
 
 const BYTE* stored_row(const DibReader& reader, DWORD row) {
+    KV_ASSERT(row < reader.height);
     return reader.bits + size_t{reader.height - 1 - row} * reader.stride;
 }
 

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "support/assert.h"
+
 namespace kv {
 namespace {
 
@@ -75,6 +77,7 @@ void MonoRows::add_texture(DWORD row, Texture* textures) {
     for (DWORD i = 0; i < row_bytes(); ++i) {
         const Around around(above + i, here + i, below + i);
         Texture& texture = textures[i * 8 / kTile];
+        KV_ASSERT(i * 8 / kTile < tiles_across_);
         texture.alone += static_cast<DWORD>(std::popcount(around.alone()));
         texture.across += static_cast<DWORD>(std::popcount((around.here ^ around.left) & 0xFF));
         texture.down += static_cast<DWORD>(std::popcount((around.here ^ around.up) & 0xFF));
@@ -95,6 +98,7 @@ const BYTE* MonoRows::dark_row(DWORD row) {
 }
 
 void MonoRows::weigh(DWORD row, BYTE* weights) {
+    KV_ASSERT(row < pixels_->rows());
     const BYTE *above = dark_row(row - 1), *here = dark_row(row), *below = dark_row(row + 1);
     for (DWORD i = 0; i < row_bytes(); ++i) {
         const Around around(above + i, here + i, below + i);

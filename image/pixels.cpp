@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -65,6 +66,7 @@ bool PixelReader::Field::set(DWORD bits) {
     DWORD width = size;
     for (; width < 8; width += size) repeat = repeat << size | 1;
     excess = width - 8;
+    KV_ASSERT(excess < size && (mask * repeat >> excess) <= 0xFF);
     return true;
 }
 
@@ -107,6 +109,7 @@ BOOL PixelReader::open(const DibView& dib, Alpha alpha) {
     rows_ = static_cast<DWORD>(std::abs(header.biHeight));
     stride_ = static_cast<DWORD>(dib_stride(header));
     bits_ = dib.bits;
+    KV_ASSERT(bits_ && uint64_t{stride_} * rows_ == dib_bits_size(header));
     switch (header.biBitCount) {
         case 1:
             kind_ = Kind::Index1;
@@ -130,6 +133,7 @@ BOOL PixelReader::open(const DibView& dib, Alpha alpha) {
 
 void PixelReader::read(DWORD row, DWORD first, DWORD count, DWORD* colors) const {
     const BYTE* from = stored_row(row);
+    KV_ASSERT(first % 8 == 0 && first + count <= width_);
     switch (kind_) {
         case Kind::Index1:
             return read_index1(from + first / 8, count, palette_, colors);

@@ -2,6 +2,7 @@
 // Pixels of any plainly stored bitmap as 32-bit colours.
 
 #include "image/dib.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -18,7 +19,10 @@ public:
     bool is_stored_bgrx() const { return kind_ == Kind::Bgr32; }
 
     // Rows count in the order in which they are stored.
-    const BYTE* stored_row(DWORD row) const { return bits_ + size_t{row} * stride_; }
+    const BYTE* stored_row(DWORD row) const {
+        KV_ASSERT(row < rows_);
+        return bits_ + size_t{row} * stride_;
+    }
     // `count` colours from pixel `first` on, 0x00RRGGBB or with the alpha in the top byte. `first` is a multiple of 8.
     void read(DWORD row, DWORD first, DWORD count, DWORD* colors) const;
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "support/assert.h"
+
 namespace kv {
 namespace {
 
@@ -16,6 +18,7 @@ LONG resolution_limit(const PrivateDevMode& settings, WORD bit_count) {
 
 // Puts the bitmap that a step made in the place of the one before it.
 void replace(PackedDib& current, PackedDib& next) {
+    KV_ASSERT(next && &current != &next);
     current.reset();
     current = std::move(next);
 }
@@ -42,6 +45,7 @@ BOOL ScaledSize(LONG width, LONG height, LONG source_resolution, LONG target_res
     const LONG h = MulDiv(height, target_resolution, source_resolution);
     if (w <= 0 || h <= 0 || width - w < kLeastShrink || height - h < kLeastShrink) return FALSE;
     *new_width = w;
+    KV_ASSERT(w < width && h < height);
     *new_height = h;
     return TRUE;
 }

@@ -5,6 +5,7 @@
 
 #include "image/pixels.h"
 #include "image/prepare.h"
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/trace.h"
 
@@ -26,6 +27,7 @@ public:
             colors_[count_++] = color;
             slots_[slot] = {color, count_};
         }
+        KV_ASSERT(slots_[slot].index_plus_1 <= count_ && count_ <= kMostColors);
         return slots_[slot].index_plus_1 - 1;
     }
     DWORD count() const { return count_; }
@@ -69,6 +71,7 @@ bool collect_colors(const PixelReader& pixels, DWORD most, ColorSet& set) {
 }
 
 void map_colors(ColorSet& set, const DWORD* colors, DWORD count, BYTE* indices) {
+    KV_ASSERT(count > 0 && count <= kChunk);
     DWORD last = colors[0];
     BYTE index = static_cast<BYTE>(set.add(last));
     for (DWORD x = 0; x < count; ++x) {
@@ -139,6 +142,7 @@ BOOL ReduceColorDepth(const DibView& source, PackedDib& result) {
     if (!result.create(dib_header(header.biWidth, header.biHeight, depth), kQuietly)) return FALSE;
     KV_TRACE(Image, Info, "from %u to %u bits, %u colours%s", header.biBitCount, depth,
              static_cast<unsigned>(set.count()), few ? "" : " and more");
+    KV_ASSERT(depth > 8 || set.count() <= 1u << depth);
     if (depth <= 8) std::copy_n(set.colors(), set.count(), result.table());
     convert(pixels, set, result);
     return TRUE;

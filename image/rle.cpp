@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "image/encoding.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -92,6 +93,7 @@ void RleEncoder::encode_row(const BYTE* row) {
             if (length < rules_.min_run_after_literal) break;
             run_end -= rules_.min_literal - (row_size_ - run_end);
         }
+        KV_ASSERT(literal <= run && run < run_end && run_end <= row_size_);
         put_literal(row, literal, run);
         put_run(row[run], run, run_end);
         literal = run_end;
@@ -103,6 +105,7 @@ void RleEncoder::encode_row(const BYTE* row) {
 // An odd width ends within a byte.
 BYTE RleEncoder::pixels(DWORD begin, DWORD end) const {
     const DWORD count = (end - begin) * rules_.pixels_per_byte;
+    KV_ASSERT(begin < end && end <= row_size_ && count <= 255);
     return static_cast<BYTE>(uint64_t{end} * rules_.pixels_per_byte > width_ ? count - 1 : count);
 }
 
@@ -116,6 +119,7 @@ void RleEncoder::put_literal(const BYTE* row, DWORD begin, DWORD end) {
         const DWORD rest = end - begin - size;
         if (rest > 0 && rest < rules_.min_literal) size -= rules_.min_literal - rest;
         put_pair(0, pixels(begin, begin + size));
+        KV_ASSERT(size >= rules_.min_literal && size <= rules_.max_piece);
         std::memcpy(stage_ + staged_, row + begin, size);
         staged_ += size;
         if (size % 2 != 0) stage_[staged_++] = 0;
@@ -134,6 +138,7 @@ void RleEncoder::put_run(BYTE value, DWORD begin, DWORD end) {
 // Leaves room for the bytes of a literal.
 void RleEncoder::put_pair(BYTE first, BYTE second) {
     if (staged_ > kStageSize - kLargestPiece) drain();
+    KV_ASSERT(staged_ <= kStageSize - kLargestPiece);
     stage_[staged_++] = first;
     stage_[staged_++] = second;
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/trace.h"
 
@@ -38,6 +39,7 @@ BOOL AttachedData::add(std::span<const BYTE> texts) {
         return TRUE;
     }
     KV_TRACE(Record, Info, "%u of %u bytes", static_cast<unsigned>(block->size), static_cast<unsigned>(texts.size()));
+    KV_ASSERT(block->size % sizeof(WCHAR) == 0 && block->size <= texts.size() + kPadding);
     block->next = std::exchange(first_, block);
     return TRUE;
 }

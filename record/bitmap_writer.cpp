@@ -10,6 +10,7 @@
 #include "record/path_recorder.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -32,7 +33,10 @@ public:
         }
     }
     bool narrow() const { return narrow_; }
-    BYTE* data() { return bytes_; }
+    BYTE* data() {
+        KV_ASSERT(!out_.overflowed());
+        return bytes_;
+    }
     DWORD size() const { return static_cast<DWORD>(out_.size()); }
 
 private:
@@ -95,6 +99,7 @@ BOOL write_run_length(Document& document, BYTE type, RecordHead& head, const Dib
         return FALSE;
     }
     const DWORD length = head.size() + header.biSize + table_size + encoded;
+    KV_ASSERT(document.position - length_position == 4 + length);
     raise_largest_record(document, std::max<uint64_t>(length, head.size() + dib_size(*image.header)));
     return document.PatchU32(length_position, length) && document.PatchU32(size_position, encoded);
 }
@@ -151,6 +156,7 @@ private:
 };
 
 UsedColors::UsedColors(const DibView& image) : bits_(image.header->biBitCount) {
+    KV_ASSERT(bits_ == 1 || bits_ == 4 || bits_ == 8);
     const auto stride = static_cast<size_t>(dib_stride(*image.header));
     const uint64_t row_bits = uint64_t{static_cast<DWORD>(image.header->biWidth)} * bits_;
     const auto full = static_cast<size_t>(row_bits / 8);
@@ -173,6 +179,7 @@ BOOL WriteDib(Document& document, const DibView& image) {
     const uint64_t bits_size = dib_bits_size(header);
     if (bits_size > kMaxDibSize || !document.WriteBytes(&header, header.biSize)) return FALSE;
     DWORD table[256];
+    KV_ASSERT(table_size <= sizeof table);
     std::memcpy(table, image.table(), table_size);
     if (header.biBitCount <= 8 && header.biCompression == BI_RGB) {
         const UsedColors used(image);

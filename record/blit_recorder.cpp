@@ -7,6 +7,7 @@
 #include "record/pending_rect_fill.h"
 #include "record/raster_ops.h"
 #include "record/surface_dib.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -67,6 +68,7 @@ BOOL RecordBlit(Document& document, const Blit& blit, BRUSHOBJ* brush, BYTE rop,
     if (!ConvertSurfaceToDib(document, request, image)) return FALSE;
     AddInk(document, bounds);
     if (image.merged) return TRUE;
+    KV_ASSERT(document.page_start != 0 && image.view().header);
     if (image.mask) {
         return WriteMaskedRecord(document, image.source, blit.destination, image.view(), image.mask.view());
     }

@@ -7,6 +7,7 @@
 #include "record/document.h"
 #include "record/record_types.h"
 #include "record/surface_dib.h"
+#include "support/assert.h"
 #include "support/process_state.h"
 #include "support/trace.h"
 
@@ -16,6 +17,7 @@ namespace {
 constexpr ULONG kNotSolid = 0xFFFFFFFF;
 
 BrushId solid_id(DWORD colour) {
+    KV_ASSERT(colour <= 0xFFFFFF);
     static constexpr DWORD kStock[] = {0xFFFFFF, 0xC0C0C0, 0x808080, 0x404040, 0x000000};
     BrushId stock = kStockBrush;
     for (DWORD stock_colour : kStock) {
@@ -28,6 +30,7 @@ BrushId solid_id(DWORD colour) {
 // What makes two brushes equal: everything behind the identifier.
 std::span<const BYTE> content_of(const RealizedBrush& brush) {
     constexpr size_t kStart = offsetof(RealizedBrush, kind);
+    KV_ASSERT(brush.kind == BrushKind::Hatched || brush.kind == BrushKind::Pattern);
     return {reinterpret_cast<const BYTE*>(&brush) + kStart, realized_brush_size(brush) - kStart};
 }
 
@@ -55,6 +58,7 @@ BOOL realize_pattern(Document& document, const SURFOBJ& surface, XLATEOBJ* trans
     const DibView dib = image.view();
     if (dib_size(*dib.header) > room) return KV_FAIL(Record, "a pattern of more bytes than its surface suggests");
     const auto head_size = static_cast<size_t>(dib_head_size(*dib.header));
+    KV_ASSERT(head_size + dib_bits_size(*dib.header) <= room);
     brush.kind = BrushKind::Pattern;
     std::memcpy(pattern_of(brush), dib.header, head_size);
     std::memcpy(pattern_of(brush) + head_size, dib.bits, static_cast<size_t>(dib_bits_size(*dib.header)));

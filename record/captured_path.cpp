@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/little_endian.h"
 
 namespace kv {
@@ -36,6 +37,7 @@ BOOL CapturedPath::add(const PathView& part) {
 }
 
 BYTE& CapturedPath::last_entry_flags() {
+    KV_ASSERT(!is_empty());
     const size_t point_size = is_wide() ? 8 : 4;
     BYTE* at = last_.body().data() + 1;
     BYTE* last = at;
@@ -44,6 +46,7 @@ BYTE& CapturedPath::last_entry_flags() {
         const DWORD points = read_count(at);
         at += points * point_size;
     }
+    KV_ASSERT(at == last_.body().data() + last_.view().head.length);
     return *last;
 }
 

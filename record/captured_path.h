@@ -6,6 +6,7 @@
 
 #include "record/clip_recorder.h"
 #include "record/path_encoder.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -72,7 +73,10 @@ public:
     }
 
     explicit operator bool() const { return path_ != nullptr; }
-    CapturedPath* operator->() const { return path_; }
+    CapturedPath* operator->() const {
+        KV_ASSERT(path_ && path_->references_ > 0);
+        return path_;
+    }
     CapturedPath& operator*() const { return *path_; }
 
 private:
@@ -84,6 +88,7 @@ class SavedPaths {
 public:
     // False when eight are saved already.
     bool push(CapturedPathRef path) {
+        KV_ASSERT(count_ <= paths_.size());
         if (count_ == paths_.size()) return false;
         paths_[count_++] = std::move(path);
         return true;

@@ -4,6 +4,7 @@
 
 #include "record/document.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -50,6 +51,7 @@ void encode_rect(const RECTL& rect, const RECTL* bounds, CallClip& call) {
     ByteWriter out(call.rect);
     out.u32(1);
     narrow ? put_rect16(out, normalized(rect)) : put_rect32(out, normalized(rect));
+    KV_ASSERT(!out.overflowed());
     call.view = {{narrow ? PathKind::Rects16 : PathKind::Rects32, static_cast<DWORD>(out.size()), 0}, call.rect};
 }
 
@@ -91,6 +93,7 @@ BOOL encode_clip(Document& document, CLIPOBJ* clip, const RECTL* bounds, CallCli
 // Rectangle lists are written without their count.
 BOOL write_rects(Document& document, BYTE type, DWORD rect_size, const PathView& clip) {
     const DWORD count = (clip.head.length - kRectCountSize) / rect_size;
+    KV_ASSERT(clip.head.length == kRectCountSize + count * rect_size);
     if (count == 0) return ResetClip(document);
     document.statistics.largest_clip_rects = std::max(document.statistics.largest_clip_rects, count);
     return document.WriteRecord(type, count * rect_size, clip.body + kRectCountSize);

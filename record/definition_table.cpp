@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -45,6 +46,7 @@ DWORD DefinitionTable::find(std::span<const BYTE> content, DWORD named) const {
 }
 
 DWORD* DefinitionTable::add(std::span<const BYTE> content, DWORD id) {
+    KV_ASSERT(!content.empty());
     if (count_ >= size_) grow();
     void* block = nullptr;
     if (size_ == 0 || !AllocMem(&block, sizeof(Node) + content.size(), false)) {

@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "support/assert.h"
 #include "support/memory.h"
 
 namespace kv {
@@ -43,7 +44,10 @@ private:
     void swap(DefinitionTable& other);
     void grow();
     void link(Node* node);
-    Bucket& bucket(DWORD number) const { return buckets_[number & (size_ - 1)]; }
+    Bucket& bucket(DWORD number) const {
+        KV_ASSERT(size_ != 0 && (size_ & (size_ - 1)) == 0);
+        return buckets_[number & (size_ - 1)];
+    }
 
     HeapArray<Bucket> buckets_;
     DWORD size_ = 0;  // a power of 2, or 0

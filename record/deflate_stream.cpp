@@ -1,6 +1,7 @@
 #include "record/deflate_stream.h"
 
 #include "record/job_stream.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -33,6 +34,7 @@ BOOL DeflateStream::begin() {
 }
 
 BOOL DeflateStream::drain(JobStream& job) {
+    KV_ASSERT(ready_ && stream_.avail_out <= kBufferSize);
     DWORD full = kBufferSize - stream_.avail_out;
     stream_.next_out = buffer_;
     stream_.avail_out = kBufferSize;
@@ -40,6 +42,7 @@ BOOL DeflateStream::drain(JobStream& job) {
 }
 
 BOOL DeflateStream::write(JobStream& job, const void* data, DWORD length) {
+    KV_ASSERT(ready_ && stream_.avail_in == 0 && stream_.avail_out > 0);
     stream_.next_in = static_cast<Bytef*>(const_cast<void*>(data));
     stream_.avail_in = length;
     while (stream_.avail_in > 0) {

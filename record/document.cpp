@@ -141,6 +141,7 @@ BOOL Document::announce_document(DWORD id) {
 }
 
 BOOL Document::create_job_file() {
+    KV_ASSERT(!job && !document_open);
     constexpr int kFirstLevelWithOwnPath = 5;
     PathText path;
     const bool given = dispatcher && process_state().os_level < kFirstLevelWithOwnPath && dispatcher->GetJobPath(path);
@@ -156,6 +157,7 @@ BOOL Document::create_job_file() {
 }
 
 BOOL Document::write_document_start() {
+    KV_ASSERT(job && tail_used == 0 && !compressing);
     position = 0;
     statistics.largest_record = 0;
     portrait_marks = landscape_marks = kEmptyRect;
@@ -185,6 +187,7 @@ void Document::EndDocument() {
     settings.kv.Compression = compression;
     reset_document();
     const PathText kept = close_job(complete, recorded_pages);
+    KV_ASSERT(phase() == DocumentPhase::None && !job);
     job_id = 0;
     if (dispatcher) dispatcher->EndDoc(kept.empty() ? nullptr : kept.c_str());
 }
@@ -199,6 +202,7 @@ void Document::discard_document() {
     guarded_call([&] { reset_document(); });
     job_id = failed = document_open = page_start = 0;
     cause = {};
+    KV_ASSERT(phase() == DocumentPhase::None && !job);
 }
 
 // Sends the job where the port wants it. The file stays, and its path is the result, when a dispatcher takes it; what
@@ -206,6 +210,7 @@ void Document::discard_document() {
 PathText Document::close_job(bool complete, DWORD recorded_pages) {
     PathText kept;
     if (!job) return kept;
+    KV_ASSERT(complete || recorded_pages == 0);
     if (complete && is_file_port(port_name)) complete = copy_to_spooler();
     if (complete && recorded_pages > 0 && dispatcher && !is_null_port(port_name)) kept.assign(job->GetName());
     KV_TRACE(Record, Info, "port %s, %s dispatcher, %u pages: %s", TraceText(port_name.c_str()).c_str(),
@@ -256,6 +261,7 @@ void PathState::forget_paths() {
 // file itself is not whole: nothing of it is sent then.
 BOOL Document::copy_to_spooler() {
     constexpr LONG kLargest = 32768;
+    KV_ASSERT(job && tail_used == 0);
     if (!job->Flush()) return FALSE;
     job->SetEndOfFile();  // nothing lies behind the end but what was there before
     const LONG size = job->GetSize();
@@ -267,6 +273,7 @@ BOOL Document::copy_to_spooler() {
     for (LONG done = 0; done < size && room > 0; done += room) {
         DWORD got = 0, sent = 0;
         const bool read = job->Seek(done) && job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
+        KV_ASSERT(got <= static_cast<DWORD>(room));
         if (read && got > 0) WritePrinter(printer, bytes, got, &sent);
         if (sent < static_cast<DWORD>(std::min(room, size - done))) {
             KV_FAIL(Record, "%u bytes at position %d are %s", static_cast<unsigned>(std::min(room, size - done)),

@@ -7,6 +7,7 @@
 #include "record/document.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -48,6 +49,7 @@ public:
             std::memcmp(current_.dashes, call_.dashes, bytes) == 0) {
             return;
         }
+        KV_ASSERT(call_.dash_count <= kMaxDashes);
         current_.dash_count = call_.dash_count;
         std::memcpy(current_.dashes, call_.dashes, bytes);
         changed_ |= kAttrDashes;
@@ -134,6 +136,7 @@ BOOL WriteDrawState(Document& document, const DrawAttrs& attrs) {
     BYTE body[2 + sizeof(DrawAttrs)];
     ByteWriter out(body);
     put_state(out, changed, state);
+    KV_ASSERT(out.size() > 2 && !out.overflowed() && (state.presence & changed) == changed);
     return document.WriteRecord(kRecordDrawState, static_cast<DWORD>(out.size()), out.data());
 }
 

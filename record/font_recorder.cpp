@@ -10,6 +10,7 @@
 #include "record/document.h"
 #include "record/record_types.h"
 #include "record/text_layout.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/paths.h"
 #include "support/process_state.h"
@@ -116,6 +117,7 @@ void set_reference(LOGFONTW& font, const RealizedFont& realized, DWORD file_id) 
     out.u16(0);
     out.u16(flags);
     if (is_member) out.u32(static_cast<uint32_t>(realized.member));
+    KV_ASSERT(file_id && !out.overflowed() && (!is_member || realized.member >= 0));
     std::memcpy(font.lfFaceName, reference, sizeof reference);
 }
 
@@ -150,6 +152,7 @@ BOOL write_definition(Document& document, RealizedFont& realized, const LOGFONTW
     ByteWriter out(body);
     out.u32(realized.id);
     out.bytes(&font, sizeof font);
+    KV_ASSERT(realized.id && out.size() == sizeof body);
     return document.WriteRecord(kRecordFont, sizeof body, body);
 }
 

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "support/assert.h"
+
 namespace kv {
 
 RECTL normalized(RECTL rect) {
     if (is_accumulator(rect)) return rect;
     if (rect.left > rect.right) std::swap(rect.left, rect.right);
     if (rect.top > rect.bottom) std::swap(rect.top, rect.bottom);
+    KV_ASSERT(width_of(rect) >= 0 && height_of(rect) >= 0);
     return rect;
 }
 

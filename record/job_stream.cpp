@@ -43,6 +43,7 @@ BOOL JobStream::has_room(DWORD length) const {
 
 // Without memory for a tail every write goes to the file.
 void JobStream::start_tail() {
+    KV_ASSERT(job && tail_used == 0);
     if (!tail.alloc(kTailSize, nullptr)) KV_TRACE(Record, Warning, "no tail: every write goes to the file");
     tail_used = 0;
 }
@@ -55,6 +56,7 @@ BOOL JobStream::flush_tail() {
 
 BOOL JobStream::append_to_file(const void* data, DWORD length) {
     const DWORD size = tail ? kTailSize : 0;
+    KV_ASSERT(tail_used <= size && position >= tail_used);
     if (length > size - tail_used && !flush_tail()) return FALSE;
     if (length > size) return job->Write(data, length);
     std::memcpy(tail.get() + tail_used, data, length);
@@ -68,6 +70,7 @@ BOOL JobStream::write_to_file(const void* data, DWORD length) {
         return FALSE;
     }
     position += length;
+    KV_ASSERT(position <= kMaxPosition);
     return TRUE;
 }
 
@@ -111,10 +114,12 @@ BOOL JobStream::put_header(BYTE type, DWORD length) {
         out.u8(kKindPlain);
         out.u32(length);
     }
+    KV_ASSERT(!compressing && !out.overflowed());
     return WriteBytes(out.data(), static_cast<DWORD>(out.size()));
 }
 
 BOOL JobStream::put_sized_header(BYTE type, BYTE kind, DWORD* length_position) {
+    KV_ASSERT(!compressing && (kind == kKindPlain || kind == kKindCompressed));
     const BYTE header[3] = {type, kLengthKind, kind};
     const BYTE lengths[8] = {};
     if (!WriteBytes(header, sizeof header)) return FALSE;
@@ -133,6 +138,7 @@ BOOL JobStream::put_compressed_header(BYTE type) {
 
 BOOL JobStream::EndRecord() {
     if (!compressing) return TRUE;
+    KV_ASSERT(deflater);
     compressing = false;
     if (!failed && deflater->finish(*this) && PatchU32(lengths_position, deflater->total_out()) &&
         PatchU32(lengths_position + 4, deflater->total_in())) {
@@ -146,6 +152,7 @@ BOOL JobStream::PatchU32(DWORD at, DWORD value) {
     BYTE bytes[4];
     store_u32(bytes, value);
     const DWORD from_end = position - at;
+    KV_ASSERT(failed || (at <= position && from_end >= sizeof bytes));
     if (!failed && from_end >= sizeof bytes && from_end <= tail_used) {
         std::memcpy(tail.get() + (tail_used - from_end), bytes, sizeof bytes);
         return TRUE;

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "record/draw_state.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -59,6 +60,7 @@ void SetLineAttrs(const LINEATTRS& line, XFORMOBJ* transform, DrawAttrs& attrs) 
     LONG width = geometric ? device_width(truncated(line.elWidth.e), transform) : line.elWidth.l;
     attrs.width = std::max<WORD>(static_cast<WORD>(width), 1);
     attrs.style_mask = styled ? style_mask(line, geometric) : 0;
+    KV_ASSERT(attrs.width >= 1);
     if (geometric) {
         attrs.presence |= kAttrEndCap | kAttrJoin | kAttrMiter;
         attrs.end_cap = static_cast<BYTE>(line.iEndCap);

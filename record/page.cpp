@@ -3,6 +3,7 @@
 #include "record/document.h"
 #include "record/record_types.h"
 #include "settings/page_size.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/trace.h"
 
@@ -17,6 +18,7 @@ constexpr BYTE kPageDataTray = 0x80;
 bool lists_tray(const CGlobalObj& trays, WORD tray) {
     const auto* listed = reinterpret_cast<const WORD*>(trays.data());
     const size_t count = trays.used() / sizeof(WORD);
+    KV_ASSERT(trays.used() % sizeof(WORD) == 0);
     for (size_t i = 0; i < count; ++i) {
         if (listed[i] == tray) return true;
     }
@@ -54,6 +56,7 @@ BOOL Document::write_page_start() {
     ByteWriter out(body);
     out.u8(kPageDataTray);
     out.u16(tray);
+    KV_ASSERT(out.size() == sizeof body);
     return WriteRecord(kRecordPageStartWithData, sizeof body, body);
 }
 
@@ -83,6 +86,7 @@ BOOL Document::StartPage() {
         return FALSE;
     }
     page_start = position;
+    KV_ASSERT(page_start > page->position && pages.current() == page);
     KV_TRACE(Record, Info, "page %u at position %u, %d x %d pixels", static_cast<unsigned>(page_count + 1),
              static_cast<unsigned>(page->position), static_cast<int>(paper.width_px),
              static_cast<int>(paper.height_px));
@@ -98,6 +102,7 @@ BOOL Document::EndPage() {
     BOOL ok = pending.flush(*this);
     if (ok) {
         ++page_count;
+        KV_ASSERT(page_start != 0);
         page_start = 0;
         ok = WriteEmptyRecord(kRecordPageEnd);
         PageEntry* page = pages.current();

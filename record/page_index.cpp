@@ -1,5 +1,6 @@
 #include "record/page_index.h"
 
+#include "support/assert.h"
 #include "support/memory.h"
 
 namespace kv {
@@ -26,6 +27,7 @@ PageEntry* PageIndex::add() {
         if (!block) return nullptr;
         last_ = last_->next = block;
     }
+    KV_ASSERT(last_->count < CPageIndexBlock::kCapacity && !last_->next);
     return current_ = &last_->entries[last_->count++];
 }
 
@@ -33,6 +35,7 @@ void PageIndex::clear() {
     while (first_) FreeMem(std::exchange(first_, first_->next));
     last_ = nullptr;
     current_ = nullptr;
+    KV_ASSERT(!first_);
 }
 
 }  // namespace kv

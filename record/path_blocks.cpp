@@ -1,5 +1,7 @@
 #include "record/path_blocks.h"
 
+#include "support/assert.h"
+
 namespace kv {
 
 bool for_each_block(PATHOBJ* path, BlockSink& sink) {
@@ -15,6 +17,7 @@ bool for_each_block(PATHOBJ* path, BlockSink& sink) {
             // A curve that begins the figure has a start point before its segments of three points.
             const bool curve_start = (middle & PD_BEZIERS) && (begin & PD_BEGINSUBPATH);
             const size_t piece = curve_start ? (kLargestCount - 1) / 3 * 3 + 1 : kLargestCount;
+            KV_ASSERT(!(middle & PD_BEZIERS) || (piece - curve_start) % 3 == 0);
             if (!sink.take({begin | middle, rest.first(piece)})) return false;
             rest = rest.subspan(piece);
             begin = 0;
@@ -66,6 +69,7 @@ bool BlockJoiner::begin_figure(const POINTFIX& start, FLONG flags) {
 
 bool BlockJoiner::end_figure(FLONG flags) {
     open_ = false;
+    KV_ASSERT(figures_ > 0);
     return area_ ? line_to(starts_[figures_ - 1]) : give(flags & (PD_ENDSUBPATH | PD_CLOSEFIGURE));
 }
 

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "platform/ddi.h"
+#include "support/assert.h"
 #include "support/memory.h"
 
 namespace kv {
@@ -50,7 +51,10 @@ private:
     bool make_room(size_t points) { return count_ + points <= kLargestCount || give(0); }
     bool line_to(const POINTFIX& point);
     bool give(FLONG end_flags);
-    void put(const POINTFIX& point) { points_[count_++] = last_ = point; }
+    void put(const POINTFIX& point) {
+        KV_ASSERT(count_ < kLargestCount);
+        points_[count_++] = last_ = point;
+    }
 
     const bool area_, curves_;
     BlockSink& out_;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 
+#include "support/assert.h"
 #include "support/memory.h"
 
 namespace kv {
@@ -39,9 +40,13 @@ public:
     void free();
 
     explicit operator bool() const { return static_cast<bool>(block_); }
-    PathHead& head() { return *reinterpret_cast<PathHead*>(block_.get()); }
+    PathHead& head() {
+        KV_ASSERT(block_);
+        return *reinterpret_cast<PathHead*>(block_.get());
+    }
     std::span<BYTE> body() { return {block_.get() + sizeof(PathHead), capacity_ - sizeof(PathHead)}; }
     PathView view() const {
+        KV_ASSERT(block_ && capacity_ >= sizeof(PathHead));
         return {*reinterpret_cast<const PathHead*>(block_.get()), block_.get() + sizeof(PathHead)};
     }
     // FALSE when it does not fit.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -14,6 +15,7 @@ constexpr BYTE kLongCountMark = 0xFE;
 size_t count_size(uint64_t count) { return count < kFirstLongCount ? 1 : 3; }
 
 BYTE* put_count(BYTE* at, size_t count) {
+    KV_ASSERT(count <= kLargestCount);
     if (count < kFirstLongCount) {
         *at = static_cast<BYTE>(count);
         return at + 1;
@@ -114,6 +116,7 @@ public:
         simplified ? put_simplified(at, block.points) : put_all(at, block.points);
         used_ += size;
         points_ += count;
+        KV_ASSERT(used_ <= body_.size() && entries_ <= kLargestCount);
         largest_ = std::max(largest_, count);
         return true;
     }
@@ -141,6 +144,7 @@ private:
         part[0] = flags;
         put_count(part + 1, entries_before_);
         const auto length = static_cast<DWORD>(body_.data() + figure_at_ - part);
+        KV_ASSERT(entries_before_ < entries_ + 1 && figure_at_ <= used_);
         if (!parts_->add({{kind(), length, 0}, part})) return false;
         entries_given_ += entries_before_;
         entries_ -= entries_before_;
@@ -291,6 +295,7 @@ BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathPar
     if (!(metrics.joined ? write_joined(path, metrics, body) : for_each_block(path, body))) {
         return KV_FAIL(Record, "a path of %u entries", static_cast<unsigned>(metrics.entries));
     }
+    KV_ASSERT(body.size() <= buffer.body().size());
     buffer.head() = body.head();
     metrics.entries = body.entries();
     metrics.points = body.points();

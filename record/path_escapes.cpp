@@ -6,6 +6,7 @@
 #include "record/clip_recorder.h"
 #include "record/document.h"
 #include "record/path_recorder.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/trace.h"
 
@@ -85,6 +86,7 @@ BYTE record_type(const PathInfo& info, bool wide) {
 }
 
 BOOL render(Document& document, CapturedPath& captured, const PathInfo& info) {
+    KV_ASSERT(document.page_start != 0 && (info.has_pen() || info.has_brush()));
     close_figure(captured, info.render_mode == kClosed);
     const DrawAttrs attrs = make_attrs(document, info);
     if (is_page_blank(document) && draws_only_white(attrs)) return TRUE;
@@ -126,6 +128,7 @@ BOOL end_path(Document& document, const BYTE* bytes, ULONG size) {
         return KV_FAIL(Record, "%u bytes, %s path", static_cast<unsigned>(size), document.captured ? "a" : "no");
     }
     const CapturedPathRef path = std::exchange(document.captured, {});
+    KV_ASSERT(path && !document.captured && document.path_depth >= 0);
     const PathInfo info = read_info(bytes, size);
     if (info.render_mode == kNoDisplay) return TRUE;
     if (info.render_mode != kOpen && info.render_mode != kClosed) {

@@ -5,6 +5,7 @@
 
 #include "record/clip_recorder.h"
 #include "record/document.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -20,6 +21,7 @@ BOOL capture_path(Document& document, PATHOBJ* path, CLIPOBJ* clip) {
     if (!KeepClip(document, clip, captured->clip)) return FALSE;
     KV_TRACE(Record, Info, "captured, %u entries", static_cast<unsigned>(captured->metrics().entries));
     document.captured = std::move(captured);
+    KV_ASSERT(document.path_depth != 0);
     return TRUE;
 }
 
@@ -80,6 +82,7 @@ private:
 
 BOOL record_visible_path(Document& document, PATHOBJ* path, CLIPOBJ* clip, BYTE type, const DrawAttrs& attrs) {
     const bool strokes = type != kRecordFillPath16;
+    KV_ASSERT(type >= kRecordStrokePath16 && type <= kRecordStrokeAndFillPath16);
     PathMetrics metrics = MeasurePath(path, strokes ? PathUse::Lines : PathUse::Area);
     if (metrics.joined) KV_TRACE(Record, Warning, "more entries than a record counts: joined or in parts");
     if (metrics.joined && type == kRecordStrokeAndFillPath16) {

@@ -8,6 +8,7 @@
 #include "record/bitmap_writer.h"
 #include "record/document.h"
 #include "record/surface_dib.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -116,6 +117,7 @@ bool CPendingBitmap::continues(const BitmapBand& band) const {
 }
 
 BOOL CPendingBitmap::append(const BitmapBand& band) {
+    KV_ASSERT(is_empty() || band.destination.top == destination_.bottom);
     ObjectPtr<Band> added(make_object<Band>());
     if (!added || !added->dib.copy(band.image)) return FALSE;
     if (is_empty()) {
@@ -130,6 +132,7 @@ BOOL CPendingBitmap::append(const BitmapBand& band) {
     rows_ += band.image.header->biHeight;
     added->older = std::move(newest_);
     newest_ = std::move(added);
+    KV_ASSERT(count_ <= kMaxBands && rows_ >= count_);
     return TRUE;
 }
 
@@ -141,6 +144,7 @@ bool CPendingBitmap::starts_where_held(const BitmapBand& band) const {
 
 // The second step starts with the first one's left top corner, and has a bit for each of its pixels.
 BOOL CPendingBitmap::offer_mask(Document& document, const BitmapBand& band) {
+    KV_ASSERT(rop_ == kXor && band.rop == kAnd && !is_empty());
     if (again_ || !is_mergeable(band) || band.image.header->biWidth != newest_->dib.header().biWidth ||
         !is_mask(band.image)) {
         return FALSE;
@@ -211,6 +215,7 @@ BOOL CPendingBitmap::join(PackedDib& image) {
     BITMAPINFOHEADER header = newest_->dib.header();
     header.biHeight = static_cast<LONG>(rows_);
     if (!image.create(header)) return FALSE;
+    KV_ASSERT(dib_bits_size(header) == bytes_);
     std::memcpy(image.table(), newest_->dib.table(), table_size(header));
     BYTE* bits = image.bits();
     while (newest_) {
@@ -219,10 +224,12 @@ BOOL CPendingBitmap::join(PackedDib& image) {
         bits += size;
         newest_ = std::move(newest_->older);
     }
+    KV_ASSERT(bits == image.data() + image.size());
     return TRUE;
 }
 
 BOOL CPendingBitmap::write_masked(Document& document, const DibView& image) {
+    KV_ASSERT(mask_ && covers(mask_));
     PackedDib seconds, mask;
     if (!mask_->join(seconds) || !make_mask(seconds.view(), mask)) return FALSE;
     seconds.reset();

@@ -4,6 +4,7 @@
 
 #include "platform/ddi.h"
 #include "record/geometry.h"
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/trace.h"
 
@@ -37,6 +38,7 @@ public:
     // Refused means that the caller writes its own records, Failed that the flush failed.
     template <class Operation, class Item>
     Offer offer(Document& document, BOOL (PendingOperation::*take)(Document&, const Item&), const Item& item) {
+        KV_ASSERT(!flushing_);
         if (operation_ && (operation_.get()->*take)(document, item)) {
             KV_TRACE(Record, Info, "joined to what is held");
             return Offer::Taken;

@@ -6,6 +6,7 @@
 #include "record/page_index.h"
 #include "record/raster_ops.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -30,6 +31,7 @@ BOOL CPendingRectFill::offer_rect_fill(Document&, const RectFill& fill) {
     }
     if (fill.rop != held_.rop || !joins(held_.rect, fill.rect)) return FALSE;
     held_.rect = union_of(held_.rect, fill.rect);
+    KV_ASSERT(contains(held_.rect, fill.rect));
     return TRUE;
 }
 

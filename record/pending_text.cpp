@@ -4,6 +4,7 @@
 
 #include "record/document.h"
 #include "record/geometry.h"
+#include "support/assert.h"
 
 namespace kv {
 namespace {
@@ -23,6 +24,7 @@ bool is_narrow(POINTL at) { return fits_16_bits(at.x) && fits_16_bits(at.y); }
 // of the joined run would cover what stands there.
 bool CPendingText::continues(const Document& document, const TextRun& run) const {
     constexpr int64_t kMostSpaces = 3;
+    KV_ASSERT(count_ > 0 && run.count > 0);
     const POINTL start = run.positions[0], last = positions_[count_ - 1], end = positions_[count_];
     const LONG space = run.layout->space_advance;
     if (document.text_state.background_mode == kBackgroundOpaque && start.x > end.x) return false;
@@ -46,6 +48,7 @@ BOOL CPendingText::offer_text_run(Document& document, const TextRun& run) {
     std::copy_n(run.positions, run.count + 1, positions_ + count_);
     off_baseline_ |= run.off_baseline;
     count_ += run.count;
+    KV_ASSERT(count_ <= kMostGlyphs);
     return TRUE;
 }
 

@@ -30,6 +30,7 @@ BOOL Document::BeginRecord(BYTE type, DWORD length, BOOL allow_compress) {
 }
 
 BOOL Document::BeginSizedRecord(BYTE type, BYTE kind, DWORD* length_position) {
+    KV_ASSERT(length_position);
     return prepare_record(type, 0) && put_sized_header(type, kind, length_position);
 }
 
@@ -50,7 +51,9 @@ BOOL Document::WriteStringRecord(BYTE type, const char* text) {
 }
 
 DWORD Document::new_identifier(IdCounter& counter) const {
-    return position < kPositionIdentifier ? position | kPositionIdentifier : counter.next();
+    const DWORD id = position < kPositionIdentifier ? position | kPositionIdentifier : counter.next();
+    KV_ASSERT(id != 0 && id < 2 * kPositionIdentifier);  // above lie stock brushes and solid colours
+    return id;
 }
 
 }  // namespace kv

@@ -8,6 +8,7 @@
 #include "image/prepare.h"
 #include "record/document.h"
 #include "record/pending_bitmap.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -63,6 +64,7 @@ void crop_row(const BYTE* from, BYTE* to, LONG left, LONG width, int bit_count) 
     const uint64_t first_bit = uint64_t{static_cast<DWORD>(left)} * bit_count;
     const uint64_t bits = uint64_t{static_cast<DWORD>(width)} * bit_count;
     const auto bytes = static_cast<size_t>((bits + 7) / 8);
+    KV_ASSERT(left >= 0 && bytes > 0);
     const int shift = static_cast<int>(first_bit % 8);
     from += first_bit / 8;
     if (shift == 0) {
@@ -100,6 +102,7 @@ BOOL create_like(const DibView& original, LONG width, LONG height, PackedDib& di
 
 // target/source of a coordinate, rounded up.
 LONG scaled(LONG value, WORD target, WORD source) {
+    KV_ASSERT(target > 0 && target < source);
     const int64_t numerator = int64_t{value} * target;
     const int64_t quotient = numerator / source;
     return static_cast<LONG>(quotient + (numerator % source > 0));
@@ -174,6 +177,7 @@ bool SurfaceConverter::find_rows() {
     top_down_ = surface_.fjBitmap & BMF_TOPDOWN;
     const LONG top = std::max<LONG>(request_.source.top, 0), bottom = std::min(request_.source.bottom, size.cy);
     const LONG first_row = top_down_ ? top : size.cy - bottom;
+    KV_ASSERT(top < bottom && first_row >= 0 && first_row + (bottom - top) <= size.cy);
     header().biHeight = bottom - top;
     image_.bits_ += static_cast<size_t>(first_row) * static_cast<size_t>(dib_stride(header()));
     image_.source.top -= top;
@@ -209,6 +213,7 @@ bool SurfaceConverter::read_colors() { return header().biBitCount <= 8 ? read_ta
 
 BOOL SurfaceConverter::crop() {
     const RECTL used = intersection(image_.source, whole());
+    KV_ASSERT(!has_plain_source() || !is_empty(used));
     if (!has_plain_source() || same_rect(used, whole())) return TRUE;
     const DibView full = image_.view();
     PackedDib cropped;

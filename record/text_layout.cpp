@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "support/assert.h"
+
 namespace kv {
 namespace {
 
@@ -32,10 +34,12 @@ LONG tenths_of_degree(const XFORML& m) {
     constexpr LONG kTurn = 3600;
     const double angle = std::atan2(-static_cast<double>(m.eM12), static_cast<double>(m.eM11));
     const LONG tenths = rounded(angle * (kTurn / 2.0) / std::numbers::pi);
+    KV_ASSERT(tenths >= -kTurn / 2 && tenths <= kTurn / 2);
     return (tenths + kTurn) % kTurn;
 }
 
 void set_direction(TextLayout& layout, LONG escapement) {
+    KV_ASSERT(escapement >= 0 && escapement < 3600);
     constexpr double kPi = std::numbers::pi;
     auto set = [&](Orientation orientation, double angle, FLOAT sine, FLOAT cosine) {
         layout.orientation = orientation;

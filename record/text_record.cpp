@@ -5,6 +5,7 @@
 #include "record/document.h"
 #include "record/record_types.h"
 #include "record/text_layout.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 
 namespace kv {
@@ -30,6 +31,7 @@ void put_on_baseline(const Baseline& baseline, DWORD count, Placed& placed) {
 }
 
 void place(const TextRun& run, DWORD count, Placed& placed) {
+    KV_ASSERT(count > 0 && count <= kMostGlyphs);
     std::copy_n(run.positions, count + 1, placed.positions);
     const Baseline baseline(*run.layout, placed.positions[0]);
     if (run.off_baseline) put_on_baseline(baseline, count, placed);
@@ -79,6 +81,7 @@ BOOL WriteTextRecord(Document& document, const TextRun& run) {
     BYTE body[kLongest];
     ByteWriter out(body);
     put_run(out, run, opaque, count, placed, narrow);
+    KV_ASSERT(!out.overflowed());
     return document.WriteRecord(narrow ? kRecordText16 : kRecordText32, static_cast<DWORD>(out.size()), out.data());
 }
 

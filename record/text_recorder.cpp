@@ -9,6 +9,7 @@
 #include "record/path_recorder.h"
 #include "record/pending_text.h"
 #include "record/text_layout.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -27,7 +28,10 @@ public:
     bool at_glyph() const { return next_ < count_; }
     // The engine could not go on.
     bool failed() const { return failed_; }
-    HGLYPH glyph() const { return batch_[next_].hg; }
+    HGLYPH glyph() const {
+        KV_ASSERT(at_glyph());
+        return batch_[next_].hg;
+    }
     POINTL position() const { return position_; }
     void advance() {
         ++next_;
@@ -110,6 +114,7 @@ public:
     BOOL record(const RECTL* opaque) {
         while (left_ > 0 && walk_.at_glyph()) {
             const DWORD count = gather();
+            KV_ASSERT(count > 0 && count <= kMostGlyphs);
             if (walk_.failed()) {
                 KV_FAIL(Record, "the engine gives no more glyphs: %u are left out, position %u",
                         static_cast<unsigned>(left_ + count), static_cast<unsigned>(document_.position));

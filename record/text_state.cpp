@@ -4,6 +4,7 @@
 #include "record/geometry.h"
 #include "record/realized_font.h"
 #include "record/record_types.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 
 namespace kv {
@@ -81,6 +82,7 @@ BOOL WriteTextState(Document& document, TextState state) {
         if (!(changed & field.bit)) continue;
         field.width == 1 ? out.u8(state.*field.value) : out.u32(state.*field.value);
     }
+    KV_ASSERT(out.size() > 1 && !out.overflowed());
     if (!document.WriteRecord(kRecordTextState, static_cast<DWORD>(out.size()), out.data())) return FALSE;
     for (const Field& field : kFields) {
         if (changed & field.bit) current.set(field.bit, field.value, state.*field.value);

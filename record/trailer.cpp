@@ -3,6 +3,7 @@
 #include "record/document.h"
 #include "record/record_types.h"
 #include "settings/paper_trays.h"
+#include "support/assert.h"
 #include "support/little_endian.h"
 #include "support/record_buffer.h"
 
@@ -82,10 +83,12 @@ BOOL write_index(Document& document) {
     if (!document.BeginRecord(type, form.payload(pages), FALSE)) return FALSE;
     ByteWriter summary(bytes);
     put_summary(summary, form, document, flags, pages);
+    KV_ASSERT(summary.size() == form.payload(0) && pages == document.page_count);
     BOOL ok = document.WriteBytes(summary.data(), static_cast<DWORD>(summary.size()));
     for_each_page(document.pages, [&](const PageEntry& page) {
         ByteWriter out(bytes);
         put_page(out, form, page);
+        KV_ASSERT(out.size() == form.payload(1) - form.payload(0));
         ok = ok && document.WriteBytes(out.data(), static_cast<DWORD>(out.size()));
     });
     return ok;
@@ -120,6 +123,7 @@ BOOL Document::write_attached_data() {
 
 BOOL Document::write_trailer() {
     settings.kv.Compression = 0;  // nothing of the trailer is compressed
+    KV_ASSERT(page_start == 0 && !pending.is_pending());
     BYTE trailer_position[4];
     store_u32(trailer_position, position);
     return write_index(*this) &&

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "settings/paper_table.h"
+#include "support/assert.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/text.h"
@@ -27,6 +28,7 @@ const WCHAR* without_server(const WCHAR* printer) {
 }
 
 void init_private(PrivateDevMode& kv) {
+    KV_ASSERT(kv.mask == 0 && kv.application[0] == 0);
     kv.signature[0] = 'K';
     kv.signature[1] = 'V';
     kv.version = kPrivateVersion;
@@ -51,6 +53,7 @@ void init_private(PrivateDevMode& kv) {
 void copy_form_name(DriverDevMode& record, const WCHAR* name) {
     std::fill(std::begin(record.dmFormName), std::end(record.dmFormName), WCHAR{0});
     copy_text(record.dmFormName, CCHFORMNAME, name);
+    KV_ASSERT(record.dmFormName[CCHFORMNAME - 1] == 0);
 }
 
 void clear_form_name(DriverDevMode& record) {
@@ -65,6 +68,7 @@ void apply_custom_paper(const PaperRecord& paper, DriverDevMode& record) {
     record.dmPaperSize = static_cast<SHORT>(paper.id);
     record.dmPaperWidth = paper_tenths(paper.width);
     record.dmPaperLength = paper_tenths(paper.height);
+    KV_ASSERT(record.dmPaperWidth >= 0 && record.dmPaperLength >= 0);
     copy_form_name(record, paper.name);
     record.dmFields |= DM_PAPERSIZE | DM_PAPERWIDTH | DM_PAPERLENGTH | DM_FORMNAME;
 }
@@ -174,6 +178,7 @@ private:
     void word(unsigned offset, DWORD flag, Word& field) {
         static_assert(sizeof(Word) == 2);
         if (offset == 0 || !(flags_ & flag)) return;
+        KV_ASSERT(offset + sizeof field <= layout_.size);
         std::memcpy(&field, data_ + offset, sizeof field);
         target_.mask |= flag;
     }
@@ -182,6 +187,7 @@ private:
     template <size_t Size>
     bool text(unsigned offset, size_t capacity, char (&target)[Size]) {
         char copy[Size] = {};
+        KV_ASSERT(offset + capacity * (layout_.wide ? sizeof(WCHAR) : 1) <= layout_.size);
         if (layout_.wide) {
             WCHAR wide[261] = {};
             std::memcpy(wide, data_ + offset, capacity * sizeof(WCHAR));
@@ -237,6 +243,7 @@ void InitDefaultDevMode(const WCHAR* printer, DriverDevMode& record) {
     record.dmBitsPerPel = 24;
     SetFormNameFromPaperSize(record);
     init_private(record.kv);
+    KV_ASSERT(record.dmSize + record.dmDriverExtra == sizeof record && record.kv.mask == kPrivateAll);
 }
 
 bool IsValidDevMode(const DEVMODEW* mode) {
@@ -257,6 +264,7 @@ bool CheckPrivateDevMode(const DEVMODEW* mode, DWORD* size, int* version) {
     WORD found = 0;
     if (mode->dmDriverVersion > kLastWithoutVersion) std::memcpy(&found, data + 2, sizeof found);
     if (find_layout(found, mode->dmDriverExtra)) {
+        KV_ASSERT(found <= kPrivateVersion && mode->dmDriverExtra > 4);
         *size = mode->dmDriverExtra;
         *version = found;
     }
@@ -283,6 +291,7 @@ void MergeDevMode(const DEVMODEW* source, DriverDevMode& record) {
 }
 
 void MergePublicDevModeFields(const DEVMODEW& source, DriverDevMode& record) {
+    KV_ASSERT(&source != &record && record.dmSize == kPublicSize);
     merge_paper(source, record);
     if ((source.dmFields & DM_ORIENTATION) && (source.dmOrientation == 1 || source.dmOrientation == 2)) {
         record.dmOrientation = source.dmOrientation;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "settings/printer_info.h"
+#include "support/assert.h"
 #include "support/message.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
@@ -108,6 +109,7 @@ void merge_printer_devmode(HANDLE printer, DWORD level, DriverDevMode& settings)
 void read_layers(HKEY root, const WCHAR* printer_name, RegistryMode mode, DriverDevMode& settings) {
     ReadRegistryDevMode(root, printer_name, mode, settings);
     if (mode == RegistryMode::EnforcedOnly) return;
+    KV_ASSERT(settings.dmDriverExtra == sizeof settings.kv);
     DriverDevMode enforced;
     ReadRegistryDevMode(root, printer_name, RegistryMode::EnforcedOnly, enforced);
     MergeDevMode(&enforced, settings);

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <iterator>
 
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/paths.h"
 #include "support/reg_key.h"
@@ -19,9 +20,15 @@ WCHAR lower(WCHAR unit) {
 }
 
 // Keeps only what begins at a position inside the name.
-void keep_from(PathText& name, const WCHAR* start) { name.assign(start); }
+void keep_from(PathText& name, const WCHAR* start) {
+    KV_ASSERT(start >= name.c_str() && start <= name.c_str() + name.length());
+    name.assign(start);
+}
 
-void drop_last(PathText& name, size_t units) { name.truncate(name.length() - units); }
+void drop_last(PathText& name, size_t units) {
+    KV_ASSERT(units <= name.length());
+    name.truncate(name.length() - units);
+}
 
 struct TitlePattern {
     const WCHAR* pattern;
@@ -112,6 +119,7 @@ void ask_spooler(HANDLE printer, DWORD job_id, PathText& name) {
 
 bool WildcardMatch(const WCHAR* pattern, const WCHAR* text) {
     if (!pattern || !*pattern || !text || !*text) return false;
+    [[maybe_unused]] const WCHAR* const start = text;
     // Where to go on when the text after the last "*" does not fit: that "*" takes one unit more. Earlier ones need
     // not give up theirs, for whatever they leave, the last one can take as well.
     const WCHAR *after_star = nullptr, *taken = nullptr;
@@ -129,6 +137,7 @@ bool WildcardMatch(const WCHAR* pattern, const WCHAR* text) {
             return true;
         } else {
             if (!after_star || !*taken) return false;
+            KV_ASSERT(taken >= start && after_star[-1] == '*');
             pattern = after_star;
             text = ++taken;
         }

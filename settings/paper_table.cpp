@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "support/assert.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
 #include "support/trace.h"
@@ -124,6 +125,7 @@ bool CStdPaperList::FindById(WORD id, WORD* index) const {
     } else {
         return false;
     }
+    KV_ASSERT(kStandardPapers[*index].id == id);
     return true;
 }
 
@@ -145,6 +147,7 @@ WORD NewCustomPaperId(const CPaperList& list) {
     for (size_t i = 0; i < taken && ids[i] <= free_id; ++i) {
         if (ids[i] == free_id) ++free_id;  // ids may repeat
     }
+    KV_ASSERT(free_id >= kFirstCustomId && free_id < kFirstCustomId + kMostCustomIds);
     return free_id;
 }
 
@@ -176,14 +179,17 @@ void CCustomPaperList::Load() {
         record.units = static_cast<WORD>(units >= 3 ? 1 : units);
         ++count_;
     }
+    KV_ASSERT(count_ <= room);
     papers.Close();
     KV_TRACE(Settings, Info, "%u custom papers%s", count_, without_id ? ", ids are given" : "");
     if (without_id) assign_ids();
 }
 
 void CCustomPaperList::assign_ids() {
+    KV_ASSERT(records_ == owned_.get());
     for (size_t i = 0; i < count_; ++i) {
         if (owned_[i].id == 0) owned_[i].id = NewCustomPaperId(*this);
+        KV_ASSERT(owned_[i].id >= 1);
     }
     TextBuffer<512> path(kProductKeyPath);
     path.append(TEXT("\\CustomPapers"));

@@ -2,6 +2,7 @@
 // Papers: the built-in table keyed by the system's paper ids, and the user's custom papers from the registry.
 // Sizes are micrometres.
 
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/text.h"
 
@@ -26,7 +27,10 @@ public:
     // The process-wide default paper when the list has it, else the first record, else null.
     const PaperRecord* GetDefault() const;
     WORD count() const { return count_; }
-    const PaperRecord& operator[](size_t index) const { return records_[index]; }
+    const PaperRecord& operator[](size_t index) const {
+        KV_ASSERT(index < count_);
+        return records_[index];
+    }
 
 protected:
     CPaperList() = default;

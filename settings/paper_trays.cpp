@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/assert.h"
 #include "support/reg_key.h"
 #include "support/token.h"
 #include "support/trace.h"
@@ -41,18 +42,21 @@ void read_source(HKEY root, REGSAM access, const WCHAR* path, PaperTrays& source
         const WCHAR* text = key.ReadString(value_name.c_str());
         if (!text || !*text) continue;
         PaperTray& tray = source.entries[source.count++];
+        KV_ASSERT(bin >= kFirstBin && bin < kEndOfBins);
         tray.bin = bin;
         tray.name.assign(text);
     }
+    KV_ASSERT(source.count <= values);
     std::sort(source.entries.get(), source.entries.get() + source.count,
               [](const PaperTray& a, const PaperTray& b) { return a.bin < b.bin; });
 }
 
-// Adds a source's trays. An entry already there is replaced only when its place is at or behind `replaceable`.
-BOOL merge_source(PaperTrays& trays, const PaperTrays& source, size_t replaceable) {
-    if (source.count == 0) return TRUE;
+// Adds a source's trays, where there is memory for them. An entry already there is replaced only when its place is at
+// or behind `replaceable`.
+void merge_source(PaperTrays& trays, const PaperTrays& source, size_t replaceable) {
+    if (source.count == 0) return;
     HeapArray<PaperTray> merged;
-    if (!merged.alloc(trays.count + source.count, kQuietly)) return FALSE;
+    if (!merged.alloc(trays.count + source.count, kQuietly)) return;
     std::copy_n(trays.entries.get(), trays.count, merged.get());
     size_t known = trays.count, count = known;
     for (size_t i = 0; i < source.count; ++i) {
@@ -65,9 +69,9 @@ BOOL merge_source(PaperTrays& trays, const PaperTrays& source, size_t replaceabl
             *same = source.entries[i];
         }
     }
+    KV_ASSERT(known <= count && count <= known + source.count);
     trays.entries = std::move(merged);
     trays.count = count;
-    return TRUE;
 }
 
 }  // namespace
@@ -95,6 +99,7 @@ void GetPaperTrays(const WCHAR* printer, PaperTrays& trays) {
         merge_source(trays, source, 0);
     }
     size_t machine_wide = trays.count;
+    KV_ASSERT(trays.count == 0 || trays.entries);
     bool administrator = is_administrator();
     read_source(HKEY_CURRENT_USER, kProductKeyRead, kProductKeyPath, source);
     merge_source(trays, source, administrator ? 0 : machine_wide);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <span>
 
+#include "support/assert.h"
 #include "support/last_error.h"
 #include "support/little_endian.h"
 #include "support/message.h"
@@ -69,6 +70,7 @@ BOOL GetPrinterDevMode(HANDLE printer, DWORD level, HeapArray<BYTE>& mode, bool 
     KV_TRACE(Settings, Info, "device mode of level %u: %u bytes", static_cast<unsigned>(level),
              static_cast<unsigned>(source.size()));
     if (source.empty() || !mode.alloc(source.size(), quiet ? kQuietly : kAllocMem)) return FALSE;
+    KV_ASSERT(source.data() >= info.get() && source.data() + source.size() <= info.get() + info_size);
     std::memcpy(mode.get(), source.data(), source.size());
     return TRUE;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/paths.h"
@@ -30,6 +31,7 @@ BOOL File::fail(UINT message) {
 }
 
 BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* security, LONG mode) {
+    KV_ASSERT(!File::IsOpen() && mode >= 0);
     handle_ = CreateFileW(path, access, FILE_SHARE_READ, security, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (!IsOpen()) return FALSE;
     name_.assign(path);
@@ -101,9 +103,11 @@ BOOL File::write_through(const BYTE* data, DWORD n, DWORD* written) {
 
 BOOL File::Flush() {
     if (!File::IsOpen()) return KV_FAIL(Support, "the file is not open");
+    KV_ASSERT(fill_ <= kBufferSize && (buffered_ || fill_ == 0));
     for (DWORD done = 0, written = 0; done < fill_;) {
         const BOOL whole = write_through(buffer_.data() + done, std::min(kFlushPiece, fill_ - done), &written);
         done += written;
+        KV_ASSERT(done <= fill_);
         if (!whole) {
             // What reached the disk leaves the buffer; the rest may be tried again.
             fill_ -= done;
@@ -119,11 +123,13 @@ BOOL File::Write(const void* data, DWORD n) {
     if (!IsOpen() || mode_ < 1) return KV_FAIL(Support, "the file is not open for writing");
     if (n == 0 || !data) return TRUE;
     const BYTE* bytes = static_cast<const BYTE*>(data);
+    KV_ASSERT(fill_ < kBufferSize);
     LONG position = position_ < 0 ? -1 : static_cast<LONG>(static_cast<DWORD>(position_) + n);
     DWORD written = 0;
     if (!buffered_) {
         if (!write_through(bytes, n, &written)) return FALSE;
     } else if (n < kBufferSize - fill_) {
+        KV_ASSERT(buffer_.size() >= kBufferSize);
         std::memcpy(buffer_.data() + fill_, bytes, n);
         fill_ += n;
     } else {
@@ -137,6 +143,7 @@ BOOL File::Write(const void* data, DWORD n) {
         DWORD straight = (n - top) / kBufferSize * kBufferSize;
         if (!write_through(bytes + top, straight, &written)) return FALSE;
         fill_ = n - top - straight;
+        KV_ASSERT(fill_ < kBufferSize && straight % kBufferSize == 0);
         std::memcpy(buffer_.data(), bytes + top + straight, fill_);
     }
     position_ = position;
@@ -157,6 +164,7 @@ BOOL File::write_formatted(Format format) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return KV_FAIL(Support, "a formatted text of %u bytes", static_cast<unsigned>(size));
     }
+    KV_ASSERT(size > bytes && size % kStep == 0);
     CGlobalObj block;
     if (!block.Alloc(static_cast<DWORD>(size))) return FALSE;
     format(reinterpret_cast<Unit*>(block.data()), size / sizeof(Unit));
@@ -181,6 +189,7 @@ BOOL File::printfV(const WCHAR* format, va_list arguments) {
 BOOL File::end_buffering() {
     if (!Flush()) return FALSE;
     if (buffered_) KV_TRACE(Support, Info, "no longer buffered: %s", TraceText(name_.c_str()).c_str());
+    KV_ASSERT(fill_ == 0);
     buffered_ = false;
     return TRUE;
 }
@@ -265,6 +274,7 @@ BOOL File::CloseAndDelete(BOOL quiet) {
 }
 
 BOOL File::push_position() {
+    KV_ASSERT(depth_ <= std::size(saved_));
     return depth_ < std::size(saved_) && GetPosition(&saved_[depth_]) ? (++depth_, TRUE) : FALSE;
 }
 
@@ -294,6 +304,7 @@ BOOL File::CopyFromFile(HANDLE other, LONG offset, LONG count, BOOL truncate_aft
             report_system_error(TEXT("ReadFile"), GetLastError());
             ok = KV_FAIL(Support, "%u bytes of the other file are missing", static_cast<unsigned>(left));
         } else {
+            KV_ASSERT(got <= left);
             ok = Write(piece.get(), got);
             left -= got;
         }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/text.h"
 
 namespace kv {
@@ -13,7 +14,7 @@ namespace {
 // Keeps what fits and counts everything.
 class Sink {
 public:
-    Sink(WCHAR* target, size_t capacity) : target_(target), room_(capacity - 1) {}
+    Sink(WCHAR* target, size_t capacity) : target_(target), room_(capacity - 1) { KV_ASSERT(target && capacity > 0); }
 
     void put(WCHAR unit, size_t times = 1) {
         for (; times > 0; --times, ++length_) {
@@ -128,6 +129,7 @@ void put_converted(Sink& sink, const Conversion& conversion, const char* letter,
     } else {
         std::snprintf(spec, sizeof spec, "%%%s%s", conversion.flags, letter);
     }
+    KV_ASSERT(std::strlen(spec) + 1 < sizeof spec);
     std::snprintf(digits, sizeof digits, spec, number);
     put_number(sink, conversion, digits, std::is_floating_point_v<Number> || conversion.precision < 0);
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "support/assert.h"
 #include "support/last_error.h"
 #include "support/message.h"
 #include "support/trace.h"
@@ -20,6 +21,7 @@ void CGlobalObj::swap(CGlobalObj& other) noexcept {
 }
 
 BOOL CGlobalObj::lock() {
+    KV_ASSERT(handle_ && !data_);
     data_ = static_cast<BYTE*>(GlobalLock(handle_));
     return data_ != nullptr;
 }
@@ -61,6 +63,7 @@ BOOL CGlobalObj::Resize(DWORD extra) {
 }
 
 CGlobalObj::Capacity CGlobalObj::ensure_capacity(DWORD required) {
+    KV_ASSERT(used_ <= size_ && (handle_ || size_ == 0));
     if (required <= size_) return data_ || (handle_ && lock()) ? Capacity::Enough : Capacity::Failed;
     return Resize(std::max(growth_step_, required - size_)) ? Capacity::Grown : Capacity::Failed;
 }
@@ -69,6 +72,7 @@ BOOL CGlobalObj::append(const void* data, DWORD n) {
     if (n == 0) return TRUE;
     if (!data || n > 0xFFFFFFFF - used_) return KV_FAIL(Support, "nothing to append, or too much");
     if (ensure_capacity(used_ + n) == Capacity::Failed) return FALSE;
+    KV_ASSERT(data_ && size_ - used_ >= n);
     std::memcpy(data_ + used_, data, n);
     used_ += n;
     return TRUE;

@@ -2,6 +2,7 @@
 // A growable block of movable global memory, kept locked while it is allocated.
 
 #include "platform/win32.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -33,7 +34,10 @@ public:
     BYTE* data() const { return data_; }
     DWORD size() const { return size_; }
     DWORD used() const { return used_; }
-    void set_used(DWORD used) { used_ = used; }
+    void set_used(DWORD used) {
+        KV_ASSERT(used <= size_);
+        used_ = used;
+    }
 
 private:
     void swap(CGlobalObj& other) noexcept;

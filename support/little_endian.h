@@ -8,6 +8,7 @@
 #include <span>
 
 #include "platform/win32.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -50,6 +51,7 @@ public:
 
 private:
     BYTE* room(size_t size) {
+        KV_ASSERT(used_ <= target_.size());
         if (size > target_.size() - used_) {
             overflowed_ = true;
             return nullptr;

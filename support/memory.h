@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/win32.h"
+#include "support/assert.h"
 
 namespace kv {
 
@@ -47,8 +48,14 @@ public:
     void reset() { FreeMem(std::exchange(block_, nullptr)); }
     T* release() { return std::exchange(block_, nullptr); }
     T* get() const { return block_; }
-    T& operator[](size_t index) const { return block_[index]; }
-    T* operator->() const { return block_; }
+    T& operator[](size_t index) const {
+        KV_ASSERT(block_);
+        return block_[index];
+    }
+    T* operator->() const {
+        KV_ASSERT(block_);
+        return block_;
+    }
     explicit operator bool() const { return block_ != nullptr; }
 
 private:

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "support/assert.h"
 #include "support/last_error.h"
 #include "support/process_state.h"
 #include "support/text.h"
@@ -87,6 +88,7 @@ void report_system_error(const WCHAR* operation, DWORD error) {
 }
 
 void report_message(UINT number, const WCHAR* first, const WCHAR* second, MessageKind kind) {
+    KV_ASSERT(first || !second);
     KeepLastError keep;
     TextBuffer<512> pattern;
     TextBuffer<kMessageCapacity> text;

@@ -1,5 +1,6 @@
 #include "support/os_level.h"
 
+#include "support/assert.h"
 #include "support/reg_key.h"
 #include "support/trace.h"
 
@@ -106,6 +107,7 @@ int classify_os(DWORD major, DWORD minor, DWORD build, bool server) {
 int GetOsLevel() {
     OSVERSIONINFOEXW version;
     if (!query_version(version) || version.dwPlatformId != VER_PLATFORM_WIN32_NT) return 0;
+    KV_ASSERT(version.dwOSVersionInfoSize >= sizeof(OSVERSIONINFOW));
     return classify_os(version.dwMajorVersion, version.dwMinorVersion, version.dwBuildNumber, IsServerOs());
 }
 

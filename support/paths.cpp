@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/message.h"
 #include "support/process_state.h"
 #include "support/token.h"
@@ -61,10 +62,12 @@ const WCHAR* GetFileNamePart(const WCHAR* path) {
 
 const WCHAR* FindExtension(const WCHAR* path) {
     const WCHAR* dot = find_last(path, WCHAR{'.'});
+    KV_ASSERT(!dot || (dot >= path && *dot == '.'));
     return dot && !find_last(dot, WCHAR{'\\'}) ? dot : path + text_length(path);
 }
 
 void JoinPath(const WCHAR* folder, const WCHAR* name, PathText& path) {
+    KV_ASSERT(path.c_str() != folder && path.c_str() != name);
     if (find_last(name, WCHAR{':'}) || starts_with(name, TEXT("\\\\"))) {
         path.assign(name);
         return;
@@ -113,6 +116,7 @@ BOOL GetTempFolder(PathText& folder) {
     if (length == 0 || length >= capacity) return KV_FAIL(Support, "no temporary folder");
     length = GetLongPathNameW(short_path.c_str(), folder.data(), capacity);
     if (length == 0 || length >= capacity) folder.assign(short_path.c_str());
+    KV_ASSERT(!folder.empty());
     return TRUE;
 }
 

@@ -1,10 +1,13 @@
 #include "support/process_state.h"
 
+#include "support/assert.h"
+
 namespace kv {
 
 DWORD IdCounter::next() {
     const Holding held(lock_);
     last_ = last_ >= 0x1FFFFFFF ? 1 : last_ + 1;
+    KV_ASSERT(last_ >= 1 && last_ <= 0x1FFFFFFF);
     return last_;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/text.h"
 #include "support/trace.h"
 
@@ -28,12 +29,14 @@ BOOL CRecordBuffer::grow(DWORD n) {
     data_ = overflow_.data();
     next_ = data_ + size_;
     capacity_ = overflow_.size();
+    KV_ASSERT(capacity_ - size_ > n && data_);
     return TRUE;
 }
 
 BOOL CRecordBuffer::append(const void* bytes, DWORD n) {
     constexpr DWORD kTerminator = 2;
     if (n > capacity_ - size_ - kTerminator && !grow(n)) return FALSE;
+    KV_ASSERT(n + kTerminator <= capacity_ - size_ && next_ == data_ + size_);
     if (n) std::memcpy(next_, bytes, n);
     next_ += n;
     size_ += n;
@@ -43,6 +46,7 @@ BOOL CRecordBuffer::append(const void* bytes, DWORD n) {
 
 BOOL CRecordBuffer::append_text(const WCHAR* text, bool terminated) {
     DWORD units = static_cast<DWORD>(text_length(text));
+    KV_ASSERT(units <= 0x7FFFFFFF);
     const WCHAR zero = 0;
     return append(text, units * 2) && (!terminated || append(&zero, 2));
 }

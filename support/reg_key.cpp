@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/assert.h"
 #include "support/process_state.h"
 #include "support/token.h"
 #include "support/trace.h"
@@ -27,6 +28,7 @@ REGSAM adjusted(REGSAM access) {
 template <class T>
 BOOL make_room(HeapArray<T>& array, DWORD& room, DWORD count) {
     if (count <= room) return TRUE;
+    KV_ASSERT(array || room == 0);
     room = array.alloc(count, kQuietly) ? count : 0;
     return room != 0;
 }
@@ -46,6 +48,7 @@ BOOL CRegKey::refresh() {
 }
 
 BOOL CRegKey::opened() {
+    KV_ASSERT(key_);
     if (refresh()) return TRUE;
     Close();
     return FALSE;
@@ -83,6 +86,7 @@ const WCHAR* CRegKey::EnumValueName(DWORD index) {
     if (RegEnumValueW(key_, index, value_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
         return nullptr;
     }
+    KV_ASSERT(length < value_room_);
     return value_name_.get();
 }
 
@@ -92,6 +96,7 @@ const WCHAR* CRegKey::EnumSubkeyName(DWORD index) {
     if (RegEnumKeyExW(key_, index, subkey_name_.get(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
         return nullptr;
     }
+    KV_ASSERT(length < subkey_room_);
     return subkey_name_.get();
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/assert.h"
+
 namespace kv {
 namespace {
 
@@ -38,6 +40,7 @@ size_t text_length(const WCHAR* text) {
 }
 
 size_t copy_text(WCHAR* target, size_t capacity, const WCHAR* source) {
+    KV_ASSERT(target && capacity > 0);
     size_t length = std::min(text_length(source), capacity - 1);
     if (length) std::memmove(target, source, length * sizeof(WCHAR));
     target[length] = 0;
@@ -46,6 +49,7 @@ size_t copy_text(WCHAR* target, size_t capacity, const WCHAR* source) {
 
 size_t append_text(WCHAR* target, size_t capacity, const WCHAR* source) {
     size_t length = text_length(target);
+    KV_ASSERT(length < capacity);
     return length < capacity ? copy_text(target + length, capacity - length, source) : 0;
 }
 
@@ -87,11 +91,13 @@ size_t copy_ansi(char* target, size_t capacity, const char* source, size_t sourc
         length += step;
     }
     if (length) std::memmove(target, source, length);
+    KV_ASSERT(length < capacity);
     target[length] = 0;
     return length;
 }
 
 size_t to_ansi(char* target, size_t capacity, const WCHAR* source, UINT code_page) {
+    KV_ASSERT(target && capacity > 0);
     // Unit by unit, so that truncation falls between characters; a surrogate pair is one character.
     size_t length = 0;
     target[0] = 0;
@@ -110,6 +116,7 @@ size_t to_ansi(char* target, size_t capacity, const WCHAR* source, UINT code_pag
 }
 
 size_t to_wide(WCHAR* target, size_t capacity, const char* source, UINT code_page) {
+    KV_ASSERT(target && capacity > 0);
     target[0] = 0;
     if (!source || !*source) return 0;
     int room = static_cast<int>(capacity - 1);

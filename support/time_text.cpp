@@ -1,5 +1,7 @@
 #include "support/time_text.h"
 
+#include "support/assert.h"
+
 namespace kv {
 
 TimeText time_text(const SYSTEMTIME& time) {
@@ -13,6 +15,7 @@ TimeText time_text(const SYSTEMTIME& time) {
     format_text(text.data(), text.capacity(), TEXT("%s %s %u, %u %u:%02u:%02u%s"), kDays[time.wDayOfWeek % 7],
                 kMonths[(time.wMonth + 11) % 12], unsigned{time.wDay}, unsigned{time.wYear}, hour,
                 unsigned{time.wMinute}, unsigned{time.wSecond}, time.wHour < 12 ? TEXT("am") : TEXT("pm"));
+    KV_ASSERT(text.length() + 1 < text.capacity());
     return text;
 }
 

@@ -1,5 +1,6 @@
 #include "support/token.h"
 
+#include "support/assert.h"
 #include "support/memory.h"
 #include "support/process_state.h"
 #include "support/trace.h"
@@ -63,6 +64,7 @@ DWORD token_integrity_level() {
     HeapArray<BYTE> data = Token().query(TokenIntegrityLevel);
     if (!data) return kIntegrityUnknown;
     PSID label = reinterpret_cast<const TOKEN_MANDATORY_LABEL*>(data.get())->Label.Sid;
+    KV_ASSERT(label);
     UCHAR parts = *GetSidSubAuthorityCount(label);
     if (parts) return *GetSidSubAuthority(label, parts - 1u);
     KV_TRACE(Support, Warning, "an integrity label without a level");
