@@ -171,12 +171,11 @@ BOOL NameSet::offer(WORD name_id, const NameText& text, LANGID language, UINT an
         const int score = unique_id_score(text, ansi_code_page);
         return score >= 0 && take(unique, text, 0, score);
     }
-    KV_ASSERT(is_read_name(name_id));
     NamePair* pair = name_id == kNameFamily       ? &family
                      : name_id == kNameFull       ? &full
                      : name_id == kNamePostScript ? &postscript
                                                   : nullptr;
-    if (!pair) return TRUE;
+    if (KV_NEVER(!pair)) return TRUE;  // no other name is decoded
     const int score = NameScore(text, language, ansi_code_page);
     return score >= 0 && offer_to_pair(*pair, text, language, score);
 }

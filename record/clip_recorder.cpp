@@ -163,7 +163,7 @@ BOOL RecordKeptClip(Document& document, KeptClip& kept, const RECTL& bounds) {
 
 BOOL SetCurrentClip(Document& document, const PathView& clip) {
     if (clip.head.kind == PathKind::Empty) return ResetClip(document);
-    if (!document.current_clip) return KV_FAIL(Record, "no buffer of the clip");
+    if (KV_NEVER(!document.current_clip)) return KV_FAIL(Record, "no buffer of the clip");
     if (clip.same_shape(document.current_clip.view())) return TRUE;
     KV_TRACE(Record, Info, "clip of kind %u, %u bytes", static_cast<unsigned>(clip.head.kind),
              static_cast<unsigned>(clip.head.length));

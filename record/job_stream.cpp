@@ -90,7 +90,7 @@ BOOL JobStream::WriteBits(const void* data, DWORD length) {
     if (!bytes) return WriteBytes(data, length);
     for (DWORD done = 0; done < length;) {
         const DWORD piece = std::min(length - done, scratch_size);
-        if (piece == 0) return KV_FAIL(Record, "no scratch memory");
+        if (KV_NEVER(piece == 0)) return KV_FAIL(Record, "no scratch memory");
         std::copy_n(bytes + done, piece, scratch.get());
         if (!WriteBytes(scratch.get(), piece)) return FALSE;
         done += piece;

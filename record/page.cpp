@@ -106,7 +106,7 @@ BOOL Document::EndPage() {
         page_start = 0;
         ok = WriteEmptyRecord(kRecordPageEnd);
         PageEntry* page = pages.current();
-        if (ok && page) {
+        if (ok && KV_ALWAYS(page)) {
             page->marks = page_marks;
             RECTL& marks = page->orientation == DMORIENT_PORTRAIT ? portrait_marks : landscape_marks;
             marks = union_of(marks, page_marks);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "record/path_state.h"
+#include "support/assert.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -35,7 +36,7 @@ void PathBuffer::free() {
 }
 
 BOOL PathBuffer::assign(const PathView& source) {
-    if (source.head.length > body().size()) return KV_FAIL(Record, "a path that does not fit");
+    if (KV_NEVER(source.head.length > body().size())) return KV_FAIL(Record, "a path that does not fit");
     head() = source.head;
     if (source.head.length > 0) std::memmove(body().data(), source.body, source.head.length);
     return TRUE;

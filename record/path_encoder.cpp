@@ -289,7 +289,7 @@ PathMetrics MeasurePath(PATHOBJ* path, PathUse use) {
 }
 
 BOOL EncodePath(PATHOBJ* path, PathBuffer& buffer, PathMetrics& metrics, PathParts* parts) {
-    if (!buffer) return KV_FAIL(Record, "no buffer");
+    if (KV_NEVER(!buffer)) return KV_FAIL(Record, "no buffer");
     buffer.clear_head();
     BodyWriter body(buffer.body(), metrics.wide, static_cast<BYTE>(path->fl & (PO_BEZIERS | PO_ELLIPSE)), parts);
     if (!(metrics.joined ? write_joined(path, metrics, body) : for_each_block(path, body))) {
