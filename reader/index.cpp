@@ -65,7 +65,7 @@ bool fits_short_form(const Summary& summary) {
            });
 }
 
-Summary find_summary(Bytes file) {
+uint64_t summary_position(Bytes file) {
     expect_magic(file);
     if (file.size() < kTrailerPositionSize) throw Fault(0, "no trailer position");
     const uint64_t last = file.size() - kTrailerPositionSize;
@@ -73,6 +73,11 @@ Summary find_summary(Bytes file) {
     if (position.type != 38 || position.payload.size() != 4) throw Fault(last, "no trailer position");
     const uint32_t trailer = Reader(position.payload).u32();
     if (trailer >= last) throw Fault(last, "trailer position is beyond the trailer");
+    return trailer;
+}
+
+Summary find_summary(Bytes file) {
+    const uint64_t trailer = summary_position(file);
     try {
         Record record = read_record(file, trailer);
         if (record.type != 21) throw Fault(trailer, "no document summary where the trailer begins");

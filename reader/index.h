@@ -34,6 +34,8 @@ Summary read_summary(Bytes body, bool wide);
 // Every coordinate of the summary fits 16 bits, so that it takes the short form.
 bool fits_short_form(const Summary& summary);
 
+// Where the trailer begins, by the last record. Throws Fault.
+uint64_t summary_position(Bytes file);
 // The trailer's summary, found from the end of the file. Throws Fault.
 Summary find_summary(Bytes file);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 #include "reader/encode.h"
@@ -59,6 +60,10 @@ void JobWriter::write_record(uint8_t type, Framing framing, Bytes payload, uint3
     if (framing == Framing::Medium) head.u8(0xFE).u16(length);
     if (framing == Framing::Long) head.u8(0xFF).u8(0).u32(length);
     if (framing == Framing::Compressed) head.u8(0xFF).u8(2).u32(length).u32(inflated);
+    constexpr uint64_t kLargestJob = 0x7FFFFFFF;
+    if (position_ + head.bytes().size() + payload.size() > kLargestJob) {
+        throw std::runtime_error("a job ends at 2 GiB; this one would be larger");
+    }
     out_.write(head.bytes());
     out_.write(payload);
     position_ += head.bytes().size() + payload.size();
@@ -100,6 +105,7 @@ void JobWriter::end_page() {
 JobWriter::Refusal JobWriter::add(const Record& record, Bytes body, RecordSource& source) {
     const TypeInfo& info = type_info(record.type);
     if (is_definition(info.body)) return add_definition(record, body, source);
+    if (!info.in_page) return "no record of a page";
     if (info.body == Body::DrawState) return add_draw_state(read_draw_state(body), source);
     if (info.body == Body::TextState) return add_text_state(read_text_state(body), source);
     const bool clip = info.body == Body::ClipReset || info.body == Body::ClipRects || info.body == Body::ClipPath;

@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <list>
+#include <numeric>
 
 #include "drawing/fonts.h"
 #include "drawing/images.h"
@@ -9,6 +11,7 @@
 #include "reader/dump.h"
 #include "reader/info.h"
 #include "reader/job_file.h"
+#include "reader/join.h"
 #include "reader/recover.h"
 #include "tools/common/output_file.h"
 #include "tools/kvjob/options.h"
@@ -38,12 +41,13 @@ OpenOutput files(const Options& options, const std::string& folder = "") {
     };
 }
 
+void tell_fault(const std::string& name, uint64_t offset, const std::string& what) {
+    std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(offset), what.c_str());
+}
+
 int run_check(const std::string& name, Bytes file) {
     const auto findings = check_job(file);
-    for (const Finding& finding : findings) {
-        std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(finding.offset),
-                     finding.message.c_str());
-    }
+    for (const Finding& finding : findings) tell_fault(name, finding.offset, finding.message);
     if (findings.empty()) std::printf("%s: sound\n", name.c_str());
     return findings.empty() ? kDone : kFailed;
 }
@@ -123,28 +127,69 @@ private:
     std::vector<uint8_t> bytes_;
 };
 
-int run_one(const Options& options, const std::string& name) {
-    const JobFile job(name);
-    if (!options.recover) return run_command(options, name, job.bytes());
-    Recovered whole;
-    const int lost = tell_losses(name, recover_job(job.bytes(), whole));
-    return std::max(lost, run_command(options, name, whole.bytes()));
+// A job as the command reads it: as it stands, or what can be had of it.
+class Input {
+public:
+    Input(const Options& options, const std::string& name) : file_(name), bytes_(file_.bytes()) {
+        if (!options.recover) return;
+        lost_ = tell_losses(name, recover_job(file_.bytes(), whole_));
+        bytes_ = whole_.bytes();
+    }
+    Bytes bytes() const { return bytes_; }
+    int lost() const { return lost_; }  // an exit code
+
+private:
+    JobFile file_;
+    Recovered whole_;
+    Bytes bytes_;
+    int lost_ = kDone;
+};
+
+// Faults of a job begin with its name and their place in it.
+int guarded(const std::string& name, const std::function<int()>& action) {
+    try {
+        return action();
+    } catch (const Fault& fault) {
+        tell_fault(name, fault.offset, fault.what());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kvjob: %s: %s\n", name.c_str(), error.what());
+    }
+    return kFailed;
 }
 
-// Faults of a job begin with its name and their place in it; the other jobs are read all the same.
-int run(const Options& options) {
+int run_pages(const Options& options) {
+    PageJoin join;
+    std::list<Input> inputs;
     int code = kDone;
     for (const std::string& name : options.jobs) {
-        try {
-            code = std::max(code, run_one(options, name));
-            continue;
-        } catch (const Fault& fault) {
-            std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(fault.offset),
-                         fault.what());
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "kvjob: %s: %s\n", name.c_str(), error.what());
-        }
-        code = kFailed;
+        const int read = guarded(name, [&] {
+            const Input& input = inputs.emplace_back(options, name);
+            join.add_job(input.bytes());
+            return input.lost();
+        });
+        if (read == kFailed) return kFailed;
+        code = std::max(code, read);
+    }
+    std::vector<size_t> numbers(join.pages());
+    std::iota(numbers.begin(), numbers.end(), size_t{1});
+    if (options.pages) numbers = options.pages(join.pages());
+    FileOutput out(options.output, options.jobs);
+    join.write(numbers, out, [&](size_t job, uint64_t offset, const std::string& what) {
+        tell_fault(options.jobs[job], offset, "left out: " + what);
+        code = kSomethingLost;
+    });
+    return code;
+}
+
+// The other jobs are read although one is faulty.
+int run(const Options& options) {
+    if (options.command == "pages") return run_pages(options);
+    int code = kDone;
+    for (const std::string& name : options.jobs) {
+        code = std::max(code, guarded(name, [&] {
+                            const Input input(options, name);
+                            return std::max(input.lost(), run_command(options, name, input.bytes()));
+                        }));
     }
     return code;
 }

@@ -89,6 +89,26 @@ void describe_recover(CLI::App& app, Options& options) {
     add_examples(recover, {"kvjob recover -o saved.kv damaged.kv"});
 }
 
+using ChoosePages = std::function<std::vector<size_t>(size_t count)>;
+
+void add_pages(CLI::App& command, ChoosePages& pages, const std::string& purpose) {
+    add_value(
+        command, "--pages", "LIST",
+        [&](const std::string& list) { pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvjob"); },
+        purpose + ": 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
+}
+
+void describe_pages(CLI::App& app, Options& options) {
+    CLI::App& pages = add_command(
+        app, "pages", "Makes a job of pages of others, which keep their bytes. Pages count on from job to job.",
+        options, Jobs::Several);
+    add_value(pages, "-o,--output", "NEW.kv", options.output, "the new job")->required();
+    add_pages(pages, options.pages, "what it holds, in this order");
+    add_examples(pages,
+                 {"kvjob pages -o chapter.kv --pages 3,1,5-7 report.kv", "kvjob pages -o all.kv report.kv appendix.kv",
+                  "kvjob pages -o back.kv --pages reverse report.kv"});
+}
+
 void describe_render(CLI::App& app, Options& options) {
     CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
     auto take_output = [&](const std::string& name) {
@@ -106,12 +126,7 @@ void describe_render(CLI::App& app, Options& options) {
             options.render.dots_per_inch = kv::cli::parse_real(text, "--resolution", kLeast, kMost);
         },
         "dots per inch: of pictures (150), or of what must be pixels in a PDF file (300)");
-    add_value(
-        render, "--pages", "LIST",
-        [&](const std::string& list) {
-            options.render.pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvjob");
-        },
-        "what to draw, in this order: 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
+    add_pages(render, options.render.pages, "what to draw, in this order");
     add_examples(render, {"kvjob render -o page-%03d.png report.kv",
                           "kvjob render -r 300 --pages 2-,1 -o report.pdf report.kv"});
 }
@@ -125,7 +140,8 @@ void describe(CLI::App& app, Options& options) {
     describe_extractions(app, options);
     describe_render(app, options);
     describe_recover(app, options);
-    for (const char* reads : {"info", "text", "images", "fonts", "render"}) {
+    describe_pages(app, options);
+    for (const char* reads : {"info", "text", "images", "fonts", "render", "pages"}) {
         app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");
     }
     add_examples(app, {"kvjob info report.kv", "kvjob render -o report.pdf report.kv",

@@ -13,13 +13,14 @@ namespace kvjob {
 
 struct Options {
     std::string command;
-    std::vector<std::string> jobs;  // one; check, info, text: one or more; "-" is standard input
+    std::vector<std::string> jobs;  // one; check, info, text, pages: one or more; "-" is standard input
     bool json = false;              // dump
     std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
-    std::string output;    // recover: the new job
-    bool recover = false;  // reads what can be had of a damaged job
-    std::string out;       // images, fonts: the folder
+    std::function<std::vector<size_t>(size_t count)> pages;  // pages: which of so many; not set: all
+    std::string output;                                      // recover, pages: the new job
+    bool recover = false;                                    // reads what can be had of a damaged job
+    std::string out;                                         // images, fonts: the folder
 };
 
 void describe(CLI::App& app, Options& options);
