@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "support/assert.h"
+#include "support/file.h"
 #include "support/little_endian.h"
 #include "support/trace.h"
 
@@ -27,9 +28,8 @@ size_t length_of_texts(const BYTE* data) {
 }  // namespace
 
 BOOL AttachedData::add(std::span<const BYTE> texts) {
-    constexpr size_t kLargest = 0x7FFFFFFF;
     void* memory = nullptr;
-    if (texts.size() > kLargest) return KV_FAIL(Record, "2 GiB and more");
+    if (texts.size() > kLongestFile) return KV_FAIL(Record, "2 GiB and more");
     if (!AllocMem(&memory, sizeof(Block) + texts.size() + kPadding, true)) return FALSE;
     auto* block = static_cast<Block*>(memory);
     std::memcpy(block + 1, texts.data(), texts.size());

@@ -18,7 +18,7 @@ namespace {
 
 constexpr BYTE kXor = 0x66;
 constexpr BYTE kTransparentIsJpeg = 0x01;
-constexpr DWORD kMaxPosition = 0x7FFFFFFF;
+static_assert(kMaxDibSize == kLongestFile, "what is too long for a record is no packed bitmap either");
 
 // What stands before the bitmap in a record.
 class RecordHead {
@@ -40,7 +40,8 @@ public:
     DWORD size() const { return static_cast<DWORD>(out_.size()); }
 
 private:
-    static constexpr size_t kLargest = 58;
+    // Of a masked image: a word, a rectangle, four points of 8 bytes, two sizes.
+    static constexpr size_t kLargest = 2 + kRect32Size + 4 * 8 + 2 * 4;
     bool narrow_;
     BYTE bytes_[kLargest] = {};
     ByteWriter out_;
@@ -61,6 +62,9 @@ void raise_largest_record(Document& document, uint64_t size) {
     const auto counted = static_cast<DWORD>(std::min<uint64_t>(size, 0xFFFFFFFF));
     document.statistics.largest_record = std::max(document.statistics.largest_record, counted);
 }
+
+// FALSE, and the user is told, for records that are longer than a job can be, however short they became compressed.
+BOOL is_recordable(const Document& document, uint64_t size) { return size <= kLongestFile || document.has_room(size); }
 
 BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& image) {
     DWORD length_position = 0, written = 0;
@@ -87,8 +91,8 @@ BOOL write_run_length(Document& document, BYTE type, RecordHead& head, const Dib
     const uint64_t bits_size = dib_bits_size(*image.header);
     const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
     DWORD length_position = 0, encoded = 0;
-    if (bits_size > kMaxDibSize || !document.BeginSizedRecord(type, 0, &length_position) ||
-        !document.WriteBytes(head.data(), head.size())) {
+    KV_ASSERT(bits_size <= kMaxDibSize);
+    if (!document.BeginSizedRecord(type, 0, &length_position) || !document.WriteBytes(head.data(), head.size())) {
         return FALSE;
     }
     const DWORD size_position = document.position + static_cast<DWORD>(offsetof(BITMAPINFOHEADER, biSizeImage));
@@ -106,7 +110,7 @@ BOOL write_run_length(Document& document, BYTE type, RecordHead& head, const Dib
 
 BOOL write_plain(Document& document, const ImageRecord& record, RecordHead& head, const DibView& image) {
     const uint64_t size = head.size() + dib_size(*image.header);
-    if (size > kMaxPosition ||
+    if (!is_recordable(document, size) ||
         !document.BeginRecord(record.plain_type, static_cast<DWORD>(size), has_plain_rows(*image.header)) ||
         !document.WriteBytes(head.data(), head.size()) || !WriteDib(document, image) || !document.EndRecord()) {
         return FALSE;
@@ -177,7 +181,8 @@ BOOL WriteDib(Document& document, const DibView& image) {
     const BITMAPINFOHEADER& header = *image.header;
     const auto table_size = static_cast<DWORD>(dib_head_size(header)) - header.biSize;
     const uint64_t bits_size = dib_bits_size(header);
-    if (bits_size > kMaxDibSize || !document.WriteBytes(&header, header.biSize)) return FALSE;
+    KV_ASSERT(bits_size <= kMaxDibSize);
+    if (!document.WriteBytes(&header, header.biSize)) return FALSE;
     DWORD table[256];
     KV_ASSERT(table_size <= sizeof table);
     std::memcpy(table, image.table(), table_size);
@@ -192,7 +197,7 @@ BOOL WriteDib(Document& document, const DibView& image) {
 
 BOOL WriteBitmapRecord(Document& document, BYTE rop, const RECTL& source, const RECTL& destination,
                        const DibView& image) {
-    constexpr DWORD kUnpackedHead = 33;
+    constexpr DWORD kUnpackedHead = 1 + 2 * kRect32Size;  // counted in the form with 32-bit coordinates
     RecordHead head(are_narrow(source, destination));
     head.out().u8(rop);
     head.rect(source);
@@ -220,13 +225,13 @@ BOOL WriteAlphaBlendRecord(Document& document, CLIPOBJ* clip, BLENDFUNCTION blen
     }
     const uint64_t size = head.size() + dib_size(*image.header);
     const BYTE type = head.narrow() ? kRecordAlphaBlend16 : kRecordAlphaBlend32;
-    return size <= kMaxPosition && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+    return is_recordable(document, size) && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
            document.WriteBytes(head.data(), head.size()) && WriteDib(document, image) && document.EndRecord();
 }
 
 BOOL WriteTransparentRecord(Document& document, CLIPOBJ* clip, DWORD color, const RECTL& source,
                             const RECTL& destination, const DibView& image) {
-    constexpr DWORD kUnpackedHead = 36;
+    constexpr DWORD kUnpackedHead = 4 + 2 * kRect32Size;
     constexpr size_t kFlags = 3;
     RecordHead head(are_narrow(source, destination));
     head.out().u32(color & 0xFFFFFF);  // red, green, blue, flags
@@ -251,14 +256,12 @@ BOOL WriteMaskedRecord(Document& document, const RECTL& source, const RECTL& des
     head.point(destination.right, destination.bottom);
     head.point(destination.left, destination.bottom);
     const uint64_t image_size = dib_size(*image.header), mask_size = dib_size(*mask.header);
-    if (image_size > kMaxDibSize || mask_size > kMaxDibSize) {
-        return KV_FAIL(Record, "an image or mask of 2 GiB at position %u", static_cast<unsigned>(document.position));
-    }
+    if (!is_recordable(document, image_size) || !is_recordable(document, mask_size)) return FALSE;
     head.out().u32(static_cast<DWORD>(image_size));
     head.out().u32(static_cast<DWORD>(mask_size));
     const uint64_t size = head.size() + image_size + mask_size;
     const BYTE type = head.narrow() ? kRecordMasked16 : kRecordMasked32;
-    return size <= kMaxPosition && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
+    return is_recordable(document, size) && document.BeginRecord(type, static_cast<DWORD>(size), TRUE) &&
            document.WriteBytes(head.data(), head.size()) && WriteDib(document, image) && WriteDib(document, mask) &&
            document.EndRecord();
 }

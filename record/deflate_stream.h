@@ -25,10 +25,11 @@ public:
     DWORD total_out() const { return static_cast<DWORD>(stream_.total_out); }
     DWORD total_in() const { return static_cast<DWORD>(stream_.total_in); }
 
+    static constexpr DWORD kBufferSize = 16384;  // bytes of compressed data that wait
+
 private:
     BOOL drain(JobStream& job);
 
-    static constexpr DWORD kBufferSize = 16384;
     z_stream stream_ = {};
     bool ready_ = false;
     BYTE buffer_[kBufferSize];

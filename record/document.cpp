@@ -18,8 +18,6 @@
 namespace kv {
 namespace {
 
-constexpr UINT kMessageCreate = 12140;
-
 // A stress test of printing makes documents faster than anything takes them.
 void throttle_stress_test(const char* application) {
     PathText name;

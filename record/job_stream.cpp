@@ -15,12 +15,13 @@ namespace {
 enum : BYTE { kLength16 = 0xFE, kLengthKind = 0xFF };
 enum : BYTE { kKindPlain = 0, kKindCompressed = 2 };
 
-constexpr DWORD kMaxPosition = 0x7FFFFFFF;  // positions are signed 32-bit in the file layer
 // The tail of a job, bytes. A record that begins has so much room in it at least: shorter ones are patched in memory,
 // and the file is spared the seeks that would end its buffering.
 constexpr DWORD kTailSize = 256 * 1024, kRecordRoom = 32 * 1024;
 static_assert(kRecordRoom < kTailSize);
-constexpr UINT kMessageWrite = 12160;
+// A compressed record that does not leave the compressor's buffer is patched in memory: type, kind and two lengths
+// stand before it.
+static_assert(DeflateStream::kBufferSize + 11 <= kRecordRoom);
 
 }  // namespace
 
@@ -33,11 +34,11 @@ void JobStream::SetFailed(std::source_location step) {
                   static_cast<unsigned>(position));
 }
 
-BOOL JobStream::has_room(DWORD length) const {
-    if (length <= kMaxPosition - position) return TRUE;
+BOOL JobStream::has_room(uint64_t length) const {
+    if (length <= kLongestFile - position) return TRUE;
     report_file_error(kMessageWrite, job ? job->GetName() : TEXT(""), ERROR_FILE_TOO_LARGE);
     SetLastError(ERROR_FILE_TOO_LARGE);
-    return KV_FAIL(Record, "no room for %u bytes at position %u", static_cast<unsigned>(length),
+    return KV_FAIL(Record, "no room for %u KiB at position %u", static_cast<unsigned>(length >> 10),
                    static_cast<unsigned>(position));
 }
 
@@ -70,7 +71,7 @@ BOOL JobStream::write_to_file(const void* data, DWORD length) {
         return FALSE;
     }
     position += length;
-    KV_ASSERT(position <= kMaxPosition);
+    KV_ASSERT(position <= kLongestFile);
     return TRUE;
 }
 

@@ -54,7 +54,7 @@ struct JobStream {
     // What the tail holds goes to the file.
     BOOL flush_tail();
     // FALSE, and the user is told, when a job that is so many bytes longer would be too long for its positions.
-    BOOL has_room(DWORD length) const;
+    BOOL has_room(uint64_t length) const;
 
     void note_largest_entry(DWORD points);
 

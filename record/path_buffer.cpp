@@ -5,6 +5,7 @@
 
 #include "record/path_state.h"
 #include "support/assert.h"
+#include "support/file.h"
 #include "support/trace.h"
 
 namespace kv {
@@ -15,8 +16,7 @@ bool PathView::same_shape(const PathView& other) const {
 }
 
 BOOL PathBuffer::reserve(uint64_t body_bytes) {
-    constexpr uint64_t kLargest = 0x7FFFFFFF;
-    if (body_bytes > kLargest) {
+    if (body_bytes > kLongestFile) {  // no record could hold it
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return KV_FAIL(Record, "a path of 2 GiB");
     }

@@ -130,6 +130,7 @@ private:
     bool read_colors();
     bool read_table();
     bool read_fields();
+    BOOL is_recordable();
     BOOL crop();
     Offer offer();
     void reduce_colors();
@@ -210,6 +211,17 @@ bool SurfaceConverter::read_fields() {
 }
 
 bool SurfaceConverter::read_colors() { return header().biBitCount <= 8 ? read_table() : read_fields(); }
+
+// What is used of the pixels is not too much for a job: nothing below would make less of it.
+BOOL SurfaceConverter::is_recordable() {
+    BITMAPINFOHEADER used = header();
+    if (has_plain_source() && !request_.mask) {
+        const RECTL part = intersection(image_.source, whole());
+        used.biWidth = part.right - part.left;
+    }
+    const uint64_t size = dib_size(used);
+    return size <= kMaxDibSize || document_.has_room(size);
+}
 
 BOOL SurfaceConverter::crop() {
     const RECTL used = intersection(image_.source, whole());
@@ -309,7 +321,7 @@ BOOL SurfaceConverter::convert() {
                        static_cast<unsigned>(surface_.iBitmapFormat), static_cast<int>(surface_.sizlBitmap.cx),
                        static_cast<int>(surface_.sizlBitmap.cy), static_cast<unsigned>(document_.position));
     }
-    if (!request_.mask && !crop()) return FALSE;
+    if (!is_recordable() || (!request_.mask && !crop())) return FALSE;
     if (!request_.mask && request_.may_merge) {
         const Offer answer = offer();
         image_.merged = answer == Offer::Taken;

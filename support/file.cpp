@@ -12,18 +12,6 @@
 #include "support/trace.h"
 
 namespace kv {
-namespace {
-
-enum : UINT {
-    kMessageCreate = 12140,
-    kMessageDelete = 12141,
-    kMessageOpen = 12151,
-    kMessageRead = 12154,
-    kMessagePosition = 12156,
-    kMessageWrite = 12160,
-};
-
-}  // namespace
 
 BOOL File::fail(UINT message) {
     report_file_error(message, name_.c_str(), GetLastError());

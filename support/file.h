@@ -7,6 +7,9 @@
 
 namespace kv {
 
+// Bytes: positions are signed 32-bit.
+inline constexpr DWORD kLongestFile = 0x7FFFFFFF;
+
 class File {
 public:
     File() = default;
@@ -64,8 +67,9 @@ private:
     template <class Unit, class Format>
     BOOL write_formatted(Format format);
 
-    static constexpr DWORD kBufferSize = 32768;
-    static constexpr DWORD kFlushPiece = 512;
+    // Bytes. A full buffer is written piece by piece: what a failing call has put on the disk is known to the piece.
+    static constexpr DWORD kBufferSize = 32768, kFlushPiece = 512;
+    static_assert(kBufferSize % kFlushPiece == 0);
 
     LONG position_ = -1;  // -1: the system must be asked
     LONG mode_ = -1;

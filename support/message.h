@@ -7,7 +7,17 @@
 
 namespace kv {
 
-inline constexpr UINT kMessageText = 12144;  // shows a text of the driver as it stands
+// Texts of the resource library, by their numbers there.
+enum MessageNumber : UINT {
+    kMessageFolder = 12139,    // a folder that cannot be made
+    kMessageCreate = 12140,    // and these: a file that cannot be made,
+    kMessageDelete = 12141,    // deleted,
+    kMessageText = 12144,      // (shows a text of the driver as it stands)
+    kMessageOpen = 12151,      // opened,
+    kMessageRead = 12154,      // read,
+    kMessagePosition = 12156,  // or asked for its size or position
+    kMessageWrite = 12160,     // or written
+};
 
 enum class MessageKind { Error, Information };
 

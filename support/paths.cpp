@@ -11,8 +11,6 @@
 namespace kv {
 namespace {
 
-constexpr UINT kMessageFolder = 12139;
-
 BOOL low_integrity_folder(PathText& folder) {
     static const GUID kLocalAppDataLow = {0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
     using KnownFolderPath = HRESULT(WINAPI*)(const GUID*, DWORD, HANDLE, WCHAR**);

@@ -425,5 +425,28 @@ TEST_F(BlitTest, NoJobGrowsBeyondItsPositions) {
     }
 }
 
+// No pixel of it is looked at: it is told like any other growth of the job beyond 2 GiB.
+TEST_F(BlitTest, NoImageIsLongerThanAJob) {
+    constexpr LONG kSide = 32768;
+    for (RowOrder order : {RowOrder::TopDown, RowOrder::BottomUp}) {
+        for (ULONG format : {BMF_24BPP, BMF_32BPP}) {
+            SCOPED_TRACE(format);
+            Bitmap image(format, kSide, 1, order);
+            image.sizlBitmap.cy = kSide;  // 3 GiB and more
+            const RECTL whole = {0, 0, kSide, kSide};
+            start_page();
+            const size_t messages = host::messages().size();
+            EXPECT_FALSE(format == BMF_24BPP
+                             ? device->copy_bits(image, nullptr, nullptr, whole, {0, 0})
+                             : device->alpha_blend(image, nullptr, nullptr, whole, whole, {0, 0, 255, 1}));
+            EXPECT_EQ(GetLastError(), 223u);
+            EXPECT_TRUE(pdevice().failed);
+            ASSERT_EQ(host::messages().size(), messages + 1);
+            EXPECT_TRUE(host::messages().back().text.starts_with(u"Could not write to the file C:\\"));
+            EXPECT_TRUE(device->end_document());
+        }
+    }
+}
+
 }  // namespace
 }  // namespace kv::test

@@ -97,7 +97,7 @@ TEST_F(DocumentTraceTest, TellsWhatIsRefusedFailsAndIsDecided) {
              return t.pdevice().WriteBytes("ab", 2);
          },
          {"support error show_message: message not shown, as Silent is set: Could not write to the file C:\\",
-          "record error has_room: no room for 2 bytes at position 2147483647, last error 223",
+          "record error has_room: no room for 0 KiB at position 2147483647, last error 223",
           "record error write_to_file: the document failed at position 2147483647, last error 223"}},
         {[](DocumentTraceTest& t) {
              const Bytes large(300000);
