@@ -21,6 +21,7 @@ namespace {
 
 // Milliseconds: to find out whether a dispatcher is there, to reach one that must be there, and one that is starting.
 constexpr DWORD kProbeBudget = 50, kReachBudget = 1000, kLaunchBudget = 30000;
+static_assert(kProbeBudget < kReachBudget && kReachBudget < kLaunchBudget);
 
 std::span<const BYTE> bytes_of(const CRecordBuffer& buffer) { return {buffer.data(), buffer.size()}; }
 
@@ -75,7 +76,7 @@ BOOL report_launch_failure(CNamedMutex* held) {
 
 BOOL PrepareDispatcher(CDispatcher& dispatcher, const WCHAR* source_name, DWORD job_id, DWORD session, int,
                        CNamedMutex* held) {
-    constexpr DWORD kStartPause = 50;
+    constexpr DWORD kStartPause = 50;  // milliseconds: no program opens its pipe sooner
     if (ConnectDispatcher(dispatcher, kProbeBudget, session)) {
         SendDispatch(kDispatchPrepare, {}, {}, dispatcher);
         return TRUE;

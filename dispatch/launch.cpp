@@ -14,7 +14,7 @@ namespace kv {
 namespace {
 
 BOOL create_process(const WCHAR* command_line, const RunOptions& options, PROCESS_INFORMATION& process) {
-    constexpr DWORD kPause = 3000;
+    constexpr DWORD kPause = 3000;  // milliseconds between attempts: a machine that is short of memory may recover
     const size_t units = text_length(command_line) + 1;
     HeapArray<WCHAR> writable;  // the system may change the text while it reads it
     if (!writable.alloc(units)) return FALSE;
@@ -93,9 +93,9 @@ BOOL LaunchDispatcher(const WCHAR* arguments) {
     DispatcherArguments lowercased(arguments);
     CharLowerBuffW(lowercased.data(), static_cast<DWORD>(lowercased.length()));
     RunOptions options;
-    options.attempts = 3;
+    options.attempts = 3;  // and 6 s in all, within the 30 s that a document waits
     options.wait = find_text(lowercased.c_str(), TEXT("/runonce")) != nullptr;
-    options.timeout = 10000;
+    options.timeout = 10000;  // milliseconds, for a dispatcher that does one thing and ends
     options.quiet = true;
     return RunProcess(command_line.c_str(), options, nullptr);
 }

@@ -8,7 +8,7 @@
 namespace kv {
 namespace {
 
-constexpr int kMajorVersion = 12;
+constexpr int kMajorVersion = 12;  // of the product: versions side by side share nothing
 
 // The product's prefix and major version stand before every name.
 TextBuffer<16> prefix() {

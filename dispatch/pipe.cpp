@@ -29,7 +29,7 @@ HANDLE in_message_mode(HANDLE pipe) {
 }  // namespace
 
 HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
-    constexpr DWORD kLongSlice = 5000;
+    constexpr DWORD kLongSlice = 5000;  // milliseconds of one wait: the thread looks up now and then
     const DWORD slice = budget == INFINITE ? kLongSlice : budget / 4;
     KV_ASSERT(slice != INFINITE);
     const DWORD start = GetTickCount();
@@ -47,7 +47,8 @@ HANDLE OpenDispatcherPipe(const WCHAR* pipe_name, DWORD budget) {
 }
 
 BOOL WaitForDispatcher(const WCHAR* name, DWORD session, DWORD budget, HANDLE* pipe) {
-    constexpr DWORD kDefaultBudget = 10000, kLongestTry = 1000;
+    constexpr DWORD kDefaultBudget = 10000, kLongestTry = 1000;  // milliseconds
+    static_assert(kPause < kLongestTry && kLongestTry < kDefaultBudget);
     if (budget == INFINITE) budget = kDefaultBudget;
     ObjectName pipe_name;
     MakePipeName(nullptr, name, session, pipe_name);

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "support/assert.h"
+#include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/session.h"
 #include "support/text.h"
@@ -53,9 +54,8 @@ DWORD session_of_user(const WCHAR* user) {
 }  // namespace
 
 DWORD choose_session() {
-    constexpr int kFirstLevelWithIsolation = 5;
     const DWORD session = current_session();
-    if (process_state().os_level < kFirstLevelWithIsolation || session != 0) return session;
+    if (process_state().os_level < kLevelVista || session != 0) return session;
     const UserName user = thread_user();
     if (!user.empty() && !same_text_ignoring_case(user.c_str(), TEXT("SYSTEM"))) {
         const DWORD of_user = session_of_user(user.c_str());

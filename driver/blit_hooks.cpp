@@ -12,8 +12,6 @@ using kv::PDEVICE;
 
 namespace {
 
-constexpr BYTE kSourceCopy = 0xCC, kDestination = 0xAA;
-
 PDEVICE* device_of(const SURFOBJ* target, std::source_location hook = std::source_location::current()) {
     return PDEVICE::FromSurface(target, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse, hook);
 }
@@ -40,7 +38,7 @@ BOOL erase(SURFOBJ* target, RECTL* rect, XLATEOBJ* translation) {
 BOOL APIENTRY DrvBitBlt(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* translation,
                         RECTL* target_rect, POINTL* source_point, POINTL*, BRUSHOBJ* brush, POINTL*, ROP4 rop4) {
     const BYTE rop = ternary(rop4);
-    if (rop == kDestination) return TRUE;
+    if (rop == kv::kRopDestination) return TRUE;
     PDEVICE* device = device_of(target);
     if (!device) return FALSE;
     if (!target_rect) return KV_FAIL(Driver, "no rectangle");
@@ -59,7 +57,7 @@ BOOL APIENTRY DrvStretchBlt(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLI
                             COLORADJUSTMENT* adjustment, POINTL* halftone_origin, RECTL* target_rect,
                             RECTL* source_rect, POINTL* mask_point, ULONG mode) {
     return DrvStretchBltROP(target, source, mask, clip, translation, adjustment, halftone_origin, target_rect,
-                            source_rect, mask_point, mode, nullptr, kSourceCopy << 8 | kSourceCopy);
+                            source_rect, mask_point, mode, nullptr, kv::kRopSourceCopy * 0x0101);
 }
 
 BOOL APIENTRY DrvStretchBltROP(SURFOBJ* target, SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* translation,
@@ -81,7 +79,8 @@ BOOL APIENTRY DrvCopyBits(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATE
     PDEVICE* device = device_of(target);
     if (!device) return FALSE;
     const Blit blit = {clip, source, translation, rect_from(*source_point, *target_rect), *target_rect};
-    return kv::run_recording(*device, [&] { return kv::RecordBlit(*device, blit, nullptr, kSourceCopy, nullptr); });
+    return kv::run_recording(*device,
+                             [&] { return kv::RecordBlit(*device, blit, nullptr, kv::kRopSourceCopy, nullptr); });
 }
 
 BOOL APIENTRY DrvAlphaBlend(SURFOBJ* target, SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* translation, RECTL* target_rect,

@@ -15,7 +15,7 @@
 namespace kv {
 namespace {
 
-constexpr WORD kDefaultResolution = 600;
+constexpr WORD kDefaultResolution = 600;  // dots per inch
 
 // A device has pixels: without a resolution it takes the default one, and margins that leave nothing of the page are
 // none.
@@ -72,7 +72,8 @@ void hand_out(const Info& info, void* buffer, ULONG size) {
 PDEVICE::~PDEVICE() { release_document_state(); }
 
 BOOL PDEVICE::alloc_working_state() {
-    constexpr DWORD kPaths = 65520, kScratch = 1024;  // bytes
+    // Bytes: of paths, enough for some thousand points; of what is copied from an application at a time.
+    constexpr DWORD kPaths = 65520, kScratch = 1024;
     if (!reserve_paths(kPaths - sizeof(PathHead)) || !scratch.alloc(kScratch)) {
         return KV_FAIL(Driver, "no memory to record with");
     }

@@ -79,7 +79,7 @@ ULONG path_escape(PDEVICE& device, ULONG code, const Buffers& buffers) {
 }
 
 ULONG answer(PDEVICE& device, ULONG code, const Buffers& buffers) {
-    constexpr ULONG kTechnologyCopied = 9;
+    constexpr ULONG kTechnologyCopied = 9;  // whatever was copied
     switch (code) {
         case QUERYESCSUPPORT:
             return query_support(device, buffers);

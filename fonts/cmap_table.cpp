@@ -23,7 +23,7 @@ constexpr WindowsEncoding kWindowsEncodings[] = {
 };
 
 // The arrays of a format-4 subtable stand behind its header: one, a reserved word, and three.
-constexpr size_t kFormat4FixedSize = kSizeOf<Format4Layout> + 2, kFormat4SegmentSize = 8;
+constexpr size_t kFormat4FixedSize = kSizeOf<Format4Layout> + 2, kFormat4SegmentSize = 4 * 2;  // bytes
 constexpr size_t kGroupSize = 12;  // of format 12, whose groups stand behind their number
 
 WORD unit_at(const BYTE* array, size_t index, ByteOrder order) { return load_u16(array + 2 * index, order); }

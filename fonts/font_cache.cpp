@@ -20,7 +20,7 @@ constexpr const WCHAR* kCacheName = TEXT("FontCache");
 constexpr const WCHAR* kPartNames[] = {TEXT("1"), TEXT("2")};
 constexpr const WCHAR* kVersionValue = TEXT("Version");
 constexpr const WCHAR* kHashValue = TEXT("Hash");
-constexpr DWORD kVersion = 4;
+constexpr DWORD kVersion = 4;  // of the cache: another one's is made anew
 constexpr REGSAM kCacheAccess = KEY_READ | KEY_WRITE | WRITE_DAC;
 
 using Names = HeapArray<const WCHAR*>;

@@ -18,7 +18,7 @@ namespace {
 
 using Bytes = std::span<const BYTE>;
 
-constexpr DWORD kLeastFontSize = 28;
+constexpr DWORD kLeastFontSize = SfntDirectory::kHeaderSize + SfntDirectory::kEntrySize;  // bytes: one table
 constexpr DWORD kCollectionTag = tag("ttcf");
 
 Bytes table_bytes(Bytes file, const SfntEntry& entry) {

@@ -9,7 +9,7 @@ namespace kv {
 namespace {
 
 constexpr const WCHAR* kFontsKey = TEXT("Software\\Microsoft\\Windows NT\\CurrentVersion\\Fonts");
-constexpr size_t kSuffixLength = 10;
+constexpr size_t kSuffixLength = 10;  // units of "(OpenType)" and "(TrueType)"
 
 bool is_space(WCHAR unit) {
     return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n' || unit == 0xA0 || unit == 0x1680 ||

@@ -54,7 +54,7 @@ BOOL to_code_page(HeapArray<char>& target, const WCHAR* text, UINT code_page) {
 
 // Piece by piece, because the system tells of replaced characters only where it converts.
 bool units_fit(const WCHAR* text, UINT code_page) {
-    constexpr size_t kPiece = 128;
+    constexpr size_t kPiece = 128;  // units, on the stack with up to 8 bytes each
     if (code_page == CP_UTF8 || is_ascii(text)) return true;
     for (size_t left = text_length(text); left > 0;) {
         size_t piece = std::min(left, kPiece);

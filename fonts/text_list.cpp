@@ -10,7 +10,7 @@ namespace kv {
 
 BOOL TextList::reserve(size_t units) {
     if (units <= capacity_) return TRUE;
-    constexpr size_t kStart = 1024;
+    constexpr size_t kStart = 1024;  // units
     const size_t grown = std::max({units, capacity_ * 2, kStart});
     HeapArray<WCHAR> larger;
     if (!larger.alloc(grown)) return FALSE;

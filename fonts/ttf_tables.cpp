@@ -11,7 +11,7 @@
 namespace kv {
 namespace {
 
-constexpr DWORD kStandardGlyphNames = 258;
+constexpr DWORD kStandardGlyphNames = 258;  // names that fonts share; indices from here on are the font's own
 
 // The number of a field of a table that was found whole and is in host order.
 template <TableField field>

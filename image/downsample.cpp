@@ -18,6 +18,7 @@
 namespace kv {
 namespace {
 
+// The weight of a whole pixel along one side: cut ones get a part of it. Two do for 1 bit, which is either or.
 constexpr DWORD kColorScale = 16, kMonoScale = 2;
 constexpr DWORD kStandardMasks[3] = {0xFF0000, 0xFF00, 0xFF};
 

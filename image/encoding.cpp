@@ -5,9 +5,9 @@
 namespace kv {
 namespace {
 
-constexpr DWORD kMinJpegBytes = 1024;  // below, a JPEG's tables outweigh what it saves
-constexpr LONG kMaxJpegSide = 65500;   // the JPEG library takes no more pixels in a row or column
-constexpr LONG kMinRle8Width = 11, kMinRle4Width = 21;
+constexpr DWORD kMinJpegBytes = 1024;                   // below, a JPEG's tables outweigh what it saves
+constexpr LONG kMaxJpegSide = 65500;                    // the JPEG library takes no more pixels in a row or column
+constexpr LONG kMinRle8Width = 11, kMinRle4Width = 21;  // pixels: rows of 11 bytes, below which codes outweigh runs
 
 bool is_plain(const BITMAPINFOHEADER& header, WORD bit_count) {
     return header.biCompression == BI_RGB && header.biBitCount == bit_count;

@@ -16,9 +16,10 @@
 namespace kv {
 namespace {
 
-constexpr DWORD kFirstBuffer = 0x10000;
+constexpr DWORD kFirstBuffer = 0x10000;  // bytes of the stream, doubled when full
 constexpr int kColorSamples = 3;
-constexpr DWORD kCoreHeader = 12, kInfoHeader = 40, kLongCoreHeader = 64;
+constexpr DWORD kCoreHeader = 12, kInfoHeader = 40, kLongCoreHeader = 64;  // bytes
+static_assert(kInfoHeader == sizeof(BITMAPINFOHEADER));
 
 struct ErrorManager {
     jpeg_error_mgr base;

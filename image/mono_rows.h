@@ -31,7 +31,8 @@ private:
     };
     void add_texture(DWORD row, Texture* textures);
 
-    static constexpr DWORD kTile = 32;  // pixels a side
+    static constexpr DWORD kTile = 32;  // pixels a side: enough dots to tell a halftone from a drawing
+    static_assert(kTile % 8 == 0);
     const PixelReader* pixels_ = nullptr;
     BYTE inverted_ = 0;
     DWORD tiles_across_ = 0;

@@ -14,6 +14,7 @@ namespace {
 
 constexpr DWORD kMostColors = 256;  // that a table holds
 constexpr DWORD kChunk = 1024;      // pixels handled at a time
+static_assert(kChunk % 8 == 0, "a chunk begins with a whole byte");
 
 // Up to 256 colours in order of appearance, found by hash.
 class ColorSet {
@@ -35,6 +36,7 @@ public:
 
 private:
     static constexpr DWORD kSlotBits = 10, kSlots = 1 << kSlotBits;
+    static_assert(kSlots >= 2 * kMostColors, "searches end at a free slot, soon");
     struct Slot {
         DWORD color, index_plus_1;
     };

@@ -22,7 +22,7 @@ struct RleRules {
 };
 constexpr RleRules kRle8 = {1, 3, 5, 255};
 constexpr RleRules kRle4 = {2, 2, 3, 127};
-constexpr DWORD kMinRun = 2;
+constexpr DWORD kMinRun = 2;  // bytes
 
 class RleEncoder {
 public:
@@ -46,7 +46,10 @@ private:
     void put_pair(BYTE first, BYTE second);
     void drain();
 
+    // Bytes that wait for the sink, and that one literal takes: its code, pixels and padding.
     static constexpr DWORD kStageSize = 4096, kLargestPiece = 2 + 255 + 1;
+    static_assert(kRle8.max_piece <= 255 && 2 * kRle4.max_piece <= 255, "counts of pixels are bytes");
+    static_assert(2 + kRle8.max_piece + 1 <= kLargestPiece && 2 * kLargestPiece <= kStageSize);
     const RleRules& rules_;
     const DWORD width_, row_size_;
     const RleSink sink_;

@@ -16,7 +16,6 @@
 namespace kv {
 namespace {
 
-constexpr BYTE kXor = 0x66;
 constexpr BYTE kTransparentIsJpeg = 0x01;
 static_assert(kMaxDibSize == kLongestFile, "what is too long for a record is no packed bitmap either");
 
@@ -206,7 +205,7 @@ BOOL WriteBitmapRecord(Document& document, BYTE rop, const RECTL& source, const 
                                              : ImageRecord{kRecordBitmap32, kRecordJpeg32, nullptr, kUnpackedHead};
     if (!write_image(document, record, head, image)) return FALSE;
     if (reads_destination(rop)) document.mark_page(kPageReadsDestination);
-    if (rop == kXor) document.pending.remember_xor(destination);
+    if (rop == kRopXor) document.pending.remember_xor(destination);
     return TRUE;
 }
 

@@ -13,8 +13,6 @@
 namespace kv {
 namespace {
 
-constexpr BYTE kBlackness = 0x00, kNotPatternCopy = 0x0F, kDestination = 0xAA, kPatternCopy = 0xF0, kWhiteness = 0xFF;
-
 bool draws_nothing(const Blit& blit) {
     const SIZEL size = blit.surface->sizlBitmap;
     return is_empty(normalized(blit.destination)) || is_empty(intersection(blit.source, {0, 0, size.cx, size.cy}));
@@ -37,7 +35,8 @@ SurfaceRequest request_for(const Document& document, const Blit& blit) {
 }
 
 bool fills_white(BYTE rop, BrushId brush) {
-    return (rop == kNotPatternCopy && is_black(brush)) || (rop == kPatternCopy && is_white(brush)) || rop == kWhiteness;
+    return (rop == kRopNotPatternCopy && is_black(brush)) || (rop == kRopPatternCopy && is_white(brush)) ||
+           rop == kRopWhiteness;
 }
 
 DWORD transparent_color(const Blit& blit, ULONG color) {
@@ -53,7 +52,7 @@ DWORD transparent_color(const Blit& blit, ULONG color) {
 }  // namespace
 
 BOOL RecordBlit(Document& document, const Blit& blit, BRUSHOBJ* brush, BYTE rop, const SURFOBJ* mask) {
-    if (rop == kDestination || draws_nothing(blit)) {
+    if (rop == kRopDestination || draws_nothing(blit)) {
         KV_TRACE(Record, Info, "operation %02X: nothing to be seen", rop);
         return TRUE;
     }
@@ -99,7 +98,8 @@ BOOL RecordRectFill(Document& document, CLIPOBJ* clip, const RECTL& rect, BrushI
         return TRUE;
     }
     if (!RecordClip(document, clip, &rect)) return FALSE;
-    if (rop != kBlackness && rop != kWhiteness && uses_pattern(rop) && !make_current(document, brush)) return FALSE;
+    if (rop != kRopBlackness && rop != kRopWhiteness && uses_pattern(rop) && !make_current(document, brush))
+        return FALSE;
     AddInk(document, rect);
     return document.pending.hold_or_write<CPendingRectFill>(document, &PendingOperation::offer_rect_fill,
                                                             write_rect_fill, RectFill{rect, rop});

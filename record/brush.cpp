@@ -18,9 +18,8 @@ constexpr ULONG kNotSolid = 0xFFFFFFFF;
 
 BrushId solid_id(DWORD colour) {
     KV_ASSERT(colour <= 0xFFFFFF);
-    static constexpr DWORD kStock[] = {0xFFFFFF, 0xC0C0C0, 0x808080, 0x404040, 0x000000};
     BrushId stock = kStockBrush;
-    for (DWORD stock_colour : kStock) {
+    for (DWORD stock_colour : kStockColours) {
         if (colour == stock_colour) return stock;
         ++stock;
     }

@@ -3,6 +3,7 @@
 
 #include "platform/ddi.h"
 #include "support/memory.h"
+#include "support/process_state.h"
 
 namespace kv {
 
@@ -13,9 +14,12 @@ using BrushId = DWORD;
 inline constexpr BrushId kNoBrush = 0;
 inline constexpr BrushId kStockBrush = 0x80000000;  // + kStock*
 inline constexpr BrushId kSolidBrush = 0x40000000;  // + 0x00BBGGRR
+inline constexpr DWORD kStockColours[] = {0xFFFFFF, 0xC0C0C0, 0x808080, 0x404040,
+                                          0x000000};  // then comes the null brush
 inline constexpr BrushId kWhiteBrush = kStockBrush + 0, kBlackBrush = kStockBrush + 4, kNullBrush = kStockBrush + 5;
 // Identifiers of definitions: the record's position while that lies below, else a counter's value.
 inline constexpr DWORD kPositionIdentifier = 0x20000000;
+static_assert(kPositionIdentifier == IdCounter::kLargest + 1 && 2 * kPositionIdentifier == kSolidBrush);
 
 inline bool is_white(BrushId brush) { return brush == kWhiteBrush || brush == kSolidBrush + 0xFFFFFF; }
 inline bool is_black(BrushId brush) { return brush == kBlackBrush || brush == kSolidBrush; }

@@ -10,8 +10,7 @@ namespace {
 
 // A count of the path format, and the place behind it.
 DWORD read_count(BYTE*& at) {
-    constexpr BYTE kLongCount = 0xFE;
-    if (*at != kLongCount) return *at++;
+    if (*at != kLongCountMark) return *at++;
     const DWORD count = load_u16(at + 1);
     at += 3;
     return count;

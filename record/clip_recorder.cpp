@@ -12,7 +12,7 @@ namespace {
 
 // Encoded paths of this size and more are worth keeping under the engine's identity.
 constexpr DWORD kCachedClipSize = 1024;
-constexpr DWORD kRectCountSize = 4;
+constexpr DWORD kRectCountSize = 4;  // before the rectangles of a list
 
 struct PathDeleter {
     void operator()(PATHOBJ* path) const { EngDeletePath(path); }

@@ -25,7 +25,7 @@ BOOL DeflateStream::begin() {
     } else {
         stream_.zalloc = allocate;
         stream_.zfree = release;
-        constexpr int kRawDeflate = -15, kLevel = 6, kMemoryLevel = 8;
+        constexpr int kRawDeflate = -15, kLevel = 6, kMemoryLevel = 8;  // no head; zlib's own defaults
         ready_ = deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawDeflate, kMemoryLevel, Z_DEFAULT_STRATEGY) == Z_OK;
     }
     stream_.next_out = buffer_;

@@ -11,6 +11,7 @@
 #include "support/assert.h"
 #include "support/last_error.h"
 #include "support/message.h"
+#include "support/os_level.h"
 #include "support/paths.h"
 #include "support/process_state.h"
 #include "support/trace.h"
@@ -23,8 +24,10 @@ void throttle_stress_test(const char* application) {
     PathText name;
     to_wide(name.data(), name.capacity(), application);
     if (!same_text_ignoring_case(name.c_str(), TEXT("printdrvstress"))) return;
-    constexpr DWORD kManyObjects = 5000, kStep = 500;
-    DWORD delay = 10000;
+    // Objects of the process, of 10,000 that the system allows, and milliseconds.
+    constexpr DWORD kManyObjects = 5000, kStep = 500, kShortDelay = 10000;
+    static_assert(kShortDelay % kStep == 0);
+    DWORD delay = kShortDelay;
     const DWORD objects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
     if (objects >= kManyObjects) delay = ((objects - kManyObjects) / 1000 + 3) * 5000;
     KV_TRACE(Record, Warning, "a stress test waits %u ms", static_cast<unsigned>(delay));
@@ -52,7 +55,7 @@ BOOL rename_to_job(const PathText& temporary, PathText& path) {
     stem.truncate(static_cast<size_t>(FindExtension(stem.c_str()) - stem.c_str()));
     path = stem;
     path.append(TEXT(".kv"));
-    constexpr unsigned kAttempts = 1000;
+    constexpr unsigned kAttempts = 1000;  // more jobs of one temporary name are not waiting
     for (unsigned number = 1; number <= kAttempts; ++number) {
         if (MoveFileExW(temporary.c_str(), path.c_str(), 0)) return TRUE;
         if (GetLastError() != ERROR_ALREADY_EXISTS) break;
@@ -140,9 +143,8 @@ BOOL Document::announce_document(DWORD id) {
 
 BOOL Document::create_job_file() {
     KV_ASSERT(!job && !document_open);
-    constexpr int kFirstLevelWithOwnPath = 5;
     PathText path;
-    const bool given = dispatcher && process_state().os_level < kFirstLevelWithOwnPath && dispatcher->GetJobPath(path);
+    const bool given = dispatcher && process_state().os_level < kLevelVista && dispatcher->GetJobPath(path);
     if (!given && !make_job_path(path)) return FALSE;
     job.reset(NewFile(path.c_str(), kFileCreate | kFileReadWrite));
     if (job) {
@@ -258,7 +260,7 @@ void PathState::forget_paths() {
 // A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller. FALSE when the
 // file itself is not whole: nothing of it is sent then.
 BOOL Document::copy_to_spooler() {
-    constexpr LONG kLargest = 32768;
+    constexpr LONG kLargest = 32768;  // bytes the spooler is given at once
     KV_ASSERT(job && tail_used == 0);
     if (!job->Flush()) return FALSE;
     job->SetEndOfFile();  // nothing lies behind the end but what was there before

@@ -98,14 +98,13 @@ void put_state(ByteWriter& out, WORD changed, const DrawAttrs& state) {
 // The solid colour that an operation with a brush puts down, where it is a known one.
 std::optional<DWORD> painted_colour(BYTE rop2, BrushId brush) {
     constexpr DWORD kBlack = 0, kWhite = 0xFFFFFF;
-    static constexpr DWORD kStock[] = {kWhite, 0xC0C0C0, 0x808080, 0x404040, kBlack};
     switch (rop2) {
         case R2_BLACK:
             return kBlack;
         case R2_WHITE:
             return kWhite;
         case R2_COPYPEN:
-            if (brush >= kStockBrush && brush <= kBlackBrush) return kStock[brush - kStockBrush];
+            if (brush >= kStockBrush && brush <= kBlackBrush) return kStockColours[brush - kStockBrush];
             if ((brush & 0xFF000000) == kSolidBrush) return brush & 0xFFFFFF;
             return std::nullopt;
         case R2_NOTCOPYPEN:

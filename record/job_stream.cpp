@@ -13,6 +13,7 @@ namespace {
 
 // What the byte behind the type says when it is not a length.
 enum : BYTE { kLength16 = 0xFE, kLengthKind = 0xFF };
+static_assert(kLength16 == kLongLength, "the first length that the byte cannot say");
 enum : BYTE { kKindPlain = 0, kKindCompressed = 2 };
 
 // The tail of a job, bytes. A record that begins has so much room in it at least: shorter ones are patched in memory,

@@ -38,7 +38,7 @@ void Pages::mark_page(BYTE flag) {
 
 BOOL Pages::note_paper_tray(WORD tray) {
     if (!trays) {
-        constexpr DWORD kStep = 1024;
+        constexpr DWORD kStep = 1024;  // bytes: 512 trays at a time
         trays.reset(make_object<CGlobalObj>());
         if (!trays || !trays->Alloc(kStep, GMEM_MOVEABLE, kStep)) return FALSE;
     }

@@ -27,7 +27,7 @@ enum : BYTE {
 };
 
 struct CPageIndexBlock {
-    static constexpr DWORD kCapacity = 100;
+    static constexpr DWORD kCapacity = 100;  // pages
     CPageIndexBlock* next;
     DWORD count;
     PageEntry entries[kCapacity];

@@ -9,8 +9,10 @@
 
 namespace kv {
 
-// What a count of the path format holds.
-inline constexpr size_t kLargestCount = 65535;
+// Counts of the path format: a byte, or this mark and 16 bits.
+inline constexpr size_t kFirstLongCount = 254, kLargestCount = 65535;
+inline constexpr BYTE kLongCountMark = 0xFE;
+static_assert(kLongCountMark == kFirstLongCount);
 
 struct PathBlock {
     FLONG flags;  // PD_*

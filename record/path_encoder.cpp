@@ -9,9 +9,6 @@
 namespace kv {
 namespace {
 
-constexpr size_t kFirstLongCount = 254;
-constexpr BYTE kLongCountMark = 0xFE;
-
 size_t count_size(uint64_t count) { return count < kFirstLongCount ? 1 : 3; }
 
 BYTE* put_count(BYTE* at, size_t count) {

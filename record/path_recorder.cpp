@@ -107,7 +107,7 @@ BOOL record_visible_path(Document& document, PATHOBJ* path, CLIPOBJ* clip, BYTE 
 
 RECTL drawn_bounds(const RECTL& path, bool strokes, const DrawAttrs& attrs) {
     if (!strokes || attrs.width <= 1) return path;
-    constexpr double kDiagonal = 1.4143;
+    constexpr double kDiagonal = 1.4143;  // of a square of side 1, rounded up
     double corners = !attrs.geometric || attrs.end_cap == ENDCAP_SQUARE ? kDiagonal : 1;
     if (attrs.geometric && attrs.join == JOIN_MITER) corners = std::max<double>(corners, attrs.miter_limit);
     const auto reach = static_cast<int64_t>(std::min(std::ceil(attrs.width / 2.0 * corners), 2147483647.0));

@@ -7,6 +7,7 @@
 #include "image/prepare.h"
 #include "record/bitmap_writer.h"
 #include "record/document.h"
+#include "record/raster_ops.h"
 #include "record/surface_dib.h"
 #include "support/assert.h"
 #include "support/trace.h"
@@ -14,9 +15,10 @@
 namespace kv {
 namespace {
 
-constexpr BYTE kXor = 0x66, kAnd = 0x88;
+// Of one image, so that a document that draws nothing else is written from time to time: bands, and bytes of pixels.
 constexpr unsigned kMaxBands = 512;
-constexpr uint64_t kMaxHeld = 0x8000000;  // bytes
+constexpr uint64_t kMaxHeld = 0x8000000;
+static_assert(kMaxHeld < kMaxDibSize);
 constexpr DWORD kBlack = 0x000000, kWhite = 0xFFFFFF;
 
 // Of colour table or masks, bytes.
@@ -144,7 +146,7 @@ bool CPendingBitmap::starts_where_held(const BitmapBand& band) const {
 
 // The second step starts with the first one's left top corner, and has a bit for each of its pixels.
 BOOL CPendingBitmap::offer_mask(Document& document, const BitmapBand& band) {
-    KV_ASSERT(rop_ == kXor && band.rop == kAnd && !is_empty());
+    KV_ASSERT(rop_ == kRopXor && band.rop == kRopAnd && !is_empty());
     if (again_ || !is_mergeable(band) || band.image.header->biWidth != newest_->dib.header().biWidth ||
         !is_mask(band.image)) {
         return FALSE;
@@ -195,13 +197,13 @@ bool CPendingBitmap::has_pixels_of(const DibView& image) const {
 
 BOOL CPendingBitmap::offer_bitmap(Document& document, const BitmapBand& band) {
     if (is_empty()) return is_mergeable(band) && append(band);
-    if (rop_ == kXor) {
+    if (rop_ == kRopXor) {
         // An image over one that is in the job already is no first step.
         if (same_rect(destination_, document.pending.last_xor())) return FALSE;
-        if (mask_ && band.rop == kXor && !kv::is_empty(intersection(destination_, normalized(band.destination)))) {
+        if (mask_ && band.rop == kRopXor && !kv::is_empty(intersection(destination_, normalized(band.destination)))) {
             return offer_again(document, band);
         }
-        if (band.rop == kAnd) return offer_mask(document, band);
+        if (band.rop == kRopAnd) return offer_mask(document, band);
     }
     return !again_ && is_mergeable(band) && band.rop == rop_ && continues(band) && append(band);
 }

@@ -12,7 +12,9 @@ namespace kv {
 namespace {
 
 // The fills whose result does not depend on what lies under them.
-bool is_opaque(BYTE rop) { return rop == 0x00 || rop == 0x0F || rop == 0xF0 || rop == 0xFF; }
+bool is_opaque(BYTE rop) {
+    return rop == kRopBlackness || rop == kRopNotPatternCopy || rop == kRopPatternCopy || rop == kRopWhiteness;
+}
 
 // The union of both is a rectangle without anything else in it.
 bool joins(const RECTL& a, const RECTL& b) {

@@ -19,7 +19,7 @@ bool IsRopNoOp(BYTE rop3, BrushId brush) {
             return is_black(brush);
         case 0xA0:  // pattern AND destination
             return is_white(brush);
-        case 0xAA:  // destination
+        case kRopDestination:
             return true;
         default:
             return false;

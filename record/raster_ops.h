@@ -5,6 +5,18 @@
 
 namespace kv {
 
+// Ternary operations, each the byte that says its result for pattern, source and destination.
+enum : BYTE {
+    kRopBlackness = 0x00,
+    kRopNotPatternCopy = 0x0F,
+    kRopXor = 0x66,  // of source and destination
+    kRopAnd = 0x88,
+    kRopDestination = 0xAA,
+    kRopSourceCopy = 0xCC,
+    kRopPatternCopy = 0xF0,
+    kRopWhiteness = 0xFF,
+};
+
 // The ternary operation of a binary one (R2_*); copy pen for values that are none.
 BYTE ternary_of(BYTE rop2);
 

@@ -6,6 +6,7 @@
 
 #include "image/dib.h"
 #include "platform/ddi.h"
+#include "record/raster_ops.h"
 
 namespace kv {
 
@@ -18,7 +19,7 @@ struct SurfaceRequest {
     XLATEOBJ* translation = nullptr;  // to the device's colours
     RECTL source = {};                // pixels of the surface; what lies outside it is not read
     RECTL destination = {};           // device pixels
-    BYTE rop = 0xCC;                  // ternary
+    BYTE rop = kRopSourceCopy;
     const SURFOBJ* mask = nullptr;
     WORD resolution = 0;     // at which the image prints, dots per inch; 0 keeps all pixels
     bool may_merge = false;  // the device's held-back bitmap may take the image

@@ -31,7 +31,7 @@ bool is_stretched(const XFORML& m) {
 
 // Counter-clockwise on a page whose y axis points down, 0 to 3599.
 LONG tenths_of_degree(const XFORML& m) {
-    constexpr LONG kTurn = 3600;
+    constexpr LONG kTurn = 3600;  // tenths of a degree
     const double angle = std::atan2(-static_cast<double>(m.eM12), static_cast<double>(m.eM11));
     const LONG tenths = rounded(angle * (kTurn / 2.0) / std::numbers::pi);
     KV_ASSERT(tenths >= -kTurn / 2 && tenths <= kTurn / 2);

@@ -77,6 +77,7 @@ BOOL WriteTextRecord(Document& document, const TextRun& run) {
     const POINTL& first = placed.positions[0];
     const bool narrow = fits_16_bits(first.x) && fits_16_bits(first.y) && (!opaque || fits_16_bits(*opaque));
 
+    // Flags and count, the end of the characters, a place, a rectangle; characters, glyphs, advances and offsets.
     constexpr size_t kLongest = 2 + 2 + 8 + kRect32Size + 4 * 2 * kMostGlyphs;
     BYTE body[kLongest];
     ByteWriter out(body);

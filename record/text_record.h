@@ -7,7 +7,7 @@ namespace kv {
 
 struct Document;
 
-inline constexpr DWORD kMostGlyphs = 255;  // of one record
+inline constexpr DWORD kMostGlyphs = 255;  // of one record, which counts them in a byte
 
 struct TextRun {
     const TextLayout* layout;

@@ -100,6 +100,9 @@ bool describe(FONTOBJ* object, EngineFont& font) {
     return true;
 }
 
+static_assert(std::size(TextBuffers().characters) >= kMostGlyphs && std::size(TextBuffers().glyphs) >= kMostGlyphs &&
+              std::size(TextBuffers().positions) >= kMostGlyphs + 1);
+
 // Cuts a string into records and writes or holds back each.
 class StringRecorder {
 public:

@@ -11,9 +11,13 @@ namespace kv {
 namespace {
 
 constexpr WORD kFormatLevel = 5, kIndexFollows = 2;
-constexpr DWORD kSummary16Size = 52, kPage16Size = 28;
+// Bytes. A summary without its two rectangles: level, flags, six statistics, resolution, number of pages.
+constexpr DWORD kSummaryNumbers = 2 + 4 + 6 * 4 + 2 + 4;
+constexpr DWORD kSummary16Size = kSummaryNumbers + 2 * kRect16Size, kPage16Size = 8 + 2 * 2 + 2 * kRect16Size;
+constexpr DWORD kSummary32Size = kSummaryNumbers + 2 * kRect32Size, kPage32Size = 8 + 2 * 4 + 2 * kRect32Size;
 constexpr DWORD kSummaryIndexFollowsSize = 58;
-constexpr DWORD kSummary32Size = 68, kPage32Size = 48;
+static_assert(kSummary16Size == 52 && kPage16Size == 28 && kSummary32Size == 68);
+static_assert(kPage32Size == sizeof(PageEntry));
 
 // The two forms of the index differ in the width of coordinates only.
 struct IndexForm {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <span>
 
 #include "settings/paper_table.h"
 #include "support/assert.h"
@@ -14,9 +15,10 @@
 namespace kv {
 namespace {
 
-constexpr WORD kPublicSize = 220;
+constexpr WORD kPublicSize = 220;  // bytes
+static_assert(kPublicSize == sizeof(DEVMODEW) && kPublicSize + sizeof(PrivateDevMode) == sizeof(DriverDevMode));
 constexpr WORD kPrivateVersion = 8;
-constexpr WORD kDriverVersion = 0x0C04;
+constexpr WORD kDriverVersion = 0x0C04;  // 12.4
 
 // A server-qualified name ("\\server\printer") counts from behind its server.
 const WCHAR* without_server(const WCHAR* printer) {
@@ -133,6 +135,28 @@ constexpr PrivateLayout kLayouts[] = {
     {7, 364, false, 4, 36, 40, 54, 56, 88, 90, 92, 94, 354, 356, 358, 360},
     {8, 364, false, 4, 36, 40, 54, 56, 88, 90, 92, 94, 354, 356, 358, 360},
 };
+
+// Every field lies within the part, and the newest layout is that of the struct.
+consteval bool are_sound(std::span<const PrivateLayout> layouts) {
+    for (const PrivateLayout& layout : layouts) {
+        const int unit = layout.wide ? 2 : 1;
+        for (const int end :
+             {layout.application + 32 * unit, layout.flags + 4, layout.resolution + 12, layout.compression + 2,
+              layout.default_font + 32 * unit, layout.path_escapes + 2, layout.auto_em + 2, layout.units + 2,
+              layout.down_samp + 2, layout.jpeg_quality + 2, layout.down_samp_mono + 2, layout.action + 2,
+              layout.carried_text ? layout.carried_text + 260 * unit : 0}) {
+            if (end > layout.size) return false;
+        }
+    }
+    const PrivateLayout& newest = layouts.back();
+    return newest.version == kPrivateVersion && newest.size == sizeof(PrivateDevMode) &&
+           newest.flags == offsetof(PrivateDevMode, mask) &&
+           newest.resolution == offsetof(PrivateDevMode, Resolution) &&
+           newest.compression == offsetof(PrivateDevMode, Compression) &&
+           newest.carried_text == offsetof(PrivateDevMode, carried_text) &&
+           newest.action == offsetof(PrivateDevMode, KvAction);
+}
+static_assert(are_sound(kLayouts));
 
 const PrivateLayout* find_layout(int version, DWORD size) {
     for (const PrivateLayout& layout : kLayouts) {

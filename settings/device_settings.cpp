@@ -5,14 +5,13 @@
 #include "settings/printer_info.h"
 #include "support/assert.h"
 #include "support/message.h"
+#include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/reg_key.h"
 #include "support/trace.h"
 
 namespace kv {
 namespace {
-
-constexpr int kLevelOfNt4 = 1;
 
 // Reads the values of one layer in their fixed order.
 class LayerReader {
@@ -148,7 +147,7 @@ void ReadUserSettings(const WCHAR* user, const WCHAR* printer_name, RegistryMode
 void LoadDeviceSettings(HANDLE printer, const WCHAR* user, const WCHAR* printer_name, const DEVMODEW* application,
                         DriverDevMode& settings) {
     InitDefaultDevMode(printer_name, settings);
-    bool old_system = process_state().os_level == kLevelOfNt4;
+    bool old_system = process_state().os_level == kLevelNt4;
     if (!old_system) merge_printer_devmode(printer, 8, settings);
     merge_printer_devmode(printer, old_system ? 2 : 9, settings);
     DriverDevMode scratch;

@@ -84,8 +84,10 @@ constexpr PaperRecord kStandardPapers[] = {
 };
 static_assert(std::size(kStandardPapers) == 66);
 
+// Ids of custom papers go up to what a device mode can say, 32766.
 constexpr WORD kFirstCustomId = 300;
 constexpr size_t kMostCustomIds = 32467;
+static_assert(kFirstCustomId + kMostCustomIds == 32767);
 
 }  // namespace
 

@@ -10,7 +10,7 @@
 namespace kv {
 namespace {
 
-constexpr unsigned kFirstBin = 300, kEndOfBins = 32767;
+constexpr unsigned kFirstBin = 300, kEndOfBins = 32767;  // below lie the system's own, above what a SHORT cannot say
 
 // The bin of a value name in canonical decimal form, or 0.
 WORD bin_of(const WCHAR* name) {

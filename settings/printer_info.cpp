@@ -42,7 +42,7 @@ std::span<const BYTE> devmode_bytes(std::span<const BYTE> info, DWORD level) {
 }  // namespace
 
 BOOL CPrinter::GetPrinterInfo(HANDLE printer, DWORD level, HeapArray<BYTE>& info, bool quiet, size_t* size) {
-    constexpr int kAttempts = 5;
+    constexpr int kAttempts = 5;  // the information may grow between being asked for its size and being read
     info.reset();
     if (!printer) return KV_FAIL(Settings, "no printer");
     DWORD needed = 0;

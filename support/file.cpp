@@ -141,7 +141,10 @@ BOOL File::Write(const void* data, DWORD n) {
 // format(target, units) gives the units of the whole text, or -1.
 template <class Unit, class Format>
 BOOL File::write_formatted(Format format) {
-    constexpr size_t kSmall = 516, kStep = 4096, kLargest = 204800;  // bytes, the terminator included
+    // Bytes, the terminator included: what is formatted without a block, how blocks are rounded up, and the longest
+    // one.
+    constexpr size_t kSmall = 516, kStep = 4096, kLargest = 204800;
+    static_assert(kLargest % kStep == 0 && kSmall < kStep);
     Unit small[kSmall / sizeof(Unit)];
     const auto length = static_cast<long long>(format(small, std::size(small)));
     if (length < 0) return FALSE;

@@ -62,7 +62,7 @@ bool is_digit(WCHAR unit) { return unit >= '0' && unit <= '9'; }
 // A number in the format, or an argument for "*".
 int read_number(const WCHAR*& at, Arguments& arguments) {
     if (*at == '*') return ++at, arguments.next<int>();
-    constexpr int kLargest = 1000000;
+    constexpr int kLargest = 1000000;  // units: no buffer has that many
     int number = 0;
     for (; is_digit(*at); ++at) number = std::min(number * 10 + (*at - '0'), kLargest);
     return number;
@@ -121,8 +121,9 @@ void put_number(Sink& sink, const Conversion& conversion, const char* digits, bo
 // The C library makes the digits, without padding.
 template <class Number>
 void put_converted(Sink& sink, const Conversion& conversion, const char* letter, Number number) {
-    constexpr int kMostDigits = 150;
+    constexpr int kMostDigits = 150, kLongestNumber = 310;  // behind the point, and before it: the largest double's
     char spec[24], digits[512];
+    static_assert(kMostDigits + kLongestNumber + 4 < sizeof digits);
     if (conversion.precision >= 0) {
         std::snprintf(spec, sizeof spec, "%%%s.%d%s", conversion.flags, std::min(conversion.precision, kMostDigits),
                       letter);

@@ -4,6 +4,7 @@
 
 #include "support/assert.h"
 #include "support/last_error.h"
+#include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/text.h"
 #include "support/trace.h"
@@ -11,9 +12,12 @@
 namespace kv {
 namespace {
 
+// Units: a text of the library, and the longest path and system text filled into it.
+constexpr size_t kTextCapacity = 512, kErrorCapacity = 512;
 constexpr size_t kMessageCapacity = 1024;
+static_assert(kMessageCapacity > kPathCapacity + kErrorCapacity);
 
-using ErrorText = TextBuffer<512>;
+using ErrorText = TextBuffer<kErrorCapacity>;
 
 ErrorText system_error_text(DWORD error) {
     ErrorText text;
@@ -30,9 +34,8 @@ ErrorText system_error_text(DWORD error) {
 // A box that nobody sees is never closed, and the process that shows it waits for ever.
 bool somebody_sees_boxes() {
     // Before Windows Vista the user at the console works in session 0.
-    constexpr int kFirstIsolated = 5;
     const int level = process_state().os_level;
-    const bool is_users = level > 0 && level < kFirstIsolated;
+    const bool is_users = level > 0 && level < kLevelVista;
     DWORD session = 0;
     if (!is_users && ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 0) return false;
     USEROBJECTFLAGS flags = {};
@@ -90,7 +93,7 @@ void report_system_error(const WCHAR* operation, DWORD error) {
 void report_message(UINT number, const WCHAR* first, const WCHAR* second, MessageKind kind) {
     KV_ASSERT(first || !second);
     KeepLastError keep;
-    TextBuffer<512> pattern;
+    TextBuffer<kTextCapacity> pattern;
     TextBuffer<kMessageCapacity> text;
     if (LoadStringW(process_state().resource_module, number, pattern.data(), static_cast<int>(pattern.capacity())) >
         0) {

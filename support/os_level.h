@@ -5,8 +5,10 @@
 
 namespace kv {
 
-// 0: not Windows NT, or unknown. 1: Windows NT 4.0 or older. 5 and above: Windows Vista or later, where session 0
-// is isolated and integrity labels exist. Computed from the system at each call; the process keeps it.
+// Windows NT 4.0 or older, and Windows Vista, from which on session 0 is isolated and integrity labels exist.
+enum : int { kLevelNt4 = 1, kLevelVista = 5 };
+
+// 0: not Windows NT, or unknown. Computed from the system at each call; the process keeps it.
 int GetOsLevel();
 bool IsServerOs();
 // The table behind GetOsLevel.

@@ -6,8 +6,8 @@ namespace kv {
 
 DWORD IdCounter::next() {
     const Holding held(lock_);
-    last_ = last_ >= 0x1FFFFFFF ? 1 : last_ + 1;
-    KV_ASSERT(last_ >= 1 && last_ <= 0x1FFFFFFF);
+    last_ = last_ >= kLargest ? 1 : last_ + 1;
+    KV_ASSERT(last_ >= 1 && last_ <= kLargest);
     return last_;
 }
 

@@ -7,9 +7,10 @@
 
 namespace kv {
 
-// Hands out 1, 2, ... 0x1FFFFFFF and then 1 again; safe on several threads at once.
+// Hands out 1, 2, ... kLargest and then 1 again; safe on several threads at once.
 class IdCounter {
 public:
+    static constexpr DWORD kLargest = 0x1FFFFFFF;
     DWORD next();
 
 private:

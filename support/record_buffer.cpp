@@ -16,7 +16,7 @@ void CRecordBuffer::reset() {
 }
 
 BOOL CRecordBuffer::grow(DWORD n) {
-    constexpr DWORD kSlack = 1024;
+    constexpr DWORD kSlack = 1024;  // bytes, so that small additions do not grow it each time
     if (n > 0xFFFFFFFF - kSlack - size_) return KV_FAIL(Support, "a record of more than 4 GiB");
     bool in_place = data_ == inline_;
     if (!overflow_.Alloc(size_ + n + kSlack)) {
@@ -34,7 +34,7 @@ BOOL CRecordBuffer::grow(DWORD n) {
 }
 
 BOOL CRecordBuffer::append(const void* bytes, DWORD n) {
-    constexpr DWORD kTerminator = 2;
+    constexpr DWORD kTerminator = 2;  // bytes, behind what is composed
     if (n > capacity_ - size_ - kTerminator && !grow(n)) return FALSE;
     KV_ASSERT(n + kTerminator <= capacity_ - size_ && next_ == data_ + size_);
     if (n) std::memcpy(next_, bytes, n);

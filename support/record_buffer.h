@@ -24,7 +24,7 @@ public:
 private:
     BOOL grow(DWORD n);
 
-    static constexpr DWORD kInlineSize = 2048;
+    static constexpr DWORD kInlineSize = 2048;  // bytes, most payloads fit
     BYTE* data_ = nullptr;
     BYTE* next_ = nullptr;
     DWORD capacity_ = 0;

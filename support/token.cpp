@@ -2,6 +2,7 @@
 
 #include "support/assert.h"
 #include "support/memory.h"
+#include "support/os_level.h"
 #include "support/process_state.h"
 #include "support/trace.h"
 
@@ -57,8 +58,7 @@ bool is_administrator() {
 }
 
 DWORD token_integrity_level() {
-    constexpr int kFirstLevelWithLabels = 5;
-    if (process_state().os_level < kFirstLevelWithLabels) {
+    if (process_state().os_level < kLevelVista) {
         return is_administrator() ? DWORD{kIntegrityHigh} : DWORD{kIntegrityUnknown};
     }
     HeapArray<BYTE> data = Token().query(TokenIntegrityLevel);

@@ -19,7 +19,7 @@ namespace {
 constexpr std::array<std::string_view, kTraceComponents> kComponents = {"driver",   "record",   "fonts",  "image",
                                                                         "dispatch", "settings", "support"};
 constexpr std::array<std::string_view, 5> kLevels = {"off", "error", "warning", "info", "record"};
-constexpr size_t kLongestLine = 512;  // bytes, with the line feed; longer ones are cut
+constexpr size_t kLongestLine = 512;  // bytes, with the line feed: a path, and what is said of it; longer ones are cut
 
 DWORD trace_start = 0;
 
@@ -128,7 +128,8 @@ void stop_trace() {
 
 TraceText::TraceText(const WCHAR* text) {
     const KeepLastError keep;
-    constexpr int kMostUnits = 128;  // at most 3 bytes a unit
+    constexpr int kMostUnits = 128, kMostBytes = 3;  // of a text, and of a unit
+    static_assert(kMostUnits * kMostBytes < sizeof bytes_);
     int units = 0;
     while (text && text[units] && units < kMostUnits) ++units;
     if (units > 0) {
