@@ -35,7 +35,7 @@ BOOL sorted_files(const TextList& files, Names& sorted) {
     if (std::any_of(sorted.get(), end, [](const WCHAR* name) { return *name == 0; })) {
         return KV_FAIL(Fonts, "an installed font without a file: the cache stays as it is");
     }
-    std::sort(sorted.get(), end, [](const WCHAR* a, const WCHAR* b) { return lstrcmpiW(a, b) < 0; });
+    std::sort(sorted.get(), end, [](const WCHAR* a, const WCHAR* b) { return compare_text_ignoring_case(a, b) < 0; });
     return TRUE;
 }
 

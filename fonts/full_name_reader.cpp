@@ -86,16 +86,13 @@ BOOL CTtfFullNameReader::ParseName(CTtfTable* table) {
     return parsed;
 }
 
-// Of names that differ in nothing but letter case the first one stays. A heap sort, because it stays within the array
-// even if the system's comparison contradicts itself.
+// Of names that differ in nothing but letter case the first one stays.
 void CTtfFullNameReader::sort_names() {
     const auto less = [](const FullName& a, const FullName& b) {
-        const int order = lstrcmpiW(a.text, b.text);
+        const int order = compare_text_ignoring_case(a.text, b.text);
         return order ? order < 0 : a.order < b.order;
     };
-    FullName* first = names_.get();
-    std::make_heap(first, first + count_, less);
-    std::sort_heap(first, first + count_, less);
+    std::sort(names_.get(), names_.get() + count_, less);
     DWORD kept = 0;
     for (DWORD i = 0; i < count_; ++i) {
         if (kept && same_text_ignoring_case(names_[kept - 1].text, names_[i].text)) {

@@ -21,14 +21,18 @@ WCHAR invariant_upper_case(WCHAR unit) {
     return LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, &unit, 1, &upper, 1) == 1 ? upper : unit;
 }
 
-bool same_units_ignoring_case(const WCHAR* a, const WCHAR* b, size_t count) {
+int compare_units_ignoring_case(const WCHAR* a, size_t a_count, const WCHAR* b, size_t b_count) {
     constexpr int kEqual = 2;
     static const CompareOrdinal compare = find_compare_ordinal();
-    if (count == 0) return true;
-    if (compare) return compare(a, static_cast<int>(count), b, static_cast<int>(count), TRUE) == kEqual;
-    return std::equal(a, a + count, b, [](WCHAR left, WCHAR right) {
-        return left == right || invariant_upper_case(left) == invariant_upper_case(right);
-    });
+    const size_t common = std::min(a_count, b_count);
+    if (compare && common > 0) {
+        return compare(a, static_cast<int>(a_count), b, static_cast<int>(b_count), TRUE) - kEqual;
+    }
+    for (size_t i = 0; i < common; ++i) {
+        const int order = a[i] == b[i] ? 0 : invariant_upper_case(a[i]) - invariant_upper_case(b[i]);
+        if (order != 0) return order;
+    }
+    return a_count == b_count ? 0 : a_count < b_count ? -1 : 1;
 }
 
 }  // namespace
@@ -53,9 +57,13 @@ size_t append_text(WCHAR* target, size_t capacity, const WCHAR* source) {
     return length < capacity ? copy_text(target + length, capacity - length, source) : 0;
 }
 
+int compare_text_ignoring_case(const WCHAR* a, const WCHAR* b) {
+    return compare_units_ignoring_case(a, text_length(a), b, text_length(b));
+}
+
 bool same_text_ignoring_case(const WCHAR* a, const WCHAR* b) {
     const size_t length = text_length(a);
-    return length == text_length(b) && same_units_ignoring_case(a, b, length);
+    return length == text_length(b) && compare_units_ignoring_case(a, length, b, length) == 0;
 }
 
 bool starts_with(const WCHAR* text, const WCHAR* prefix) {
@@ -65,7 +73,7 @@ bool starts_with(const WCHAR* text, const WCHAR* prefix) {
 
 bool starts_with_ignoring_case(const WCHAR* text, const WCHAR* prefix) {
     const size_t length = text_length(prefix);
-    return text_length(text) >= length && same_units_ignoring_case(text, prefix, length);
+    return text_length(text) >= length && compare_units_ignoring_case(text, length, prefix, length) == 0;
 }
 
 const WCHAR* find_last(const WCHAR* text, WCHAR unit) {

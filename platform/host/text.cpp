@@ -240,8 +240,6 @@ int WideCharToMultiByte(UINT code_page, DWORD, LPCWSTR source, int source_length
 
 int lstrlenW(LPCWSTR text) { return text ? static_cast<int>(std::char_traits<WCHAR>::length(text)) : 0; }
 
-int lstrcmpiW(LPCWSTR a, LPCWSTR b) { return lower_case(a ? a : u"").compare(lower_case(b ? b : u"")); }
-
 DWORD CharLowerBuffW(LPWSTR text, DWORD length) {
     std::u16string lower = lower_case(std::u16string(text, length));
     std::copy(lower.begin(), lower.end(), text);

@@ -2,6 +2,7 @@
 
 #include "fonts/font_names.h"
 #include "fonts/full_name_reader.h"
+#include "support/text.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
@@ -41,7 +42,7 @@ void collect_full_names(const BYTE* data, size_t size) {
     if (!names.LoadFromMemory(data, static_cast<DWORD>(size))) return;
     names.ParseFont();
     for (DWORD i = 1; i < names.full_name_count(); ++i) {
-        require(lstrcmpiW(names.full_name(i - 1), names.full_name(i)) < 0);
+        require(compare_text_ignoring_case(names.full_name(i - 1), names.full_name(i)) < 0);
     }
     names.SetByteOrder(ByteOrder::File);
     const size_t behind =

@@ -32,14 +32,24 @@ TEST_F(TextTest, TruncatesAndTerminates) {
 }
 
 TEST_F(TextTest, ComparesUnitByUnitWithoutCase) {
-    const std::tuple<const WCHAR*, const WCHAR*, bool> cases[] = {{u"a\u00C4Z9_", u"A\u00E4z9_", true},
-                                                                  {u"stra\u00DFe", u"STRASSE", false},
-                                                                  {u"\u00E6", u"ae", false},
-                                                                  {u"a", u"ab", false},
-                                                                  {nullptr, u"", true},
-                                                                  {u"[", u"{", false}};
+    // order: of the upper-case units.
+    const std::tuple<const WCHAR*, const WCHAR*, int> cases[] = {{u"a\u00C4Z9_", u"A\u00E4z9_", 0},
+                                                                 {u"stra\u00DFe", u"STRASSE", 1},
+                                                                 {u"\u00E6", u"ae", 1},
+                                                                 {u"a", u"ab", -1},
+                                                                 {u"b", u"AB", 1},
+                                                                 {nullptr, u"", 0},
+                                                                 {nullptr, u"a", -1},
+                                                                 {u"[", u"{", -1},
+                                                                 {u"z", u"_", -1},
+                                                                 {u"co-op", u"coop", -1}};
     int row = 0;
-    for (const auto& [a, b, same] : cases) EXPECT_EQ(same_text_ignoring_case(a, b), same) << row++;
+    for (const auto& [a, b, order] : cases) {
+        EXPECT_EQ(same_text_ignoring_case(a, b), order == 0) << row;
+        const int found = compare_text_ignoring_case(a, b), back = compare_text_ignoring_case(b, a);
+        EXPECT_EQ((found > 0) - (found < 0), order) << row;
+        EXPECT_EQ((back > 0) - (back < 0), -order) << row++;
+    }
     EXPECT_TRUE(starts_with_ignoring_case(Text(301, u'a').c_str(), Text(300, u'A').c_str()));
     EXPECT_FALSE(starts_with_ignoring_case(u"a", u"ab"));
 }

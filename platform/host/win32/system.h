@@ -108,7 +108,6 @@ int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR source, int source_
 
 // Text.
 int lstrlenW(LPCWSTR text);
-int lstrcmpiW(LPCWSTR a, LPCWSTR b);
 DWORD CharLowerBuffW(LPWSTR text, DWORD length);
 DWORD CharUpperBuffW(LPWSTR text, DWORD length);
 // LCMAP_UPPERCASE only.
