@@ -19,15 +19,6 @@ PDEVICE* document_device(SURFOBJ* surface, std::source_location hook = std::sour
     return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow, hook);
 }
 
-// A document that does not start leaves nothing behind, whatever ended it. The error stays.
-BOOL give_up_start(PDEVICE& device) {
-    const DWORD error = GetLastError();
-    device.discard_document();
-    device.SetFailed();
-    SetLastError(error);
-    return FALSE;
-}
-
 }  // namespace
 
 BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
@@ -39,7 +30,10 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR name, DWORD job_id) {
             kv::GetJobName(device->printer_name.c_str(), device->printer, job_id, name, title);
             return device->StartDocW(title.c_str(), job_id);
         };
-        if (!kv::run_hook(*device, start)) return give_up_start(*device);
+        if (!kv::run_hook(*device, start)) {
+            device->give_up_start();
+            return FALSE;
+        }
     }
     SetLastError(ERROR_SUCCESS);
     return TRUE;

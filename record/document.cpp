@@ -92,7 +92,8 @@ void Document::check_invariants() const {
     KV_ASSERT(signature == kDeviceSignature);
     KV_ASSERT(page_start == 0 || (document_open && page_start > kFirstPage && page_start <= position));
     KV_ASSERT(!document_open || failed || job);
-    KV_ASSERT(document_open || (page_start == 0 && !pages.first() && !attached.first()));
+    KV_ASSERT(document_open || (page_start == 0 && !attached.first()));
+    KV_ASSERT(document_open || failed || !pages.first());
     KV_ASSERT(document_open || (!brushes.any() && !fonts.any() && !font_files.any()));
     KV_ASSERT(!compressing || failed);
     KV_ASSERT(!pending.is_pending() || failed || page_start != 0);
@@ -118,11 +119,16 @@ BOOL Document::StartDocW(const WCHAR* name, DWORD id) {
             return TRUE;
         }
     }
-    const DWORD error = GetLastError();
-    discard_document();
     SetFailed();
-    SetLastError(error);
     return FALSE;
+}
+
+void Document::give_up_start() {
+    const KeepLastError keep;
+    const FailureCause first = cause;
+    discard_document();
+    failed = 1;
+    cause = first;
 }
 
 // Tells the dispatcher where one is installed; without it the document is recorded all the same.

@@ -21,7 +21,8 @@
 //   1. A page is open only in an open document, and behind its page start record: page_start is 0 or above the size of
 //      magic, header and document start, and at most `position`.
 //   2. An open document that has not failed has a job file, and `position` bytes of it were written.
-//   3. Without a document there is no index entry, no definition, no held operation, no attached data.
+//   3. Without a document there is no index (but of a start that failed, until it is given up), no definition, no held
+//      operation, no attached data.
 //   4. No compressed record is open between hooks.
 //   5. An operation is held only in an open page of a document that has not failed.
 //   6. The nesting depth of path escapes is never below 0, and a document begins with 0 and without captured paths.
@@ -86,7 +87,11 @@ struct Document : DocumentState {
     BOOL WriteTextRecord(BYTE type, const WCHAR* text);
 
     // The document and its pages.
+    // FALSE: the document has failed, and is to be given up.
     BOOL StartDocW(const WCHAR* name, DWORD id);
+    // Of a document that did not start, whatever ended it: nothing of it is left, and it stays failed with its first
+    // cause. The last error stays.
+    void give_up_start();
     BOOL StartPage();
     BOOL EndPage();
     void EndDocument();

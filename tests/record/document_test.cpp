@@ -159,6 +159,7 @@ TEST_F(DocumentTest, OneThatDoesNotStartIsOver) {
             if (!started) {
                 failing.insert(failed);
                 EXPECT_TRUE(pdevice().failed && !pdevice().document_open);
+                EXPECT_EQ(pdevice().cause.error, error);  // what failed first, kept beyond the cleaning up
                 EXPECT_EQ(error, failed == "GetTempPathW"       ? DWORD{ERROR_PATH_NOT_FOUND}
                                  : kind == host::CallKind::File ? DWORD{ERROR_ACCESS_DENIED}
                                                                 : DWORD{ERROR_NOT_ENOUGH_MEMORY});
