@@ -13,8 +13,8 @@ size_t text_length(const WCHAR* text);
 // Copies at most capacity - 1 units and terminates. Returns the units copied. capacity is at least 1.
 size_t copy_text(WCHAR* target, size_t capacity, const WCHAR* source);
 size_t append_text(WCHAR* target, size_t capacity, const WCHAR* source);
-// Without regard to letter case, unit by unit, as the system compares file names and users: no two spellings are one, and
-// the user's language plays no part. Below 0, 0 or above: a stands before b, is the same, or behind.
+// Without regard to letter case, unit by unit, as the system compares file names and users: no two spellings are one,
+// and the user's language plays no part. Below 0, 0 or above: a stands before b, is the same, or behind.
 int compare_text_ignoring_case(const WCHAR* a, const WCHAR* b);
 bool same_text_ignoring_case(const WCHAR* a, const WCHAR* b);
 bool starts_with(const WCHAR* text, const WCHAR* prefix);
