@@ -12,7 +12,7 @@ using kv::PDEVICE;
 
 namespace {
 
-PDEVICE* device_of(const SURFOBJ* target, std::source_location hook = std::source_location::current()) {
+PDEVICE* device_of(const SURFOBJ* target, const char* hook = __builtin_FUNCTION()) {
     return PDEVICE::FromSurface(target, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse, hook);
 }
 

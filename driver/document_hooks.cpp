@@ -6,7 +6,7 @@ using kv::PDEVICE;
 
 namespace {
 
-PDEVICE* page_device(SURFOBJ* surface, std::source_location hook = std::source_location::current()) {
+PDEVICE* page_device(SURFOBJ* surface, const char* hook = __builtin_FUNCTION()) {
     return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Refuse, hook);
 }
 
@@ -15,7 +15,7 @@ BOOL run_page_step(PDEVICE& device, BOOL (PDEVICE::*step)()) {
     return kv::run_hook(device, [&] { return (device.*step)(), TRUE; });
 }
 
-PDEVICE* document_device(SURFOBJ* surface, std::source_location hook = std::source_location::current()) {
+PDEVICE* document_device(SURFOBJ* surface, const char* hook = __builtin_FUNCTION()) {
     return PDEVICE::FromSurface(surface, PDEVICE::Outside::AllowNoPage, PDEVICE::Failed::Allow, hook);
 }
 

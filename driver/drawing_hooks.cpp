@@ -13,7 +13,7 @@ BYTE foreground(MIX mix) { return static_cast<BYTE>(mix); }
 
 // FALSE never asks the engine to draw the path itself: the document has failed then.
 BOOL record_path(SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, const PathDrawing& drawing,
-                 std::source_location hook = std::source_location::current()) {
+                 const char* hook = __builtin_FUNCTION()) {
     PDEVICE* device = PDEVICE::FromSurface(surface, PDEVICE::Outside::Refuse, PDEVICE::Failed::Refuse, hook);
     if (device && !path) KV_FAIL(Driver, "no path");
     if (!device || !path) return static_cast<BOOL>(DDI_ERROR);

@@ -7,12 +7,11 @@
 
 namespace kv {
 
-PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure,
-                              std::source_location hook) {
+PDEVICE* PDEVICE::FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure, const char* hook) {
     set_round_to_nearest();
     auto refuse = [&](const char* why) -> PDEVICE* {
         if (tracing(TraceComponent::Driver, TraceLevel::Error)) {
-            trace_failure(TraceComponent::Driver, TraceName(hook.function_name()).c_str(), "%s", why);
+            trace_failure(TraceComponent::Driver, hook, "%s", why);
         }
         return nullptr;
     };

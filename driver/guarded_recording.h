@@ -9,15 +9,15 @@ namespace kv {
 
 // The answer of the work. An exception fails the document: FALSE, last error 31. hook: whose failure it is.
 template <class Work>
-BOOL run_hook(PDEVICE& device, Work&& work, std::source_location hook = std::source_location::current()) {
+BOOL run_hook(PDEVICE& device, Work&& work, const char* hook = __builtin_FUNCTION()) {
     BOOL answer = FALSE;
     device.check_invariants();
     const bool returned = guarded_call([&] { answer = work(); });
     if (!returned) {
         SetLastError(ERROR_GEN_FAILURE);
         if (tracing(TraceComponent::Driver, TraceLevel::Error)) {
-            trace_failure(TraceComponent::Driver, TraceName(hook.function_name()).c_str(),
-                          "an exception at position %u", static_cast<unsigned>(device.position));
+            trace_failure(TraceComponent::Driver, hook, "an exception at position %u",
+                          static_cast<unsigned>(device.position));
         }
         device.SetFailed(hook);
     }
@@ -27,7 +27,7 @@ BOOL run_hook(PDEVICE& device, Work&& work, std::source_location hook = std::sou
 
 // The same for work whose failure fails the document.
 template <class Work>
-BOOL run_recording(PDEVICE& device, Work&& work, std::source_location hook = std::source_location::current()) {
+BOOL run_recording(PDEVICE& device, Work&& work, const char* hook = __builtin_FUNCTION()) {
     const BOOL recorded = run_hook(device, work, hook);
     if (!recorded) device.SetFailed(hook);
     return recorded;

@@ -20,7 +20,7 @@ struct PDEVICE : Document {
     enum class Outside { Refuse, AllowNoPage };
     enum class Failed { Refuse, Allow };
     static PDEVICE* FromSurface(const SURFOBJ* surface, Outside outside, Failed after_failure,
-                                std::source_location hook = std::source_location::current());
+                                const char* hook = __builtin_FUNCTION());
 
     // The working state without which nothing can be recorded. FALSE when memory is out.
     BOOL alloc_working_state();

@@ -11,7 +11,7 @@
 namespace kv {
 
 // A path of more entries than a record holds is a chain of parts.
-class CapturedPath : PathParts {
+class CapturedPath final : PathParts {
 public:
     CapturedPath() = default;
     ~CapturedPath() { clear_parts(); }

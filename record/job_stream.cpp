@@ -26,13 +26,12 @@ static_assert(DeflateStream::kBufferSize + 11 <= kRecordRoom);
 
 }  // namespace
 
-void JobStream::SetFailed(std::source_location step) {
+void JobStream::SetFailed(const char* step) {
     if (failed) return;
     failed = 1;
-    cause = {step.function_name(), GetLastError(), position};
+    cause = {step, GetLastError(), position};
     if (!tracing(TraceComponent::Record, TraceLevel::Error)) return;
-    trace_failure(TraceComponent::Record, TraceName(cause.step).c_str(), "the document failed at position %u",
-                  static_cast<unsigned>(position));
+    trace_failure(TraceComponent::Record, step, "the document failed at position %u", static_cast<unsigned>(position));
 }
 
 BOOL JobStream::has_room(uint64_t length) const {

@@ -2,8 +2,6 @@
 // The stream of a job file: bytes and record framing over the file, with its failure. It knows no page and nothing that
 // is held back; Document begins records on it.
 
-#include <source_location>
-
 #include "record/deflate_stream.h"
 #include "support/file.h"
 #include "support/memory.h"
@@ -40,8 +38,8 @@ struct JobStream {
     bool compressing = false;    // a compressed record is open
     DWORD lengths_position = 0;  // of its two length fields
 
-    // Keeps the first cause until the document ends.
-    void SetFailed(std::source_location step = std::source_location::current());
+    // Keeps the first cause until the document ends. step: the calling function.
+    void SetFailed(const char* step = __builtin_FUNCTION());
 
     // Lengths are bytes; every failed write fails the document.
     BOOL WriteBytes(const void* data, DWORD length);

@@ -138,13 +138,6 @@ TraceText::TraceText(const WCHAR* text) {
     }
 }
 
-TraceName::TraceName(const char* function) {
-    std::string_view name(function);
-    name = name.substr(0, name.find('('));
-    name.remove_prefix(name.find_last_of(" :") + 1);
-    std::copy_n(name.data(), std::min(name.size(), bytes_.size() - 1), bytes_.data());
-}
-
 void trace_line(TraceComponent component, TraceLevel level, const char* function, const char* format, ...) {
     const KeepLastError keep;
     Line line(component, level, function);

@@ -59,17 +59,6 @@ private:
     std::array<char, 400> bytes_ = {};
 };
 
-// A function's bare name, as __func__ has it, of what std::source_location calls it: "BOOL kv::File::Write(const
-// void*)".
-class TraceName {
-public:
-    explicit TraceName(const char* function);
-    const char* c_str() const { return bytes_.data(); }
-
-private:
-    std::array<char, 80> bytes_ = {};
-};
-
 }  // namespace kv
 
 // KV_TRACE(Record, Error, "type %u", type): arguments are evaluated only when the line is wanted.
