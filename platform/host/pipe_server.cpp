@@ -73,8 +73,8 @@ PipeServer::~PipeServer() {
 
 void PipeServer::answer_clients() {
     constexpr int kLook = 500;  // milliseconds between two looks at who has been silent for too long
-    constexpr size_t kMostGreetings =
-        128;  // with more the listener is not asked, nor seen to end: they go after their time
+    // With more the listener is not asked, nor seen to end: the silent ones go after their time.
+    constexpr size_t kMostGreetings = 128;
     std::vector<Greeting> greetings;
     for (;;) {
         std::vector<pollfd> watched;

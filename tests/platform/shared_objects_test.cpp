@@ -1,10 +1,12 @@
 // What processes of the host share by name: pipes and mutexes.
 
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "platform/host/message_socket.h"
 #include "tests/common/scripted_dispatcher.h"
 
 namespace kv::test {
@@ -79,6 +81,26 @@ TEST_F(SharedObjects, APipeHasAsManyClientsAsInstances) {
     CloseHandle(client);
     CloseHandle(server);
     EXPECT_FALSE(WaitNamedPipeW(kPipe, 100));
+}
+
+TEST_F(SharedObjects, SilentClientsOfAPipeKeepNobodyWaiting) {
+    HANDLE server = open_server();
+    sockaddr_un address;
+    ASSERT_TRUE(host::make_address(host::shared_path("pipe", u"kv12_dispatcher_00000001"), address));
+    std::vector<host::Descriptor> silent;
+    for (int i = 0; i < 12; ++i) {
+        silent.push_back(host::make_socket());
+        ASSERT_EQ(connect(silent.back().get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    HANDLE client = open_client();
+    EXPECT_NE(client, INVALID_HANDLE_VALUE);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "what one silent client is given";
+    DWORD process = 0;
+    EXPECT_TRUE(GetNamedPipeClientProcessId(server, &process));
+    EXPECT_EQ(process, GetCurrentProcessId());
+    CloseHandle(client);
+    CloseHandle(server);
 }
 
 TEST_F(SharedObjects, LocalMutexesAreTheSessions) {
