@@ -13,9 +13,8 @@ constexpr double kFarthest = 1 << 28;  // output pixels
 
 int32_t pixel_below(double value) { return static_cast<int32_t>(std::floor(std::clamp(value, -kFarthest, kFarthest))); }
 int32_t pixel_above(double value) { return static_cast<int32_t>(std::ceil(std::clamp(value, -kFarthest, kFarthest))); }
-int32_t nearest_edge(double value) {
-    return static_cast<int32_t>(std::lround(std::clamp(value, -kFarthest, kFarthest)));
-}
+// The same for every band of a page, whatever row it begins with.
+int32_t nearest_edge(double value) { return pixel_below(value + 0.5); }
 
 uint32_t mixed(uint32_t page, uint32_t colour, uint32_t coverage) {
     if (coverage == 255) return colour | kOpaque;

@@ -9,25 +9,14 @@
 #include <functional>
 #include <numeric>
 
-#include "drawing/page_painter.h"
+#include "drawing/page_rows.h"
 #include "drawing/pdf_canvas.h"
 #include "drawing/png_writer.h"
-#include "reader/index.h"
 
 namespace kvjob {
 namespace {
 
 constexpr double kPointsPerInch = 72;
-constexpr int kLargestSide = 32767;  // of cairo's images
-
-Placement place_page(const IndexedPage& page, double scale) {
-    auto length = [&](int32_t pixels) {
-        const double scaled = std::ceil(pixels * scale - 1e-6);
-        return static_cast<int>(std::clamp(scaled, 1.0, 1e9));
-    };
-    return {scale, page.printable.left * scale, page.printable.top * scale, length(page.width), length(page.height)};
-}
-
 // "page-%d.png" or "page-%03d.png"
 std::string numbered(const std::string& pattern, size_t number) {
     const size_t percent = pattern.find('%');
@@ -38,14 +27,6 @@ std::string numbered(const std::string& pattern, size_t number) {
     const size_t least = std::min<size_t>(width.empty() ? 0 : std::stoul(width.substr(0, 3)), 20);
     const std::string padding(least > digits.size() ? least - digits.size() : 0, '0');
     return pattern.substr(0, percent) + padding + digits + pattern.substr(end + 1);
-}
-
-void write_png(cairo_surface_t* surface, Output& out, double dots_per_inch) {
-    const int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
-    PixelAccess rows(surface);
-    PngWriter png(out, {width, height, PngFormat::Rgb, 8, {}, dots_per_inch});
-    for (int y = 0; y < height; ++y) png.write_row(rows.pixels(y));
-    png.finish();
 }
 
 // A PDF file under way.
@@ -102,10 +83,8 @@ public:
         : options_(options),
           summary_(find_summary(file)),
           map_(file),
-          fonts_(map_),
-          texts_(fonts_),
-          brushes_(map_, summary_.resolution, is_pdf() ? BrushTable::Drawing::Lines : BrushTable::Drawing::Pixels),
-          painter_(map_, brushes_, texts_, reports) {
+          painter_(map_, summary_.resolution, is_pdf() ? BrushTable::Drawing::Lines : BrushTable::Drawing::Pixels,
+                   reports) {
         if (summary_.resolution == 0) throw std::runtime_error("the job does not tell its resolution");
         choose_pages();
     }
@@ -136,7 +115,6 @@ private:
             if (options_.progress) std::fprintf(stderr, "\rpage %zu of %zu", i + 1, pages_.size());
             const size_t number = pages_[i] - 1;
             const IndexedPage& page = summary_.pages[number];
-            if (page.width <= 0 || page.height <= 0) throw std::runtime_error("a page has no area");
             draw(number, page);
         }
     }
@@ -149,21 +127,24 @@ private:
         }
         for_each_page([&](size_t number, const IndexedPage& page) {
             const Placement place = place_page(page, dots / summary_.resolution);
-            if (std::max(place.width, place.height) > kLargestSide) {
-                throw std::runtime_error("a page is too large at this resolution; lower it with -r");
-            }
-            RasterCanvas canvas(place);
-            painter_.paint(number, canvas);
-            write_png(canvas.surface(), *options_.open(numbered(options_.output, number + 1)), dots);
+            const std::unique_ptr<Output> out = options_.open(numbered(options_.output, number + 1));
+            PngWriter png(*out, {place.width, place.height, PngFormat::Rgb, 8, {}, dots});
+            draw_rows(painter_, number, place, memory(), [&](PixelRow row) { png.write_row(row.data()); });
+            png.finish();
         });
     }
 
-    // The dots per inch for a page of pixels beside the PDF page.
+    uint64_t memory() const { return options_.memory ? options_.memory : kCanvasMemory; }
+
+    // The dots per inch for a page of pixels beside the PDF page, as many as the memory holds.
     double beside_dots(const IndexedPage& page) const {
         constexpr double kDefault = 300;
+        constexpr int kLargestSide = 32766;
         const double dots = options_.dots_per_inch > 0 ? options_.dots_per_inch : kDefault;
-        const double inches = static_cast<double>(std::max(page.width, page.height)) / summary_.resolution;
-        return std::min(dots, std::floor((kLargestSide - 1) / inches));
+        const double width = double{1} * page.width / summary_.resolution,
+                     height = double{1} * page.height / summary_.resolution;
+        const double held = std::sqrt(static_cast<double>(memory() / kBytesPerPixel) / (width * height));
+        return std::min({dots, held, std::floor(kLargestSide / std::max(width, height))});
     }
 
     void write_pdf() {
@@ -189,10 +170,7 @@ private:
     const RenderOptions& options_;
     Summary summary_;
     JobMap map_;
-    FontStore fonts_;
-    TextPainter texts_;
-    BrushTable brushes_;
-    PagePainter painter_;
+    JobPainter painter_;
     std::vector<size_t> pages_;  // from 1
 };
 

@@ -15,6 +15,7 @@ struct RenderOptions {
     // The pages to draw of a job of so many, from 1 and in their order; not set: all.
     std::function<std::vector<size_t>(size_t count)> pages;
     std::string output;     // NAME.pdf, or NAME-%d.png with the page's number
+    uint64_t memory = 0;    // bytes that a page's canvas may take; 0: kCanvasMemory
     OpenOutput open;        // what opens these names
     bool progress = false;  // says on standard error which page is under way
 };

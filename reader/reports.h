@@ -3,27 +3,46 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <unordered_set>
 
 namespace kvjob {
 
+// Threads may share one. A record counts once, however often it is read.
 class Reports {
 public:
-    explicit Reports(std::FILE* out) : out_(out) {}
+    using Take = std::function<void(uint64_t offset, const std::string& message)>;
+
+    explicit Reports(Take take) : take_(std::move(take)) {}
+    explicit Reports(std::FILE* out)
+        : take_([this, out](uint64_t at, const std::string& what) { print(out, at, what); }) {}
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
 
     void add(uint64_t offset, const char* name, const std::string& message) {
-        constexpr size_t kShown = 50;
-        if (++count_ <= kShown) {
-            std::fprintf(out_, "0x%llX: %s: %s\n", static_cast<unsigned long long>(offset), name, message.c_str());
-        } else if (count_ == kShown + 1) {
-            std::fputs("further faults are not shown\n", out_);
-        }
+        const std::lock_guard lock(mutex_);
+        if (offsets_.insert(offset).second) take_(offset, std::string(name) + ": " + message);
     }
-    size_t count() const { return count_; }
+    size_t count() const {
+        const std::lock_guard lock(mutex_);
+        return offsets_.size();
+    }
 
 private:
-    std::FILE* out_;
-    size_t count_ = 0;
+    void print(std::FILE* out, uint64_t offset, const std::string& message) const {
+        constexpr size_t kShown = 50;
+        if (offsets_.size() <= kShown) {
+            std::fprintf(out, "0x%llX: %s\n", static_cast<unsigned long long>(offset), message.c_str());
+        } else if (offsets_.size() == kShown + 1) {
+            std::fputs("further faults are not shown\n", out);
+        }
+    }
+
+    mutable std::mutex mutex_;
+    Take take_;
+    std::unordered_set<uint64_t> offsets_;
 };
 
 }  // namespace kvjob

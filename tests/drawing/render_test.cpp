@@ -4,6 +4,7 @@
 #include <png.h>
 
 #include "drawing/render_job.h"
+#include "reader/index.h"
 #include "tests/common/job_builder.h"
 #include "tests/common/plain_jpeg.h"
 #include "tests/common/samples.h"
@@ -17,9 +18,11 @@ constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0, kRed = 0xFF0000, kBlue = 0x000
 // A drawn page; pixels are 0x00RRGGBB.
 class Drawn {
 public:
-    Drawn(const Buffer& job, double dots_per_inch) {
+    Drawn(const Buffer& job, double dots_per_inch, uint64_t memory = 0) {
         Kept kept;
         RenderOptions options;
+        options.memory = memory;
+        options.pages = [](size_t) { return std::vector<size_t>{1}; };
         options.dots_per_inch = dots_per_inch;
         options.output = "page.png";
         options.open = kept.open();
@@ -56,9 +59,18 @@ public:
         return count;
     }
     bool operator==(const Drawn& other) const { return bytes_ == other.bytes_; }
+    // The largest difference of a channel, 0 to 255.
+    int difference(const Drawn& other) const {
+        int largest = bytes_.size() == other.bytes_.size() ? 0 : 255;
+        for (size_t i = 0; i < std::min(bytes_.size(), other.bytes_.size()); ++i) {
+            largest = std::max(largest, std::abs(bytes_[i] - other.bytes_[i]));
+        }
+        return largest;
+    }
 
     size_t faults;
     int height;
+    int width() const { return width_; }
 
 private:
     int width_;
@@ -412,6 +424,24 @@ TEST(RenderTest, DamageIsLeftOutAndTheRestIsDrawn) {
     });
     EXPECT_EQ(page.faults, 4u);
     page.expect({{20, 20, kWhite}, {80, 20, kRed}});
+}
+
+// All kinds of records, on the first pages of the samples, in bands of some dozens of rows and whole.
+TEST(RenderTest, BandsOfAPageJoin) {
+    constexpr int kNear = 2;  // levels: cairo adds up the coverage of edges otherwise where it clips them
+    for (const Buffer& all : sample_jobs()) {
+        constexpr int32_t kWide = 30000;
+        if (find_summary(all).pages[0].width > kWide) continue;
+        for (const double dots : {61.0, 40.0}) {
+            const Drawn whole(all, dots);
+            for (const uint64_t rows : {17, 100}) {
+                const auto width = static_cast<uint64_t>(whole.width());
+                const Drawn banded(all, dots, rows * width * 16);
+                EXPECT_LE(banded.difference(whole), kNear) << dots << " dots, " << rows << " rows";
+            }
+            EXPECT_THROW(Drawn(all, dots, 15 * 16), std::runtime_error);
+        }
+    }
 }
 
 TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {

@@ -46,7 +46,9 @@ TEST(Options, OfThePrintHost) {
 }
 
 TEST(Options, OfTheReader) {
-    const kvjob::Options drawn = parsed(kvjob::describe, {"render", "text", "-r", "72.5", "-o", "p-%d.png"});
+    const kvjob::Options drawn =
+        parsed(kvjob::describe, {"render", "text", "-r", "72.5", "--memory", "64M", "-o", "p-%d.png"});
+    EXPECT_EQ(drawn.render.memory, 64u << 20);
     EXPECT_EQ(drawn.command + " " + drawn.jobs[0] + " " + drawn.render.output, "render text p-%d.png");
     EXPECT_EQ(drawn.render.dots_per_inch, 72.5);
     EXPECT_EQ(parsed(kvjob::describe, {"dump", "--json", "--page", "2", "a.kv"}).page, 2u);

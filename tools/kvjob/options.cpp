@@ -126,6 +126,14 @@ void describe_render(CLI::App& app, Options& options) {
             options.render.dots_per_inch = kv::cli::parse_real(text, "--resolution", kLeast, kMost);
         },
         "dots per inch: of pictures (150), or of what must be pixels in a PDF file (300)");
+    add_value(
+        render, "--memory", "BYTES",
+        [&](const std::string& text) {
+            constexpr uint64_t kFewest = 1 << 20;
+            options.render.memory = kv::cli::parse_bytes(text, "--memory");
+            if (options.render.memory < kFewest) throw kv::cli::UsageError("--memory: at least 1M");
+        },
+        "what a page's pixels may take (256M); larger pages are drawn in bands");
     add_pages(render, options.render.pages, "what to draw, in this order");
     add_examples(render, {"kvjob render -o page-%03d.png report.kv",
                           "kvjob render -r 300 --pages 2-,1 -o report.pdf report.kv"});

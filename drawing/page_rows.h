@@ -1,0 +1,41 @@
+#pragma once
+// Pages as rows of pixels, drawn in bands so that memory does not grow with the resolution.
+
+#include <functional>
+
+#include "drawing/page_painter.h"
+#include "drawing/raster_canvas.h"
+#include "reader/index.h"
+
+namespace kvjob {
+
+// What draws a job's pages; each thread has its own.
+class JobPainter {
+public:
+    JobPainter(const JobMap& map, int resolution, BrushTable::Drawing drawing, Reports& reports)
+        : fonts_(map), texts_(fonts_), brushes_(map, resolution, drawing), painter_(map, brushes_, texts_, reports) {}
+
+    void paint(size_t page, Canvas& canvas) { painter_.paint(page, canvas); }
+
+private:
+    FontStore fonts_;
+    TextPainter texts_;
+    BrushTable brushes_;
+    PagePainter painter_;
+};
+
+// Bytes that the canvas of one page may take, with the layers that drawing needs beside it.
+inline constexpr uint64_t kCanvasMemory = 256 << 20;
+inline constexpr uint64_t kBytesPerPixel = 16;  // 4 of the page, 12 at most of layers
+
+// Where a page lies at so many output units a device pixel. Throws std::runtime_error for a page without area.
+Placement place_page(const IndexedPage& page, double scale);
+
+// Calls sink for every row from the top, 0x??RRGGBB pixels. The page is played once for each band. Throws
+// std::runtime_error for a page that is wider than cairo's images, higher than four of them, larger than 2^31 pixels,
+// or of which the memory does not hold 16 rows.
+using PixelRow = std::span<const uint32_t>;
+void draw_rows(JobPainter& painter, size_t page, const Placement& place, uint64_t memory,
+               const std::function<void(PixelRow row)>& sink);
+
+}  // namespace kvjob
