@@ -36,6 +36,7 @@ target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/host/machine
 
 include(cmake/tools.cmake)
 add_library(kv_output STATIC tools/common/output_file.cpp)
+add_subdirectory(library)
 add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
 add_subdirectory(tools/kvdisp12)
@@ -83,6 +84,9 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test
 kv_tests(engine kv_test_common)
 kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
+kv_tests(library kvjob_library kv_test_common)
+target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}/docs" KV_BUILD_DIR="${CMAKE_BINARY_DIR}"
+  KV_CMAKE="${CMAKE_COMMAND}" KV_CXX="${CMAKE_CXX_COMPILER}")
 kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)

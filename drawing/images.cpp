@@ -62,107 +62,97 @@ void write_picture(const Picture& picture, Output& out) {
     }
 }
 
-class Extractor {
-public:
-    Extractor(Bytes file, const OpenOutput& open, Reports& reports) : file_(file), open_(open), reports_(reports) {}
+// Alpha of a pixel's own is premultiplied.
+void write_blended(const Picture& picture, const Image& image, Output& target) {
+    constexpr uint32_t kPerPixel = 0x01000000;
+    if (picture.indexed() || picture.dib().depth != 32 || !(image.blend & kPerPixel)) {
+        return write_picture(picture, target);
+    }
+    write_colours(picture, target, PngFormat::Rgba, unmultiplied);
+}
 
-    size_t run() {
-        expect_magic(file_);
-        for (uint64_t at = kMagicSize; at < file_.size();) {
-            const Record record = read_record(file_, at);
-            at = record.end(file_.data());
-            if (record.type == 5 || record.type == 44) ++page_;
-            take(record);
+void write_transparent(const Picture& picture, const Image& image, Output& target) {
+    const auto& [red, green, blue, flags] = image.colour;
+    const auto key = static_cast<uint32_t>(red << 16 | green << 8 | blue);
+    write_colours(picture, target, PngFormat::Rgba,
+                  [&](uint32_t c) { return picture.is_key(c, key) ? c & ~kOpaque : c | kOpaque; });
+}
+
+void write_found(const FoundImage& found, Output& target) {
+    const Picture& picture = found.picture;
+    const Body body = type_info(found.record.type).body;
+    if (found.kind == ImageKind::Mask && picture.indexed() && picture.dib().depth == 1) {
+        return write_indexed(picture, target, PngFormat::Grey);
+    }
+    if (body == Body::AlphaBlend) return write_blended(picture, *found.image, target);
+    if (body == Body::Transparent) return write_transparent(picture, *found.image, target);
+    write_picture(picture, target);
+}
+
+std::string file_name(const FoundImage& found, const char* extension) {
+    char name[64];
+    std::snprintf(name, sizeof name, "page%04u-%08llX-%s.%s", found.page,
+                  static_cast<unsigned long long>(found.record.offset), name_of(found.kind), extension);
+    return name;
+}
+
+// The bitmaps of one record.
+void visit_record(uint32_t page, const Record& record, Bytes body,
+                  const std::function<void(const FoundImage&)>& visit) {
+    constexpr uint32_t kPattern = 5;
+    if (type_info(record.type).body == Body::Brush) {
+        const Brush brush = read_brush(body);
+        if (brush.kind == kPattern) {
+            visit({page, record, ImageKind::Pattern, Picture::of_bitmap(brush.bitmap), nullptr});
         }
-        return images_;
+        return;
     }
-
-private:
-    void take(const Record& record) {
-        const TypeInfo& info = type_info(record.type);
-        if (!info.marks && info.body != Body::Brush) return;
-        try {
-            const Bytes body = body_of(record, buffer_);
-            if (info.body == Body::Brush) {
-                take_brush(record, read_brush(body));
-            } else {
-                take_image(record, read_image(record.type, body));
-            }
-        } catch (const BodyFault& fault) {
-            reports_.add(record.offset, info.name, fault.what());
-        }
+    const Image image = read_image(record.type, body);
+    visit({page, record, ImageKind::Image, Picture::of(record, image), &image});
+    if (type_info(record.type).body == Body::Masked) {
+        visit({page, record, ImageKind::Mask, Picture::mask_of(image), &image});
     }
-
-    void take_brush(const Record& record, const Brush& brush) {
-        constexpr uint32_t kPattern = 5;
-        if (brush.kind != kPattern) return;
-        write_picture(Picture::of_bitmap(brush.bitmap), *open(record, "pattern.png"));
-        ++images_;
-    }
-
-    void take_image(const Record& record, const Image& image) {
-        const Picture picture = Picture::of(record, image);
-        const std::unique_ptr<Output> target = open(record, "image.png");
-        switch (type_info(record.type).body) {
-            case Body::AlphaBlend:
-                write_blended(picture, image, *target);
-                break;
-            case Body::Transparent:
-                write_transparent(picture, image, *target);
-                break;
-            default:
-                write_picture(picture, *target);
-        }
-        if (type_info(record.type).body == Body::Masked) {
-            const Picture mask = Picture::mask_of(image);
-            const bool plain = mask.indexed() && mask.dib().depth == 1;
-            const std::unique_ptr<Output> out = open(record, "mask.png");
-            plain ? write_indexed(mask, *out, PngFormat::Grey) : write_picture(mask, *out);
-        }
-        if (picture.is_jpeg()) store(picture.jpeg(), *open(record, "image.jpg"));
-        ++images_;
-    }
-
-    // Alpha of a pixel's own is premultiplied.
-    void write_blended(const Picture& picture, const Image& image, Output& target) {
-        constexpr uint32_t kPerPixel = 0x01000000;
-        if (picture.indexed() || picture.dib().depth != 32 || !(image.blend & kPerPixel)) {
-            return write_picture(picture, target);
-        }
-        write_colours(picture, target, PngFormat::Rgba, unmultiplied);
-    }
-
-    void write_transparent(const Picture& picture, const Image& image, Output& target) {
-        const auto& [red, green, blue, flags] = image.colour;
-        const auto key = static_cast<uint32_t>(red << 16 | green << 8 | blue);
-        write_colours(picture, target, PngFormat::Rgba,
-                      [&](uint32_t c) { return picture.is_key(c, key) ? c & ~kOpaque : c | kOpaque; });
-    }
-
-    static void store(Bytes bytes, Output& target) {
-        target.write(bytes);
-        target.finish();
-    }
-
-    std::unique_ptr<Output> open(const Record& record, const char* what) const {
-        char name[64];
-        std::snprintf(name, sizeof name, "page%04u-%08llX-%s", page_, static_cast<unsigned long long>(record.offset),
-                      what);
-        return open_(name);
-    }
-
-    Bytes file_;
-    const OpenOutput& open_;
-    uint32_t page_ = 0;
-    std::vector<uint8_t> buffer_;
-    Reports& reports_;
-    size_t images_ = 0;
-};
+}
 
 }  // namespace
 
+const char* name_of(ImageKind kind) {
+    return kind == ImageKind::Image ? "image" : kind == ImageKind::Mask ? "mask" : "pattern";
+}
+
+void for_each_image(Bytes file, const std::function<void(const FoundImage&)>& visit, Reports& reports) {
+    expect_magic(file);
+    uint32_t page = 0;
+    std::vector<uint8_t> buffer;
+    for (uint64_t at = kMagicSize; at < file.size();) {
+        const Record record = read_record(file, at);
+        at = record.end(file.data());
+        if (record.type == 5 || record.type == 44) ++page;
+        const TypeInfo& info = type_info(record.type);
+        if (!info.marks && info.body != Body::Brush) continue;
+        try {
+            visit_record(page, record, body_of(record, buffer), visit);
+        } catch (const BodyFault& fault) {
+            reports.add(record.offset, info.name, fault.what());
+        }
+    }
+}
+
 size_t extract_images(Bytes file, const OpenOutput& open, Reports& reports) {
-    return Extractor(file, open, reports).run();
+    size_t images = 0;
+    for_each_image(
+        file,
+        [&](const FoundImage& found) {
+            write_found(found, *open(file_name(found, "png")));
+            if (found.picture.is_jpeg()) {
+                const std::unique_ptr<Output> stream = open(file_name(found, "jpg"));
+                stream->write(found.picture.jpeg());
+                stream->finish();
+            }
+            if (found.kind != ImageKind::Mask) ++images;
+        },
+        reports);
+    return images;
 }
 
 }  // namespace kvjob
