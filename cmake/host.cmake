@@ -86,7 +86,8 @@ kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
 kv_tests(library kvjob_library kv_test_common)
 target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}/docs" KV_BUILD_DIR="${CMAKE_BINARY_DIR}"
-  KV_CMAKE="${CMAKE_COMMAND}" KV_CXX="${CMAKE_CXX_COMPILER}")
+  KV_CMAKE="${CMAKE_COMMAND}" KV_CXX="${CMAKE_CXX_COMPILER}"
+  KV_FLAGS="$<$<BOOL:${KV_SANITIZE}>:-fsanitize=address$<COMMA>undefined>")  # as the library that they link with
 kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)

@@ -99,14 +99,15 @@ TEST(LibraryTest, ProgramsBuildAgainstTheInstalledLibrary) {
     const std::string docs = KV_DOCS_DIR "/example";
     shell(KV_CMAKE " --install " KV_BUILD_DIR " --component library --prefix \"$PWD/tree\"");
     shell(KV_CMAKE " -S " + docs +
-          " -B built -DCMAKE_PREFIX_PATH=\"$PWD/tree\" -DCMAKE_CXX_COMPILER=" KV_CXX
-          " -DCMAKE_CXX_FLAGS=\"$KV_FLAGS\" && " KV_CMAKE " --build built");
+          " -B built -DCMAKE_PREFIX_PATH=\"$PWD/tree\" -DCMAKE_CXX_COMPILER=" KV_CXX " -DCMAKE_CXX_FLAGS=\"" KV_FLAGS
+          "\" && " KV_CMAKE " --build built");
     shell("./built/example job.kv page.ppm && test \"$(head -c 2 page.ppm)\" = P6");
     const std::string said =
         "title: Title\npages: 2\npage 1: 3 records\npage 2: 4 records\nAB\n"
         "font: 60 pixels, in the job\nimage: 2 x 1, ";
     EXPECT_EQ(folder.read("said").substr(0, said.size()), said);
-    shell("export PKG_CONFIG_PATH=$(dirname $(find \"$PWD/tree\" -name kvjob.pc)); " KV_CXX " -std=c++20 $KV_FLAGS " +
+    shell("export PKG_CONFIG_PATH=$(dirname $(find \"$PWD/tree\" -name kvjob.pc)); " KV_CXX " -std=c++20 " KV_FLAGS
+          " " +
           docs +
           "/example.cpp $(pkg-config --cflags --libs kvjob) -o other && "
           "LD_LIBRARY_PATH=$PKG_CONFIG_PATH/.. ./other job.kv other.ppm && cmp page.ppm other.ppm");
