@@ -161,5 +161,7 @@ const std::vector<Message>& messages();
 void set_messages_quiet(bool quiet);
 // Called while a message is open.
 void set_while_message_open(std::function<void()> call);
+// Puts a message of the window system (WM_*) into the queue of PeekMessageW.
+void post_message(uint32_t message);
 
 }  // namespace kv::host

@@ -30,6 +30,11 @@ Messages& state() {
 const std::vector<Message>& messages() { return state().shown; }
 void set_messages_quiet(bool quiet) { state().quiet = quiet; }
 void set_while_message_open(std::function<void()> call) { state().while_open = std::move(call); }
+void post_message(uint32_t message) {
+    MSG posted = {};
+    posted.message = message;
+    state().queue.push_back(posted);
+}
 void reset_messages() { state() = Messages{}; }
 
 }  // namespace kv::host

@@ -186,8 +186,14 @@ TEST_F(ChannelTest, RetriesABusyPipe) {
     ASSERT_NE(other_client, INVALID_HANDLE_VALUE);
     EXPECT_FALSE(print());
     EXPECT_GT(virtual_time(), 30000u);
+    EXPECT_LT(virtual_time(), 32000u);
     EXPECT_EQ(messages(), std::vector{kCannotLaunch});
     EXPECT_TRUE(temporary_files().empty());
+
+    const DWORD start = virtual_time();
+    EXPECT_EQ(OpenDispatcherPipe(name, 1000), nullptr);  // in quarters, and one may begin before the end
+    EXPECT_GT(virtual_time() - start, 1000u);
+    EXPECT_LE(virtual_time() - start, 1250u);
 
     host::at_virtual_time(20000, [&] {
         CloseHandle(other_client);

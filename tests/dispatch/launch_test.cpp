@@ -162,6 +162,8 @@ TEST_F(LaunchTest, WaitsForAProcess) {
     host::use_virtual_clock(0);
     host::map_file(u"C:\\tools\\sleep.exe", "/bin/sleep");
     options.timeout = 10000;
+    constexpr uint32_t kUserMessage = 0x0400;
+    host::at_virtual_time(4000, [] { host::post_message(kUserMessage); });  // a message is no reason to stop waiting
     ASSERT_TRUE(RunProcess(u"C:\\tools\\sleep.exe 0.2", options, &code));
     EXPECT_EQ(code, DWORD{STILL_ACTIVE});
     EXPECT_EQ(GetTickCount(), 10000u);

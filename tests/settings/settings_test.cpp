@@ -102,6 +102,8 @@ TEST_F(SettingsTest, StartsFromTheDefaults) {
     EXPECT_EQ(Text(mode.dmDeviceName), u"a printer with a very long name");
     InitDefaultDevMode(u"\\\\server", mode);
     EXPECT_EQ(mode.dmDeviceName[0], 0);
+    EXPECT_EQ(mode.dmSpecVersion, 0x0401);
+    EXPECT_EQ(mode.dmDriverVersion, 0x0C04);
     EXPECT_EQ(mode.dmFields, 0x00076E03u);
     EXPECT_EQ(Text(mode.dmFormName), u"A4");
     EXPECT_STREQ(mode.kv.application, "host");

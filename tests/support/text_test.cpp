@@ -1,5 +1,7 @@
 #include "support/text.h"
 
+#include <set>
+
 #include "support/message.h"
 #include "support/os_level.h"
 #include "support/paths.h"
@@ -78,6 +80,11 @@ TEST_F(TextTest, KeepsDoubleByteCharactersWhole) {
     EXPECT_EQ(copy_ansi(out, sizeof out, "a\x82\xA0\x82\xA2", 5), 3u);
     EXPECT_STREQ(out, "a\x82\xA0");
     EXPECT_EQ(to_ansi(out, 3, u"\u3042\u3044"), 2u);
+    for (const WCHAR* nothing : {static_cast<const WCHAR*>(nullptr), u""}) {
+        out[0] = 'x';
+        EXPECT_EQ(to_ansi(out, sizeof out, nothing), 0u);
+        EXPECT_STREQ(out, "");
+    }
     WCHAR wide[2];
     EXPECT_EQ(to_wide(wide, 2, "\x82\xA0\x82\xA2"), 1u);
     EXPECT_EQ(wide[0], 0x3042);
@@ -133,6 +140,36 @@ TEST_F(OsLevelTest, ClassifiesVersions) {
     EXPECT_EQ(GetOsLevel(), 0);
 }
 
+// What a workstation's libraries may still know better.
+DWORD product = 0, os_kind = 0;
+BOOL WINAPI product_info(DWORD major, DWORD minor, DWORD, DWORD, DWORD* type) {
+    *type = product;
+    return major == 6 && minor == 3;
+}
+BOOL WINAPI is_os(DWORD kind) { return kind == os_kind; }
+
+TEST_F(OsLevelTest, KnowsServersByEditionAndByTheShell) {
+    auto address = [](auto* function) { return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function)); };
+    host::Module kernel, shell;
+    kernel.path = u"C:\\Windows\\System32\\kernel32.dll";
+    kernel.functions["GetProductInfo"] = address(&product_info);
+    shell.path = u"C:\\Windows\\System32\\shlwapi.dll";
+    shell.functions["#437"] = address(&is_os);
+    host::register_module(kernel);
+    host::register_module(shell);
+    const std::set<DWORD> editions = {7,  8,  9,  10, 12,  13,  14,  15,  17,  18,  19,  20,  21,  22,  23,  24, 25,
+                                      29, 30, 31, 32, 33,  34,  35,  36,  37,  38,  39,  40,  41,  42,  43,  44, 45,
+                                      46, 50, 51, 52, 53,  54,  55,  56,  57,  59,  60,  61,  62,  63,  64,  76, 77,
+                                      79, 80, 95, 96, 109, 110, 143, 144, 145, 146, 147, 148, 159, 160, 168, 169};
+    const std::set<DWORD> kinds = {9, 10, 22, 23, 29, 31, 32};
+    for (DWORD number = 0; number < 256; ++number) {
+        product = number, os_kind = 0xFFFFFFFF;
+        EXPECT_EQ(IsServerOs(), editions.contains(number)) << number;
+        product = 0, os_kind = number;
+        EXPECT_EQ(IsServerOs(), kinds.contains(number)) << number;
+    }
+}
+
 constexpr const WCHAR* kKey = u"Software\\Velmora Software\\Karvo12";
 
 TEST_F(RegKeyTest, CreatesMachineKeysAtHighIntegrityOnly) {
@@ -143,6 +180,14 @@ TEST_F(RegKeyTest, CreatesMachineKeysAtHighIntegrityOnly) {
     host::machine().integrity = 0x3000;
     EXPECT_TRUE(create_product_key(key, HKEY_LOCAL_MACHINE));
     EXPECT_TRUE(host::registry_key_exists(HKEY_LOCAL_MACHINE, kKey));
+}
+
+TEST_F(RegKeyTest, AsksForNoViewWhereTheProcessorHasOne) {
+    host::set_registry_string(HKEY_LOCAL_MACHINE, u"Software\\WOW6432Node\\Only", u"there", u"x");
+    CRegKey key;
+    EXPECT_TRUE(key.Open(KEY_READ | KEY_WOW64_32KEY, HKEY_LOCAL_MACHINE, u"Software\\Only"));
+    process_state().processor = PROCESSOR_ARCHITECTURE_INTEL;
+    EXPECT_FALSE(key.Open(KEY_READ | KEY_WOW64_32KEY, HKEY_LOCAL_MACHINE, u"Software\\Only"));
 }
 
 TEST_F(RegKeyTest, ReadsAndWritesTypedValues) {
