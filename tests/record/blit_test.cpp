@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <functional>
 #include <span>
 
 #include "image/encoding.h"
@@ -408,6 +409,61 @@ TEST_F(BlitTest, FailuresAndMissingPointers) {
     EXPECT_FALSE(device->copy_bits(deep, nullptr, nullptr, rect, at));
     EXPECT_TRUE(device->end_document());
     EXPECT_TRUE(job().empty());
+}
+
+// A drawing that succeeds is in the job whole; the one that does not is told at once, and nothing is sent.
+TEST_F(BlitTest, EveryDrawingAnswersForWhatFails) {
+    const RECTL place = {0, 0, 64, 64};
+    const POINTL at = {0, 0};
+    Bitmap deep(BMF_24BPP, 64, 64), indexed(BMF_8BPP, 64, 64), alpha(BMF_32BPP, 64, 64), mask(BMF_1BPP, 64, 64);
+    Translation table(grays(256));
+    Clip clip = Clip::rectangle({0, 0, 60, 60});
+    const struct {
+        WORD compression;
+        std::function<BOOL()> draw;
+    } cases[] = {
+        {0x00, [&] { return device->copy_bits(deep, &clip, nullptr, place, at); }},
+        {0x01, [&] { return device->copy_bits(deep, &clip, nullptr, place, at); }},
+        {0x08, [&] { return device->copy_bits(indexed, &clip, &table, place, at); }},
+        {0x10, [&] { return device->copy_bits(deep, &clip, nullptr, place, at); }},
+        {0x00,
+         [&] {
+             return device->alpha_blend(alpha, &clip, nullptr, place, place, {0, 0, 255, AC_SRC_ALPHA});
+         }},
+        {0x08, [&] { return device->transparent_blt(indexed, &clip, &table, place, place, 31); }},
+        {0x00, [&] { return device->bit_blt(&deep, &mask, &clip, nullptr, place, &at, nullptr, 0xAACC); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        close_device();
+        set_private(c.compression);
+        const Bytes whole = print(c.draw);
+        auto draw = [&](bool has_room) {
+            const BOOL answer = c.draw();
+            EXPECT_EQ(pdevice().failed == 0, answer != FALSE);
+            EXPECT_TRUE(has_room || !answer);
+            const bool failing = !host::failed_function().empty();
+            host::clear_failures();
+            host::printer(printer).output.clear();
+            EXPECT_EQ(device->send_page(), answer);
+            device->end_document();
+            EXPECT_EQ(to_hex(job().empty() ? Bytes() : page_records()), to_hex(answer ? whole : Bytes()));
+            return failing;
+        };
+        for (DWORD room : {4u, 40u}) {  // not for the clip, not for the pixels
+            start_page();
+            pdevice().position = 0x7FFFFFFF - room;
+            draw(false);
+        }
+        for (host::CallKind kind : {host::CallKind::Allocation, host::CallKind::File}) {
+            bool failing = true;
+            for (uint64_t call = 1; failing && !HasFailure(); ++call) {
+                start_page();
+                host::fail_call(kind, call);
+                failing = draw(true);
+            }
+        }
+    }
 }
 
 TEST_F(BlitTest, NoJobGrowsBeyondItsPositions) {
