@@ -413,9 +413,12 @@ TEST_F(BlitTest, FailuresAndMissingPointers) {
 
 // A drawing that succeeds is in the job whole; the one that does not is told at once, and nothing is sent.
 TEST_F(BlitTest, EveryDrawingAnswersForWhatFails) {
-    const RECTL place = {0, 0, 64, 64};
+    constexpr LONG kSide = 104;  // an image of 24 bits all but fills the file's buffer, and its mask does
+    const RECTL place = {0, 0, kSide, kSide};
     const POINTL at = {0, 0};
-    Bitmap deep(BMF_24BPP, 64, 64), indexed(BMF_8BPP, 64, 64), alpha(BMF_32BPP, 64, 64), mask(BMF_1BPP, 64, 64);
+    Bitmap deep(BMF_24BPP, kSide, kSide), indexed(BMF_8BPP, kSide, kSide), alpha(BMF_32BPP, kSide, kSide),
+        mask(BMF_1BPP, kSide, kSide);
+    for (LONG i = 0; i < kSide * kSide; ++i) indexed.set_pixel(i % kSide, i / kSide, static_cast<ULONG>(i % 251));
     Translation table(grays(256));
     Clip clip = Clip::rectangle({0, 0, 60, 60});
     const struct {
