@@ -19,6 +19,7 @@ enum : DWORD {
     PIPE_READMODE_MESSAGE = 2,
     PIPE_TYPE_MESSAGE = 4,
     PIPE_WAIT = 0,
+    PIPE_REJECT_REMOTE_CLIENTS = 8,
     PIPE_UNLIMITED_INSTANCES = 255,
 };
 
@@ -74,6 +75,9 @@ HANDLE CreateNamedPipeW(LPCWSTR name, DWORD open_mode, DWORD pipe_mode, DWORD in
                         DWORD default_timeout, SECURITY_ATTRIBUTES* security);
 BOOL ConnectNamedPipe(HANDLE pipe, void* overlapped);
 BOOL DisconnectNamedPipe(HANDLE pipe);
+// Of a pipe's server: the process of the client, and what of its next message has come.
+BOOL GetNamedPipeClientProcessId(HANDLE pipe, ULONG* process);
+BOOL PeekNamedPipe(HANDLE pipe, LPVOID buffer, DWORD bytes, LPDWORD read, LPDWORD available, LPDWORD left);
 
 // Milliseconds of the clock of control.h: the host's monotonic clock, or the virtual one.
 DWORD GetTickCount();
