@@ -31,8 +31,11 @@ kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontco
 set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
 pkg_check_modules(HARFBUZZ REQUIRED IMPORTED_TARGET harfbuzz-subset)
 kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig PkgConfig::HARFBUZZ Freetype::Freetype ${MUPDF})
-kv_module(dispatcher LINKS kv_dispatch)
-target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/host/machine.cpp)
+find_package(SQLite3 REQUIRED)
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+kv_module(dispatcher LINKS kv_dispatch SQLite::SQLite3 PkgConfig::SYSTEMD)
+file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/dispatcher/host/*.cpp)
+target_sources(kv_dispatcher PRIVATE ${sources})
 
 include(cmake/tools.cmake)
 add_library(kv_output STATIC tools/common/output_file.cpp)

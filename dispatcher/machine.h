@@ -1,20 +1,55 @@
 #pragma once
-// What differs between the systems that the dispatcher runs on.
+// What differs between the systems that the dispatcher runs on, beside files.h.
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "dispatcher/log.h"
 #include "dispatcher/text.h"
 
 namespace kvdisp12 {
 
-// Makes this process part of the user's machine: the paths that clients name mean the same files here.
+// Makes this process part of the user's machine: the paths that clients name mean the same files here. Files that it
+// makes are this user's alone. To be called before there is another thread.
 void join_machine();
+// Calls that, from another thread, when the process is told to end or the user's session ends.
+void at_end_of_session(std::function<void()> call);
+// Ends the process without regard to threads that still wait for clients.
+[[noreturn]] void end_process(int exit_code);
+
 // The arguments of this process without its name, in UTF-8.
 std::vector<std::string> command_line(int argc, char** argv);
-// The folder of the outbox and the log where no other is given; it exists.
+// The folder of the state, the outbox and the log where no other is given; it exists.
 std::string default_folder();
-// The system interface's path of a path of the command line.
-Text system_path(const std::string& path);
+// The file of settings where no other is given: this user's, or else the machine's.
+std::string settings_file();
+// What stands for %u in a folder's name: the user's id, as the system writes it.
+std::string user_id();
+std::string user_name();
+// A full path of a path of the command line.
+std::string full_path(const std::string& path);
+// Where applications' jobs are made: the temporary folders of this user and the system's.
+std::vector<std::string> temporary_folders();
+// The path by which a client would name a file of the system.
+Text client_path(const std::string& native);
+
+// Where the log goes: to the file that was named; or else to the system's journal where one runs, or to the default
+// file. On Windows errors go into the event log as well.
+std::vector<std::unique_ptr<LogSink>> log_sinks(const std::string& named_file, const std::string& default_file);
+
+// Who is at the other end of a pipe.
+struct Client {
+    DWORD process = 0;
+    bool trusted = false;  // this user, or the system
+    bool system = false;
+};
+Client client_of(HANDLE pipe);
+// Who may open the pipe; null where the system looks after that.
+SECURITY_ATTRIBUTES* pipe_security();
+
+// The job that can be had of a damaged one, written by another program; false where there is none.
+bool recover_job(const std::string& damaged, const std::string& recovered);
 
 }  // namespace kvdisp12
