@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
-#include <utility>
 
 #include "image/mono_rows.h"
+#include "image/mono_writer.h"
 #include "image/prepare.h"
 #include "support/memory.h"
 
@@ -47,8 +47,8 @@ DWORD darker_index(const DibView& dib) {
     return brightness(dib.color(1)) >= brightness(dib.color(0)) ? 0 : 1;
 }
 
-// The samples of a row: one byte each of gray, or of what a 1-bit pixel weighs, or a pixel's blue, green, red and
-// fourth byte.
+// The samples of a row: one byte each of gray, or a pixel's blue, green, red and fourth byte, or of 1-bit pixels one
+// plane of MonoRows after another.
 class SampleRows {
 public:
     BOOL open(const DibView& source, Alpha alpha) {
@@ -60,15 +60,20 @@ public:
     }
     // Room for a row that has to be converted.
     BOOL alloc() {
-        if (mono_ && !weights_.open(pixels_, dark_)) return FALSE;
-        return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8, kQuietly);
+        if (mono_ && !mono_rows_.open(pixels_, dark_)) return FALSE;
+        return is_stored() || buffer_.alloc(samples(), kQuietly);
     }
 
     bool mono() const { return mono_; }
     bool gray() const { return gray_; }
     DWORD dark() const { return dark_; }
-    bool is_halftone(DWORD x, DWORD row) const { return weights_.is_halftone(x, row); }
+    // At exactly 2 to 1 a diagonal line can touch all its output pixels with one pixel each, two side by side: only
+    // the one that has it in its first row is to become dark.
+    void set_halved() { halved_ = true; }
     DWORD channels() const { return mono_ || gray_ ? 1 : pixels_.is_stored_bgr() ? 3 : 4; }
+    size_t samples() const {
+        return mono_ ? size_t{mono_rows_.plane_size()} * MonoRows::kPlanes : size_t{width()} * channels();
+    }
     DWORD width() const { return pixels_.width(); }
     DWORD rows() const { return pixels_.rows(); }
     // Valid until the next call.
@@ -84,15 +89,15 @@ private:
     void convert(DWORD index);
 
     PixelReader pixels_;
-    bool mono_ = false, gray_ = false;
+    bool mono_ = false, gray_ = false, halved_ = false;
     DWORD dark_ = 0;  // index
-    MonoRows weights_;
+    MonoRows mono_rows_;
     HeapArray<BYTE> buffer_;
     DWORD converted_ = ~0u;
 };
 
 void SampleRows::convert(DWORD index) {
-    if (mono_) return weights_.weigh(index, buffer_.get());
+    if (mono_) return mono_rows_.read(index, !halved_ || index % 2 == 0, buffer_.get());
     pixels_.read(index, 0, pixels_.width(), reinterpret_cast<DWORD*>(buffer_.get()));
 }
 
@@ -136,6 +141,7 @@ public:
     Averager(SampleRows& rows, PackedDib& result)
         : rows_(rows),
           result_(result),
+          mono_(result),
           width_(static_cast<DWORD>(result.header().biWidth)),
           height_(static_cast<DWORD>(result.header().biHeight)),
           scale_(rows.mono() ? kMonoScale : kColorScale) {}
@@ -150,20 +156,18 @@ private:
     void sum_rows(const Span& span);
     BYTE mean(Total sum, DWORD column_weight) const;
     template <int channels>
-    void sum_columns(const Span& span, Total (&totals)[channels]) const;
+    void sum_columns(const Span& span, Total (&totals)[channels], size_t plane = 0) const;
     template <int channels>
     void write_means(BYTE* to) const;
-    void write_mono(BYTE* to, DWORD source_row);
-    bool is_dark(Total dark, const Span& span, DWORD source_row, DWORD at);
+    void write_mono();
 
     SampleRows& rows_;
     PackedDib& result_;
+    MonoWriter mono_;
     const DWORD width_, height_, scale_;
     HeapArray<Span> columns_;
     HeapArray<Sum> sums_;  // and a pixel of zeros behind the last
     DWORD row_weight_ = 0, least_column_weight_ = 0;
-    HeapArray<int>
-        errors_;  // of 1-bit pixels, in 256ths of a pixel: this row's and, in two more columns, the next one's
     // Rounding of each span's ends moves its weight by less than 1 from the exact one: three values at most.
     Rounder rounders_[3] = {};
 };
@@ -181,7 +185,7 @@ BOOL Averager<Sum>::plan_columns() {
 
 template <class Sum>
 void Averager<Sum>::sum_rows(const Span& span) {
-    const size_t count = size_t{rows_.width()} * rows_.channels();
+    const size_t count = rows_.samples();
     set_sums<Sum>(sums_.get(), rows_.row(span.first), count, span.near_weight);
     for (DWORD i = 1; i <= span.whole; ++i) {
         add_to_sums<Sum>(sums_.get(), rows_.row(span.first + i), count, static_cast<Sum>(scale_));
@@ -205,8 +209,8 @@ BYTE Averager<Sum>::mean(Total sum, DWORD column_weight) const {
 
 template <class Sum>
 template <int channels>
-void Averager<Sum>::sum_columns(const Span& span, Total (&totals)[channels]) const {
-    const Sum* at = sums_.get() + size_t{span.first} * channels;
+void Averager<Sum>::sum_columns(const Span& span, Total (&totals)[channels], size_t plane) const {
+    const Sum* at = sums_.get() + plane + size_t{span.first} * channels;
     Total whole[channels] = {};
     for (int c = 0; c < channels; ++c) totals[c] = Total{at[c]} * span.near_weight;
     for (DWORD i = 0; i < span.whole; ++i) {
@@ -229,63 +233,50 @@ void Averager<Sum>::write_means(BYTE* to) const {
     }
 }
 
-// In a drawing a pixel is dark when half of it is, and already when a line of one pixel runs across it. In a halftone
-// what rounding adds or takes away goes on to the pixels around (Floyd and Steinberg's shares), so that darkness stays.
+// What a 1-bit pixel would be in a drawing: dark when half of it is and a stroke touches it, and already when a stroke
+// covers as much of it as a line of one pixel does that runs straight across. A line of one pixel counts twice, so that
+// one that runs between two pixels still darkens one of them, or both.
 template <class Sum>
-bool Averager<Sum>::is_dark(Total dark, const Span& span, DWORD source_row, DWORD at) {
-    const DWORD column_weight = span.total(scale_);
-    const Total all = Total{column_weight} * row_weight_, line = Total{std::min(column_weight, row_weight_)} * scale_;
-    int* here = errors_.get() + at + 1;
-    int* next = here + width_ + 2;
-    const int carried = std::exchange(*here, 0);
-    if (!rows_.is_halftone(span.first + span.whole / 2, source_row))
-        return dark > 0 && (2 * dark >= all || dark >= line);
-    const int value = static_cast<int>(dark * 256 / all) + carried;
-    const bool is_dark = value >= 128;
-    const int error = value - (is_dark ? 256 : 0);
-    const int shares[] = {error * 7 / 16, error * 3 / 16, error * 5 / 16};
-    here[1] += shares[0];
-    next[-1] += shares[1];
-    next[0] += shares[2];
-    next[1] += error - shares[0] - shares[1] - shares[2];
-    return is_dark;
-}
-
-template <class Sum>
-void Averager<Sum>::write_mono(BYTE* to, DWORD source_row) {
-    const DWORD light = 1 - rows_.dark();
-    DWORD byte = 0;
+void Averager<Sum>::write_mono() {
+    const size_t plane = rows_.samples() / MonoRows::kPlanes;
+    MonoWriter::Pixel* pixels = mono_.next_row();
     for (DWORD i = 0; i < width_; ++i) {
-        Total dark[1] = {};
-        sum_columns(columns_[i], dark);
-        byte = byte << 1 | (is_dark(dark[0], columns_[i], source_row, i) ? rows_.dark() : light);
-        if (i % 8 == 7) *to++ = static_cast<BYTE>(byte);
+        const DWORD column_weight = columns_[i].total(scale_);
+        Total sums[MonoRows::kPlanes][1] = {};
+        for (DWORD p = 0; p < MonoRows::kPlanes; ++p) sum_columns(columns_[i], sums[p], p * plane);
+        const Total all = Total{column_weight} * row_weight_, dark = sums[MonoRows::kDark][0],
+                    dots = sums[MonoRows::kDarkDots][0], line = Total{std::min(column_weight, row_weight_)} * scale_;
+        const auto level = [&](Total sum) { return mean(sum * MonoWriter::kFull, column_weight); };
+        pixels[i] = {level(dark), level(dots), level(sums[MonoRows::kLightDots][0]),
+                     dark > dots && (2 * dark >= all || sums[MonoRows::kLine][0] >= line)};
     }
-    if (width_ % 8 != 0) *to = static_cast<BYTE>(byte << (8 - width_ % 8));
-    std::copy_n(errors_.get() + width_ + 2, width_ + 2, errors_.get());
-    std::fill_n(errors_.get() + width_ + 2, width_ + 2, 0);
+    mono_.write_row();
 }
 
 template <class Sum>
 BOOL Averager<Sum>::run() {
     const DWORD channels = rows_.channels();
-    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly)) {
+    if (!rows_.alloc() || !plan_columns() || !sums_.alloc(rows_.samples() + channels, kQuietly)) {
         return FALSE;
     }
-    if (rows_.mono() && !errors_.alloc(2 * (size_t{width_} + 2), kQuietly)) return FALSE;
+    if (rows_.mono()) {
+        if (!mono_.open(rows_.dark())) return FALSE;
+        if (rows_.width() == 2 * width_ && rows_.rows() == 2 * height_) rows_.set_halved();
+    }
     const auto stride = static_cast<size_t>(dib_stride(result_.header()));
     BYTE* to = result_.bits();
     for (DWORD j = 0; j < height_; ++j, to += stride) {
         const Span span = span_of(j, rows_.rows(), height_, scale_);
         sum_rows(span);
         if (rows_.mono()) {
-            write_mono(to, span.first + span.whole / 2);
+            write_mono();
         } else if (channels == 1) {
             write_means<1>(to);
         } else {
             channels == 3 ? write_means<3>(to) : write_means<4>(to);
         }
     }
+    if (rows_.mono()) mono_.finish();
     return TRUE;
 }
 

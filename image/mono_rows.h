@@ -1,43 +1,39 @@
 #pragma once
-// The rows of a 1-bit image for downsampling. In a drawing, lines must not get lost; in a halftone (a picture of
-// scattered dots) darkness counts and nothing else.
+// The rows of a 1-bit image for downsampling: which pixels are dark, and which belong to strokes of their colour.
 
 #include "image/pixels.h"
-#include "support/memory.h"
+#include "image/strokes.h"
 
 namespace kv {
 
 class MonoRows {
 public:
+    // What a row says of each pixel, a byte in each of these planes.
+    enum Plane : DWORD {
+        kDark,       // 1 for a dark pixel
+        kLine,       // 1 for a dark pixel in a stroke, or 2 where the stroke is one pixel wide
+        kDarkDots,   // 1 for a dark pixel in no stroke
+        kLightDots,  // 1 for a light pixel in no stroke
+        kPlanes
+    };
+
     // `dark` is the index of the darker colour. FALSE when memory is out.
     BOOL open(const PixelReader& pixels, DWORD dark);
-    // A byte a pixel: 0 light, 1 dark, 2 dark in a line of one pixel outside halftones. Takes width rounded up to 8.
-    void weigh(DWORD row, BYTE* weights);
-    bool is_halftone(DWORD x, DWORD row) const { return halftone_[tile(x, row)] != 0; }
+    // Of a plane, in bytes: the width rounded up.
+    DWORD plane_size() const { return words_ * 32; }
+    // Fills the planes one after another. `row` is that of the call before, or the next one. Whether lines of one
+    // pixel count twice.
+    void read(DWORD row, bool doubled, BYTE* planes);
 
 private:
-    // Bytes of a row whose dark pixels are ones, with a light byte before and behind.
-    struct DarkRow {
-        HeapArray<BYTE> bytes;
-        DWORD row = ~0u;
-    };
-    const BYTE* dark_row(DWORD row);
-    DWORD row_bytes() const { return (pixels_->width() + 7) / 8; }
-    size_t tile(DWORD x, DWORD row) const { return size_t{row / kTile} * tiles_across_ + x / kTile; }
-    // Of a tile: pixels without a neighbour of their colour, and changes of colour along its rows and columns.
-    struct Texture {
-        DWORD alone, across, down;
-        bool is_halftone(DWORD pixels) const;
-    };
-    void add_texture(DWORD row, Texture* textures);
+    void push(DWORD row);
 
-    static constexpr DWORD kTile = 32;  // pixels a side
     const PixelReader* pixels_ = nullptr;
-    BYTE inverted_ = 0;
-    DWORD tiles_across_ = 0;
-    HeapArray<BYTE> halftone_;
-    HeapArray<BYTE> light_;
-    DarkRow dark_[4];
+    DWORD inverted_ = 0;
+    DWORD words_ = 0;
+    DWORD pushed_ = 0;
+    HeapArray<DWORD> rows_;  // a dark and a light one
+    Strokes dark_, light_;
 };
 
 }  // namespace kv

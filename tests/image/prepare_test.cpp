@@ -212,13 +212,13 @@ TEST_F(PrepareTest, DrawingsKeepTheirLines) {
     static const Drawing kDrawings[] = {
         {"half a pixel is dark", [](LONG x, LONG y) { return y < 8 && x >= 3 && x < 8; }, 2, 1, ".xxx...."},
         {"less than half", [](LONG x, LONG y) { return x >= 3 && x < 8 && y >= 1 && y < 5; }, 2, 1,
-         "..xx.... .xxx.... ..xx...."},
+         "..x..... .xxx.... ..x....."},  // dots
         {"a line down, 4 to 1", [](LONG x, LONG) { return x == 6; }, 4, 1, ".x...... .x......"},
         {"a line across, 4 to 1", [](LONG, LONG y) { return y == 5; }, 4, 1, "........ xxxxxxxx ........"},
         {"cut in two, 5 to 2", [](LONG x, LONG) { return x == 12; }, 5, 2, "....xx.. ....xx.."},
         {"a thick line", [](LONG x, LONG) { return x == 7 || x == 8; }, 4, 1, ".xx....."},
         {"a diagonal", [](LONG x, LONG y) { return x == y; }, 2, 1, "x....... .x......"},
-        {"between the pixels", [](LONG x, LONG y) { return x == y + 1; }, 2, 1, "xx...... .xx....."},
+        {"between the pixels", [](LONG x, LONG y) { return x == y + 1; }, 2, 1, "x....... .x......"},
         {"dots do not count as lines", [](LONG x, LONG y) { return x == 9 && y == 9; }, 4, 1,
          "........ ........ ........"},
     };
