@@ -1,6 +1,8 @@
 #include "printhost/canvas.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "engine/region_outline.h"
 #include "printhost/geometry.h"
@@ -10,7 +12,9 @@ namespace kvprint {
 using kv::engine::Bitmap;
 using kv::engine::Brush;
 using kv::engine::Clip;
+using kv::engine::Font;
 using kv::engine::Path;
+using kv::engine::String;
 
 namespace {
 
@@ -39,12 +43,28 @@ ULONG over_white(const Paint& paint) {
     return result;
 }
 
+// Behind the last glyph.
+POINTL end_of(const TextRun& run, Font& font) {
+    const kv::engine::Vector unit = font.to_device(1, 0);
+    const double along = font.advance(run.glyphs.back().glyph) / std::hypot(unit.x, unit.y);
+    const POINTL last = run.origins.back();
+    return {last.x + static_cast<LONG>(std::lround(along * unit.x)),
+            last.y + static_cast<LONG>(std::lround(along * unit.y))};
+}
+
+String string_of(const TextBlock& block) {
+    kv::engine::Placement placement = {block.origins, block.origins.back()};
+    return block.by_character ? String(*block.font, block.characters, std::move(placement))
+                              : String(*block.font, block.indices, std::move(placement));
+}
+
 }  // namespace
 
 Canvas::Canvas(kv::engine::Device& device, Played& played)
     : device_(device),
       played_(played),
-      cover_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)) {
+      cover_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)),
+      texts_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)) {
     clips_.push_back({Region(page_of(device.info())), Clip::everything()});
 }
 
@@ -78,6 +98,7 @@ bool Canvas::make_opaque(Paint& paint, const RECTL& bounds) const {
 void Canvas::fill(Path& path, FLONG options, ULONG colour) {
     const RECTL bounds = pixels_of(path.bounds());
     if (colour == kWhite && is_blank(bounds)) return;
+    settle_text(bounds);
     Brush brush = Brush::solid(colour);
     note(device_.fill(path, current(), brush, options));
     mark(bounds);
@@ -86,6 +107,7 @@ void Canvas::fill(Path& path, FLONG options, ULONG colour) {
 
 void Canvas::fill(const RECTL& rect, ULONG colour) {
     if (colour == kWhite && is_blank(rect)) return;
+    settle_text(rect);
     Brush brush = Brush::solid(colour);
     note(device_.bit_blt(nullptr, nullptr, current(), nullptr, rect, nullptr, &brush, kPatternCopy));
     mark(rect);
@@ -117,22 +139,49 @@ void Canvas::blend(const Region& region, Paint paint) {
 }
 
 void Canvas::stroke(Path& path, const LINEATTRS& line, ULONG colour) {
-    kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
-    Brush brush = Brush::solid(colour);
-    note(device_.stroke(path, current(), &identity, brush, line));
     RECTL bounds = pixels_of(path.bounds());
     const bool geometric = line.fl & LA_GEOMETRIC;
     const float reach = geometric ? line.elWidth.e * std::max(line.eMiterLimit, 1.0f) : 1;
     const LONG around = nearest_pixel(reach) + 1;
-    mark({bounds.left - around, bounds.top - around, bounds.right + around, bounds.bottom + around});
+    bounds = {bounds.left - around, bounds.top - around, bounds.right + around, bounds.bottom + around};
+    settle_text(bounds);
+    kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
+    Brush brush = Brush::solid(colour);
+    note(device_.stroke(path, current(), &identity, brush, line));
+    mark(bounds);
     ++played_.strokes;
 }
 
-void Canvas::draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour) {
-    Brush brush = Brush::solid(colour);
-    note(device_.text_out(text, font, current(), brush));
-    mark(text.rclBkGround);
+void Canvas::draw_text(const TextRun& run, bool level, const std::shared_ptr<Font>& font, ULONG colour) {
+    const RECTL box = kv::engine::line_box(*font, run.origins.front(), end_of(run, *font));
+    mark(box);
     ++played_.texts;
+    if (!texts_.empty() && (*text_clip_ != clip() || !level)) flush_text();
+    if (!level) return draw_block(block_of(run, font, colour, box));
+    if (!texts_.add(run, font, colour, box)) {
+        flush_text();
+        texts_.add(run, font, colour, box);
+    }
+    if (!text_clip_) text_clip_ = clip();
+}
+
+void Canvas::settle_text(const RECTL& rect) {
+    if (texts_.touches(common(rect, clip().bounds()))) flush_text();
+}
+
+void Canvas::flush_text() {
+    if (texts_.empty()) return;
+    push(std::move(*std::exchange(text_clip_, std::nullopt)));
+    for (const TextBlock& block : texts_.take()) draw_block(block);
+    pop();
+}
+
+void Canvas::draw_block(const TextBlock& block) {
+    Brush brush = Brush::solid(block.colour);
+    String text = string_of(block);
+    text.rclBkGround = block.box;
+    if (block.off_baseline) text.flAccel |= SO_DXDY;
+    note(device_.text_out(text, *block.font, current(), brush));
 }
 
 void Canvas::note_image(BOOL result, const RECTL& target) {
@@ -142,16 +191,19 @@ void Canvas::note_image(BOOL result, const RECTL& target) {
 }
 
 void Canvas::draw(const Transfer& image) {
+    settle_text(image.target);
     note_image(device_.stretch_blt(image.bitmap, nullptr, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_masked(const Transfer& image, Bitmap& mask) {
+    settle_text(image.target);
     note_image(device_.stretch_blt(image.bitmap, &mask, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
+    settle_text(image.target);
     Brush brush = Brush::solid(colour);
     note_image(device_.stretch_blt_rop(image.bitmap, nullptr, current(), image.translation, image.target, image.source,
                                        &brush, kPatternWhereBlack),
@@ -159,6 +211,7 @@ void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
 }
 
 void Canvas::blend(const Transfer& image, Alpha kind, float alpha) {
+    settle_text(image.target);
     const BLENDFUNCTION function = {AC_SRC_OVER, 0, byte_of(alpha),
                                     static_cast<BYTE>(kind == Alpha::PerPixel ? AC_SRC_ALPHA : 0)};
     note_image(device_.alpha_blend(image.bitmap, current(), image.translation, image.target, image.source, function),

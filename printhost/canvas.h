@@ -2,6 +2,7 @@
 // The page as the driver is given it: drawing calls under a stack of clips, all in device pixels.
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "printhost/cover.h"
 #include "printhost/letters.h"
 #include "printhost/region.h"
+#include "printhost/text_blocks.h"
 
 namespace kvprint {
 
@@ -60,7 +62,8 @@ public:
     void blend(const Region& region, Paint paint);
     void stroke(kv::engine::Path& path, const LINEATTRS& line, ULONG colour);
 
-    void draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour);
+    // Level text is held back until something else touches it or is clipped otherwise, or until finish().
+    void draw_text(const TextRun& run, bool level, const std::shared_ptr<kv::engine::Font>& font, ULONG colour);
 
     void draw(const Transfer& image);
     // mask: one bit a pixel of the whole bitmap, 1 where it is drawn.
@@ -70,6 +73,9 @@ public:
     // per_pixel: 32-bit pixels with alpha and colours multiplied by it.
     enum class Alpha { Constant, PerPixel };
     void blend(const Transfer& image, Alpha kind, float alpha);
+
+    // After everything of the page.
+    void finish() { flush_text(); }
 
     Played& played() { return played_; }
     // A hook refused a call: the document has failed.
@@ -83,11 +89,17 @@ private:
     kv::engine::Clip* current() { return &clips_.back().clip; }
     void note(BOOL result);
     void mark(const RECTL& rect);
+    // Before anything that is drawn there.
+    void settle_text(const RECTL& rect);
+    void flush_text();
+    void draw_block(const TextBlock& block);
     void note_image(BOOL result, const RECTL& target);
 
     kv::engine::Device& device_;
     Played& played_;
     Cover cover_;
+    TextBlocks texts_;
+    std::optional<Region> text_clip_;  // of what is held
     std::vector<ClipLevel> clips_;
     bool failed_ = false;
 };

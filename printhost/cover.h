@@ -1,6 +1,7 @@
 #pragma once
 // Where a page has been drawn on, to the accuracy of a coarse grid: elsewhere the paper is still white.
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -14,6 +15,7 @@ public:
     Cover(LONG width, LONG height);
 
     void mark(const RECTL& rect);
+    void clear() { std::fill(words_.begin(), words_.end(), Word{0}); }
     // True when nothing that touches the rectangle has been marked. What lies beside the page is always blank.
     bool is_blank(const RECTL& rect) const;
 

@@ -212,6 +212,7 @@ private:
         if (list_) list_->page(number, scale, corner.x, corner.y);
         page.run(player.device(), scale, corner);
         player.finish();
+        canvas.finish();
         if (canvas.failed() || !device_->send_page()) fail("the driver cannot record a page");
         ++played_.pages;
     }

@@ -26,11 +26,13 @@ public:
     // In bands from top to bottom, from left to right in a band.
     std::vector<RECTL> rects() const;
     size_t rect_count() const { return rect_count_; }
+    bool operator==(const Region&) const = default;
 
 private:
     struct Band {
         LONG top, bottom;
         std::vector<Span> spans;
+        bool operator==(const Band&) const = default;
     };
     std::vector<Band> bands_;
     size_t rect_count_ = 0;
