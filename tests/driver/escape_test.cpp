@@ -1,6 +1,7 @@
 // The escapes: what they answer, what they attach, and that none harms a job.
 
 #include <random>
+#include <utility>
 
 #include "support/process_state.h"
 #include "tests/driver/escape_fixture.h"
@@ -35,6 +36,11 @@ TEST_F(EscapeTest, NameTheTechnology) {
             EXPECT_EQ(reinterpret_cast<const char*>(out.data()), text);
         }
     }
+    const UINT code_page = std::exchange(process_state().gui_code_page, 932u);
+    Bytes lead_before = {0x82, 'x'};  // the byte before the buffer is none of the driver's
+    EXPECT_EQ(DrvEscape(device->surface(), GETTECHNOLOGY, 0, nullptr, 1, &lead_before[1]), 9u);
+    EXPECT_EQ(to_hex(lead_before), "82 00 ");
+    process_state().gui_code_page = code_page;
     process_state().dbcs_enabled = false;
     EXPECT_EQ(DrvEscape(device->surface(), GETTECHNOLOGY, 0, nullptr, 9, nullptr), 9u);
     EXPECT_EQ(DrvEscape(device->surface(), GETTECHNOLOGY, 0, nullptr, 0, reinterpret_cast<PVOID>(8)), 9u);
