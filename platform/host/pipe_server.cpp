@@ -78,6 +78,7 @@ void PipeServer::answer_clients() {
     std::vector<Greeting> greetings;
     for (;;) {
         std::vector<pollfd> watched;
+        watched.reserve(greetings.size() + 1);
         for (const Greeting& greeting : greetings) watched.push_back({greeting.client.get(), POLLIN, 0});
         // With many silent clients new ones wait in the listener's queue.
         if (greetings.size() < kMostGreetings) watched.push_back({listener_.get(), POLLIN, 0});
