@@ -41,6 +41,10 @@ add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
 add_subdirectory(tools/kvdisp12)
 add_subdirectory(tools/fidelity)
+foreach(product kvjob_library kvjob kvprint kvdisp12 fidelity)
+  kv_product(${product})
+endforeach()
+kv_bill_of_materials()
 add_subdirectory(bench)
 
 # tests/<module>/*.cpp makes test_<module>, run by CTest case by case.
@@ -119,8 +123,14 @@ if(KV_FUZZ)
 endif()
 
 add_test(NAME house/includes COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-includes)
+add_test(NAME house/third_party COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_BINARY_DIR})
+add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
-# The product's exports and imports, as scripts/test builds it.
+# The product's notices, version, exports and imports, as scripts/test builds it.
+add_test(NAME windows/third_party
+  COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_SOURCE_DIR}/build/win32)
+add_test(NAME windows/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION}
+  ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvres1232.dll)
 add_test(NAME windows/exports_and_imports
   COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll)
 # What the Windows build does under wine64, where there is one; one at a time, for they share a prefix.
