@@ -24,8 +24,10 @@ target_link_libraries(kv_record PUBLIC kv_engine)
 
 # The reader of jobs shares no code with the driver.
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo-ft cairo-pdf)
-kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG)
+find_package(nlohmann_json REQUIRED)
+kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG nlohmann_json::nlohmann_json)
 kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
+kv_module(report LINKS kv_drawing)
 # MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
 # driver.
 set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
@@ -96,12 +98,12 @@ kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)
 kv_tests(fidelity fidelity_score)
-kv_tests(tools kv_output kvprint_options kvjob_options kvdisp12_options kv_printhost kv_test_common PNG::PNG)
+kv_tests(tools kv_output kvprint_options kvjob_options kvdisp12_options kv_printhost kv_test_common PNG::PNG nlohmann_json::nlohmann_json)
 foreach(module drawing printhost dispatcher tools)
   add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
 endforeach()
 add_dependencies(test_tools fidelity)
-target_compile_definitions(test_tools PRIVATE KV_VERSION="${PROJECT_VERSION}")
+target_compile_definitions(test_tools PRIVATE KV_VERSION="${PROJECT_VERSION}" KV_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
 
 # What tests/windows compares the DLL's jobs with.
 add_executable(host_scenes tests/windows/host_scenes.cpp)

@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "drawing/font_store.h"
-
 namespace kvjob {
 namespace {
 
@@ -12,12 +10,10 @@ const char* extension_of(Bytes font) {
     return starts_with("ttcf") ? "ttc" : starts_with("OTTO") ? "otf" : "ttf";
 }
 
-void store(const FontFile& font, const OpenOutput& open) {
+std::string name_of(const FontFile& font) {
     char name[32];
     std::snprintf(name, sizeof name, "font-%08X.%s", font.id, extension_of(font.bytes));
-    const std::unique_ptr<Output> out = open(name);
-    out->write(font.bytes);
-    out->finish();
+    return name;
 }
 
 std::string style_of(const FontDefinition& font) {
@@ -29,40 +25,50 @@ std::string style_of(const FontDefinition& font) {
     return style;
 }
 
-void print_definition(const FontDefinition& font, FontStore& store, std::FILE* out) {
+void print_definition(const ListedFont& found, std::FILE* out) {
+    const FontDefinition& font = found.definition;
     std::fprintf(out, "0x%X: height %d, weight %d%s, ", font.id, -font.height, font.weight, style_of(font).c_str());
     if (!font.file) {
         std::fprintf(out, "\"%s\"%s\n", font.face.c_str(), font.embedded() ? ", embedded without its member" : "");
         return;
     }
-    const std::shared_ptr<Face> face = store.face(font);
     std::fprintf(out, "file 0x%X", font.file->file);
     if (font.file->member) std::fprintf(out, ", member %d", *font.file->member);
-    const std::string name = face ? '"' + face->family() + '"' : "which cannot be opened";
+    const std::string name = found.face ? '"' + found.face->family() + '"' : "which cannot be opened";
     std::fprintf(out, ", %s\n", name.c_str());
 }
 
 }  // namespace
 
-void list_fonts(Bytes file, const OpenOutput& open, std::FILE* out, Reports& reports) {
-    const JobMap map(file);
-    FontStore fonts(map);
+void for_each_font(const JobMap& map, FontStore& fonts, const FontVisit& visit, Reports& reports) {
     std::vector<uint8_t> buffer;
     for (const Record& record : map.font_records()) {
         try {
             const Bytes body = body_of(record, buffer);
             if (type_info(record.type).body == Body::Font) {
-                print_definition(read_font(body), fonts, out);
-                continue;
+                const FontDefinition font = read_font(body);
+                visit(ListedFont{record.offset, font, fonts.face(font)});
+            } else {
+                const FontFile file = read_font_file(body);
+                visit(ListedFontFile{record.offset, file, name_of(file)});
             }
-            const FontFile font = read_font_file(body);
-            std::fprintf(out, "file 0x%X: %zu bytes\n", font.id, font.bytes.size());
-            if (open) store(font, open);
         } catch (const BodyFault& fault) {
             reports.add(record.offset, type_info(record.type).name, fault.what());
         }
     }
     if (map.broken()) throw *map.broken();
+}
+
+void print_font(const std::variant<ListedFont, ListedFontFile>& found, std::FILE* out) {
+    if (const auto* font = std::get_if<ListedFont>(&found)) return print_definition(*font, out);
+    const FontFile& file = std::get<ListedFontFile>(found).file;
+    std::fprintf(out, "file 0x%X: %zu bytes\n", file.id, file.bytes.size());
+}
+
+void extract_font(const ListedFontFile& found, const OpenOutput& open) {
+    const std::unique_ptr<Output> out = open(found.name);
+    out->write(found.file.bytes);
+    out->finish();
 }
 
 }  // namespace kvjob

@@ -138,21 +138,15 @@ void for_each_image(Bytes file, const std::function<void(const FoundImage&)>& vi
     }
 }
 
-size_t extract_images(Bytes file, const OpenOutput& open, Reports& reports) {
-    size_t images = 0;
-    for_each_image(
-        file,
-        [&](const FoundImage& found) {
-            write_found(found, *open(file_name(found, "png")));
-            if (found.picture.is_jpeg()) {
-                const std::unique_ptr<Output> stream = open(file_name(found, "jpg"));
-                stream->write(found.picture.jpeg());
-                stream->finish();
-            }
-            if (found.kind != ImageKind::Mask) ++images;
-        },
-        reports);
-    return images;
+std::vector<std::string> extract_image(const FoundImage& found, const OpenOutput& open) {
+    std::vector<std::string> names = {file_name(found, "png")};
+    write_found(found, *open(names[0]));
+    if (!found.picture.is_jpeg()) return names;
+    names.push_back(file_name(found, "jpg"));
+    const std::unique_ptr<Output> stream = open(names[1]);
+    stream->write(found.picture.jpeg());
+    stream->finish();
+    return names;
 }
 
 }  // namespace kvjob

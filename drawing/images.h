@@ -24,10 +24,9 @@ struct FoundImage {
 // visit throws.
 void for_each_image(Bytes file, const std::function<void(const FoundImage&)>& visit, Reports& reports);
 
-// Writes every bitmap of a job, as page0001-0000012A-image.png: the number of the page and
-// the record's file offset in hexadecimal; -mask for the mask of a masked image, -pattern for a brush. JPEG streams
-// are besides stored as they are. Damaged bitmaps are reported and left out. Returns the number of images. Throws Fault
-// where the framing ends, and what the outputs throw.
-size_t extract_images(Bytes file, const OpenOutput& open, Reports& reports);
+// Writes a bitmap as page0001-0000012A-image.png: the number of the page and the record's file offset in hexadecimal;
+// -mask for the mask of a masked image, -pattern for a brush. A JPEG stream is besides stored as it is. Returns the
+// names. Throws BodyFault for a damaged one, and what the outputs throw.
+std::vector<std::string> extract_image(const FoundImage& found, const OpenOutput& open);
 
 }  // namespace kvjob

@@ -1,239 +1,36 @@
 #include "reader/dump.h"
 
-#include "reader/bodies.h"
-#include "reader/dump_text.h"
-#include "reader/index.h"
-#include "reader/picture.h"
-#include "reader/records.h"
+#include "reader/record_fields.h"
 
 namespace kvjob {
-namespace {
 
-void show_state(const DrawState& state, Fields& out) {
-    if (state.changed & kEndCap) out.number("end_cap", state.end_cap);
-    if (state.changed & kJoin) out.number("join", state.join);
-    if (state.changed & kMiter) out.real("miter_limit", state.miter);
-    if (state.changed & (kWideWidth | kNarrowWidth)) out.number("width", state.width);
-    if (state.changed & kStrokeBrush) out.hex("stroke_brush", state.stroke_brush);
-    if (state.changed & kStrokeRop) out.number("stroke_rop", state.stroke_rop);
-    if (state.changed & kStyleMask) out.hex("style_mask", state.style_mask);
-    if (state.changed & kFillBrush) out.hex("fill_brush", state.fill_brush);
-    if (state.changed & kFillRop) out.number("fill_rop", state.fill_rop);
-    if (state.changed & kFillMode) out.string("fill_mode", state.fill_mode == 1 ? "alternate" : "winding");
-    if (state.changed & kGeometric) out.number("geometric", state.geometric);
-    if (state.changed & kDashes) {
-        out.numbers("dashes", state.dashes);
-    }
-}
-
-void show_path(Bytes body, bool wide, Fields& out) {
-    std::string entries;
-    const PathSummary path = read_path(body, wide, [&](const PathEntry& entry) {
-        std::string points;
-        for (const auto& point : entry.points) {
-            points += (points.empty() ? "[" : ", [") + std::to_string(point[0]) + ", " + std::to_string(point[1]) + "]";
-        }
-        entries += (entries.empty() ? "[" : ", [") + std::to_string(entry.flags) + ", [" + points + "]]";
-    });
-    out.number("path_flags", path.flags);
-    out.raw("entries", "[" + entries + "]");
-}
-
-void show_picture(const Picture& picture, const std::string& prefix, Fields& out) {
-    out.string((prefix + "encoding").c_str(), picture.encoding());
-    out.number((prefix + "width").c_str(), picture.width());
-    out.number((prefix + "height").c_str(), picture.height());
-    out.number((prefix + "bits").c_str(), picture.depth());
-    if (!picture.is_jpeg() && picture.dib().compression == DibCompression::Masks) {
-        const auto& [red, green, blue] = picture.dib().masks;
-        out.hex((prefix + "red").c_str(), red);
-        out.hex((prefix + "green").c_str(), green);
-        out.hex((prefix + "blue").c_str(), blue);
-    }
-}
-
-void show_image(const Record& record, Bytes body, const TypeInfo& info, Fields& out) {
-    const Image image = read_image(record.type, body);
-    if (info.body == Body::Bitmap) out.hex("rop", image.rop);
-    if (info.body == Body::AlphaBlend) {
-        out.number("alpha", image.blend >> 16 & 0xFF);
-        out.number("alpha_format", image.blend >> 24);
-    }
-    if (info.body == Body::Transparent) {
-        const auto& [red, green, blue, flags] = image.colour;
-        out.hex("transparent_colour", static_cast<uint32_t>(red | green << 8 | blue << 16));
-    }
-    out.rect("source", image.source);
-    out.rect("target", image.target);
-    out.number("pixel_bytes", static_cast<int64_t>(image.pixels.size()));
-    show_picture(Picture::of(record, image), "", out);
-    if (info.body == Body::Masked) show_picture(Picture::mask_of(image), "mask_", out);
-}
-
-void show_summary(const Summary& summary, Fields& out) {
-    out.hex("flags", summary.flags);
-    out.number("largest_record", summary.largest_record);
-    out.number("brushes", summary.brushes);
-    out.number("fonts", summary.fonts);
-    out.number("font_files", summary.font_files);
-    out.number("largest_path_entry", summary.largest_entry);
-    out.number("largest_rect_clip", summary.largest_clip);
-    out.number("resolution", summary.resolution);
-    out.rect("portrait_bounds", summary.portrait);
-    out.rect("landscape_bounds", summary.landscape);
-    std::string pages;
-    for (const IndexedPage& page : summary.pages) {
-        Fields fields(true);
-        fields.number("paper", page.paper);
-        fields.number("orientation", page.orientation);
-        fields.hex("flags", page.flags);
-        fields.number("width", page.width);
-        fields.number("height", page.height);
-        fields.rect("printable", page.printable);
-        fields.rect("marks", page.marks);
-        pages +=
-            (pages.empty() ? "" : ", ") + ("{\"position\": " + std::to_string(page.position)) + fields.text() + "}";
-    }
-    out.raw("pages", "[" + pages + "]");
-}
-
-void show_brush(const Brush& brush, Fields& out) {
-    out.hex("id", brush.id);
-    out.string("kind", brush.kind == 2 ? "hatched" : "pattern");
-    if (brush.kind == 2) {
-        out.hex("colour", brush.colour);
-        out.number("hatch", brush.hatch);
-        out.hex("background", brush.background);
-    } else {
-        out.number("bitmap_bytes", static_cast<int64_t>(brush.bitmap.size()));
-        show_picture(Picture::of_bitmap(brush.bitmap), "", out);
-    }
-}
-
-void show_clip(Bytes body, bool wide, Fields& out) { out.rects("rects", read_clip_rects(body, wide)); }
-
-void show_trailer_record(const Record& record, Bytes body, Fields& out) {
-    switch (type_info(record.type).body) {
-        case Body::Summary:
-            if (!announces_index(body)) show_summary(read_summary(body, false), out);
-            break;
-        case Body::Index:
-            show_summary(read_summary(body, true), out);
-            break;
-        case Body::String:
-            out.string("text", read_string(body));
-            break;
-        case Body::Tray: {
-            const Tray tray = read_tray(body);
-            out.number("number", tray.number);
-            out.string("name", tray.name);
-            break;
-        }
-        case Body::Attached: {
-            std::string pairs;
-            for (const auto& [name, value] : read_attached(body)) {
-                pairs += (pairs.empty() ? "[" : ", [") + Fields::quoted(name) + ", " + Fields::quoted(value) + "]";
-            }
-            out.raw("pairs", "[" + pairs + "]");
-            break;
-        }
-        case Body::TrailerPosition:
-            out.number("position", Reader(body).u32());
-            break;
-        default:
-            break;
-    }
-}
-
-void show_body(const Record& record, Bytes body, Fields& out) {
-    const TypeInfo& info = type_info(record.type);
-    switch (info.body) {
-        case Body::Brush:
-            show_brush(read_brush(body), out);
-            break;
-        case Body::Font:
-            show_font(read_font(body), out);
-            break;
-        case Body::FontFile: {
-            const FontFile font = read_font_file(body);
-            out.hex("id", font.id);
-            out.number("font_bytes", static_cast<int64_t>(font.bytes.size()));
-            break;
-        }
-        case Body::TextState:
-            show_text_state(read_text_state(body), out);
-            break;
-        case Body::Text:
-            show_text(read_text(body, info.wide), out);
-            break;
-        case Body::ClipRects:
-            show_clip(body, info.wide, out);
-            break;
-        case Body::RectFill: {
-            const RectFill fill = read_rect_fill(body, info.wide);
-            out.hex("rop", fill.rop);
-            out.rect("rect", fill.rect);
-            break;
-        }
-        case Body::Path:
-        case Body::ClipPath:
-            show_path(body, info.wide, out);
-            break;
-        case Body::DrawState:
-            show_state(read_draw_state(body), out);
-            break;
-        case Body::PageStartData:
-            out.number("tray", *read_page_start_data(body).tray);
-            break;
-        case Body::Bitmap:
-        case Body::AlphaBlend:
-        case Body::Transparent:
-        case Body::Masked:
-            show_image(record, body, info, out);
-            break;
-        default:
-            show_trailer_record(record, body, out);
-    }
-}
-
-std::string describe(const Record& record, bool json, std::vector<uint8_t>& buffer) {
-    const TypeInfo& info = type_info(record.type);
-    Fields out(json);
-    out.number("length", record.inflated_length);
-    if (record.compressed()) out.number("compressed_length", static_cast<int64_t>(record.payload.size()));
-    try {
-        show_body(record, body_of(record, buffer), out);
-    } catch (const BodyFault& fault) {
-        out.string("fault", fault.what());
-    }
-    char head[96];
-    std::snprintf(head, sizeof head, json ? "{\"offset\": %llu, \"type\": %u, \"name\": \"%s\"" : "%08llX %3u %s:",
-                  static_cast<unsigned long long>(record.offset), record.type, info.name);
-    return head + out.text() + (json ? "}" : "");
-}
-
-}  // namespace
-
-void dump_job(Bytes file, const DumpOptions& options, std::FILE* out) {
+void for_each_record(Bytes file, std::optional<uint32_t> page, const std::function<void(const Record&)>& visit) {
+    constexpr uint8_t kStreamEnd = 0, kDocumentEnd = 3, kPageStart = 5, kPageEnd = 6, kPageStartWithData = 44;
     expect_magic(file);
-    std::vector<uint8_t> buffer;
-    uint32_t page = 0;
-    bool first = true;
-    if (options.json) std::fputs("[", out);
+    uint32_t current = 0;
     for (uint64_t at = kMagicSize; at < file.size();) {
         const Record record = read_record(file, at);
         at = record.end(file.data());
-        if (record.type == 5 || record.type == 44) ++page;
-        const bool in_page = record.type != 3 && record.type != 0 && page > 0;
-        if (options.page && page > *options.page) break;
-        if (options.page && (!in_page || page != *options.page)) continue;
-        if (options.json) std::fputs(first ? "\n" : ",\n", out);
-        first = false;
-        std::fputs(describe(record, options.json, buffer).c_str(), out);
-        if (!options.json) std::fputc('\n', out);
-        if (options.page && record.type == 6) break;
+        if (record.type == kPageStart || record.type == kPageStartWithData) ++current;
+        if (!page) {
+            visit(record);
+            continue;
+        }
+        if (current > *page) break;
+        if (current < *page || record.type == kDocumentEnd || record.type == kStreamEnd) continue;
+        visit(record);
+        if (record.type == kPageEnd) break;
     }
-    if (options.json) std::fputs("\n]\n", out);
+}
+
+void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out) {
+    std::vector<uint8_t> buffer;
+    for_each_record(file, page, [&](const Record& record) {
+        Fields fields(Fields::Form::Line);
+        show_record(record, buffer, fields);
+        std::fprintf(out, "%08llX %3u %s:%s\n", static_cast<unsigned long long>(record.offset), record.type,
+                     type_info(record.type).name, fields.text().c_str());
+    });
 }
 
 }  // namespace kvjob

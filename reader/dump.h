@@ -1,18 +1,19 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <optional>
 
-#include "reader/bytes.h"
+#include "reader/records.h"
 
 namespace kvjob {
 
-struct DumpOptions {
-    bool json = false;
-    std::optional<uint32_t> page;  // from 1; only that page's records
-};
+// Calls visit for the records of a job, or those of one page (from 1) with its start and its end. Throws Fault where
+// the framing ends.
+void for_each_record(Bytes file, std::optional<uint32_t> page, const std::function<void(const Record&)>& visit);
 
-// Lists the records with their bodies. Throws Fault where the framing ends; a faulty body is shown as such.
-void dump_job(Bytes file, const DumpOptions& options, std::FILE* out);
+// Lists the records with their bodies, a line each. Throws Fault where the framing ends; a faulty body is shown as
+// such.
+void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out);
 
 }  // namespace kvjob

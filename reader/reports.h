@@ -16,8 +16,11 @@ public:
     using Take = std::function<void(uint64_t offset, const std::string& message)>;
 
     explicit Reports(Take take) : take_(std::move(take)) {}
-    explicit Reports(std::FILE* out)
-        : take_([this, out](uint64_t at, const std::string& what) { print(out, at, what); }) {}
+    // Printed, a line each; also: gets those that are printed.
+    explicit Reports(std::FILE* out, Take also = {})
+        : take_([this, out, also = std::move(also)](uint64_t at, const std::string& what) {
+              if (print(out, at, what) && also) also(at, what);
+          }) {}
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
@@ -31,13 +34,14 @@ public:
     }
 
 private:
-    void print(std::FILE* out, uint64_t offset, const std::string& message) const {
+    bool print(std::FILE* out, uint64_t offset, const std::string& message) const {
         constexpr size_t kShown = 50;
         if (offsets_.size() <= kShown) {
             std::fprintf(out, "0x%llX: %s\n", static_cast<unsigned long long>(offset), message.c_str());
         } else if (offsets_.size() == kShown + 1) {
             std::fputs("further faults are not shown\n", out);
         }
+        return offsets_.size() <= kShown;
     }
 
     mutable std::mutex mutex_;

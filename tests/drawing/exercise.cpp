@@ -60,10 +60,15 @@ void exercise(Bytes job) {
         recover_job(job, *kept.open()("saved"));
         if (!check_job(kept.files["saved"], 1).empty()) std::abort();
     });
-    expect_answer([&] { print_info(job, out.get()); });
-    expect_answer([&] { dump_job(job, {false, std::nullopt}, out.get()); });
-    expect_answer([&] { dump_job(job, {true, 1}, out.get()); });
-    expect_answer([&] { list_fonts(job, {}, out.get(), reports); });
+    expect_answer([&] { print_info(read_info(job), out.get()); });
+    expect_answer([&] { dump_job(job, std::nullopt, out.get()); });
+    expect_answer([&] { dump_job(job, 1, out.get()); });
+    expect_answer([&] {
+        const JobMap map(job);
+        FontStore fonts(map);
+        for_each_font(
+            map, fonts, [&](const auto& found) { print_font(found, out.get()); }, reports);
+    });
     expect_answer([&] { render(job, "page%d.png", reports); });
     expect_answer([&] { render(job, "job.pdf", reports); });
     expect_answer([&] {

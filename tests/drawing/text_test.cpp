@@ -227,7 +227,13 @@ TEST(FontsTest, EmbeddedFilesComeOutAsTheyWere) {
     std::FILE* list = std::fopen(folder.path("list").c_str(), "w");
     Reports reports(stderr);
     Kept kept;
-    list_fonts(bytes, kept.open(), list, reports);
+    const JobMap map(bytes);
+    FontStore fonts(map);
+    auto visit = [&](const std::variant<ListedFont, ListedFontFile>& found) {
+        print_font(found, list);
+        if (const auto* file = std::get_if<ListedFontFile>(&found)) extract_font(*file, kept.open());
+    };
+    for_each_font(map, fonts, visit, reports);
     EXPECT_EQ(reports.count(), 0u);
     std::fclose(list);
     // Its record follows the page start.

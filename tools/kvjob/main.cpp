@@ -4,17 +4,12 @@
 #include <list>
 #include <numeric>
 
-#include "drawing/fonts.h"
-#include "drawing/images.h"
 #include "drawing/page_text.h"
-#include "reader/checker.h"
 #include "reader/dump.h"
-#include "reader/info.h"
 #include "reader/job_file.h"
 #include "reader/join.h"
-#include "reader/recover.h"
 #include "tools/common/output_file.h"
-#include "tools/kvjob/options.h"
+#include "tools/kvjob/json_commands.h"
 
 namespace kvjob {
 namespace {
@@ -54,20 +49,37 @@ int run_check(const std::string& name, Bytes file) {
 
 void run_info(const Options& options, const std::string& name, Bytes file) {
     if (options.jobs.size() > 1) std::printf("job: %s\n", name.c_str());
-    print_info(file, stdout);
+    print_info(read_info(file), stdout);
+}
+
+// What images and fonts write, where they are told a folder.
+OpenOutput extraction(const Options& options) {
+    return options.out.empty() ? OpenOutput() : files(options, options.out);
+}
+
+void print_image(const FoundImage& found) {
+    std::printf("page %u, 0x%llX: %s, %d x %d pixels of %d bits, %s\n", found.page,
+                static_cast<unsigned long long>(found.record.offset), name_of(found.kind), found.picture.width(),
+                found.picture.height(), found.picture.depth(), found.picture.encoding());
 }
 
 void run_images(const Options& options, Bytes file, Reports& reports) {
-    const size_t images = extract_images(file, files(options, options.out), reports);
-    std::printf("%s: %zu images\n", options.out.c_str(), images);
+    const OpenOutput open = extraction(options);
+    size_t images = 0;
+    for_each_image(
+        file,
+        [&](const FoundImage& found) {
+            open ? void(extract_image(found, open)) : print_image(found);
+            if (found.kind != ImageKind::Mask) ++images;
+        },
+        reports);
+    if (open) std::printf("%s: %zu images\n", options.out.c_str(), images);
 }
 
 void run_text(const Options& options, Bytes file, Reports& reports) {
     const JobMap map(file);
     FontStore fonts(map);
-    const size_t pages = map.pages().size();
-    const size_t first = options.page ? *options.page - 1 : 0, end = options.page ? *options.page : pages;
-    if (end > pages) throw std::runtime_error("no such page; the job has " + std::to_string(pages));
+    const auto [first, end] = text_pages(options, map.pages().size());
     for (size_t page = first; page < end; ++page) {
         std::fputs(page_text(map, fonts, page, reports).c_str(), stdout);
         if (!options.page) std::fputc('\f', stdout);
@@ -76,7 +88,16 @@ void run_text(const Options& options, Bytes file, Reports& reports) {
 }
 
 void run_fonts(const Options& options, Bytes file, Reports& reports) {
-    list_fonts(file, options.out.empty() ? OpenOutput() : files(options, options.out), stdout, reports);
+    const JobMap map(file);
+    FontStore store(map);
+    const OpenOutput open = extraction(options);
+    auto visit = [&](const std::variant<ListedFont, ListedFontFile>& found) {
+        print_font(found, stdout);
+        if (const auto* font_file = std::get_if<ListedFontFile>(&found); font_file && open) {
+            extract_font(*font_file, open);
+        }
+    };
+    for_each_font(map, store, visit, reports);
 }
 
 void run_render(const Options& options, Bytes file, Reports& reports) {
@@ -108,7 +129,7 @@ int run_command(const Options& options, const std::string& name, Bytes file) {
     if (command == "recover") return run_recover(options, name, file);
     Reports reports(stderr);
     if (command == "info") run_info(options, name, file);
-    if (command == "dump") dump_job(file, {options.json, options.page}, stdout);
+    if (command == "dump") dump_job(file, options.page, stdout);
     if (command == "images") run_images(options, file, reports);
     if (command == "text") run_text(options, file, reports);
     if (command == "fonts") run_fonts(options, file, reports);
@@ -132,29 +153,54 @@ class Input {
 public:
     Input(const Options& options, const std::string& name) : file_(name), bytes_(file_.bytes()) {
         if (!options.recover) return;
-        lost_ = tell_losses(name, recover_job(file_.bytes(), whole_));
+        found_ = recover_job(file_.bytes(), whole_);
+        lost_ = tell_losses(name, found_);
         bytes_ = whole_.bytes();
     }
     Bytes bytes() const { return bytes_; }
+    const std::vector<Loss>& losses() const { return found_.losses; }
     int lost() const { return lost_; }  // an exit code
 
 private:
     JobFile file_;
     Recovered whole_;
+    Recovery found_;
     Bytes bytes_;
     int lost_ = kDone;
 };
 
-// Faults of a job begin with its name and their place in it.
-int guarded(const std::string& name, const std::function<int()>& action) {
+// Faults of a job begin with its name and their place in it. json: gets them, too.
+int guarded(const std::string& name, const std::function<int()>& action, JsonWriter* json = nullptr) {
+    auto tell_json = [&](Json error) {
+        if (json) json->member("error", error);
+    };
     try {
         return action();
     } catch (const Fault& fault) {
         tell_fault(name, fault.offset, fault.what());
+        tell_json(fault_json(fault.offset, fault.what()));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "kvjob: %s: %s\n", name.c_str(), error.what());
+        tell_json({{"message", error.what()}});
     }
     return kFailed;
+}
+
+// What is left out is told on standard error as well.
+int run_as_json(const Options& options, const std::string& name, JsonWriter& json) {
+    Json left_out = Json::array();
+    Reports reports(stderr, [&](uint64_t at, const std::string& what) { left_out.push_back(fault_json(at, what)); });
+    json.begin_job(name);
+    const auto action = [&] {
+        const Input input(options, name);
+        if (options.recover) json.member("lost", losses_json(input.losses()));
+        const bool sound = write_json(options, input.bytes(), extraction(options), reports, json);
+        return std::max(input.lost(), sound ? +kDone : +kFailed);
+    };
+    const int code = guarded(name, action, &json);
+    if (!left_out.empty()) json.member("left_out", left_out);
+    json.end_job();
+    return code;
 }
 
 int run_pages(const Options& options) {
@@ -184,12 +230,15 @@ int run_pages(const Options& options) {
 // The other jobs are read although one is faulty.
 int run(const Options& options) {
     if (options.command == "pages") return run_pages(options);
+    std::optional<JsonWriter> json;
+    if (options.json) json.emplace(stdout, options.command);
     int code = kDone;
     for (const std::string& name : options.jobs) {
-        code = std::max(code, guarded(name, [&] {
-                            const Input input(options, name);
-                            return std::max(input.lost(), run_command(options, name, input.bytes()));
-                        }));
+        const auto action = [&] {
+            const Input input(options, name);
+            return std::max(input.lost(), run_command(options, name, input.bytes()));
+        };
+        code = std::max(code, json ? run_as_json(options, name, *json) : guarded(name, action));
     }
     return code;
 }

@@ -7,6 +7,8 @@
 #include <png.h>
 #include <zlib.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
 
@@ -29,7 +31,8 @@ std::string libraries() {
     const int fontconfig = FcGetVersion();  // 21401 for 2.14.1
     return std::string("cairo ") + cairo_version_string() + ", FreeType " + dotted(major, minor, patch) +
            ", fontconfig " + dotted(fontconfig / 10000, fontconfig / 100 % 100, fontconfig % 100) + ", libpng " +
-           png_get_libpng_ver(nullptr) + ", zlib " + zlibVersion();
+           png_get_libpng_ver(nullptr) + ", zlib " + zlibVersion() + ", nlohmann-json " +
+           dotted(NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH);
 }
 
 enum class Jobs { One, Several };
@@ -57,12 +60,11 @@ void add_page(CLI::App& command, Options& options) {
 
 void describe_listings(CLI::App& app, Options& options) {
     CLI::App& info = add_command(app, "info", "Tells what a job holds.", options, Jobs::Several);
-    add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv"});
+    add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv", "kvjob info --json *.kv"});
     CLI::App& check =
         add_command(app, "check", "Tells every fault of a job with its place in the file.", options, Jobs::Several);
     add_examples(check, {"kvjob check report.kv", "kvjob check *.kv"});
     CLI::App& dump = add_command(app, "dump", "Lists the records of a job.", options);
-    dump.add_flag("--json", options.json, "as JSON, an object a record");
     add_page(dump, options);
     add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
     CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options, Jobs::Several);
@@ -71,10 +73,10 @@ void describe_listings(CLI::App& app, Options& options) {
 }
 
 void describe_extractions(CLI::App& app, Options& options) {
-    CLI::App& images =
-        add_command(app, "images", "Extracts a job's bitmaps as PNG files, and JPEG streams as they are.", options);
-    add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none")->required();
-    add_examples(images, {"kvjob images --out pictures report.kv"});
+    CLI::App& images = add_command(
+        app, "images", "Lists a job's bitmaps, or extracts them: as PNG files, and JPEG streams as they are.", options);
+    add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none");
+    add_examples(images, {"kvjob images report.kv", "kvjob images --out pictures report.kv"});
     CLI::App& fonts = add_command(app, "fonts", "Lists a job's fonts.", options);
     add_value(fonts, "--extract", "DIR", options.out, "the folder for the font files that the job carries");
     add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
@@ -141,6 +143,12 @@ void describe_render(CLI::App& app, Options& options) {
 
 }  // namespace
 
+std::pair<size_t, size_t> text_pages(const Options& options, size_t count) {
+    if (!options.page) return {0, count};
+    if (*options.page > count) throw std::runtime_error("no such page; the job has " + std::to_string(count));
+    return {*options.page - 1, *options.page};
+}
+
 void describe(CLI::App& app, Options& options) {
     kv::cli::introduce(app, "kvjob", "Reads, checks and draws Karvo job files.", libraries());
     app.require_subcommand(1);
@@ -149,6 +157,9 @@ void describe(CLI::App& app, Options& options) {
     describe_render(app, options);
     describe_recover(app, options);
     describe_pages(app, options);
+    for (const char* tells : {"info", "check", "dump", "fonts", "images", "text"}) {
+        app.get_subcommand(tells)->add_flag("--json", options.json, "as JSON (docs/json.md)");
+    }
     for (const char* reads : {"info", "text", "images", "fonts", "render", "pages"}) {
         app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");
     }

@@ -14,7 +14,7 @@ namespace kvjob {
 struct Options {
     std::string command;
     std::vector<std::string> jobs;  // one; check, info, text, pages: one or more; "-" is standard input
-    bool json = false;              // dump
+    bool json = false;              // info, check, dump, fonts, images, text
     std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
     std::function<std::vector<size_t>(size_t count)> pages;  // pages: which of so many; not set: all
@@ -24,5 +24,8 @@ struct Options {
 };
 
 void describe(CLI::App& app, Options& options);
+
+// Which pages text tells, from 0, the end exclusive. Throws std::runtime_error where there is no such page.
+std::pair<size_t, size_t> text_pages(const Options& options, size_t count);
 
 }  // namespace kvjob
