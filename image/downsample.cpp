@@ -62,16 +62,19 @@ public:
         if (mono_) dark_ = darker_index(source);
         return TRUE;
     }
-    // Room for a row that has to be converted.
-    BOOL alloc() {
-        if (mono_ && !weights_.open(pixels_, dark_)) return FALSE;
+    // Room for a row that has to be converted. The rows are to become `new_width` wide.
+    BOOL alloc(DWORD new_width) {
+        if (mono_) {
+            return weights_.open(pixels_, dark_, new_width) &&
+                   buffer_.alloc(size_t{pixels_.width()} + MonoRows::kTile, kQuietly);
+        }
         return is_stored() || buffer_.alloc(size_t{pixels_.width()} * sizeof(DWORD) + 8, kQuietly);
     }
 
     bool mono() const { return mono_; }
     bool gray() const { return gray_; }
     DWORD dark() const { return dark_; }
-    bool is_halftone(DWORD x, DWORD row) const { return weights_.is_halftone(x, row); }
+    int threshold(DWORD x, DWORD row) const { return weights_.threshold(x, row); }
     DWORD channels() const { return mono_ || gray_ ? 1 : pixels_.is_stored_bgr() ? 3 : 4; }
     DWORD width() const { return pixels_.width(); }
     DWORD rows() const { return pixels_.rows(); }
@@ -240,15 +243,16 @@ void Averager<Sum>::write_means(BYTE* to) const {
 template <class Sum>
 bool Averager<Sum>::is_dark(Total dark, const Span& span, DWORD source_row, DWORD at) {
     const DWORD column_weight = span.total(scale_);
-    const Total all = Total{column_weight} * row_weight_, line = Total{std::min(column_weight, row_weight_)} * scale_;
+    const Total all = Total{column_weight} * row_weight_ * MonoRows::kDark;
+    const Total line = Total{std::min(column_weight, row_weight_)} * scale_ * MonoRows::kDark;
     KV_ASSERT(all > 0 && at < width_);
     int* here = errors_.get() + at + 1;
     int* next = here + width_ + 2;
     const int carried = std::exchange(*here, 0);
-    if (!rows_.is_halftone(span.first + span.whole / 2, source_row))
-        return dark > 0 && (2 * dark >= all || dark >= line);
+    const int threshold = rows_.threshold(span.first + span.whole / 2, source_row);
+    if (threshold == 0) return dark > 0 && (2 * dark >= all || dark >= line);
     const int value = static_cast<int>(dark * 256 / all) + carried;
-    const bool is_dark = value >= 128;
+    const bool is_dark = value >= threshold;
     const int error = value - (is_dark ? 256 : 0);
     const int shares[] = {error * 7 / 16, error * 3 / 16, error * 5 / 16};
     here[1] += shares[0];
@@ -276,7 +280,7 @@ void Averager<Sum>::write_mono(BYTE* to, DWORD source_row) {
 template <class Sum>
 BOOL Averager<Sum>::run() {
     const DWORD channels = rows_.channels();
-    if (!rows_.alloc() || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly)) {
+    if (!rows_.alloc(width_) || !plan_columns() || !sums_.alloc((size_t{rows_.width()} + 1) * channels, kQuietly)) {
         return FALSE;
     }
     if (rows_.mono() && !errors_.alloc(2 * (size_t{width_} + 2), kQuietly)) return FALSE;
