@@ -1,12 +1,16 @@
 #include "printhost/handover.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
 
 #include "platform/host/control.h"
 #include "platform/host/leftovers.h"
+#include "printhost/output.h"
+#include "printhost/whole_job.h"
 
 namespace kvprint {
 namespace {
@@ -19,11 +23,23 @@ const std::u16string kProductFolder = u"C:\\Program Files\\Karvo";
 void install_dispatcher() {
     const fs::path program = fs::read_symlink("/proc/self/exe").parent_path() / "kvdisp12";
     if (!fs::is_regular_file(program)) {
-        throw std::runtime_error("no dispatcher: " + program.string() + " is missing (-o JOB.kv does without)");
+        throw OutputFault("no dispatcher: " + program.string() + " is missing (-o JOB.kv does without)");
     }
     host::map_file(kProductFolder + u"\\kvdisp12.exe", program.string());
     host::set_registry_string(HKEY_LOCAL_MACHINE, u"Software\\Velmora Software\\Karvo12", u"InstallLocation",
                               kProductFolder);
+}
+
+// A print that ended between its last page and the handover: its job waits for the dispatcher.
+bool holds_whole_job(const std::string& folder) {
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        const int descriptor = open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+        const bool whole = descriptor >= 0 && is_whole_job(descriptor);
+        if (descriptor >= 0) close(descriptor);
+        if (whole) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -36,9 +52,9 @@ Handover::Handover() {
     host::set_registry_string(HKEY_CURRENT_USER, u"Software\\Classes\\.pdf", u"", u"KarvoPrintable");
     constexpr const char* kPrefix = "kvprint-";
     const std::string parent = host::host_path(u"C:\\Windows\\Temp");
-    host::clear_leftovers(parent, kPrefix);
+    host::clear_leftovers(parent, kPrefix, holds_whole_job);
     folder_ = host::make_own_folder(parent, kPrefix);
-    if (folder_.empty()) throw std::runtime_error("cannot make a folder in " + parent + ": " + std::strerror(errno));
+    if (folder_.empty()) throw OutputFault("cannot make a folder in " + parent + ": " + std::strerror(errno));
     const std::string name = fs::path(folder_).filename().string();
     host::machine().temp_folder = u"C:\\Windows\\Temp\\" + std::u16string(name.begin(), name.end()) + u"\\";
 }
@@ -54,8 +70,8 @@ void Handover::finish() const {
         const fs::path kept = fs::path(folder_).parent_path() / ("kept-" + fs::path(folder_).filename().string());
         host::keep_at_signal(folder_);
         fs::rename(folder_, kept);
-        throw std::runtime_error("the dispatcher did not take the job, which is now " +
-                                 (kept / entry.path().filename()).string());
+        throw OutputFault("the dispatcher did not take the job, which is now " +
+                          (kept / entry.path().filename()).string());
     }
 }
 

@@ -9,14 +9,14 @@ namespace kvprint {
 // its own. Made before the driver is loaded.
 class Handover {
 public:
-    // Throws std::runtime_error when there is no dispatcher beside this program or no temporary folder.
+    // Throws OutputFault when there is no dispatcher beside this program or no temporary folder.
     Handover();
     // Removes the temporary folder, unless a job is left in it.
     ~Handover();
     Handover(const Handover&) = delete;
     Handover& operator=(const Handover&) = delete;
 
-    // After the document's end: throws when the dispatcher did not take the job, and says where it is.
+    // After the document's end: throws OutputFault when the dispatcher did not take the job, and says where it is.
     void finish() const;
 
 private:

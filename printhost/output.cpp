@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "platform/host/leftovers.h"
+#include "printhost/whole_job.h"
 
 namespace kvprint {
 namespace {
@@ -53,10 +54,6 @@ mode_t mode_of_new_files() {
     const mode_t masked = umask(0);
     umask(masked);
     return 0666 & ~masked;
-}
-
-bool read_at(int descriptor, uint64_t at, unsigned char* bytes, size_t size) {
-    return pread(descriptor, bytes, size, static_cast<off_t>(at)) == static_cast<ssize_t>(size);
 }
 
 }  // namespace
@@ -109,21 +106,10 @@ Output::~Output() {
 void Output::fail(const std::string& error) const { throw OutputFault("cannot write " + name_ + ": " + error); }
 void Output::fail(int error) const { fail(std::strerror(error)); }
 
-// A job begins with its magic and ends with the position of the summary.
 void Output::check_job(uint64_t size) const {
-    constexpr unsigned char kMagic[] = {'K', 'A', 'R', 'V'}, kSummary = 21, kPosition[] = {38, 4};
-    constexpr size_t kPositionRecord = 6;
-    unsigned char head[sizeof kMagic], tail[kPositionRecord], summary = 0;
     const auto status = status_of(descriptor_);
-    bool whole = status && static_cast<uint64_t>(status->st_size) == size && size > sizeof head + sizeof tail &&
-                 read_at(descriptor_, 0, head, sizeof head) && std::memcmp(head, kMagic, sizeof head) == 0 &&
-                 read_at(descriptor_, size - sizeof tail, tail, sizeof tail) &&
-                 std::memcmp(tail, kPosition, sizeof kPosition) == 0;
-    if (whole) {
-        const uint64_t at = tail[2] | tail[3] << 8 | tail[4] << 16 | uint64_t{tail[5]} << 24;
-        whole = at < size && read_at(descriptor_, at, &summary, 1) && summary == kSummary;
-    }
-    if (!whole) fail("what was written is not the whole job");
+    const bool complete = status && static_cast<uint64_t>(status->st_size) == size;
+    if (!complete || !is_whole_job(descriptor_)) fail("what was written is not the whole job");
 }
 
 void Output::take_mode() const {

@@ -91,10 +91,12 @@ std::string make_own_folder(const std::string& parent, const std::string& prefix
     return path;
 }
 
-void clear_leftovers(const std::string& parent, const std::string& prefix) {
+void clear_leftovers(const std::string& parent, const std::string& prefix,
+                     const std::function<bool(const std::string& path)>& keeps) {
     std::error_code error;
     for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
         if (!is_of_the_dead(entry->path().filename().string(), prefix) || !is_free_and_own(entry->path())) continue;
+        if (keeps && keeps(entry->path().string())) continue;
         std::error_code ignored;
         fs::remove_all(entry->path(), ignored);
     }

@@ -3,6 +3,7 @@
 // next process that looks.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace kv::host {
@@ -13,8 +14,9 @@ std::string name_of_own(const std::string& prefix);
 // why.
 std::string make_own_folder(const std::string& parent, const std::string& prefix);
 // Removes what processes that are gone have left in the parent under that prefix, the user's own only. What is locked
-// belongs to a process that cannot be seen from here.
-void clear_leftovers(const std::string& parent, const std::string& prefix);
+// belongs to a process that cannot be seen from here; what keeps() says of a path stays.
+void clear_leftovers(const std::string& parent, const std::string& prefix,
+                     const std::function<bool(const std::string& path)>& keeps = nullptr);
 
 // To be removed, with all that lies in it, when a signal ends the process; until it is kept.
 void remove_at_signal(const std::string& path);

@@ -370,6 +370,21 @@ TEST_F(KvprintTest, TheFirstPrintStartsIt) {
     EXPECT_EQ(left_behind(), 0u);
 }
 
+// No process has this id. What it left is cleared, but for a job that lacks nothing.
+TEST_F(KvprintTest, AWholeJobOfAKilledPrintStays) {
+    ASSERT_EQ(run("kvprint", {pdf(1)}), 0) << file("output");
+    const Bytes job = job_named("doc1.kv");
+    const std::string temporary = shared + "/data/karvo/drive/Windows/Temp/";
+    for (const auto& [name, content] : {std::pair("whole", job), {"cut", Bytes(job.begin(), job.end() - 1)}}) {
+        const std::string folder = temporary + "kvprint-999999999-1-" + name;
+        fs::create_directory(folder);
+        write_file(folder + "/KV1.tmp", content);
+    }
+    ASSERT_EQ(run("kvprint", {pdf(2)}), 0) << file("output");
+    EXPECT_EQ(read_bytes(temporary + "kvprint-999999999-1-whole/KV1.tmp"), job);
+    EXPECT_EQ(left_behind(), 1u);
+}
+
 TEST_F(KvprintTest, EightAtOnceStartOne) {
     std::vector<pid_t> prints;
     for (int pages = 1; pages <= 8; ++pages) prints.push_back(start("kvprint", {pdf(pages), "--quiet"}));
