@@ -9,15 +9,22 @@
 
 namespace kvprint {
 
-// Runs calls of MuPDF and turns its errors into std::runtime_error. Nothing with a destructor may live inside the
-// calls: a jump passes it by.
+// What MuPDF could not do. Its own words are for its developers and are not passed on.
+struct LibraryFault : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Runs calls of MuPDF and turns its errors into LibraryFault. Nothing with a destructor may live inside the calls: a
+// jump passes it by.
 template <class Calls>
 [[gnu::noinline]] void with_errors(fz_context* context, Calls calls) {
-    const char* message = nullptr;
-    fz_var(message);
+    const char* fault = nullptr;
+    fz_var(fault);
     fz_try(context) { calls(); }
-    fz_catch(context) { message = fz_caught_message(context); }
-    if (message) throw std::runtime_error(message);
+    fz_catch(context) {
+        fault = fz_caught(context) == FZ_ERROR_MEMORY ? "not enough memory" : "damaged: it cannot be read";
+    }
+    if (fault) throw LibraryFault(fault);
 }
 
 // The body of a function that MuPDF calls: exceptions become its errors.

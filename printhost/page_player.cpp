@@ -166,6 +166,7 @@ void PagePlayer::play_tile(const Capture& capture, const fz_irect& cells) {
 }
 
 void PagePlayer::finish_patch() {
+    if (!before_) return;  // could not be taken, and that was told
     const Renderer::Picture before = std::move(*before_);
     before_.reset();
     renderer_.difference(before, picture_->shown(capture_area_),

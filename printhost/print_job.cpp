@@ -80,6 +80,7 @@ void show_progress(const Request& request, size_t page, size_t pages) {
         std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
 }
 
+// From 1, in their order; never none.
 std::vector<size_t> pages_of(const Request& request, size_t count) {
     if (request.pages) return request.pages(count);
     std::vector<size_t> all(count);
@@ -107,7 +108,6 @@ public:
 
     void print(Document& document) {
         const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
-        if (pages.empty()) throw std::runtime_error("no such page");
         survey(document, pages);
         fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
@@ -117,7 +117,11 @@ public:
             document.forget_page();
         }
         warnings_of(context_).at_page(0);
-        if (!readable) throw std::runtime_error("damaged: no page can be read");
+        if (!readable) {
+            const Warnings& warnings = warnings_of(context_);
+            throw std::runtime_error("damaged: no page can be read" +
+                                     (warnings.any() ? " (" + warnings.lines().front() + ")" : ""));
+        }
     }
     // Writes the output.
     void finish(Output* output) {
@@ -205,13 +209,19 @@ private:
         const GDIINFO& info = device_->info();
         const auto resolution = static_cast<float>(info.ulLogPixelsX);
         Canvas canvas(*device_, played_);
-        PagePlayer player(context_, canvas, *fonts_, resolution, list_ ? &*list_ : nullptr);
-        if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
         const float scale = fit.scale * resolution / 72;
         const fz_point corner = {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)};
         if (list_) list_->page(number, scale, corner.x, corner.y);
-        page.run(player.device(), scale, corner);
-        player.finish();
+        try {
+            PagePlayer player(context_, canvas, *fonts_, resolution, list_ ? &*list_ : nullptr);
+            if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
+            page.run(player.device(), scale, corner);
+            player.finish();
+        } catch (const LibraryFault& fault) {
+            warnings_of(context_).add(std::string("not all of it is drawn: ") + fault.what());
+        } catch (const std::bad_alloc&) {
+            warnings_of(context_).add("not all of it is drawn: not enough memory");
+        }
         if (canvas.failed() || !device_->send_page()) fail("the driver cannot record a page");
         ++played_.pages;
     }

@@ -2,14 +2,14 @@
 
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 
 #include "fonts/md5.h"
+#include "printhost/output.h"
 
 namespace kvprint {
 
 TextList::TextList(const std::string& path) : path_(path), out_(std::fopen(path.c_str(), "w")) {
-    if (!out_) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+    if (!out_) throw OutputFault("cannot write " + path + ": " + std::strerror(errno));
 }
 
 void TextList::page(int number, float scale, double x, double y) {
@@ -26,7 +26,11 @@ void TextList::add(const TextRun& run, const std::shared_ptr<kv::engine::FontFil
 }
 
 void TextList::finish() {
-    if (std::ferror(out_.get()) || std::fclose(out_.release()) != 0) throw std::runtime_error("cannot write " + path_);
+    std::fflush(out_.get());
+    const int error = errno;
+    const bool failed = std::ferror(out_.get());
+    if (std::fclose(out_.release()) != 0) throw OutputFault("cannot write " + path_ + ": " + std::strerror(errno));
+    if (failed) throw OutputFault("cannot write " + path_ + ": " + std::strerror(error));
 }
 
 }  // namespace kvprint

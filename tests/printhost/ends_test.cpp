@@ -88,6 +88,8 @@ TEST_F(Ends, WhatCannotBeWrittenIsAFaultOfTheOutput) {
         {"in.pdf -o /dev/full", "", "cannot write /dev/full: No space left on device\n"},
         {"in.pdf -o no/out.kv", "", "cannot write no/out.kv: No such file or directory\n"},
         {"in.pdf -o tmp", "", "cannot write tmp: Is a directory\n"},
+        {"in.pdf -o new.kv --list-text /dev/full", "", "cannot write /dev/full: No space left on device\n"},
+        {"in.pdf -o new.kv --list-text tmp", "", "cannot write tmp: Is a directory\n"},
         {"in.pdf -o out.kv", "ulimit -f 20; ",
          "the job cannot be recorded in " + temporary_ +
              ": The disk is full. (write_image failed at position 42, last error 112)\n"},

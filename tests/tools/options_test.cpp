@@ -139,6 +139,8 @@ TEST(Programs, TellUsageFaults) {
         {"kvprint", "a.pdf --set jpegqualty=9",
          "--set: no such setting: jpegqualty; nearest: JpegQuality; see kvprint --help"},
         {"kvprint", "a.pdf --set JpegQuality=101", "--set JpegQuality: from 0 to 100, not 101; see kvprint --help"},
+        {"kvprint", "a.pdf --set BitDepth=20",
+         "--set BitDepth: from 16 to 32 in steps of 8, not 20; see kvprint --help"},
         {"kvprint", "a.pdf --trace=loud", "--trace: no such component or level: loud; see kvprint --help"},
         {"kvjob", "", "a command is required; see kvjob --help"},
         {"kvjob", "chekc job", "no such command: chekc; nearest: check; see kvjob --help"},

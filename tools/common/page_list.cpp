@@ -16,9 +16,13 @@ std::string without_blanks(const std::string& text) {
     return text.substr(first, text.find_last_not_of(' ') + 1 - first);
 }
 
+std::string beyond_line(const std::string& pages, size_t count) {
+    return pages + ": the document has " + std::to_string(count) + (count == 1 ? " page" : " pages");
+}
+
 }  // namespace
 
-PageList::PageList(const std::string& text, std::string what) : what_(std::move(what)) {
+PageList::PageList(const std::string& text, std::string what) : what_(std::move(what)), text_(text) {
     for (size_t at = 0; at <= text.size();) {
         const size_t comma = std::min(text.find(',', at), text.size());
         items_.push_back(parse_item(lower_case(without_blanks(text.substr(at, comma - at))), what_));
@@ -64,8 +68,7 @@ std::vector<size_t> PageList::of(size_t count, std::vector<std::string>& beyond)
         // From a page to one counted from the end is forward: where that one comes earlier there is nothing between.
         const bool crossed = !item.first.from_end && item.last.from_end && first > last;
         if (!item.open && (crossed ? first > total || last < 1 : low < 1 || high > total)) {
-            beyond.push_back(what_ + " " + item.text + ": the document has " + std::to_string(count) +
-                             (count == 1 ? " page" : " pages"));
+            beyond.push_back(beyond_line(what_ + " " + item.text, count));
         }
         if (crossed) continue;
         const auto step = static_cast<long long>(item.step);
@@ -82,10 +85,13 @@ std::vector<size_t> PageList::of(size_t count, std::vector<std::string>& beyond)
     return pages;
 }
 
+std::string PageList::beyond_all(size_t count) const { return beyond_line(what_ + " " + text_, count); }
+
 std::function<std::vector<size_t>(size_t count)> page_chooser(PageList list, std::string program) {
     return [list = std::move(list), program = std::move(program)](size_t count) {
         std::vector<std::string> beyond;
         std::vector<size_t> pages = list.of(count, beyond);
+        if (pages.empty()) throw std::runtime_error(list.beyond_all(count));
         for (const std::string& line : beyond) std::fprintf(stderr, "%s: %s\n", program.c_str(), line.c_str());
         return pages;
     };

@@ -17,6 +17,8 @@ public:
     // The pages, from 1, of a document of so many, in the order written; a page that is named twice comes twice.
     // beyond: gets a line for each item that names a page the document does not have.
     std::vector<size_t> of(size_t count, std::vector<std::string>& beyond) const;
+    // "--pages 7,9: the document has 1 page"
+    std::string beyond_all(size_t count) const;
 
 private:
     struct Place {
@@ -32,12 +34,12 @@ private:
     static Item parse_item(const std::string& text, const std::string& what);
     static Place parse_place(const std::string& text, const std::string& what);
 
-    std::string what_;
+    std::string what_, text_;
     std::vector<Item> items_;
 };
 
 // Chooses the pages of a document of so many. What is beyond its end is said on standard error, after the program's
-// name.
+// name; where that is all, a std::runtime_error says it.
 std::function<std::vector<size_t>(size_t count)> page_chooser(PageList list, std::string program);
 
 }  // namespace kv::cli

@@ -116,7 +116,12 @@ std::pair<std::string, uint32_t> parse_setting(const std::string& text, const st
         }();
         throw UsageError(what + ": no such setting: " + name + hint_at_nearest(name, names));
     }
-    const uint64_t number = parse_whole(value, what + " " + name, setting->least, setting->most);
+    const std::string whole = what + " " + name;
+    const uint64_t number = parse_whole(value, whole, setting->least, setting->most);
+    if ((number - setting->least) % setting->step != 0) {
+        throw UsageError(whole + ": from " + std::to_string(setting->least) + " to " + std::to_string(setting->most) +
+                         " in steps of " + std::to_string(setting->step) + ", not " + value);
+    }
     return {name, static_cast<uint32_t>(number)};
 }
 

@@ -25,10 +25,10 @@ uint64_t parse_bytes(const std::string& text, const std::string& what);
 using Pair = std::pair<std::string, std::string>;
 Pair parse_pair(const std::string& text, const std::string& what);
 
-// A setting by its name, with the values that it can have.
+// A setting by its name, with the values that it can have: from the least to the most, a step apart.
 struct Setting {
     const char* name;
-    uint32_t least, most;
+    uint32_t least, most, step = 1;
 };
 std::pair<std::string, uint32_t> parse_setting(const std::string& text, const std::string& what,
                                                const std::vector<Setting>& known);

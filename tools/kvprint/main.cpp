@@ -20,9 +20,9 @@ void report(const kvprint::Options& options, const kvprint::Played& played) {
     if (!options.quiet) {
         FILE* out = stream_of(options);
         if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::fprintf(out, "%s: %zu pages, %zu fills, %zu strokes, %zu texts, %zu images\n",
+        std::fprintf(out, "%s: %zu %s, %zu fills, %zu strokes, %zu texts, %zu images\n",
                      options.output.empty() ? options.input.c_str() : options.output.c_str(), played.pages,
-                     played.fills, played.strokes, played.texts, played.images);
+                     played.pages == 1 ? "page" : "pages", played.fills, played.strokes, played.texts, played.images);
         for (const auto& [kind, letters] : played.letters) {
             std::fprintf(out, "  letters in %s fonts: %zu as text, %zu as outlines, %zu in images, %zu stroked\n",
                          kind.c_str(), letters.as_text, letters.as_outlines, letters.in_images, letters.stroked);
@@ -44,6 +44,8 @@ int print(const kvprint::Options& options) {
         return played.warnings.empty() ? int{kv::cli::kDone} : int{kDoneWithWarnings};
     } catch (const kvprint::OutputFault&) {
         throw;  // it names its file
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error(options.input + ": not enough memory");
     } catch (const std::exception& error) {
         throw std::runtime_error(options.input + ": " + error.what());
     }

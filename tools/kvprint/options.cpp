@@ -17,7 +17,7 @@ using kv::cli::add_value;
 // What --set takes: values of the registry, with what the driver does something with.
 const std::vector<kv::cli::Setting> kSettings = {
     {"Resolution", 1, 32767},                                 // dots per inch
-    {"BitDepth", 1, 32},                                      // of a pixel
+    {"BitDepth", 16, 32, 8},                                  // of a pixel
     {"Compression", 0, 0xFF},                                 // bits
     {"JpegQuality", 0, 100},                                  //
     {"ResDownSamp", 0, 65535},                                // dots per inch; 0: images stay as they are
