@@ -30,32 +30,45 @@ void append_text(std::string& text, const PlacedGlyph& glyph, Face* face) {
     for (const char32_t character : named) append_utf8(text, character);
 }
 
-Piece make_piece(const std::vector<PlacedGlyph>& glyphs, const FontDefinition& font, Face* face) {
-    const Baseline line = baseline_of(font);
-    const PlacedGlyph& first = glyphs.front();
-    const double em = std::abs(static_cast<double>(font.height));
-    Piece piece = {first.x * line.cosine - first.y * line.sine,
-                   0,
-                   first.x * line.sine + first.y * line.cosine,
-                   em,
-                   {},
-                   is_blank(first.character),
-                   false};
-    const double stretch = face ? stretch_of(font, *face) : 1;
-    double along = 0;
-    for (size_t i = 0; i < glyphs.size(); ++i) {
-        const PlacedGlyph& glyph = glyphs[i];
-        append_text(piece.text, glyph, face);
-        along += glyph.advance;
-        const bool last = i + 1 == glyphs.size();
-        piece.ends_blank = is_blank(glyph.character);
-        if (!face || last || piece.ends_blank || is_blank(glyphs[i + 1].character)) continue;
-        const double gap = glyph.advance - face->advance_of(glyph.glyph) * em * stretch;
-        if (gap > kBlank * em) piece.text += ' ';
+// Cuts a record into its words: a record may hold texts of several lines, and others may stand between its words.
+class Cutter {
+public:
+    Cutter(const FontDefinition& font, Face* face)
+        : line_(baseline_of(font)),
+          em_(std::abs(static_cast<double>(font.height))),
+          stretch_(face ? stretch_of(font, *face) : 1),
+          face_(face) {}
+
+    std::vector<Piece> pieces(const std::vector<PlacedGlyph>& glyphs) const {
+        std::vector<Piece> pieces;
+        for (size_t i = 0; i < glyphs.size(); ++i) {
+            const PlacedGlyph& glyph = glyphs[i];
+            const double along = glyph.x * line_.cosine - glyph.y * line_.sine;
+            const double baseline = glyph.x * line_.sine + glyph.y * line_.cosine;
+            if (i == 0 || parted(glyphs[i - 1], pieces.back().baseline, baseline)) {
+                pieces.push_back({along, 0, baseline, em_, {}, is_blank(glyph.character), false});
+            }
+            Piece& piece = pieces.back();
+            append_text(piece.text, glyph, face_);
+            piece.end = along + width_of(glyph);
+            piece.ends_blank = is_blank(glyph.character);
+        }
+        return pieces;
     }
-    piece.end = piece.start + along;
-    return piece;
-}
+
+private:
+    double width_of(const PlacedGlyph& glyph) const {
+        return face_ ? face_->advance_of(glyph.glyph) * em_ * stretch_ : glyph.advance;
+    }
+    bool parted(const PlacedGlyph& before, double baseline, double next_baseline) const {
+        const double gap = before.advance - width_of(before);
+        return before.advance < 0 || gap > kBlank * em_ || std::abs(next_baseline - baseline) > kSameLine * em_;
+    }
+
+    Baseline line_;
+    double em_, stretch_;
+    Face* face_;
+};
 
 std::string joined_line(std::vector<Piece>::iterator from, std::vector<Piece>::iterator to) {
     std::stable_sort(from, to, [](const Piece& a, const Piece& b) { return a.start < b.start; });
@@ -115,7 +128,8 @@ private:
         const std::shared_ptr<Face> face = fonts_.face(font);
         const auto glyphs = place_glyphs(run, font, face.get());
         const int direction = ((font.escapement % kTurn + kTurn + kDegree / 2) / kDegree) % (kTurn / kDegree);
-        directions_[direction].push_back(make_piece(glyphs, font, face.get()));
+        std::vector<Piece>& pieces = directions_[direction];
+        for (Piece& piece : Cutter(font, face.get()).pieces(glyphs)) pieces.push_back(std::move(piece));
     }
 
     FontStore& fonts_;

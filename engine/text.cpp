@@ -31,17 +31,14 @@ Placement along_baseline(const Font& font, const std::vector<HGLYPH>& glyphs, PO
     return placement;
 }
 
-// The box of the line from its first origin to its end, between the font's ascender and descender.
-RECTL line_box(Font& font, const Placement& placement) {
-    if (placement.origins.empty()) return {};
+}  // namespace
+
+RECTL line_box(Font& font, POINTL start, POINTL end) {
     const Vector up = font.to_device(0, font.metrics().fwdWinAscender);
     const Vector down = font.to_device(0, -font.metrics().fwdWinDescender);
-    const POINTL start = placement.origins.front(), end = placement.end;
     auto corner = [](POINTL at, Vector offset) { return Vector{at.x + offset.x, at.y + offset.y}; };
     return pixel_box({corner(start, up), corner(start, down), corner(end, up), corner(end, down)});
 }
-
-}  // namespace
 
 String::String(Font& font, const WideString& characters, POINTL origin)
     : String(font, characters, along_baseline(font, glyphs_of(font, characters), origin)) {}
@@ -64,7 +61,7 @@ void String::take(Font& font, Placement placement) {
     units_.push_back(0);
     cGlyphs = static_cast<ULONG>(glyphs_.size());
     pwszOrg = units_.data();
-    rclBkGround = line_box(font, placement);
+    if (!placement.origins.empty()) rclBkGround = line_box(font, placement.origins.front(), placement.end);
     set_batch(cGlyphs);
 }
 

@@ -14,6 +14,9 @@ struct Placement {
     POINTL end;
 };
 
+// Of a line from one origin to the place behind its last glyph, between the font's ascender and descender.
+RECTL line_box(Font& font, POINTL start, POINTL end);
+
 class String : public STROBJ {
 public:
     // One glyph a unit, placed by the font's advances along its baseline; each origin is rounded to whole pixels.

@@ -1,6 +1,8 @@
 #include "printhost/canvas.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "engine/region_outline.h"
 #include "printhost/geometry.h"
@@ -10,7 +12,9 @@ namespace kvprint {
 using kv::engine::Bitmap;
 using kv::engine::Brush;
 using kv::engine::Clip;
+using kv::engine::Font;
 using kv::engine::Path;
+using kv::engine::String;
 
 namespace {
 
@@ -39,12 +43,18 @@ ULONG over_white(const Paint& paint) {
     return result;
 }
 
+bool contains(const RECTL& outer, const RECTL& inner) {
+    return outer.left <= inner.left && outer.top <= inner.top && outer.right >= inner.right &&
+           outer.bottom >= inner.bottom;
+}
+
 }  // namespace
 
 Canvas::Canvas(kv::engine::Device& device, Played& played)
     : device_(device),
       played_(played),
-      cover_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)) {
+      cover_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)),
+      texts_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)) {
     clips_.push_back({Region(page_of(device.info())), Clip::everything()});
 }
 
@@ -52,6 +62,8 @@ void Canvas::push(Region region) {
     Clip clip = region.is_rect() ? Clip::rectangle(region.bounds()) : Clip::region(region.rects());
     clips_.push_back({std::move(region), std::move(clip)});
 }
+
+void Canvas::push_page() { clips_.push_back({clips_.front().region, Clip::everything()}); }
 
 void Canvas::pop() {
     if (clips_.size() > 1) clips_.pop_back();
@@ -78,6 +90,7 @@ bool Canvas::make_opaque(Paint& paint, const RECTL& bounds) const {
 void Canvas::fill(Path& path, FLONG options, ULONG colour) {
     const RECTL bounds = pixels_of(path.bounds());
     if (colour == kWhite && is_blank(bounds)) return;
+    settle_text(bounds, colour);
     Brush brush = Brush::solid(colour);
     note(device_.fill(path, current(), brush, options));
     mark(bounds);
@@ -86,6 +99,7 @@ void Canvas::fill(Path& path, FLONG options, ULONG colour) {
 
 void Canvas::fill(const RECTL& rect, ULONG colour) {
     if (colour == kWhite && is_blank(rect)) return;
+    settle_text(rect, colour);
     Brush brush = Brush::solid(colour);
     note(device_.bit_blt(nullptr, nullptr, current(), nullptr, rect, nullptr, &brush, kPatternCopy));
     mark(rect);
@@ -117,22 +131,53 @@ void Canvas::blend(const Region& region, Paint paint) {
 }
 
 void Canvas::stroke(Path& path, const LINEATTRS& line, ULONG colour) {
-    kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
-    Brush brush = Brush::solid(colour);
-    note(device_.stroke(path, current(), &identity, brush, line));
     RECTL bounds = pixels_of(path.bounds());
     const bool geometric = line.fl & LA_GEOMETRIC;
     const float reach = geometric ? line.elWidth.e * std::max(line.eMiterLimit, 1.0f) : 1;
     const LONG around = nearest_pixel(reach) + 1;
-    mark({bounds.left - around, bounds.top - around, bounds.right + around, bounds.bottom + around});
+    bounds = {bounds.left - around, bounds.top - around, bounds.right + around, bounds.bottom + around};
+    settle_text(bounds, colour);
+    kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
+    Brush brush = Brush::solid(colour);
+    note(device_.stroke(path, current(), &identity, brush, line));
+    mark(bounds);
     ++played_.strokes;
 }
 
-void Canvas::draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour) {
-    Brush brush = Brush::solid(colour);
-    note(device_.text_out(text, font, current(), brush));
-    mark(text.rclBkGround);
+void Canvas::draw_text(const TextRun& run, bool level, const std::shared_ptr<Font>& font, ULONG colour) {
+    const RECTL ink = ink_of(run, *font), box = box_of(run, *font);
+    mark(box);
     ++played_.texts;
+    if (!level || !clip().is_rect() || !contains(clip().bounds(), ink)) {
+        settle_text(ink, colour);
+        TextBlock block(font, colour);
+        block.append(run, box);
+        draw_block(block);
+    } else if (!texts_.add(run, font, colour, ink, box)) {
+        flush_text();
+        texts_.add(run, font, colour, ink, box);
+    }
+}
+
+void Canvas::settle_text(const RECTL& rect, std::optional<ULONG> colour) {
+    if (texts_.is_under(common(rect, clip().bounds()), colour)) flush_text();
+}
+
+void Canvas::flush_text() {
+    if (texts_.empty()) return;
+    push_page();
+    for (const TextBlock& block : texts_.take()) draw_block(block);
+    pop();
+}
+
+void Canvas::draw_block(const TextBlock& block) {
+    Brush brush = Brush::solid(block.colour());
+    for (const TextBlock::Part& part : block.parts()) {
+        String text = block.string_of(part);
+        text.rclBkGround = part.box;
+        if (block.is_off_baseline(part)) text.flAccel |= SO_DXDY;
+        note(device_.text_out(text, block.font(), current(), brush));
+    }
 }
 
 void Canvas::note_image(BOOL result, const RECTL& target) {
@@ -142,16 +187,19 @@ void Canvas::note_image(BOOL result, const RECTL& target) {
 }
 
 void Canvas::draw(const Transfer& image) {
+    settle_text(image.target);
     note_image(device_.stretch_blt(image.bitmap, nullptr, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_masked(const Transfer& image, Bitmap& mask) {
+    settle_text(image.target);
     note_image(device_.stretch_blt(image.bitmap, &mask, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
+    settle_text(image.target, colour);
     Brush brush = Brush::solid(colour);
     note_image(device_.stretch_blt_rop(image.bitmap, nullptr, current(), image.translation, image.target, image.source,
                                        &brush, kPatternWhereBlack),
@@ -159,6 +207,7 @@ void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
 }
 
 void Canvas::blend(const Transfer& image, Alpha kind, float alpha) {
+    settle_text(image.target);
     const BLENDFUNCTION function = {AC_SRC_OVER, 0, byte_of(alpha),
                                     static_cast<BYTE>(kind == Alpha::PerPixel ? AC_SRC_ALPHA : 0)};
     note_image(device_.alpha_blend(image.bitmap, current(), image.translation, image.target, image.source, function),

@@ -2,11 +2,13 @@
 // The page as the driver is given it: drawing calls under a stack of clips, all in device pixels.
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/device.h"
 #include "printhost/cover.h"
+#include "printhost/held_text.h"
 #include "printhost/letters.h"
 #include "printhost/region.h"
 
@@ -60,7 +62,8 @@ public:
     void blend(const Region& region, Paint paint);
     void stroke(kv::engine::Path& path, const LINEATTRS& line, ULONG colour);
 
-    void draw_text(kv::engine::String& text, kv::engine::Font& font, ULONG colour);
+    // Level text that no clip cuts is held back until something else is drawn over it, or until finish().
+    void draw_text(const TextRun& run, bool level, const std::shared_ptr<kv::engine::Font>& font, ULONG colour);
 
     void draw(const Transfer& image);
     // mask: one bit a pixel of the whole bitmap, 1 where it is drawn.
@@ -71,6 +74,9 @@ public:
     enum class Alpha { Constant, PerPixel };
     void blend(const Transfer& image, Alpha kind, float alpha);
 
+    // After everything of the page.
+    void finish() { flush_text(); }
+
     Played& played() { return played_; }
     // A hook refused a call: the document has failed.
     bool failed() const { return failed_; }
@@ -80,14 +86,20 @@ private:
         Region region;
         kv::engine::Clip clip;
     };
+    void push_page();
     kv::engine::Clip* current() { return &clips_.back().clip; }
     void note(BOOL result);
     void mark(const RECTL& rect);
+    // Before anything that is drawn there; colour: when that is all of one, and opaque.
+    void settle_text(const RECTL& rect, std::optional<ULONG> colour = std::nullopt);
+    void flush_text();
+    void draw_block(const TextBlock& block);
     void note_image(BOOL result, const RECTL& target);
 
     kv::engine::Device& device_;
     Played& played_;
     Cover cover_;
+    HeldText texts_;
     std::vector<ClipLevel> clips_;
     bool failed_ = false;
 };

@@ -182,7 +182,7 @@ void FontStore::forget_old_files() {
     }
 }
 
-Font& FontStore::sized_font(fz_font* font, const LetterShape& shape) {
+std::shared_ptr<Font> FontStore::sized_font(fz_font* font, const LetterShape& shape) {
     const JobFont& own = *job_font(font, shape.slant);
     const FontKey key = {identities_.digest_of(font), shape.slant};
     Sized& sized = sized_[{key, shape.across, shape.up, shape.angle}];
@@ -190,12 +190,12 @@ Font& FontStore::sized_font(fz_font* font, const LetterShape& shape) {
     if (!sized.font) {
         const auto em = static_cast<float>(metrics_of(*own.file).fwdUnitsPerEm);
         const float cosine = std::cos(shape.angle), sine = std::sin(shape.angle);
-        sized.font = std::make_unique<Font>(own.file, 0,
+        sized.font = std::make_shared<Font>(own.file, 0,
                                             XFORML{shape.across * cosine / em, shape.across * sine / em,
                                                    -shape.up * sine / em, shape.up * cosine / em, 0, 0});
         if (sized_.size() > kMostSized) sized_.erase(oldest(sized_));
     }
-    return *sized.font;
+    return sized.font;
 }
 
 }  // namespace kvprint

@@ -38,7 +38,7 @@ public:
     // Null for a font none of whose glyphs a file can hold. Valid until the next call.
     const JobFont* job_font(fz_font* font, int slant);
     // That font in a size.
-    kv::engine::Font& sized_font(fz_font* font, const LetterShape& shape);
+    std::shared_ptr<kv::engine::Font> sized_font(fz_font* font, const LetterShape& shape);
     // Of a glyph that is drawn as a path, in ems; null for a blank one. Valid until the next call.
     fz_path* outline_of(fz_font* font, int glyph) { return outlines_.outline_of(font, glyph); }
 
@@ -48,7 +48,7 @@ private:
         size_t last_use = 0;
     };
     struct Sized {
-        std::unique_ptr<kv::engine::Font> font;
+        std::shared_ptr<kv::engine::Font> font;
         size_t last_use = 0;
     };
     struct SizedKey {

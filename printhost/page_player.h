@@ -142,7 +142,6 @@ private:
     void stroke_opaque(const fz_path* path, const fz_stroke_state& state, fz_matrix ctm, ULONG colour);
     void stroke_figures(const std::vector<Figure>& figures, const Pen& pen, ULONG colour);
     bool fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint paint);
-    void draw_run(const TextRun& run, kv::engine::Font& font, ULONG colour);
     void draw_apart(const fz_text_span& span, int item, fz_matrix ctm, Paint paint);
     template <class Visit>
     void for_each_outline(const fz_text_span& span, fz_matrix ctm, Visit visit);

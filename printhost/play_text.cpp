@@ -15,6 +15,8 @@ using kv::engine::Path;
 constexpr float kSmallestEm = 1;
 // Blocks of one path of glyphs; longer texts are several.
 constexpr size_t kGlyphBlocks = 4000;
+// Degrees: what leans less has a level baseline for the driver.
+constexpr double kLevel = 0.9;
 
 fz_matrix place_of(const fz_text_span& span, const fz_text_item& item, fz_matrix ctm) {
     const fz_matrix place = {span.trm.a, span.trm.b, span.trm.c, span.trm.d, item.x, item.y};
@@ -58,7 +60,8 @@ bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint pai
         return false;
     }
     if (!job_font) return false;
-    kv::engine::Font& font = fonts_.sized_font(span.font, *shape);
+    const auto font = fonts_.sized_font(span.font, *shape);
+    const bool level = std::abs(degrees_of(*shape)) < kLevel && span.wmode == 0;
     std::vector<PlacedGlyph> glyphs;
     std::vector<int> others;
     for (int i = 0; i < span.len; ++i) {
@@ -76,35 +79,11 @@ bool PagePlayer::fill_as_text(const fz_text_span& span, fz_matrix ctm, Paint pai
     }
     letters_in(*span.font).as_text += glyphs.size();
     for (const TextRun& run : split_runs(std::move(glyphs), degrees_of(*shape), span.wmode)) {
-        draw_run(run, font, paint.colour);
+        canvas_.draw_text(run, level, font, paint.colour);
         if (list_) list_->add(run, job_font->file);
     }
     for (const int item : others) draw_apart(span, item, ctm, paint);
     return true;
-}
-
-void PagePlayer::draw_run(const TextRun& run, kv::engine::Font& font, ULONG colour) {
-    kv::engine::Placement placement = {run.origins, {}};
-    std::u16string characters;
-    std::vector<USHORT> indices;
-    for (const PlacedGlyph& glyph : run.glyphs) {
-        characters += glyph.character;
-        indices.push_back(glyph.glyph);
-    }
-    const kv::engine::Vector unit = font.to_device(1, 0);
-    const double advance = font.advance(indices.back()), length = std::hypot(unit.x, unit.y);
-    const POINTL last = placement.origins.back();
-    placement.end = {last.x + static_cast<LONG>(std::lround(advance * unit.x / length)),
-                     last.y + static_cast<LONG>(std::lround(advance * unit.y / length))};
-    auto draw = [&](kv::engine::String text) {
-        if (run.off_baseline) text.flAccel |= SO_DXDY;
-        canvas_.draw_text(text, font, colour);
-    };
-    if (run.by_character) {
-        draw(kv::engine::String(font, characters, placement));
-    } else {
-        draw(kv::engine::String(font, indices, placement));
-    }
 }
 
 // A letter that the font's file does not hold; of a font as it stands also the box or blank for what it lacks.

@@ -222,6 +222,7 @@ private:
         } catch (const std::bad_alloc&) {
             warnings_of(context_).add("not all of it is drawn: not enough memory");
         }
+        canvas.finish();
         if (canvas.failed() || !device_->send_page()) fail("the driver cannot record a page");
         ++played_.pages;
     }

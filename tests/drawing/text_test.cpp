@@ -207,6 +207,18 @@ TEST(PageTextTest, LinesRunsAndBlanks) {
     EXPECT_EQ(text_of(job.end_page().finish()), "beadnone ABBA\ndug\ni i i\n");
 }
 
+// A record of two lines, with another's word between those of the first; letters of 60 pixels or a little more.
+TEST(PageTextTest, ARecordOfSeveralLines) {
+    JobBuilder job;
+    const uint32_t font = start_page_with_font(job, -100);
+    job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1}));
+    Body lines;
+    lines.u8({0x48, 6}).u16({'a', 'b', 'g', 'd', 'e', 'd', 0, 100, 200});
+    lines.u16({62, 300, 62, -424, 62, 62}).u16({0, 0, 0, 0, -120, -120});
+    job.record(30, lines).record(30, text_record("ed", 300, 200, 62));
+    EXPECT_EQ(text_of(job.end_page().finish()), "ab ed gd\ned\n");
+}
+
 TEST(PageTextTest, TurnedTextFollowsTheUprightText) {
     JobBuilder job;
     const uint32_t font = start_page_with_font(job, -100);

@@ -160,6 +160,52 @@ TEST_F(Text, OtherFontsGoWithFilesMadeForThem) {
     EXPECT_EQ(run(workspace, "kvjob", "text out.kv").output.substr(0, 3), "a a");
 }
 
+// Letters A to C are 36 to 38; an em of 40 pixels, lines 40 pixels apart.
+TEST_F(Text, WhatHasOneFontAndColourIsOneRecord) {
+    const std::string two_lines = "100 600 Td <00240025> Tj 0 -20 Td <00250026> Tj ";
+    const char* const both =
+        "text: length=32 text=\"ABBC\" x=200 y=240 advances=[40, 65496, 40, 24] offsets=[0, 0, 65496, 65496]";
+    const char* const first = "text: length=16 text=\"AB\" x=200 y=240 advances=[40, 24]";
+    const char* const second = "text: length=16 text=\"BC\" x=200 y=280 advances=[40, 24]";
+    const struct {
+        const char* name;
+        std::string content;
+        Lines expected;  // with "fill" for any
+    } cases[] = {
+        {"lines", two_lines, {both}},
+        {"a line in between that is drawn smaller",
+         "/F 10 Tf 100 580 Td <0024> Tj /F 20 Tf 0 20 Td <00240025> Tj /F 10 Tf 40 0 Td <0026> Tj /F 20 Tf -40 -20 Td "
+         "<00250026> Tj",
+         {"text: length=20 text=\"AC\" x=200 y=280 advances=[80, 12] offsets=[0, 40]", both}},
+        {"another colour elsewhere",
+         two_lines + "1 0 0 rg 0 -20 Td <0024> Tj",
+         {both, "text: length=12 text=\"A\" x=200 y=320 advances=[24]"}},
+        {"another colour on top",
+         "100 600 Td <00240025> Tj 1 0 0 rg 0 0 Td <0024> Tj 0 g 0 -20 Td <00250026> Tj",
+         {first, second, "text: length=12 text=\"A\" x=200 y=240 advances=[24]"}},
+        {"an area elsewhere",
+         "100 600 Td <00240025> Tj ET 300 300 50 50 re f BT 100 580 Td <00250026> Tj",
+         {"fill", both}},
+        {"an area on top",
+         "100 600 Td <00240025> Tj ET 1 0 0 rg 110 590 50 50 re f 0 g BT 100 580 Td <00250026> Tj",
+         {first, "fill", second}},
+        {"an area on top of the same colour",
+         "100 600 Td <00240025> Tj ET 110 590 50 50 re f BT 100 580 Td <00250026> Tj",
+         {"fill", both}},
+        {"a clip through the second line",
+         "100 600 Td <00240025> Tj ET 0 585 720 99 re W n BT 100 580 Td <00250026> Tj",
+         {second, first}},
+    };
+    for (const auto& test : cases) {
+        Lines drawn;
+        for (const std::string& line : texts_of(test.content, kTablesOfPdf, true)) {
+            if (line.starts_with("text: ")) drawn.push_back(line);
+            if (line.starts_with("rectangle fill")) drawn.push_back("fill");
+        }
+        EXPECT_EQ(drawn, test.expected) << test.name;
+    }
+}
+
 // One file travels once, whatever sizes and pages it is used in.
 TEST_F(Text, AFontFileIsEmbeddedOnce) {
     const Lines lines = texts_of("100 600 Td <0024> Tj /F 10 Tf 0 -50 Td <0025> Tj", kTablesOfPdf, true);
