@@ -131,22 +131,30 @@ add_test(NAME house/includes COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-includes)
 add_test(NAME house/third_party COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_BINARY_DIR})
 add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
-# The product's notices, version, exports and imports, as scripts/test builds it.
-add_test(NAME windows/third_party
-  COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_SOURCE_DIR}/build/win32)
+# The files of the product, as scripts/test builds them.
+foreach(width 32 64)
+  add_test(NAME windows/binaries_${width}
+    COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-binaries ${CMAKE_SOURCE_DIR}/build/win${width}/bin)
+  add_test(NAME windows/third_party_${width}
+    COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_SOURCE_DIR}/build/win${width})
+endforeach()
 add_test(NAME windows/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION}
   ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvres1232.dll)
-add_test(NAME windows/exports_and_imports
-  COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-dll ${CMAKE_SOURCE_DIR}/build/win32/bin/kvgraph12.dll)
-# What the Windows build does under wine64, where there is one; one at a time, for they share a prefix.
+# What the Windows builds do under wine, where there is one: one step at a time, for those of a width share a prefix. A
+# machine that cannot run 32-bit programs skips theirs.
 find_program(WINE64 wine64 PATHS /usr/lib/wine)
 if(WINE64)
   cmake_path(GET CMAKE_BINARY_DIR FILENAME build_name)
-  foreach(step prepare dll system jobs processes end)
-    add_test(NAME windows/${step} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
-    set_tests_properties(windows/${step} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 ENVIRONMENT BUILD=${build_name})
+  foreach(width 64 32)
+    set(steps dll system jobs planted processes)
+    foreach(step prepare ${steps} end)
+      add_test(NAME windows/${step}_${width} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
+      set_tests_properties(windows/${step}_${width} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 SKIP_RETURN_CODE 77
+        ENVIRONMENT "BUILD=${build_name};BITS=${width}")
+    endforeach()
+    list(TRANSFORM steps REPLACE "(.+)" "windows/\\1_${width}")
+    set_tests_properties(windows/prepare_${width} PROPERTIES FIXTURES_SETUP wine_${width})
+    set_tests_properties(windows/end_${width} PROPERTIES FIXTURES_CLEANUP wine_${width})
+    set_tests_properties(${steps} PROPERTIES FIXTURES_REQUIRED wine_${width})
   endforeach()
-  set_tests_properties(windows/prepare PROPERTIES FIXTURES_SETUP wine)
-  set_tests_properties(windows/end PROPERTIES FIXTURES_CLEANUP wine)
-  set_tests_properties(windows/dll windows/system windows/jobs windows/processes PROPERTIES FIXTURES_REQUIRED wine)
 endif()

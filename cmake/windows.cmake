@@ -1,8 +1,28 @@
-# The product: kvgraph12.dll. The compiler's runtime is linked in, so that the process that loads the
-# driver needs nothing beside it.
+# The product: kvgraph12.dll and what comes with it. The compiler's runtime is linked in, so that the process that loads
+# the driver needs nothing beside it.
 enable_language(RC)
 set(version_parts ${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0600 WINVER=0x0600)
+set(rc_definitions KV_VERSION_PARTS=${version_parts} KV_VERSION=${PROJECT_VERSION})
+
+# What scripts/check-binaries looks for. The compiler has no Control Flow Guard, and the linker writes no load
+# configuration. The guard of the stack is platform/windows/stack_guard.cpp.
+add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong>)
+add_link_options(-Wl,--dynamicbase,--nxcompat,--build-id,--no-insert-timestamp
+  -Wl,--major-os-version,6,--minor-os-version,0,--major-subsystem-version,6,--minor-subsystem-version,0)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  add_link_options(-Wl,--high-entropy-va)
+endif()
+
+# A file that is installed: its symbols stand apart, in bin/symbols, under its name and build identifier.
+string(REGEX REPLACE "-g\\+\\+.*$" "-" tool_prefix ${CMAKE_CXX_COMPILER})
+function(kv_product target)
+  set(symbols ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/symbols)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${symbols}
+    COMMAND ${tool_prefix}objcopy --only-keep-debug $<TARGET_FILE:${target}> ${symbols}/$<TARGET_FILE_NAME:${target}>.debug
+    COMMAND ${tool_prefix}strip --strip-all $<TARGET_FILE:${target}>)
+endfunction()
 
 # Libraries that no package has for this target are built from Debian's source.
 string(REGEX REPLACE ".*/|-g\\+\\+.*$" "" triplet ${CMAKE_CXX_COMPILER})
@@ -17,7 +37,7 @@ endfunction()
 windows_library(JPEG::JPEG libjpeg-turbo libjpeg.a include)
 
 kv_module(platform FOLDER platform/windows)
-kv_module(support LINKS kv_platform wtsapi32)
+kv_module(support LINKS kv_platform)
 kv_module(settings LINKS kv_support)
 kv_module(image LINKS kv_settings JPEG::JPEG)
 target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector code
@@ -43,31 +63,42 @@ foreach(module platform settings dispatch record driver)
   precompile(kv_${module} FROM kv_support)
 endforeach()
 
-set(system_libraries winspool advapi32 shell32 ole32 user32 version)
-string(REGEX REPLACE "-g\\+\\+.*$" "-dlltool" dlltool ${CMAKE_CXX_COMPILER})
+set(system_libraries advapi32 shell32 ole32 user32)  # others: platform/windows/system_library.cpp
 set(engine_imports ${CMAKE_BINARY_DIR}/libgdi32_engine.a)
 add_custom_command(OUTPUT ${engine_imports}
-  COMMAND ${dlltool} --kill-at --input-def ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def
+  COMMAND ${tool_prefix}dlltool --kill-at --input-def ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def
           --output-lib ${engine_imports}
   DEPENDS ${CMAKE_SOURCE_DIR}/platform/windows/gdi32_engine.def)
 add_custom_target(engine_imports DEPENDS ${engine_imports})
 
-set_source_files_properties(${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc
-  PROPERTIES COMPILE_DEFINITIONS KV_VERSION_PARTS=${version_parts})
+file(GLOB rc_parts CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.inc)
+set_source_files_properties(resources/kvgraph12.rc resources/kvres1232.rc PROPERTIES
+  COMPILE_DEFINITIONS "${rc_definitions}" OBJECT_DEPENDS "${rc_parts}")
 add_library(kvgraph12 SHARED ${CMAKE_SOURCE_DIR}/driver/kvgraph12.def ${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc)
 set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
-target_link_options(kvgraph12 PRIVATE -static -s -Wl,--enable-stdcall-fixup -Wl,--kill-at)
+target_link_options(kvgraph12 PRIVATE -static -Wl,--enable-stdcall-fixup -Wl,--kill-at)
 target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-whole-archive kv_record
   ${engine_imports} gdi32 ${system_libraries})
 kv_bill(kvgraph12)
+kv_product(kvgraph12)
 
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
-target_link_options(kvres1232 PRIVATE -nostdlib -s -Wl,--entry=0)
+target_link_options(kvres1232 PRIVATE -nostdlib -s -Wl,--entry=0)  # data alone
 
 option(KV_PROGRAMS "The programs that drive the DLL, and the dispatcher" OFF)
 if(KV_PROGRAMS)
+  link_libraries(-static)
+  kv_module(dispatcher LINKS kv_dispatch)
+  target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/windows/machine.cpp)
+  include(cmake/tools.cmake)
+  add_subdirectory(tools/kvdisp12)
+  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
+
+  # What is not installed.
+  add_compile_options(-fno-stack-protector)
+  add_link_options(-s)
   windows_library(Freetype::Freetype freetype libfreetype.a include/freetype2)
   kv_module(engine LINKS Freetype::Freetype)
   target_sources(kv_engine PRIVATE ${CMAKE_SOURCE_DIR}/platform/windows_engine/driver_module.cpp)
@@ -79,12 +110,6 @@ if(KV_PROGRAMS)
   foreach(library gtest gtest_main)
     target_compile_options(${library} PRIVATE -w)
   endforeach()
-  link_libraries(-static -s)
-  kv_module(dispatcher LINKS kv_dispatch)
-  target_sources(kv_dispatcher PRIVATE ${CMAKE_SOURCE_DIR}/dispatcher/windows/machine.cpp)
-  include(cmake/tools.cmake)
-  add_subdirectory(tools/kvdisp12)
-  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
   add_executable(print_scenes tests/windows/print_scenes.cpp)
   target_link_libraries(print_scenes kv_scenes)
   add_library(entry_library SHARED tests/windows/entry_library.cpp tests/windows/entry_library.rc)
