@@ -43,6 +43,7 @@ add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
 add_subdirectory(tools/kvdisp12)
 add_subdirectory(tools/fidelity)
+add_subdirectory(tools/reference)
 kv_bill(kvjob_library)
 find_path(JSON_HEADERS nlohmann/json.hpp REQUIRED)
 kv_bill(kvjob HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
@@ -129,6 +130,8 @@ endif()
 
 add_test(NAME house/includes COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-includes)
 add_test(NAME house/third_party COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_BINARY_DIR})
+add_test(NAME house/reference COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-reference ${CMAKE_BINARY_DIR})
+add_test(NAME house/completions COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-completions ${CMAKE_BINARY_DIR})
 add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
 # The files of the product, as scripts/test builds them.

@@ -11,7 +11,9 @@ if(CMAKE_CROSSCOMPILING)
   file(CREATE_LINK ${CLI11_HEADERS}/CLI ${CMAKE_BINARY_DIR}/cli11/CLI SYMBOLIC)
 endif()
 
-add_library(kv_cli STATIC ${CMAKE_SOURCE_DIR}/tools/common/command_line.cpp ${CMAKE_SOURCE_DIR}/tools/common/page_list.cpp
+add_library(kv_cli STATIC ${CMAKE_SOURCE_DIR}/tools/common/command_line.cpp
+  ${CMAKE_SOURCE_DIR}/tools/common/command_text.cpp ${CMAKE_SOURCE_DIR}/tools/common/completions.cpp
+  ${CMAKE_SOURCE_DIR}/tools/common/man_page.cpp ${CMAKE_SOURCE_DIR}/tools/common/page_list.cpp
   ${CMAKE_SOURCE_DIR}/tools/common/values.cpp ${CMAKE_SOURCE_DIR}/tools/common/version.cpp)
 add_dependencies(kv_cli write_version)
 target_include_directories(kv_cli PRIVATE ${CMAKE_BINARY_DIR})

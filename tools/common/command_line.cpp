@@ -105,6 +105,15 @@ std::string wrapped(const std::string& text) {
     return lines + text.substr(at);
 }
 
+// Below the options.
+void add_part(CLI::App& app, const std::string& title, const std::vector<std::string>& lines) {
+    std::string text = app.get_footer();
+    if (!text.empty()) text += "\n\n";
+    text += title;
+    for (const std::string& line : lines) text += "\n  " + line;
+    app.footer(text);
+}
+
 int tell(const CLI::App& app, const std::string& what, ExitCode code) {
     std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), what.c_str());
     return code;
@@ -137,13 +146,23 @@ CLI::Option* add_input(CLI::App& app, const std::string& name, std::string& targ
     return add_value(app, name, " ", target, help)->required();
 }
 
-void add_examples(CLI::App& app, const std::vector<std::string>& lines) {
-    std::string text = "Examples:";
-    for (const std::string& line : lines) text += "\n  " + line;
-    app.footer(text);
+CLI::Option* add_choice(CLI::App& app, const std::string& name, const std::vector<std::string>& words, Take take,
+                        const std::string& help) {
+    std::string kinds;
+    for (const std::string& word : words) kinds += (kinds.empty() ? "" : "|") + word;
+    auto take_known = [words, name, take = std::move(take)](const std::string& word) {
+        if (std::ranges::find(words, word) == words.end()) {
+            throw UsageError(name + ": no such choice: " + word + hint_at_nearest(word, words));
+        }
+        take(word);
+    };
+    return add_value(app, name, kinds, std::move(take_known), help);
 }
 
-void introduce(CLI::App& app, const std::string& name, const std::string& purpose, const std::string& libraries) {
+void add_examples(CLI::App& app, const std::vector<std::string>& lines) { add_part(app, kExamplesTitle, lines); }
+
+void introduce(CLI::App& app, const std::string& name, const std::string& purpose, const std::string& libraries,
+               const std::string& kept_going) {
     app.name(name);
     app.description(purpose);
     app.set_help_flag("-h,--help", "this help");
@@ -163,6 +182,10 @@ void introduce(CLI::App& app, const std::string& name, const std::string& purpos
         formatter->label(from, to);
     }
     app.formatter(formatter);
+    std::vector<std::string> codes = {"0  done", "1  it failed; a line on standard error says what and why",
+                                      "2  the command line cannot be; nothing was done"};
+    if (!kept_going.empty()) codes.push_back("3  " + kept_going);
+    add_part(app, kExitCodesTitle, codes);
 }
 
 void parse(CLI::App& app, const std::vector<std::string>& words) {

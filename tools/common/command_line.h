@@ -10,7 +10,11 @@
 
 namespace kv::cli {
 
-enum ExitCode : int { kDone = 0, kFailed = 1, kUsageFault = 2 };
+enum ExitCode : int { kDone = 0, kFailed = 1, kUsageFault = 2, kDoneButFor = 3 };
+
+// What stands above the parts of help below the options.
+constexpr const char* kExitCodesTitle = "Exit codes:";
+constexpr const char* kExamplesTitle = "Examples:";
 
 // One line of what is wrong, without the program's name.
 struct UsageError : std::runtime_error {
@@ -36,12 +40,17 @@ CLI::Option* add_optional_value(CLI::App& app, const std::string& name, const st
                                 const std::string& without, Take take, const std::string& help);
 // An input that must be there, and only once. name: as --help and faults call it.
 CLI::Option* add_input(CLI::App& app, const std::string& name, std::string& target, const std::string& help);
+// Of several words for a value the one that was chosen.
+CLI::Option* add_choice(CLI::App& app, const std::string& name, const std::vector<std::string>& words, Take take,
+                        const std::string& help);
 // Examples of the command, a line each, shown at the end of its help.
 void add_examples(CLI::App& app, const std::vector<std::string>& lines);
 
 // The program's name and purpose (one sentence), its --help and --version. libraries: those that it is linked with and
-// their versions, with commas between them.
-void introduce(CLI::App& app, const std::string& name, const std::string& purpose, const std::string& libraries);
+// their versions, with commas between them. kept_going: what exit code 3 means, where the program has it. Comes before
+// subcommands are added, which inherit.
+void introduce(CLI::App& app, const std::string& name, const std::string& purpose, const std::string& libraries,
+               const std::string& kept_going = "");
 
 // The words after the program's name. Throws UsageError or Answer.
 void parse(CLI::App& app, const std::vector<std::string>& words);

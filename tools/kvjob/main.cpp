@@ -16,7 +16,7 @@ namespace {
 
 using kv::cli::kDone;
 using kv::cli::kFailed;
-constexpr int kSomethingLost = 3;
+constexpr int kSomethingLost = kv::cli::kDoneButFor;
 
 class FileOutput : public Output {
 public:

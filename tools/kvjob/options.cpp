@@ -150,7 +150,8 @@ std::pair<size_t, size_t> text_pages(const Options& options, size_t count) {
 }
 
 void describe(CLI::App& app, Options& options) {
-    kv::cli::introduce(app, "kvjob", "Reads, checks and draws Karvo job files.", libraries());
+    kv::cli::introduce(app, "kvjob", "Reads, checks and draws Karvo job files.", libraries(),
+                       "done, but something of the job is lost; lines tell what");
     app.require_subcommand(1);
     describe_listings(app, options);
     describe_extractions(app, options);

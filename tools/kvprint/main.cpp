@@ -9,8 +9,6 @@
 
 namespace {
 
-enum : int { kDoneWithWarnings = 3 };
-
 // The closing line goes to standard output, unless the job does.
 FILE* stream_of(const kvprint::Options& options) {
     return options.output == kvprint::kStandardStream ? stderr : stdout;
@@ -41,7 +39,7 @@ int print(const kvprint::Options& options) {
     try {
         const kvprint::Played played = kvprint::print_file(options);
         report(options, played);
-        return played.warnings.empty() ? int{kv::cli::kDone} : int{kDoneWithWarnings};
+        return played.warnings.empty() ? int{kv::cli::kDone} : int{kv::cli::kDoneButFor};
     } catch (const kvprint::OutputFault&) {
         throw;  // it names its file
     } catch (const std::bad_alloc&) {

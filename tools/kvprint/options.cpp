@@ -3,8 +3,6 @@
 #include <mupdf/fitz/version.h>
 #include <zlib.h>
 
-#include <algorithm>
-
 #include "support/trace.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
@@ -27,15 +25,6 @@ const std::vector<kv::cli::Setting> kSettings = {
     {"CaptureFonts", 0, 1},
 };
 
-kv::cli::Take one_of(std::vector<std::string> words, const std::string& what, const kv::cli::Take& take) {
-    return [=](const std::string& word) {
-        if (std::find(words.begin(), words.end(), word) == words.end()) {
-            throw kv::cli::UsageError(what + ": no such choice: " + word);
-        }
-        take(word);
-    };
-}
-
 std::string settings_text() {
     std::string names;
     for (const kv::cli::Setting& setting : kSettings) {
@@ -48,7 +37,8 @@ std::string settings_text() {
 
 void describe(CLI::App& app, Options& options) {
     kv::cli::introduce(app, "kvprint", "Prints a document, most often a PDF file, through the Karvo driver.",
-                       "MuPDF " FZ_VERSION ", zlib " + std::string(zlibVersion()));
+                       "MuPDF " FZ_VERSION ", zlib " + std::string(zlibVersion()),
+                       "printed, but for what the warnings tell");
     kv::cli::add_input(app, "INPUT.pdf", options.input, "the file to print; - for standard input");
     add_value(app, "-o,--output", "JOB.kv", options.output,
               "the job file to write, - for standard output; without it the job goes to the dispatcher, kvdisp12");
@@ -69,14 +59,12 @@ void describe(CLI::App& app, Options& options) {
     add_value(app, "--list-text", "FILE", options.text_list,
               "lists the places of all glyphs that go as text, and the fonts they are given in");
     add_value(app, "--password", "TEXT", options.password, "what opens an encrypted file");
-    add_value(app, "--box", "NAME",
-              one_of({"media", "crop", "bleed", "trim", "art"}, "--box",
-                     [&](const std::string& name) { options.box = name; }),
-              "which of a page's boxes is printed: media, crop (the default), bleed, trim or art");
-    add_value(app, "--annotations", "WHICH",
-              one_of({"all", "none"}, "--annotations",
-                     [&](const std::string& which) { options.annotations = which == "all"; }),
-              "all (the default): those that are to be printed; or none");
+    kv::cli::add_choice(
+        app, "--box", {"media", "crop", "bleed", "trim", "art"}, [&](const std::string& name) { options.box = name; },
+        "which of a page's boxes is printed (default: crop)");
+    kv::cli::add_choice(
+        app, "--annotations", {"all", "none"}, [&](const std::string& which) { options.annotations = which == "all"; },
+        "which annotations are printed: all of those that are meant to be (the default), or none");
     kv::cli::add_optional_value(
         app, "--trace", "SPEC", "info",
         [&](const std::string& levels) {
