@@ -34,7 +34,7 @@ std::string bash_values(const CommandText& command, const std::string& name) {
     for (const OptionText& option : command.options) {
         if (option.value.empty() || option.value_after_equals) continue;
         std::vector<std::string> patterns;
-        for (const std::string& each : option.names) patterns.push_back(name + ":" + each);
+        for (const std::string& each : option.names) patterns.push_back(std::string(name).append(":").append(each));
         cases += "        " + joined(patterns, "|") + ") ";
         switch (kind_of(option.value)) {
             case ValueKind::Choice:

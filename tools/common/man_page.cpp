@@ -36,7 +36,9 @@ std::string upper_case(std::string text) {
 std::string names_of(const OptionText& option, const std::string& bold, const std::string& plain,
                      std::string (*escape)(const std::string&)) {
     std::string names;
-    for (const std::string& name : option.names) names += (names.empty() ? "" : ", ") + bold + escape(name) + plain;
+    for (const std::string& name : option.names) {
+        names.append(names.empty() ? "" : ", ").append(bold).append(escape(name)).append(plain);
+    }
     return names;
 }
 
