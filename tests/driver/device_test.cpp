@@ -73,14 +73,22 @@ TEST_F(DeviceTest, HasPixelsWhateverItIsSet) {
     struct {
         uint32_t resolution, left, top, right, bottom;
         LONG dpi, width, height;
+        uint32_t paper = 0;  // width and height, tenths of a millimetre; 0: Letter
     } cases[] = {{0, 0, 0, 0, 0, 600, 5100, 6600},
                  {100, 4250, 0, 4250, 500, 100, 850, 1050},   // nothing between left and right
                  {100, 0, 9000, 500, 2100, 100, 800, 1100},   // less than nothing
                  {100, 4240, 5490, 4240, 5490, 100, 850, 2},  // less than a millimetre, and a millimetre
-                 {100, 4200, 5400, 4200, 5400, 100, 10, 20}};
+                 {100, 4200, 5400, 4200, 5400, 100, 10, 20},
+                 {1, 4250, 5000, 4000, 5000, 1, 1, 1},    // 4 and 5 pixels on each side of 9 x 11
+                 {1, 0, 0, 0, 0, 1, 9, 11, 100},          // a paper of less than half a pixel is the default
+                 {600, 0, 0, 0, 0, 600, 5100, 6600, 9},   // and so is one of less than a millimetre
+                 {3, 250, 250, 250, 250, 3, 1, 1, 100}};  // margins of a pixel each, of 1 pixel
     for (const auto& test : cases) {
         set(u"Resolution", test.resolution);
         set_margins(test.left, test.top, test.right, test.bottom);
+        set(u"PaperSize", test.paper ? 256 : 1);
+        set(u"PaperWidth", test.paper);
+        set(u"PaperHeight", test.paper);
         open_device();
         const GDIINFO& info = device->info();
         const SIZEL size = device->surface()->sizlBitmap;
