@@ -263,8 +263,8 @@ void PathState::forget_paths() {
     saved_paths = {};
 }
 
-// A piece that cannot be read or sent does not hold up the rest. Without memory the pieces are smaller. FALSE when the
-// file itself is not whole: nothing of it is sent then.
+// A piece that cannot be read or sent does not hold up the rest, and the user is told of the first. Without memory the
+// pieces are smaller. FALSE when the file itself is not whole: nothing of it is sent then.
 BOOL Document::copy_to_spooler() {
     constexpr LONG kLargest = 32768;  // bytes the spooler is given at once
     KV_ASSERT(job && tail_used == 0);
@@ -279,6 +279,7 @@ BOOL Document::copy_to_spooler() {
     for (LONG done = 0; done < size && room > 0; done += room) {
         DWORD got = 0, sent = 0;
         const bool read = job->Seek(done) && job->Read(bytes, static_cast<DWORD>(std::min(room, size - done)), &got);
+        if (!read) job->be_quiet();
         KV_ASSERT(got <= static_cast<DWORD>(room));
         if (read && got > 0) WritePrinter(printer, bytes, got, &sent);
         if (sent < static_cast<DWORD>(std::min(room, size - done))) {

@@ -14,7 +14,7 @@
 namespace kv {
 
 BOOL File::fail(UINT message) {
-    report_file_error(message, name_.c_str(), GetLastError());
+    if (!quiet_) report_file_error(message, name_.c_str(), GetLastError());
     return KV_FAIL(Support, "message %u: %s", message, TraceText(name_.c_str()).c_str());
 }
 
@@ -26,6 +26,7 @@ BOOL File::open(const WCHAR* path, DWORD access, DWORD disposition, SECURITY_ATT
     mode_ = mode;
     position_ = 0;
     fill_ = depth_ = 0;
+    quiet_ = false;
     // Without memory for the buffer the file works unbuffered.
     buffered_ = mode > 0 && buffer_.Alloc(kBufferSize);
     if (mode > 0) {
@@ -234,7 +235,7 @@ BOOL File::SetEndOfFile() {
     if (!IsOpen() || mode_ < 1) return KV_FAIL(Support, "the file is not open for writing");
     if (!Flush()) return FALSE;
     if (::SetEndOfFile(handle_)) return TRUE;
-    report_system_error(TEXT("SetEndOfFile"), GetLastError());
+    if (!quiet_) report_system_error(TEXT("SetEndOfFile"), GetLastError());
     return KV_FAIL(Support, "not cut: %s", TraceText(name_.c_str()).c_str());
 }
 
@@ -260,7 +261,7 @@ BOOL File::CloseAndDelete(BOOL quiet) {
     if (DeleteFileW(name_.c_str())) return TRUE;
     DWORD error = GetLastError();
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return TRUE;
-    if (!quiet) report_file_error(kMessageDelete, name_.c_str(), error);
+    if (!quiet && !quiet_) report_file_error(kMessageDelete, name_.c_str(), error);
     return KV_FAIL(Support, "not deleted: %s", TraceText(name_.c_str()).c_str());
 }
 

@@ -29,6 +29,8 @@ public:
     // FALSE when buffered data could not be written; the file is closed all the same.
     virtual BOOL Close();
     virtual BOOL CloseAndDelete(BOOL quiet);
+    // Until the file is opened again no failure is shown: for who goes on after one that the user has seen.
+    void be_quiet() { quiet_ = true; }
     virtual BOOL Flush();
     virtual BOOL GetPosition(LONG* position);
     virtual const WCHAR* GetName() const { return name_.c_str(); }
@@ -73,7 +75,7 @@ private:
 
     LONG position_ = -1;  // -1: the system must be asked
     LONG mode_ = -1;
-    bool buffered_ = false;
+    bool buffered_ = false, quiet_ = false;
     HANDLE handle_ = INVALID_HANDLE_VALUE;
     PathText name_;
     CGlobalObj buffer_;

@@ -15,7 +15,7 @@ struct Failures {
     std::mutex lock;
     bool logging = false;
     std::vector<std::string> log;
-    std::string failed;
+    std::string failed, broken;
 };
 Failures& failures() {
     static Failures state;
@@ -40,11 +40,14 @@ void fail_call(CallKind kind, uint64_t n) {
     state.failing[static_cast<size_t>(kind)] = n ? state.made[static_cast<size_t>(kind)] + n : 0;
 }
 
+void fail_function(const std::string& name) { failures().broken = name; }
+
 void clear_failures() {
     auto& state = failures();
     for (auto& made : state.made) made = 0;
     for (auto& failing : state.failing) failing = 0;
     state.failed.clear();
+    state.broken.clear();
 }
 
 const std::string& failed_function() { return failures().failed; }
@@ -58,7 +61,7 @@ bool should_fail(CallKind kind, const char* function) {
         std::lock_guard guard(state.lock);
         state.log.emplace_back(function);
     }
-    if (call != state.failing[static_cast<size_t>(kind)]) return false;
+    if (call != state.failing[static_cast<size_t>(kind)] && state.broken != function) return false;
     std::lock_guard guard(state.lock);
     state.failed = function;
     return true;

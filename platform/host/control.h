@@ -23,6 +23,8 @@ enum class CallKind { Allocation, File, Registry, Spooler, Pipe, Process, Engine
 
 // The n-th call of the kind from now on (1 = the next) fails with its documented error, once.
 void fail_call(CallKind kind, uint64_t n);
+// Every call of a function fails from now on.
+void fail_function(const std::string& name);
 void clear_failures();
 // The function whose call failed since the last fail_call() or clear_failures(); empty while none has.
 const std::string& failed_function();

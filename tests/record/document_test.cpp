@@ -248,6 +248,10 @@ TEST_F(DocumentTest, IsSentWholeOrWithTheGapThatCannotBeHelped) {
         EXPECT_EQ(job().size(), function == "ReadFile" ? whole - 32768 : 0) << function;
         EXPECT_EQ(messages, 1u) << function;
     }
+    host::fail_function("ReadFile");
+    end_with_failing_call(1000);
+    EXPECT_TRUE(job().empty());
+    EXPECT_EQ(messages, 1u) << "three pieces";
 }
 
 TEST_F(DocumentTest, WritesNothingAfterAFailure) {
