@@ -3,7 +3,7 @@
 
 #include "image/dib.h"
 #include "settings/device_mode.h"
-#include "support/file.h"
+#include "support/global_obj.h"
 
 namespace kv {
 
@@ -15,8 +15,6 @@ bool IsJpegCandidate(const DibView& dib);
 // A baseline JPEG of a bottom-up bitmap of 8 or 24 bits per pixel: one gray component for 8 bits, YCbCr for 24. The
 // stream is stream.used() bytes. FALSE, and nothing held, for other bitmaps and when memory is out.
 BOOL CompressDibToJpeg(const DibView& dib, int quality, CGlobalObj& stream);
-// The same, appended to an open file. *written counts the stream's bytes, 0 on failure.
-BOOL WriteJpegBitmap(const DibView& dib, int quality, File& file, DWORD* written);
 
 // Run-length encoding of rows that follow each other at `stride` bytes, total_size bytes in all, each `width` pixels:
 // BI_RLE8 of 8-bit and BI_RLE4 of 4-bit pixels. The sink takes the encoded bytes in order, with the context, and

@@ -201,14 +201,4 @@ BOOL CompressDibToJpeg(const DibView& dib, int quality, CGlobalObj& stream) {
     return KV_FAIL(Image, "the JPEG library gave up");
 }
 
-BOOL WriteJpegBitmap(const DibView& dib, int quality, File& file, DWORD* written) {
-    *written = 0;
-    CGlobalObj stream;
-    if (!file.IsOpen()) return KV_FAIL(Image, "the file is not open");
-    if (!CompressDibToJpeg(dib, quality, stream)) return FALSE;
-    if (!file.Write(stream.data(), stream.used())) return FALSE;
-    *written = stream.used();
-    return TRUE;
-}
-
 }  // namespace kv

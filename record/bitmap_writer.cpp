@@ -65,18 +65,24 @@ void raise_largest_record(Document& document, uint64_t size) {
 // FALSE, and the user is told, for records that are longer than a job can be, however short they became compressed.
 BOOL is_recordable(const Document& document, uint64_t size) { return size <= kLongestFile || document.has_room(size); }
 
-BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& image) {
-    DWORD length_position = 0, written = 0;
-    if (!document.BeginSizedRecord(type, 0, &length_position) || !document.WriteBytes(head.data(), head.size()) ||
-        !document.flush_tail() || !WriteJpegBitmap(image, document.settings.kv.JpegQuality, *document.job, &written) ||
-        !document.has_room(written)) {
+// Appends the stream. The record's length is known once it is made, and then still lies in the job's tail.
+BOOL WriteJpegBitmap(Document& document, const DibView& image, DWORD length_position, DWORD head_size) {
+    CGlobalObj stream;
+    if (!CompressDibToJpeg(image, document.settings.kv.JpegQuality, stream)) return FALSE;
+    KV_TRACE(Record, Info, "%u bytes at position %u", static_cast<unsigned>(stream.used()),
+             static_cast<unsigned>(document.position));
+    if (!document.PatchU32(length_position, head_size + stream.used()) ||
+        !document.WriteBytes(stream.data(), stream.used())) {
         return FALSE;
     }
-    KV_TRACE(Record, Info, "%u bytes at position %u", static_cast<unsigned>(written),
-             static_cast<unsigned>(document.position));
-    document.position += written;
-    document.statistics.largest_record += written;
-    return document.PatchU32(length_position, head.size() + written);
+    document.statistics.largest_record += stream.used();
+    return TRUE;
+}
+
+BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& image) {
+    DWORD length_position = 0;
+    return document.BeginSizedRecord(type, 0, &length_position) && document.WriteBytes(head.data(), head.size()) &&
+           WriteJpegBitmap(document, image, length_position, head.size());
 }
 
 BOOL write_encoded_piece(const void* data, DWORD size, void* document) {
