@@ -55,6 +55,8 @@ public:
     virtual double scale() const = 0;
     // The smallest visible width of a line, in device pixels.
     virtual double hairline() const = 0;
+    // How far a letter may stand from its place so that it follows the one before it, in device pixels.
+    virtual double letter_slack() const { return 0; }
 };
 
 }  // namespace kvjob

@@ -7,6 +7,7 @@
 
 #include "drawing/glyph_names.h"
 #include "drawing/system_fonts.h"
+#include "reader/utf.h"
 
 namespace kvjob {
 namespace {
@@ -86,16 +87,23 @@ std::u32string Face::text_of(uint32_t glyph) {
     });
 }
 
-double Face::advance_of(uint32_t glyph) const {
-    FT_Fixed advance = 0;
-    if (face_->units_per_EM == 0 || FT_Load_Glyph(face_, glyph, FT_LOAD_NO_SCALE) != 0) return 0;
-    advance = face_->glyph->metrics.horiAdvance;
-    return static_cast<double>(advance) / face_->units_per_EM;
+void Face::append_text(std::string& text, uint32_t character, uint32_t glyph) {
+    const std::u32string known = character ? std::u32string{static_cast<char32_t>(character)} : text_of(glyph);
+    if (known.empty()) append_utf8(text, kUnknownCharacter);
+    for (const char32_t each : known) append_utf8(text, each);
 }
 
-bool Face::can_draw(uint32_t glyph) const {
-    return glyph < static_cast<uint32_t>(face_->num_glyphs) && FT_IS_SCALABLE(face_) &&
-           FT_Load_Glyph(face_, glyph, FT_LOAD_NO_SCALE) == 0;
+Face::Glyph Face::measure(uint32_t glyph) const {
+    if (glyph >= static_cast<uint32_t>(face_->num_glyphs) || FT_Load_Glyph(face_, glyph, FT_LOAD_NO_SCALE) != 0) {
+        return {};
+    }
+    const auto advance = static_cast<double>(face_->glyph->metrics.horiAdvance);
+    return {FT_IS_SCALABLE(face_) != 0, face_->units_per_EM ? advance / face_->units_per_EM : 0};
+}
+
+const Face::Glyph& Face::measured(uint32_t glyph) {
+    const auto known = glyphs_.find(glyph);
+    return known != glyphs_.end() ? known->second : glyphs_.emplace(glyph, measure(glyph)).first->second;
 }
 
 double Face::ascent() const {
@@ -136,7 +144,9 @@ std::shared_ptr<Face> FontStore::face(const FontDefinition& font) {
     if (found != open_.end()) {
         std::rotate(open_.begin(), found, found + 1);
     } else {
-        std::shared_ptr<Face> face = load(source);
+        std::weak_ptr<Face>& held = held_[source];
+        std::shared_ptr<Face> face = held.lock();
+        if (!face) held = face = load(source);
         open_.insert(open_.begin(), Open{source, std::move(face)});
         drop_costly();
     }

@@ -4,6 +4,7 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
+#include <map>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -39,21 +40,30 @@ public:
     uint32_t character_of(uint32_t glyph);
     // What the glyph stands for by the font's map, or by the glyph's name. Empty where neither says it.
     std::u32string text_of(uint32_t glyph);
+    // The same with a character that is known; U+FFFD where nothing is.
+    void append_text(std::string& text, uint32_t character, uint32_t glyph);
     // The glyph's outline can be loaded.
-    bool can_draw(uint32_t glyph) const;
+    bool can_draw(uint32_t glyph) { return measured(glyph).drawable; }
     // In ems.
-    double advance_of(uint32_t glyph) const;
+    double advance_of(uint32_t glyph) { return measured(glyph).advance; }
     double average_width() const;
     double ascent() const;
     double descent() const;  // below the baseline
 
 private:
+    struct Glyph {
+        bool drawable = false;
+        double advance = 0;
+    };
     void choose_map();
+    const Glyph& measured(uint32_t glyph);
+    Glyph measure(uint32_t glyph) const;
 
     Library library_;
     std::vector<uint8_t> storage_;
     FT_Face face_ = nullptr;
     std::unordered_map<uint32_t, uint32_t> characters_;  // by glyph, filled when first asked for
+    std::unordered_map<uint32_t, Glyph> glyphs_;         // those that were asked for
 };
 
 class FontStore {
@@ -62,7 +72,8 @@ public:
 
     // Throws BodyFault where the identifier names no sound definition.
     const FontDefinition& definition(uint32_t id);
-    // The face of a definition, null where there is none. Recently used faces stay open while they are cheap to keep.
+    // The face of a definition, null where there is none. Recently used faces stay open while they are cheap to keep;
+    // one that somebody still holds is never opened twice.
     std::shared_ptr<Face> face(const FontDefinition& font);
 
 private:
@@ -82,6 +93,7 @@ private:
     std::unordered_map<uint32_t, FontDefinition> definitions_;
     std::unordered_map<uint32_t, Source> sources_;  // by definition
     std::vector<Open> open_;                        // the most recently used first
+    std::map<Source, std::weak_ptr<Face>> held_;    // by whoever asked for them
 };
 
 }  // namespace kvjob

@@ -13,11 +13,19 @@ namespace kvjob {
 class JobPainter {
 public:
     JobPainter(const JobMap& map, int resolution, BrushTable::Drawing drawing, Reports& reports)
-        : fonts_(map), texts_(fonts_), brushes_(map, resolution, drawing), painter_(map, brushes_, texts_, reports) {}
+        : map_(map),
+          fonts_(map),
+          texts_(fonts_,
+                 drawing == BrushTable::Drawing::Lines ? TextPainter::Fonts::Kept : TextPainter::Fonts::Dropped),
+          brushes_(map, resolution, drawing),
+          painter_(map, brushes_, texts_, reports) {}
 
     void paint(size_t page, Canvas& canvas) { painter_.paint(page, canvas); }
+    // Letters of these pages, which count from 0, may be drawn as wide as they stand.
+    void fit_fonts(std::span<const size_t> pages) { texts_.set_fits(kvjob::fit_fonts(map_, fonts_, pages)); }
 
 private:
+    const JobMap& map_;
     FontStore fonts_;
     TextPainter texts_;
     BrushTable brushes_;

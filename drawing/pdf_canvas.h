@@ -17,6 +17,8 @@ public:
     void draw_image(PixelSource& pixels, const Rect& target, uint8_t rop, const Tint& tint) override;
     double scale() const override { return place_.scale; }
     double hairline() const override;
+    // Places are rounded to device pixels. A letter that needs no place of its own takes a byte of the file, else five.
+    double letter_slack() const override { return 1; }
 
 private:
     void reset_context();

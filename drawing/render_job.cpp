@@ -149,6 +149,9 @@ private:
 
     void write_pdf() {
         PdfFile pdf(options_.open(options_.output));
+        std::vector<size_t> drawn = pages_;
+        for (size_t& page : drawn) --page;
+        painter_.fit_fonts(drawn);
         for_each_page([&](size_t number, const IndexedPage& page) {
             constexpr int kLargestPage = 100000;  // points; cairo's coordinates end at some millions
             const Placement place = place_page(page, kPointsPerInch / summary_.resolution);

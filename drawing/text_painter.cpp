@@ -15,12 +15,10 @@ namespace {
 constexpr double kSlant = 0.25;            // of simulated italics
 constexpr double kEmboldening = 1.0 / 24;  // of the em, of simulated bold
 
-void append_character(uint32_t character, std::string& text, cairo_text_cluster_t& cluster) {
-    const size_t before = text.size();
-    const bool printable =
-        character >= 0x20 && character < 0x110000 && !is_high_surrogate(character) && !is_low_surrogate(character);
-    append_utf8(text, printable ? character : 0xFFFD);
-    cluster = {static_cast<int>(text.size() - before), 1};
+// What no text may hold is taken for unknown.
+uint32_t printable(uint32_t character) {
+    const bool sound = character < 0x110000 && !is_high_surrogate(character) && !is_low_surrogate(character);
+    return character == 0 || (sound && character >= 0x20) ? character : kUnknownCharacter;
 }
 
 }  // namespace
@@ -65,18 +63,18 @@ void GlyphShape::paint(cairo_t* context) const {
     cairo_save(context);
     prepare(context);
     const auto count = static_cast<int>(glyphs_.size());
-    if (emboldening_ > 0) {
-        cairo_new_path(context);
-        cairo_glyph_path(context, glyphs_.data(), count);
-        cairo_fill_preserve(context);
-        cairo_set_line_width(context, emboldening_);
-        cairo_set_line_join(context, CAIRO_LINE_JOIN_MITER);
-        cairo_stroke(context);
-    } else if (cairo_surface_has_show_text_glyphs(cairo_get_target(context))) {
+    if (cairo_surface_has_show_text_glyphs(cairo_get_target(context))) {
         cairo_show_text_glyphs(context, text_.data(), static_cast<int>(text_.size()), glyphs_.data(), count,
                                clusters_.data(), static_cast<int>(clusters_.size()), cairo_text_cluster_flags_t(0));
     } else {
         cairo_show_glyphs(context, glyphs_.data(), count);
+    }
+    if (emboldening_ > 0) {
+        cairo_new_path(context);
+        cairo_glyph_path(context, glyphs_.data(), count);
+        cairo_set_line_width(context, emboldening_);
+        cairo_set_line_join(context, CAIRO_LINE_JOIN_MITER);
+        cairo_stroke(context);
     }
     cairo_restore(context);
 }
@@ -106,7 +104,7 @@ cairo_font_face_t* TextPainter::cairo_face(const std::shared_ptr<Face>& face) {
     return known.get();
 }
 
-GlyphShape TextPainter::shape_of(const Line& line) {
+GlyphShape TextPainter::shape_of(const Line& line, double slack) {
     constexpr int32_t kBold = 600;
     GlyphShape shape;
     shape.face_ = cairo_face(line.face);
@@ -118,12 +116,25 @@ GlyphShape TextPainter::shape_of(const Line& line) {
     }
     cairo_matrix_scale(&shape.matrix_, line.em * line.stretch, line.em);
     if (line.font.weight >= kBold && !line.face->bold()) shape.emboldening_ = line.em * kEmboldening;
+    place(line, slack, shape);
+    return shape;
+}
+
+// A letter that stands nearly where the one before it leads, stands there.
+void TextPainter::place(const Line& line, double slack, GlyphShape& shape) {
+    double next_x = 0, next_y = 0;
     for (const PlacedGlyph& glyph : line.glyphs) {
         if (!line.face->can_draw(glyph.glyph)) continue;
-        shape.glyphs_.push_back({glyph.glyph, glyph.x, glyph.y});
-        append_character(glyph.character, shape.text_, shape.clusters_.emplace_back());
+        const bool follows = !shape.glyphs_.empty() && std::hypot(glyph.x - next_x, glyph.y - next_y) <= slack;
+        const double x = follows ? next_x : glyph.x, y = follows ? next_y : glyph.y;
+        shape.glyphs_.push_back({glyph.glyph, x, y});
+        const size_t before = shape.text_.size();
+        line.face->append_text(shape.text_, printable(glyph.character), glyph.glyph);
+        shape.clusters_.push_back({static_cast<int>(shape.text_.size() - before), 1});
+        const double advance = line.face->advance_of(glyph.glyph) * line.em * line.stretch;
+        next_x = x + advance * line.direction.cosine;
+        next_y = y - advance * line.direction.sine;
     }
-    return shape;
 }
 
 // Opaque text covers its rectangle, or what the font's lines would.
@@ -154,12 +165,13 @@ void TextPainter::draw(const TextRun& run, const TextState& state, Canvas& canva
     if (!face) throw BodyFault("the font cannot be opened");
     Line line = {font, face, place_glyphs(run, font, face.get()), baseline_of(font), -1.0 * font.height, 1};
     line.stretch = stretch_of(font, *face);
+    if (const auto fit = fits_.find(-font.height); fit != fits_.end()) line.stretch *= fit->second;
     draw_background(run, state, line, canvas);
     if (line.em <= 0) return;
     constexpr double kLargestEm = 30000;  // output units; the font library ends at 65535
     if (line.em * std::max(1.0, line.stretch) * canvas.scale() > kLargestEm)
         throw BodyFault("letters too large to draw");
-    const GlyphShape shape = shape_of(line);
+    const GlyphShape shape = shape_of(line, canvas.letter_slack());
     if (!shape.glyphs_.empty()) canvas.draw(shape, kCopy, Tint::of_bgr(state.colour));
     draw_lines(line, state, canvas);
 }

@@ -5,6 +5,7 @@
 
 #include "drawing/cairo_handles.h"
 #include "drawing/canvas.h"
+#include "drawing/font_fit.h"
 #include "drawing/font_store.h"
 #include "drawing/glyph_run.h"
 
@@ -30,21 +31,29 @@ private:
 
 class TextPainter {
 public:
-    explicit TextPainter(FontStore& fonts) : fonts_(fonts) {}
+    // What becomes of fonts between pages: a file that holds each once needs them as the same objects.
+    enum class Fonts { Dropped, Kept };
+    TextPainter(FontStore& fonts, Fonts between_pages) : fonts_(fonts), between_pages_(between_pages) {}
 
     // Draws a run with its background. Throws BodyFault where the font cannot be had.
     void draw(const TextRun& run, const TextState& state, Canvas& canvas);
-    // Fonts that were needed lately may go.
-    void end_page() { faces_.clear(); }
+    // The widths of letters that follow each other, where the canvas lets them.
+    void set_fits(FontFits fits) { fits_ = std::move(fits); }
+    void end_page() {
+        if (between_pages_ == Fonts::Dropped) faces_.clear();
+    }
 
 private:
     struct Line;
     void draw_background(const TextRun& run, const TextState& state, const Line& line, Canvas& canvas) const;
     void draw_lines(const Line& line, const TextState& state, Canvas& canvas) const;
-    GlyphShape shape_of(const Line& line);
+    GlyphShape shape_of(const Line& line, double slack);
+    static void place(const Line& line, double slack, GlyphShape& shape);
     cairo_font_face_t* cairo_face(const std::shared_ptr<Face>& face);
 
     FontStore& fonts_;
+    Fonts between_pages_;
+    FontFits fits_;
     std::unordered_map<const Face*, FontFace> faces_;
 };
 

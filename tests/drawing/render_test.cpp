@@ -468,5 +468,28 @@ TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
     EXPECT_NE(mixed.find("/Subtype /Image"), std::string::npos);
 }
 
+size_t count_of(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+    return count;
+}
+
+TEST(RenderTest, AFontStandsOnceInAPdfFileOfManyPages) {
+    JobBuilder job;
+    const uint32_t font = start_page_with_font(job, -60);
+    for (int page = 0; page < 3; ++page) {
+        if (page > 0) job.start_page();
+        job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50)).end_page();
+    }
+    Kept kept;
+    RenderOptions options;
+    options.output = "job.pdf";
+    options.open = kept.open();
+    Reports reports(stderr);
+    render_job(job.finish(), options, reports);
+    const Buffer& file = kept.files["job.pdf"];
+    EXPECT_EQ(count_of({file.begin(), file.end()}, "/FontFile2"), 1u);
+}
+
 }  // namespace
 }  // namespace kvjob::test
