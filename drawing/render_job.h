@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,17 +13,23 @@
 namespace kvjob {
 
 struct RenderOptions {
-    double dots_per_inch = 0;  // 0: 150 for pixels; 300 for what must be pixels in a PDF file
+    enum class Format { Png, Svg, Pdf };
+    Format format = Format::Png;
+    double dots_per_inch = 0;  // 0: 150 for pixels; 300 for what must be pixels in PDF and SVG files
     // The pages to draw of a job of so many, from 1 and in their order; not set: all.
     std::function<std::vector<size_t>(size_t count)> pages;
-    std::string output;     // NAME.pdf, or NAME-%d.png with the page's number
-    uint64_t memory = 0;    // bytes that a page's canvas may take; 0: kCanvasMemory
-    OpenOutput open;        // what opens these names
-    bool progress = false;  // says on standard error which page is under way
+    std::string output;              // the PDF file; of the others NAME-%d.png, with the page's number
+    uint64_t memory = 0;             // bytes that canvases may take; 0: kCanvasMemory
+    size_t threads = 1;              // for pictures; 0: as many as there are processors
+    std::string title;               // of a PDF file; empty: the document's
+    std::optional<int64_t> created;  // when the job was made, seconds since 1970
+    OpenOutput open;                 // what opens these names
+    bool progress = false;           // says on standard error which page is under way
 };
 
 // Draws pages into files. Content that cannot be drawn is reported and left out. Throws Fault for no whole job, and
-// std::runtime_error for pages that it does not have, and what the outputs throw.
+// std::runtime_error for pages that it does not have, and what the outputs throw: then the work ends, and files that
+// are not finished yet are given up.
 void render_job(Bytes file, const RenderOptions& options, Reports& reports);
 
 }  // namespace kvjob

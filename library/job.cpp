@@ -6,6 +6,7 @@
 #include "drawing/render_job.h"
 #include "reader/checker.h"
 #include "reader/job_file.h"
+#include "reader/names.h"
 #include "reader/recover.h"
 
 namespace karvo {
@@ -49,14 +50,10 @@ Document read_document(kvjob::Bytes file, const kvjob::Summary& summary) {
         document.pages.push_back(
             {page.position, page.width, page.height, printable, page.orientation != 1, page.paper});
     }
-    for (uint64_t at = kvjob::summary_position(file); at < file.size();) {
-        const kvjob::Record record = kvjob::read_record(file, at);
-        at = record.end(file.data());
-        if (record.type == 23) document.title = kvjob::read_string(record.payload);
-        if (record.type == 24) document.application = kvjob::read_string(record.payload);
-        if (record.type != 40) continue;
-        for (auto& pair : kvjob::read_attached(record.payload)) document.attached.push_back(std::move(pair));
-    }
+    kvjob::DocumentNames names = kvjob::read_names(file);
+    document.title = std::move(names.title);
+    document.application = std::move(names.application);
+    document.attached = std::move(names.attached);
     return document;
 }
 
@@ -247,7 +244,8 @@ void Job::draw(size_t page, const DrawOptions& options,
 void Job::write_pdf(const PdfOptions& options, const Sink& sink) const {
     translated([&] {
         kvjob::RenderOptions rendering;
-        rendering.output = "job.pdf";
+        rendering.format = kvjob::RenderOptions::Format::Pdf;
+        rendering.title = options.title;
         rendering.dots_per_inch = options.dots_per_inch;
         rendering.memory = options.memory;
         rendering.open = [&](const std::string&) { return std::make_unique<SinkOutput>(sink); };

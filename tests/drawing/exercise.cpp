@@ -1,6 +1,7 @@
 #include "tests/drawing/exercise.h"
 
 #include <cstdlib>
+#include <mutex>
 
 #include "drawing/fonts.h"
 #include "drawing/images.h"
@@ -24,12 +25,14 @@ void expect_answer(Command command) {
     }
 }
 
-void render(Bytes job, const std::string& output, Reports& reports) {
+void render(Bytes job, RenderOptions::Format format, Reports& reports) {
     Kept kept;
     RenderOptions options;
     options.open = kept.open();
     options.dots_per_inch = 8;
-    options.output = output;
+    options.format = format;
+    options.output = "page%d";
+    options.threads = 2;
     options.pages = [](size_t) { return std::vector<size_t>{1, 2}; };
     render_job(job, options, reports);
 }
@@ -48,7 +51,11 @@ OpenOutput Kept::open() {
         std::vector<uint8_t>& kept;
         std::vector<uint8_t> bytes;
     };
-    return [this](const std::string& name) { return std::make_unique<File>(files[name]); };
+    return [this](const std::string& name) {
+        static std::mutex mutex;  // pages come from several threads
+        const std::lock_guard lock(mutex);
+        return std::make_unique<File>(files[name]);
+    };
 }
 
 void exercise(Bytes job) {
@@ -69,8 +76,9 @@ void exercise(Bytes job) {
         for_each_font(
             map, fonts, [&](const auto& found) { print_font(found, out.get()); }, reports);
     });
-    expect_answer([&] { render(job, "page%d.png", reports); });
-    expect_answer([&] { render(job, "job.pdf", reports); });
+    for (const auto format : {RenderOptions::Format::Png, RenderOptions::Format::Svg, RenderOptions::Format::Pdf}) {
+        expect_answer([&] { render(job, format, reports); });
+    }
     expect_answer([&] {
         const JobMap map(job);
         FontStore fonts(map);

@@ -3,17 +3,18 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <atomic>
+
 #include "drawing/render_job.h"
 #include "reader/index.h"
 #include "tests/common/job_builder.h"
 #include "tests/common/plain_jpeg.h"
 #include "tests/common/samples.h"
 #include "tests/drawing/exercise.h"
+#include "tests/drawing/job_parts.h"
 
 namespace kvjob::test {
 namespace {
-
-constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0, kRed = 0xFF0000, kBlue = 0x0000FF;
 
 // A drawn page; pixels are 0x00RRGGBB.
 class Drawn {
@@ -86,15 +87,6 @@ Drawn draw(Fill fill, double dots_per_inch = 100) {
     return Drawn(job.end_page().finish(), dots_per_inch);
 }
 
-// Brush identifiers of colours given as 0x00RRGGBB.
-uint32_t solid(uint32_t rgb) { return 0x40000000 | (rgb & 0xFF) << 16 | (rgb & 0xFF00) | rgb >> 16; }
-Buffer path16(std::initializer_list<int64_t> points, int flags = 0x0B) {
-    return Body().u8({0, 1, flags, static_cast<int>(points.size() / 2)}).u16(points);
-}
-Buffer fill16(int rop, int left, int top, int right, int bottom) {
-    return Body().u8({rop}).add(rect16(left, top, right, bottom));
-}
-Buffer fill_brush(uint32_t brush) { return Body().u16({0x08}).u32({brush}); }
 // A geometric pen with flat ends, in black.
 Buffer pen(int width, std::initializer_list<int64_t> dashes = {}) {
     Body state;
@@ -335,14 +327,6 @@ TEST(RenderTest, OtherResolutionsShrinkWhatIsDrawn) {
     EXPECT_NEAR(static_cast<int>(page.at(30, 15) & 0xFF), 0x80, 1);  // half a pixel wide
 }
 
-// The sample font's capital I: a stem of about a tenth of the em, 0.73 em high.
-Buffer letters(const std::u16string& text, int x, int y, int advance) {
-    Body body;
-    body.u8({0x40, static_cast<int>(text.size())}).text(text).u16({0, x, y});
-    for (size_t i = 0; i < text.size(); ++i) body.u16({advance});
-    return body;
-}
-
 TEST(RenderTest, TextStandsOnItsBaselineAndTurnsWithIt) {
     const Drawn page = draw([](JobBuilder& job) {
         const uint32_t upright = job.next_id();
@@ -426,6 +410,48 @@ TEST(RenderTest, DamageIsLeftOutAndTheRestIsDrawn) {
     page.expect({{20, 20, kWhite}, {80, 20, kRed}});
 }
 
+TEST(RenderTest, PagesOfSeveralThreadsAreThoseOfOne) {
+    for (const Buffer& job : sample_jobs()) {
+        std::map<std::string, std::vector<uint8_t>> files[2];
+        for (const size_t threads : {1, 4}) {
+            Kept kept;
+            RenderOptions options;
+            options.dots_per_inch = 20;
+            options.threads = threads;
+            options.output = "page%d";
+            options.open = kept.open();
+            Reports reports(stderr);
+            render_job(job, options, reports);
+            files[threads == 4] = kept.files;
+        }
+        EXPECT_TRUE(files[0] == files[1]);
+    }
+}
+
+TEST(RenderTest, TheFirstFailureEndsTheWork) {
+    struct Full : Output {
+        void write(Bytes) override { throw std::runtime_error("full"); }
+        void finish() override { ADD_FAILURE(); }
+    };
+    JobBuilder job;
+    for (int page = 0; page < 20; ++page) job.start_page().end_page();
+    const Buffer whole = job.finish();
+    for (const auto format : {RenderOptions::Format::Png, RenderOptions::Format::Svg, RenderOptions::Format::Pdf}) {
+        std::atomic<int> opened = 0;
+        RenderOptions options;
+        options.format = format;
+        options.threads = 2;
+        options.output = "page%d";
+        options.open = [&](const std::string&) {
+            ++opened;
+            return std::make_unique<Full>();
+        };
+        Reports reports(stderr);
+        EXPECT_THROW(render_job(whole, options, reports), std::runtime_error);
+        EXPECT_LE(opened, 4);  // what was under way
+    }
+}
+
 // All kinds of records, on the first pages of the samples, in bands of some dozens of rows and whole.
 TEST(RenderTest, BandsOfAPageJoin) {
     constexpr int kNear = 2;  // levels; at 61 dots in bands of 17 rows a sample is not the same to the bit
@@ -442,53 +468,6 @@ TEST(RenderTest, BandsOfAPageJoin) {
             EXPECT_THROW(Drawn(all, dots, 15 * 16), std::runtime_error);
         }
     }
-}
-
-TEST(RenderTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
-    auto pdf = [](int rop) {
-        Kept kept;
-        JobBuilder job;
-        const uint32_t font = start_page_with_font(job, -60);
-        job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50));
-        job.record(39, fill_state(solid(kRed))).record(14, fill16(rop, 0, 0, 50, 50));
-        RenderOptions options;
-        options.output = "job.pdf";
-        options.open = kept.open();
-        Reports reports(stderr);
-        render_job(job.end_page(0, {0, 0, 850, 1100}).finish(), options, reports);
-        EXPECT_EQ(reports.count(), 0u);
-        const Buffer& file = kept.files["job.pdf"];
-        return std::string(file.begin(), file.end());
-    };
-    const std::string plain = pdf(0xF0), mixed = pdf(0x5A);
-    EXPECT_TRUE(plain.starts_with("%PDF"));
-    EXPECT_NE(plain.find("/FontFile2"), std::string::npos);
-    EXPECT_EQ(plain.find("/Subtype /Image"), std::string::npos);
-    EXPECT_NE(mixed.find("/FontFile2"), std::string::npos);
-    EXPECT_NE(mixed.find("/Subtype /Image"), std::string::npos);
-}
-
-size_t count_of(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-    return count;
-}
-
-TEST(RenderTest, AFontStandsOnceInAPdfFileOfManyPages) {
-    JobBuilder job;
-    const uint32_t font = start_page_with_font(job, -60);
-    for (int page = 0; page < 3; ++page) {
-        if (page > 0) job.start_page();
-        job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50)).end_page();
-    }
-    Kept kept;
-    RenderOptions options;
-    options.output = "job.pdf";
-    options.open = kept.open();
-    Reports reports(stderr);
-    render_job(job.finish(), options, reports);
-    const Buffer& file = kept.files["job.pdf"];
-    EXPECT_EQ(count_of({file.begin(), file.end()}, "/FontFile2"), 1u);
 }
 
 }  // namespace

@@ -46,8 +46,9 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
     workspace.write("damaged", job);
     workspace.write("picture", std::string("\x89PNG and more"));
     std::filesystem::create_hard_link(workspace.path("job"), workspace.path("same.png"));
-    std::filesystem::create_symlink("/dev/full", workspace.path("full.pdf"));
-    std::filesystem::create_symlink("/dev/full", workspace.path("full.png"));
+    for (const char* name : {"full.pdf", "full.png", "full.svg", "full.kv"}) {
+        std::filesystem::create_symlink("/dev/full", workspace.path(name));
+    }
     const std::tuple<const char*, int, const char*> cases[] = {
         {"check job", 0, "sound"},
         {"info job", 0, "pages: 3"},
@@ -72,6 +73,11 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"check damaged", 1, "record of type 99"},
         {"render --pages 1 -o same.png job", 1, "cannot write same.png: it is the input"},
         {"render -o full.pdf job", 1, "cannot write full.pdf: No space left on device"},
+        {"render -o full.svg --pages 1 job", 1, "cannot write full.svg: No space left on device"},
+        {"pdf -o - job >/dev/full", 1, "cannot write standard output: No space left on device"},
+        {"pdf -o - --title Other job", 0, "/Title (Other)"},
+        {"pdf -o job job", 1, "cannot write job: it is the input"},
+        {"pages -o full.kv job", 1, "cannot write full.kv: No space left on device"},
         {"render --pages 1 -o full.png job", 1, "cannot write full.png: No space left on device"},
         {"dump job >/dev/full 2>said; exit $?", 1, ""},
         {"dump job >&- 2>said; exit $?", 1, ""},

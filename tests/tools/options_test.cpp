@@ -47,9 +47,11 @@ TEST(Options, OfThePrintHost) {
 
 TEST(Options, OfTheReader) {
     const kvjob::Options drawn =
-        parsed(kvjob::describe, {"render", "text", "-r", "72.5", "--memory", "64M", "-o", "p-%d.png"});
+        parsed(kvjob::describe, {"render", "text", "-r", "72.5", "--memory", "64M", "-j", "3", "-o", "p-%d.svg"});
     EXPECT_EQ(drawn.render.memory, 64u << 20);
-    EXPECT_EQ(drawn.command + " " + drawn.jobs[0] + " " + drawn.render.output, "render text p-%d.png");
+    EXPECT_EQ(drawn.command + " " + drawn.jobs[0] + " " + drawn.render.output, "render text p-%d.svg");
+    EXPECT_EQ(drawn.render.format, kvjob::RenderOptions::Format::Svg);
+    EXPECT_EQ(drawn.render.threads, 3u);
     EXPECT_EQ(drawn.render.dots_per_inch, 72.5);
     EXPECT_EQ(parsed(kvjob::describe, {"dump", "--json", "--page", "2", "a.kv"}).page, 2u);
 }
@@ -148,7 +150,8 @@ TEST(Programs, TellUsageFaults) {
         {"kvjob", "recover --json job", "no such option: --json; see kvjob recover --help"},
         {"kvjob", "dump --page 0 job", "--page: from 1 to 1000000000, not 0; see kvjob dump --help"},
         {"kvjob", "recover job", "--output is required; see kvjob recover --help"},
-        {"kvjob", "render job -o page.gif", "--output: neither .png nor .pdf: page.gif; see kvjob render --help"},
+        {"kvjob", "render job -o page.gif",
+         "--output: neither .png nor .svg nor .pdf: page.gif; see kvjob render --help"},
         {"kvdisp12", "--lgo x", "no such option: --lgo; nearest: --log; see kvdisp12 --help"},
         {"kvdisp12", "/job=x", "/job: not a number: x; see kvdisp12 --help"},
         {"kvdisp12", "job", "unexpected: job; see kvdisp12 --help"},

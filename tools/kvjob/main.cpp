@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -100,10 +101,18 @@ void run_fonts(const Options& options, Bytes file, Reports& reports) {
     for_each_font(map, store, visit, reports);
 }
 
-void run_render(const Options& options, Bytes file, Reports& reports) {
+// When a job was finished, where it is a plain file.
+std::optional<int64_t> time_of(const std::string& name) {
+    struct stat status = {};
+    const bool plain = name != "-" && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return plain ? std::optional<int64_t>(status.st_mtime) : std::nullopt;
+}
+
+void run_render(const Options& options, const std::string& name, Bytes file, Reports& reports) {
     RenderOptions rendering = options.render;
     rendering.open = files(options);
     rendering.progress = isatty(STDERR_FILENO) != 0;
+    rendering.created = time_of(name);
     render_job(file, rendering, reports);
 }
 
@@ -133,7 +142,7 @@ int run_command(const Options& options, const std::string& name, Bytes file) {
     if (command == "images") run_images(options, file, reports);
     if (command == "text") run_text(options, file, reports);
     if (command == "fonts") run_fonts(options, file, reports);
-    if (command == "render") run_render(options, file, reports);
+    if (command == "render" || command == "pdf") run_render(options, name, file, reports);
     return reports.count() == 0 ? kDone : kFailed;
 }
 

@@ -111,34 +111,80 @@ void describe_pages(CLI::App& app, Options& options) {
                   "kvjob pages -o back.kv --pages reverse report.kv"});
 }
 
-void describe_render(CLI::App& app, Options& options) {
-    CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
-    auto take_output = [&](const std::string& name) {
-        if (!name.ends_with(".png") && !name.ends_with(".pdf")) {
-            throw kv::cli::UsageError("--output: neither .png nor .pdf: " + name);
-        }
-        options.render.output = name;
-    };
-    add_value(render, "-o,--output", "FILE", take_output, "page-%d.png: a picture a page; NAME.pdf: all in one")
-        ->required();
-    constexpr double kLeast = 1, kMost = 9600;
+void add_memory(CLI::App& command, RenderOptions& render) {
     add_value(
-        render, "-r,--resolution", "DPI",
-        [&](const std::string& text) {
-            options.render.dots_per_inch = kv::cli::parse_real(text, "--resolution", kLeast, kMost);
-        },
-        "dots per inch: of pictures (150), or of what must be pixels in a PDF file (300)");
-    add_value(
-        render, "--memory", "BYTES",
+        command, "--memory", "BYTES",
         [&](const std::string& text) {
             constexpr uint64_t kFewest = 1 << 20;
-            options.render.memory = kv::cli::parse_bytes(text, "--memory");
-            if (options.render.memory < kFewest) throw kv::cli::UsageError("--memory: at least 1M");
+            render.memory = kv::cli::parse_bytes(text, "--memory");
+            if (render.memory < kFewest) throw kv::cli::UsageError("--memory: at least 1M");
         },
-        "what a page's pixels may take (256M); larger pages are drawn in bands");
-    add_pages(render, options.render.pages, "what to draw, in this order");
+        "what drawing may take (256M); larger pages are drawn in bands");
+}
+
+void add_resolution(CLI::App& command, RenderOptions& render, const std::string& purpose) {
+    constexpr double kLeast = 1, kMost = 9600;
+    add_value(
+        command, "-r,--resolution", "DPI",
+        [&](const std::string& text) {
+            render.dots_per_inch = kv::cli::parse_real(text, "--resolution", kLeast, kMost);
+        },
+        purpose);
+}
+
+void add_title(CLI::App& command, RenderOptions& render) {
+    add_value(command, "--title", "TEXT", render.title, "the title of a PDF file, in place of the document's name");
+}
+
+void describe_render(CLI::App& app, Options& options) {
+    RenderOptions& drawing = options.render;
+    CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
+    auto take_output = [&drawing](const std::string& name) {
+        using Format = RenderOptions::Format;
+        if (name.ends_with(".png"))
+            drawing.format = Format::Png;
+        else if (name.ends_with(".svg"))
+            drawing.format = Format::Svg;
+        else if (name.ends_with(".pdf"))
+            drawing.format = Format::Pdf;
+        else
+            throw kv::cli::UsageError("--output: neither .png nor .svg nor .pdf: " + name);
+        drawing.output = name;
+    };
+    add_value(render, "-o,--output", "FILE", take_output,
+              "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one")
+        ->required();
+    add_resolution(render, drawing, "dots per inch: of PNG files (150), or of what must be pixels in the others (300)");
+    add_memory(render, drawing);
+    drawing.threads = 0;
+    add_value(
+        render, "-j,--jobs", "N",
+        [&drawing](const std::string& text) {
+            constexpr uint64_t kMost = 256;
+            drawing.threads = kv::cli::parse_whole(text, "--jobs", 0, kMost);
+        },
+        "pages of PNG files under way at a time (0: as many as there are processors); they share the memory");
+    add_title(render, drawing);
+    add_pages(render, drawing.pages, "what to draw, in this order");
     add_examples(render, {"kvjob render -o page-%03d.png report.kv",
-                          "kvjob render -r 300 --pages 2-,1 -o report.pdf report.kv"});
+                          "kvjob render -r 300 --pages 2-,1 -j 4 -o page-%d.png "
+                          "report.kv",
+                          "kvjob render -o page-%d.svg report.kv"});
+}
+
+void describe_pdf(CLI::App& app, Options& options) {
+    RenderOptions& drawing = options.render;
+    CLI::App& pdf = add_command(app, "pdf", "Writes a job's pages as a PDF file.", options);
+    auto take_output = [&drawing](const std::string& name) {
+        drawing.format = RenderOptions::Format::Pdf;
+        drawing.output = name;
+    };
+    add_value(pdf, "-o,--output", "FILE", take_output, "the PDF file; - is standard output")->required();
+    add_resolution(pdf, drawing, "dots per inch of what must be pixels (300)");
+    add_memory(pdf, drawing);
+    add_title(pdf, drawing);
+    add_pages(pdf, drawing.pages, "what it holds, in this order");
+    add_examples(pdf, {"kvjob pdf -o report.pdf report.kv", "kvjob pdf --pages 2- --title Minutes -o - report.kv"});
 }
 
 }  // namespace
@@ -156,15 +202,16 @@ void describe(CLI::App& app, Options& options) {
     describe_listings(app, options);
     describe_extractions(app, options);
     describe_render(app, options);
+    describe_pdf(app, options);
     describe_recover(app, options);
     describe_pages(app, options);
     for (const char* tells : {"info", "check", "dump", "fonts", "images", "text"}) {
         app.get_subcommand(tells)->add_flag("--json", options.json, "as JSON (docs/json.md)");
     }
-    for (const char* reads : {"info", "text", "images", "fonts", "render", "pages"}) {
+    for (const char* reads : {"info", "text", "images", "fonts", "render", "pdf", "pages"}) {
         app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");
     }
-    add_examples(app, {"kvjob info report.kv", "kvjob render -o report.pdf report.kv",
+    add_examples(app, {"kvjob info report.kv", "kvjob pdf -o report.pdf report.kv",
                        "kvjob render --help    what a command takes"});
 }
 

@@ -130,6 +130,7 @@ struct PdfOptions {
     double dots_per_inch = 300;      // of what must be pixels
     uint64_t memory = 256 << 20;     // of such a page of pixels
     Report report = {};
+    std::string title = {};  // UTF-8; empty: the document's
 };
 
 class KARVO_API Job {
