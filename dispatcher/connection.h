@@ -1,12 +1,12 @@
 #pragma once
 // One client's conversation: requests in, replies out, and the job that the client has open.
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include "dispatcher/log.h"
-#include "dispatcher/outbox.h"
+#include "dispatcher/intake.h"
 
 namespace kvdisp12 {
 
@@ -14,7 +14,9 @@ using Bytes = std::vector<BYTE>;
 
 class Connection {
 public:
-    Connection(const Outbox& outbox, Log& log) : outbox_(outbox), log_(log) {}
+    // prepared: a client says that a document is coming.
+    Connection(Intake& intake, Log& log, const Client& client, std::function<void()> prepared)
+        : intake_(intake), log_(log), client_(client), prepared_(std::move(prepared)) {}
     // A job that is still open is forgotten.
     ~Connection();
     Connection(const Connection&) = delete;
@@ -22,23 +24,28 @@ public:
 
     // Every request has a reply. One that cannot be understood gets 0.
     Bytes answer(std::span<const BYTE> request);
+    // Whether it has announced a document.
+    bool has_begun() const { return begun_; }
 
 private:
     struct Job {
-        DWORD id;
-        Text name;
+        DWORD id;  // as client and dispatcher call it
+        int64_t document;
     };
-    struct Reader;
 
-    DWORD start_document(Reader& request);
-    DWORD end_document(Reader& request);
-    DWORD abort(Reader& request);
-    Bytes job_path();
+    Bytes reply_to(const Announcement& announcement);
+    Bytes reply_to(const HandOver& hand_over);
+    Bytes reply_to(const Withdrawal& withdrawal);
+    Bytes reply_to(const PathQuestion&);
+    Bytes reply_to(const Preparation&);
     bool is_open(DWORD id) const { return job_ && job_->id == id; }
 
-    const Outbox& outbox_;
+    Intake& intake_;
     Log& log_;
+    const Client& client_;
+    std::function<void()> prepared_;
     std::optional<Job> job_;
+    bool begun_ = false;
 };
 
 }  // namespace kvdisp12

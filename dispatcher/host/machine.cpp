@@ -1,23 +1,114 @@
 #include "dispatcher/machine.h"
 
+#include <malloc.h>
+#include <pthread.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 
+#include "dispatcher/host/child.h"
+#include "dispatcher/host/system_journal.h"
 #include "platform/host/control.h"
 
 namespace kvdisp12 {
+namespace {
+
+namespace fs = std::filesystem;
+
+sigset_t ending_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, number);
+    return signals;
+}
+
+}  // namespace
 
 void join_machine() {
+    constexpr int kArenas = 2;  // of memory: one for each thread would be more than the rest of this program
+    mallopt(M_ARENA_MAX, kArenas);
+    umask(077);
+    const sigset_t awaited = ending_signals();
+    pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);  // a write beyond a limit fails instead
     // A dispatcher that the driver started has its drive; started by hand, it serves the drive of all the user's
     // programs.
     if (!std::getenv("KARVO_DRIVE")) kv::host::use_user_drive();
     kv::host::set_messages_quiet(true);
 }
 
+void at_end_of_session(std::function<void()> call) {
+    std::thread([call = std::move(call)] {
+        const sigset_t awaited = ending_signals();
+        int number = 0;
+        while (sigwait(&awaited, &number) == 0) call();
+    }).detach();
+}
+
+void end_process(int exit_code) { _exit(exit_code); }
+
 std::vector<std::string> command_line(int argc, char** argv) { return {argv + 1, argv + argc}; }
 
 std::string default_folder() { return kv::host::user_data_folder(); }
 
-Text system_path(const std::string& path) { return kv::host::win32_path(std::filesystem::absolute(path).string()); }
+std::string settings_file() {
+    const char* configured = std::getenv("XDG_CONFIG_HOME");
+    const char* home = std::getenv("HOME");
+    const std::string base = configured && *configured ? configured : std::string(home ? home : "") + "/.config";
+    const std::string own = base + "/karvo/kvdisp12.conf";
+    return access(own.c_str(), R_OK) == 0 ? own : "/etc/karvo/kvdisp12.conf";
+}
+
+std::string user_id() { return std::to_string(geteuid()); }
+std::string user_name() {
+    const passwd* user = getpwuid(geteuid());
+    return user ? user->pw_name : user_id();
+}
+
+std::string full_path(const std::string& path) { return fs::absolute(path).lexically_normal().string(); }
+
+std::vector<std::string> temporary_folders() {
+    std::error_code error;
+    return {kv::host::host_path(u"C:\\Windows\\Temp"), kv::host::host_path(u"C:\\Users\\user\\AppData\\LocalLow"),
+            fs::temp_directory_path(error).string()};
+}
+
+Text client_path(const std::string& native) { return kv::host::win32_path(native); }
+
+std::vector<std::unique_ptr<LogSink>> log_sinks(const std::string& named_file, const std::string& default_file) {
+    std::vector<std::unique_ptr<LogSink>> sinks;
+    if (named_file.empty()) sinks.push_back(system_journal());
+    if (sinks.empty() || !sinks.front()) {
+        sinks.clear();
+        sinks.push_back(std::make_unique<LogFile>(named_file.empty() ? default_file : named_file));
+    }
+    return sinks;
+}
+
+std::string native_path_of(TextView path) { return kv::host::host_path(Text(path)); }
+
+std::optional<int> leave_system_account(DWORD) { return std::nullopt; }
+
+DWORD process_of_client(HANDLE pipe) {
+    ULONG process = 0;
+    return GetNamedPipeClientProcessId(pipe, &process) ? process : 0;
+}
+// The pipe's folder is this user's alone, and the host's pipes turn others away.
+Peer peer_of(HANDLE pipe) { return process_of_client(pipe) ? Peer::User : Peer::Stranger; }
+SECURITY_ATTRIBUTES* pipe_security() { return nullptr; }
+
+bool recover_job(const std::string& damaged, const std::string& recovered) {
+    constexpr int kSomethingLost = 3;
+    const std::string program = program_beside("kvjob");
+    if (program.empty()) return false;
+    const int code = run_limited({program, "recover", damaged, "-o", recovered}, {});
+    return code == 0 || code == kSomethingLost;
+}
 
 }  // namespace kvdisp12

@@ -38,16 +38,24 @@ struct DispatcherTest : DispatchTest {
         fs::permissions(shared + "/run", fs::perms::owner_all);
         setenv("XDG_DATA_HOME", (shared + "/data").c_str(), 1);
         setenv("XDG_RUNTIME_DIR", (shared + "/run").c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (shared + "/config").c_str(), 1);
+        setenv("TMPDIR", shared.c_str(), 1);
         host::set_shared_folder(shared + "/run/karvo");
+        configure("");
     }
     void TearDown() override {
         for (const pid_t process : started()) kill(process, SIGKILL);
         for (const pid_t process : own_) waitpid(process, nullptr, 0);
         DispatchTest::TearDown();
         unsetenv("XDG_DATA_HOME");
-        unsetenv("XDG_RUNTIME_DIR");
+        for (const char* variable : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "TMPDIR"}) unsetenv(variable);
     }
 
+    // Lines of the dispatcher's settings, beside the log's place.
+    void configure(const std::string& lines) const {
+        fs::create_directories(shared + "/config/karvo");
+        write_file(shared + "/config/karvo/kvdisp12.conf", "log = " + shared + "/data/karvo/kvdisp12.log\n" + lines);
+    }
     pid_t start(const std::string& program, std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), kPrograms + program);
         std::vector<char*> pointers;
@@ -167,9 +175,15 @@ private:
 const Bytes kRefused = {0, 0, 0, 0};
 
 struct ProtocolTest : DispatcherTest {
+    void TearDown() override {
+        fs::remove_all(temp());
+        fs::create_directory(temp());
+        DispatcherTest::TearDown();
+    }
+    static std::string temp() { return host::host_path(u"C:\\Windows\\Temp"); }
     // A job of nothing but its magic and a mark.
     static std::u16string make_job(const std::string& mark, const std::string& magic = "KARV") {
-        const std::u16string path = u"C:\\job-" + std::u16string(mark.begin(), mark.end()) + u".kv";
+        const std::u16string path = u"C:\\Windows\\Temp\\~KV" + std::u16string(mark.begin(), mark.end()) + u".kv";
         write_file(host::host_path(path), magic + mark);
         return path;
     }
@@ -191,9 +205,9 @@ TEST_F(ProtocolTest, AnswersWhatItCannotUnderstand) {
     EXPECT_EQ(client.end(path), kRefused);  // no job is open
     EXPECT_TRUE(fs::exists(host::host_path(path)));
     EXPECT_EQ(text_at(client.ask(from_hex("C8000000")), 0).substr(0, 16), u"C:\\Windows\\Temp\\");
-    // One line a message, and one for the start.
+    // The start, malformed messages (once a minute), Prepare, EndDoc, StartDoc's end, JobPath.
     const std::string text = log();
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 15);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6);
 }
 
 TEST_F(ProtocolTest, FilesJobsUnderNamesOfTheirOwn) {
@@ -241,6 +255,7 @@ TEST_F(ProtocolTest, TouchesNothingThatIsNoJob) {
 }
 
 TEST_F(ProtocolTest, KeepsClientsApart) {
+    configure("max-clients-per-process = 32\n");
     start_dispatcher();
     std::vector<std::unique_ptr<Client>> clients;
     std::vector<std::u16string> paths;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "dispatcher/machine.h"
 #include "tools/common/values.h"
 
 namespace kvdisp12 {
@@ -40,6 +41,34 @@ void take_driver_option(const std::string& word, Options& options) {
     }
 }
 
+void describe_limits(CLI::App& app, Limits& limits) {
+    constexpr uint64_t kMostClients = 250;  // the system has no more instances of a pipe
+    add_value(
+        app, "--max-clients", "N",
+        [&](const std::string& text) {
+            limits.clients = static_cast<unsigned>(kv::cli::parse_whole(text, "--max-clients", 5, kMostClients));
+        },
+        "clients at once; further ones wait (default: 64)");
+    add_value(
+        app, "--max-clients-per-process", "N",
+        [&](const std::string& text) {
+            limits.clients_of_process =
+                static_cast<unsigned>(kv::cli::parse_whole(text, "--max-clients-per-process", 1, kMostClients));
+        },
+        "clients of one process at once; further ones wait (default: 16)");
+    add_value(
+        app, "--first-document", "TIME",
+        [&](const std::string& text) {
+            const double seconds = kv::cli::parse_seconds(text, "--first-document");
+            limits.first_document = std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
+        },
+        "how long a client may take to announce its document (default: 30 seconds)");
+    add_value(
+        app, "--min-free", "SIZE",
+        [&](const std::string& text) { limits.free_space = kv::cli::parse_bytes(text, "--min-free"); },
+        "free space below which documents are refused (default: 256M)");
+}
+
 }  // namespace
 
 void describe(CLI::App& app, Options& options) {
@@ -50,11 +79,20 @@ void describe(CLI::App& app, Options& options) {
         "once), /source=TEXT /job=N /housekeeping=none|minimal (who started it, and for what)")
         ->allow_extra_args();
     add_value(app, "--outbox", "DIR", options.outbox,
-              "where jobs go (default: karvo/outbox in the user's data directory)");
-    add_value(app, "--log", "FILE", options.log, "gets one line a message (default: kvdisp12.log beside the outbox)");
+              "where jobs go (default: outbox in the state folder); %u stands for the user's id");
+    add_value(app, "--state", "DIR", options.state,
+              "where the journal and jobs that wait lie (default: karvo in the user's data directory); %u as above");
+    add_value(
+        app, "--accept", "DIR", [&](const std::string& text) { options.accept.push_back(text); },
+        "takes jobs from this folder as well as from the temporary folders; several times for several");
+    add_value(app, "--log", "FILE", options.log,
+              "gets one line a message (default: the system's journal, or kvdisp12.log in the state folder)");
+    describe_limits(app, options.limits);
     add_value(
         app, "--idle", "TIME", [&](const std::string& text) { options.idle = kv::cli::parse_seconds(text, "--idle"); },
         "how long /autoexit=1 waits for another client: 10 (seconds, the default), 500ms, 2min");
+    app.set_config("--config", settings_file(), "settings: lines of name = value, the names without their dashes")
+        ->option_text("FILE");
     kv::cli::add_examples(app, {"kvdisp12 --outbox jobs --log jobs.log", "kvdisp12 /autoexit=1 --idle 1min"});
 }
 

@@ -1,8 +1,11 @@
 #pragma once
-// The command line: what the driver passes ("/name=value"), and what a user may add ("--name value").
+// The command line: what the driver passes ("/name=value"), and what a user may add ("--name value") or write into a
+// file of settings.
 
 #include <string>
+#include <vector>
 
+#include "dispatcher/limits.h"
 #include "platform/win32.h"
 #include "tools/common/command_line.h"
 
@@ -14,8 +17,10 @@ struct Options {
     DWORD session = 0;
     long job = 0;
     bool autoexit = false, runonce = false;
-    std::string outbox, log;  // empty: the defaults
-    double idle = 10;         // seconds without a client, after which "/autoexit=1" ends
+    std::string state, outbox, log;  // empty: the defaults
+    std::vector<std::string> accept;
+    Limits limits;
+    double idle = 10;  // seconds without a client, after which "/autoexit=1" ends
 };
 
 // The driver's names are compared without regard to case. Options of the driver that are not known are passed over, for

@@ -1,0 +1,90 @@
+#pragma once
+// The journal: what became of each document, in an SQLite file of the state folder. All functions may be called from
+// any thread, while other processes have it open as well; all throw JournalError.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kvdisp12 {
+
+class Database;
+class Statement;
+
+struct JournalError : std::runtime_error {
+    explicit JournalError(const std::string& what, bool is_unusable = false)
+        : std::runtime_error(what), unusable(is_unusable) {}
+    bool unusable;  // damaged or of another version: another try comes to the same
+};
+
+// Announced, Taking: the client's. Taken, Filing: ours, in the spool. The others are ends, Filed only where nothing is
+// to be delivered.
+enum class State { Announced, Taking, Taken, Filing, Filed, Delivered, Failed, Refused, Aborted, Cancelled, Damaged };
+const char* name_of(State state);
+std::optional<State> state_named(const std::string& name);
+
+struct Document {
+    int64_t id = 0;
+    std::string uuid;  // its name in the spool
+    State state = State::Announced;
+    int64_t announced = 0, changed = 0;  // milliseconds since 1970
+    std::string user;
+    uint32_t session = 0, process = 0, spooler_job = 0;
+    std::string printer, name;
+    int64_t pages = -1, bytes = -1;       // -1: not known
+    std::string source, source_identity;  // where the client had the job
+    std::string target;                   // its name in the outbox
+    std::string target_identity;          // of the copy that gets the name; empty where the job itself does
+    std::string error;                    // the last one
+    int64_t attempts = 0;                 // to file it that failed
+    int64_t delivery_id = 0;              // what the queue calls it
+};
+
+class Journal {
+public:
+    enum class Access { Own, Visit };
+
+    // Own: made where there is none; one that is damaged, or of a newer version, is set aside and `told` of it.
+    // Visit: for another process than the dispatcher's; it must be there.
+    Journal(const std::string& path, Access access, const std::function<void(const std::string&)>& told = {});
+    ~Journal();
+    Journal(const Journal&) = delete;
+    Journal& operator=(const Journal&) = delete;
+
+    // Waits for what is under way; no other function may be called behind it.
+    void close();
+
+    // Gives the document its id, times and, where it has none, uuid.
+    void add(Document& document);
+    // Writes all of it where its state is still `from`; false where that has changed.
+    bool change(Document& document, State from);
+    void remove(int64_t id);
+
+    std::optional<Document> find(int64_t id);
+    std::optional<Document> find_by_uuid(const std::string& uuid);
+    std::optional<Document> find_by_source(const std::string& source);
+    // The latest first.
+    std::vector<Document> all();
+    // The oldest first.
+    std::vector<Document> in_states(std::initializer_list<State> states);
+
+    // The number for a file of that stem to try next; the first time `look` finds it out.
+    int64_t next_number(const std::string& stem, const std::function<int64_t()>& look);
+    // change(), and the numbers up to this one of the stem are taken, both or none.
+    bool change_and_take_number(Document& document, State from, const std::string& stem, int64_t number);
+
+private:
+    bool update(Document& document, State from);
+    void open(const std::string& path, Access access);
+    std::vector<Document> select(const std::string& rest, const std::function<void(Statement&)>& bind);
+
+    std::mutex lock_;
+    std::unique_ptr<Database> database_;
+};
+
+}  // namespace kvdisp12

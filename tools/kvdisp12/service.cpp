@@ -1,0 +1,159 @@
+#include "tools/kvdisp12/service.h"
+
+#include <filesystem>
+
+#include "dispatch/object_names.h"
+#include "dispatcher/machine.h"
+#include "dispatcher/native_path.h"
+#include "dispatcher/safe_text.h"
+#include "dispatcher/server.h"
+#include "dispatcher/worker.h"
+#include "support/os_level.h"
+#include "support/process_state.h"
+#include "support/session.h"
+
+namespace kvdisp12 {
+namespace {
+
+using kv::cli::kDone;
+using kv::cli::kFailed;
+
+Text pipe_name(const Options& options) {
+    kv::ObjectName name;
+    kv::MakePipeName(nullptr, TEXT("Dispatcher"), options.has_session ? options.session : kv::kOwnSession, name);
+    return name.c_str();
+}
+
+std::string with_user_id(std::string folder) {
+    for (size_t at = folder.find("%u"); at != std::string::npos; at = folder.find("%u", at + 1)) {
+        folder.replace(at, 2, user_id());
+    }
+    return full_path(folder);
+}
+
+void log_start(const Options& options, const Text& pipe, Log& log) {
+    log.line("Start source " + in_quotes(options.source) + " pipe " + in_quotes(pipe) + " job " +
+             std::to_string(options.job) + " autoexit " + std::to_string(options.autoexit) + " housekeeping " +
+             in_quotes(options.housekeeping));
+}
+
+struct OwnState {
+    std::string path;
+    FolderLock lock;
+};
+
+bool is_served(const Text& pipe) { return WaitNamedPipeW(pipe.c_str(), 1) || GetLastError() == ERROR_SEM_TIMEOUT; }
+
+// The state folder, or one in it where another session's dispatcher of this user has it. Nothing when another
+// dispatcher serves this session. One that is just ending is waited for.
+std::optional<OwnState> take_state(const std::string& base, DWORD session, const Text& pipe) {
+    constexpr int kAttempts = 60;
+    constexpr DWORD kPause = 50;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        if (auto lock = FolderLock::take(Folder(base, Folder::Owner::Ours))) return OwnState{base, std::move(*lock)};
+        Sleep(kPause);
+    }
+    if (is_served(pipe)) return std::nullopt;
+    const std::string own = folder_in(base, "session-" + std::to_string(session));
+    if (auto lock = FolderLock::take(Folder(own, Folder::Owner::Ours))) return OwnState{own, std::move(*lock)};
+    return std::nullopt;
+}
+
+class Service {
+public:
+    Service(const Options& options, Places places, Log& log)
+        : options_(options),
+          log_(log),
+          places_(std::move(places)),
+          journal_(folder_in(places_.state, "journal.db"), Journal::Access::Own,
+                   [&](const std::string& why) { log.error("The journal is set aside: " + why); }),
+          store_{places_, journal_, log, {}, {}},
+          filer_(store_),
+          intake_(store_, filer_, options_.limits, session_of(options)),
+          recovery_(store_, filer_),
+          worker_(store_, filer_, recovery_),
+          server_(pipe_name(options), options_.limits, intake_, log) {
+        store_.wake = [this] { worker_.wake(false); };
+        server_.on_prepare([this] { worker_.wake(true); });
+        server_.keep_while([this] { return worker_.has_work(); });
+    }
+
+    bool open() {
+        recovery_.settle_interrupted();
+        return server_.open();
+    }
+
+    [[noreturn]] void run() {
+        worker_.start(options_.housekeeping != "none");
+        at_end_of_session([this] { server_.stop(); });
+        bool clean = false;
+        if (options_.autoexit) {
+            clean = server_.run_until_idle(std::chrono::milliseconds(static_cast<int64_t>(options_.idle * 1000)));
+        } else {
+            server_.run();
+        }
+        worker_.stop();
+        log_.line(clean ? "End: idle" : "End: told to");
+        journal_.close();
+        end_process(kDone);
+    }
+
+private:
+    const Options& options_;
+    Log& log_;
+    Places places_;
+    Journal journal_;
+    Store store_;
+    Filer filer_;
+    Intake intake_;
+    Recovery recovery_;
+    Worker worker_;
+    Server server_;
+};
+
+Places places_of(const Options& options, const std::string& state) {
+    Places places{state, outbox_folder(options), temporary_folders()};
+    for (const std::string& folder : options.accept) places.roots.push_back(full_path(folder));
+    return places;
+}
+
+int serve(const Options& options, Log& log) {
+    const std::string base = state_folder(options);
+    const Folder state(base, Folder::Owner::Ours);  // before the first line of a log that lies in it
+    log_start(options, pipe_name(options), log);
+    const Folder outbox(outbox_folder(options), Folder::Owner::Anyone);
+    if (options.runonce) return kDone;
+    const auto own = take_state(base, session_of(options), pipe_name(options));
+    if (own) {
+        std::filesystem::current_path(native_path(own->path));
+        Service service(options, places_of(options, own->path), log);
+        if (service.open()) service.run();
+    }
+    log.line("End: another dispatcher serves the session");
+    return kFailed;
+}
+
+}  // namespace
+
+DWORD session_of(const Options& options) { return options.has_session ? options.session : kv::current_session(); }
+
+std::string state_folder(const Options& options) {
+    return options.state.empty() ? default_folder() : with_user_id(options.state);
+}
+
+std::string outbox_folder(const Options& options) {
+    return options.outbox.empty() ? folder_in(state_folder(options), "outbox") : with_user_id(options.outbox);
+}
+
+int serve(const Options& options) {
+    Log log(
+        log_sinks(options.log.empty() ? "" : full_path(options.log), folder_in(state_folder(options), "kvdisp12.log")));
+    try {
+        return serve(options, log);
+    } catch (const std::exception& error) {
+        log.error(std::string("End: ") + error.what());  // started by the driver, there is no one else to tell
+        throw;
+    }
+}
+
+}  // namespace kvdisp12
