@@ -26,16 +26,8 @@ struct Part {
     double end() const { return start + word.length; }
 };
 
-void append_glyph(std::string& text, const PlacedGlyph& glyph, Face* face) {
-    constexpr uint32_t kUnknown = 0xFFFD;
-    const auto valid = [](uint32_t c) { return c < 0x110000 && !is_high_surrogate(c) && !is_low_surrogate(c); };
-    if (glyph.character) return append_utf8(text, valid(glyph.character) ? glyph.character : kUnknown);
-    const std::u32string named = face ? face->text_of(glyph.glyph) : std::u32string();
-    if (named.empty()) append_utf8(text, kUnknown);
-    for (const char32_t character : named) append_utf8(text, valid(character) ? character : kUnknown);
-}
-
-// Parts a run at its blanks and gaps.
+// Parts a run at its blanks and gaps, and where it goes on in another line: a record may hold texts of several lines,
+// and others may stand between its words.
 class RunSplitter {
 public:
     RunSplitter(const FontDefinition& font, Face* face, std::vector<Part>& parts)
@@ -55,10 +47,11 @@ public:
                 inside = open = false;
                 continue;
             }
+            if (inside && std::abs(baseline(glyph) - parts_.back().baseline) > kSameLine * em_) inside = false;
             if (!inside) start(glyph, open);
             add(glyph);
-            inside = open = !gap_behind(glyph);
-            if (!inside && &glyph != &glyphs.back()) parts_.back().ends_open = false;
+            inside = !gap_behind(glyph);
+            open = true;
         }
     }
 
@@ -66,16 +59,26 @@ private:
     void start(const PlacedGlyph& glyph, bool open) {
         Part part = {{{}, glyph.x, glyph.y, 0, ascent_ * em_, descent_ * em_}, 0, 0, em_, open, true};
         part.start = glyph.x * line_.cosine - glyph.y * line_.sine;
-        part.baseline = glyph.x * line_.sine + glyph.y * line_.cosine;
+        part.baseline = baseline(glyph);
         parts_.push_back(std::move(part));
     }
     void add(const PlacedGlyph& glyph) {
-        append_glyph(parts_.back().word.text, glyph, face_);
+        std::string& text = parts_.back().word.text;
+        if (face_)
+            face_->append_text(text, glyph.character, glyph.glyph);
+        else
+            append_utf8(text, glyph.character ? glyph.character : kUnknownCharacter);
         // What lies behind a gap is no part of the word.
         parts_.back().word.length += gap_behind(glyph) ? natural(glyph) : glyph.advance;
     }
-    double natural(const PlacedGlyph& glyph) const { return face_->advance_of(glyph.glyph) * em_ * stretch_; }
-    bool gap_behind(const PlacedGlyph& glyph) const { return face_ && glyph.advance - natural(glyph) > kBlank * em_; }
+    double baseline(const PlacedGlyph& glyph) const { return glyph.x * line_.sine + glyph.y * line_.cosine; }
+    double natural(const PlacedGlyph& glyph) const {
+        return face_ ? face_->advance_of(glyph.glyph) * em_ * stretch_ : std::max(glyph.advance, 0.0);
+    }
+    // Back to the start of a line, too.
+    bool gap_behind(const PlacedGlyph& glyph) const {
+        return glyph.advance < 0 || glyph.advance - natural(glyph) > kBlank * em_;
+    }
 
     Face* face_;
     std::vector<Part>& parts_;
@@ -174,6 +177,15 @@ std::vector<PlacedLine> page_words(const JobMap& map, FontStore& fonts, size_t p
     Collector collector(fonts, reports);
     map.for_each_record(page, [&](const Record& record) { collector.take(record); });
     return collector.lines();
+}
+
+std::string page_text(const JobMap& map, FontStore& fonts, size_t page, Reports& reports) {
+    std::string text;
+    for (const PlacedLine& line : page_words(map, fonts, page, reports)) {
+        for (size_t i = 0; i < line.words.size(); ++i) text += (i > 0 ? " " : "") + line.words[i].text;
+        text += '\n';
+    }
+    return text;
 }
 
 }  // namespace kvjob

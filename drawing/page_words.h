@@ -30,4 +30,7 @@ WordBox box_of(const PlacedWord& word, int angle);
 // Damaged records are reported and left out. Throws Fault where the framing ends.
 std::vector<PlacedLine> page_words(const JobMap& map, FontStore& fonts, size_t page, Reports& reports);
 
+// The same as text: a line each, a blank between words.
+std::string page_text(const JobMap& map, FontStore& fonts, size_t page, Reports& reports);
+
 }  // namespace kvjob

@@ -2,7 +2,7 @@
 
 #include "drawing/images.h"
 #include "drawing/page_rows.h"
-#include "drawing/page_text.h"
+#include "drawing/page_words.h"
 #include "drawing/render_job.h"
 #include "reader/checker.h"
 #include "reader/job_file.h"

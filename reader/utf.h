@@ -8,6 +8,7 @@ namespace kvjob {
 
 inline constexpr uint32_t kUnknownCharacter = 0xFFFD;
 
+// What is no character becomes the replacement character.
 void append_utf8(std::string& text, uint32_t code);
 // A surrogate without its half becomes the replacement character.
 std::string utf8_of(std::vector<uint16_t>::const_iterator from, std::vector<uint16_t>::const_iterator to);

@@ -5,7 +5,7 @@
 
 #include "drawing/fonts.h"
 #include "drawing/images.h"
-#include "drawing/page_text.h"
+#include "drawing/page_words.h"
 #include "drawing/render_job.h"
 #include "reader/checker.h"
 #include "reader/dump.h"

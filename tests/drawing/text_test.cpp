@@ -5,7 +5,7 @@
 #include "drawing/fonts.h"
 #include "drawing/glyph_names.h"
 #include "drawing/glyph_run.h"
-#include "drawing/page_text.h"
+#include "drawing/page_words.h"
 #include "reader/checker.h"
 #include "tests/common/job_builder.h"
 #include "tests/common/samples.h"

@@ -14,7 +14,8 @@ namespace {
 // The page's left top corner at a pixel a device pixel.
 class DrawnJob {
 public:
-    explicit DrawnJob(const Bytes& job) : map_(job), fonts_(map_), texts_(fonts_), brushes_(map_, 100, kPixels) {}
+    explicit DrawnJob(const Bytes& job)
+        : map_(job), fonts_(map_), texts_(fonts_, kvjob::TextPainter::Fonts::Dropped), brushes_(map_, 100, kPixels) {}
 
     // The first pixel that differs, or nothing.
     std::string difference(size_t page, const ModelPage& model) {

@@ -5,7 +5,7 @@
 #include <list>
 #include <numeric>
 
-#include "drawing/page_text.h"
+#include "drawing/page_words.h"
 #include "reader/dump.h"
 #include "reader/job_file.h"
 #include "reader/join.h"
