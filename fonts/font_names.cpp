@@ -109,7 +109,7 @@ BOOL read_names(const NameTable& table, FontNames& found) {
         if (found.encoding != 0xFFFF && (record.platform != kPlatformWindows || record.encoding != found.encoding)) {
             continue;
         }
-        if (!is_read_name(record.name) || !budget.take(record.length)) continue;
+        if (!is_read_name(record.name) || !budget.take(ReadBudget::kName + record.length)) continue;
         NameText text;
         LANGID language = 0;
         const Decoded decoded = DecodeNameRecord(table, record, context, text, language);

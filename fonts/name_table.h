@@ -62,6 +62,8 @@ class ReadBudget {
 public:
     // One pass over a 'name' table. The names of a sound font are a few kilobytes together.
     static constexpr uint64_t kOnePass = 1 << 20;
+    // What a name costs beside its bytes: it is compared with others and with those of the installed fonts.
+    static constexpr uint64_t kName = 256;
 
     explicit ReadBudget(uint64_t bytes = kOnePass) : left_(bytes) {}
     bool take(uint64_t bytes) {

@@ -207,8 +207,9 @@ BOOL CTtf::ParseName(CTtfTable* table) {
     ReadBudget pass;
     for (DWORD i = 0; i < names.count(); ++i) {
         const NameRecord record = names.record(i);
-        if (!is_read_name(record.name) || !pass.take(record.length)) continue;
-        if (!take_from_budget(record.length)) return FALSE;
+        const uint64_t cost = ReadBudget::kName + record.length;
+        if (!is_read_name(record.name) || !pass.take(cost)) continue;
+        if (!take_from_budget(cost)) return FALSE;
         NameText text;
         LANGID language = 0;
         const Decoded decoded = DecodeNameRecord(names, record, context, text, language);

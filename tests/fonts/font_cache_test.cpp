@@ -207,35 +207,37 @@ TEST_F(FontCacheTest, MembersOfCollectionsGiveWay) {
     EXPECT_EQ(value(u"2", u"Bravo3-PS"), u"Bravo 3");
 }
 
-// Each of these members may read a mebibyte of names; all of them together a few.
+// Each of these members may read a mebibyte of names, long ones or many; all of them together a few.
 TEST_F(FontCacheTest, ACollectionIsReadWithinABudget) {
-    std::vector<Name> names(33, windows_name(kNameFull, std::u16string(0x3FFF, u'A')));
     auto member = [](const char16_t* name) {
         return Tables{{"cmap", windows_cmap()},
                       {"name", name_table({windows_name(kNameFamily, name), windows_name(kNameUnique, name),
                                            windows_name(kNameFull, name)})}};
     };
-    Big costly;  // all records have the first one's text
-    costly.add(name_table(names));
-    for (size_t record = 0; record < names.size(); ++record) {
-        costly.bytes[6 + 12 * record + 10] = costly.bytes[6 + 12 * record + 11] = 0;
-    }
-    std::vector<Tables> members(6, Tables{{"cmap", windows_cmap()}, {"name", costly.bytes}});
-    members.insert(members.begin(), member(u"First"));
-    members.push_back(member(u"Last"));
-    const Bytes file = collection({}, members);
-    install("a.ttc", file);
-    EXPECT_TRUE(refresh());
-    EXPECT_EQ(value(u"1", u"First"), u"First");
-    EXPECT_EQ(value(u"1", u"Last"), u"(none)");
-    // A face that the budget does not reach counts as not installed.
-    IFIMETRICS metrics = {};
-    metrics.flInfo = FM_INFO_TECH_TRUETYPE;
-    for (const auto& [face, embed] : {std::pair{u"Last", TRUE}, {u"First", FALSE}}) {
-        list(std::u16string(face) + u" (TrueType)", u"a.ttc");
-        ASSERT_TRUE(create_process_fonts());
-        EXPECT_EQ(ShouldEmbedFont(metrics, file), embed);
-        release_process_fonts();
+    for (const auto& [count, length] : {std::pair<size_t, size_t>{33, 0x3FFF}, {3000, 1}}) {
+        Big costly;  // all records have the first one's text
+        costly.add(name_table(std::vector<Name>(count, windows_name(kNameFull, std::u16string(length, u'A')))));
+        for (size_t record = 0; record < count; ++record) {
+            costly.bytes[6 + 12 * record + 10] = costly.bytes[6 + 12 * record + 11] = 0;
+        }
+        std::vector<Tables> members(6, Tables{{"cmap", windows_cmap()}, {"name", costly.bytes}});
+        members.insert(members.begin(), member(u"First"));
+        members.push_back(member(u"Last"));
+        const Bytes file = collection({}, members);
+        install("a.ttc", file);
+        EXPECT_TRUE(refresh());
+        EXPECT_EQ(value(u"1", u"First"), u"First");
+        EXPECT_EQ(value(u"1", u"Last"), u"(none)");
+        // A face that the budget does not reach counts as not installed.
+        IFIMETRICS metrics = {};
+        metrics.flInfo = FM_INFO_TECH_TRUETYPE;
+        for (const auto& [face, embed] : {std::pair{u"Last", TRUE}, {u"First", FALSE}}) {
+            list(std::u16string(face) + u" (TrueType)", u"a.ttc");
+            ASSERT_TRUE(create_process_fonts());
+            EXPECT_EQ(ShouldEmbedFont(metrics, file), embed) << count;
+            release_process_fonts();
+        }
+        host::reset_all();
     }
 }
 
