@@ -34,8 +34,12 @@ FileVersion version_of(const WCHAR* path) {
     return {info->dwFileVersionMS, info->dwFileVersionLS};
 }
 
+// A system before Windows Vista may refuse the second flag, which only says how the file is mapped.
 HMODULE load_as_data(const PathText& path) {
-    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+    constexpr DWORD kFlags = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
+    HMODULE library = LoadLibraryExW(path.c_str(), nullptr, kFlags);
+    if (library || GetLastError() != ERROR_INVALID_PARAMETER) return library;
+    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
 }
 
 // Deleted when it is let go; at the next restart where that does not succeed and the user is an administrator.

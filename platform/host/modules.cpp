@@ -129,6 +129,9 @@ HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags) {
     Loaded* entry = find_by_name(path);
     if (!entry || should_fail(CallKind::Process, "LoadLibraryExW"))
         return fail_with<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
+    const bool is_vista = machine().major >= 6;
+    if ((flags & LOAD_LIBRARY_AS_IMAGE_RESOURCE) && !is_vista)
+        return fail_with<HMODULE>(ERROR_INVALID_PARAMETER, nullptr);
     ++entry->references;
     if (!(flags & LOAD_LIBRARY_AS_DATAFILE)) entry->module.run_as_code = true;
     return handle_of(*entry);

@@ -94,13 +94,17 @@ TEST_F(ProcessTest, FallsBackToItsOwnTexts) {
 
 TEST_F(ProcessTest, TakesTheLibraryOfItsOwnVersion) {
     const HMODULE library = put_library(kLibrary, 0);
-    ASSERT_TRUE(attach());
-    EXPECT_EQ(process_state().resource_module, library);
-    EXPECT_EQ(process_state().resource_language, 0x0407);
-    EXPECT_EQ(process_state().header_byte, 0x22);
-    EXPECT_TRUE(shown().empty());
-    detach();
-    EXPECT_FALSE(FreeLibrary(library)) << "it was let go";
+    for (uint32_t major : {10u, 5u}) {  // Windows 10 and XP
+        host::machine().major = major;
+        ASSERT_TRUE(attach());
+        EXPECT_EQ(process_state().resource_module, library) << major;
+        EXPECT_EQ(process_state().resource_language, 0x0407);
+        EXPECT_EQ(process_state().header_byte, 0x22);
+        EXPECT_TRUE(shown().empty());
+        detach();
+        EXPECT_FALSE(FreeLibrary(library)) << "it was let go";
+    }
+    EXPECT_FALSE(host::module_of(library).run_as_code);
 }
 
 TEST_F(ProcessTest, CopiesTheLibraryOfAnotherVersion) {
