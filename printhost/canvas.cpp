@@ -54,6 +54,7 @@ Canvas::Canvas(kv::engine::Device& device, Played& played)
     : device_(device),
       played_(played),
       cover_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)),
+      path_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)),
       texts_(static_cast<LONG>(device.info().ulHorzRes), static_cast<LONG>(device.info().ulVertRes)) {
     clips_.push_back({Region(page_of(device.info())), Clip::everything()});
 }
@@ -63,7 +64,10 @@ void Canvas::push(Region region) {
     clips_.push_back({std::move(region), std::move(clip)});
 }
 
-void Canvas::push_page() { clips_.push_back({clips_.front().region, Clip::everything()}); }
+// The page cuts nothing that is drawn on it.
+void Canvas::push_rect(const RECTL& rect) {
+    clips_.push_back({Region(rect), contains(rect, page()) ? Clip::everything() : Clip::rectangle(rect)});
+}
 
 void Canvas::pop() {
     if (clips_.size() > 1) clips_.pop_back();
@@ -90,16 +94,14 @@ bool Canvas::make_opaque(Paint& paint, const RECTL& bounds) const {
 void Canvas::fill(Path& path, FLONG options, ULONG colour) {
     const RECTL bounds = pixels_of(path.bounds());
     if (colour == kWhite && is_blank(bounds)) return;
-    settle_text(bounds, colour);
-    Brush brush = Brush::solid(colour);
-    note(device_.fill(path, current(), brush, options));
-    mark(bounds);
+    draw_path(path, bounds, {false, options, {}, colour, {}});
     ++played_.fills;
 }
 
 void Canvas::fill(const RECTL& rect, ULONG colour) {
     if (colour == kWhite && is_blank(rect)) return;
     settle_text(rect, colour);
+    flush_path();
     Brush brush = Brush::solid(colour);
     note(device_.bit_blt(nullptr, nullptr, current(), nullptr, rect, nullptr, &brush, kPatternCopy));
     mark(rect);
@@ -136,12 +138,36 @@ void Canvas::stroke(Path& path, const LINEATTRS& line, ULONG colour) {
     const float reach = geometric ? line.elWidth.e * std::max(line.eMiterLimit, 1.0f) : 1;
     const LONG around = nearest_pixel(reach) + 1;
     bounds = {bounds.left - around, bounds.top - around, bounds.right + around, bounds.bottom + around};
-    settle_text(bounds, colour);
-    kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
-    Brush brush = Brush::solid(colour);
-    note(device_.stroke(path, current(), &identity, brush, line));
-    mark(bounds);
+    draw_path(path, bounds, {true, 0, line, colour, {}});
     ++played_.strokes;
+}
+
+void Canvas::draw_path(Path& path, const RECTL& ink, PathStyle style) {
+    settle_text(ink, style.colour);
+    mark(ink);
+    const RECTL inside = clip().bounds();
+    style.clip = contains(inside, ink) ? page() : inside;
+    const bool held = clip().is_rect() && (path_.add(path, style, ink) || (flush_path(), path_.add(path, style, ink)));
+    if (held) return;
+    flush_path();
+    draw_now(path, style);
+}
+
+void Canvas::draw_now(Path& path, const PathStyle& style) {
+    Brush brush = Brush::solid(style.colour);
+    if (style.stroked) {
+        kv::engine::Transform identity({1, 0, 0, 1, 0, 0});
+        note(device_.stroke(path, current(), &identity, brush, style.line));
+    } else {
+        note(device_.fill(path, current(), brush, style.options));
+    }
+}
+
+void Canvas::flush_path() {
+    if (path_.empty()) return;
+    push_rect(path_.style().clip);
+    draw_now(*path_.take(), path_.style());
+    pop();
 }
 
 void Canvas::draw_text(const TextRun& run, bool level, const std::shared_ptr<Font>& font, ULONG colour) {
@@ -150,6 +176,7 @@ void Canvas::draw_text(const TextRun& run, bool level, const std::shared_ptr<Fon
     ++played_.texts;
     if (!level || !clip().is_rect() || !contains(clip().bounds(), ink)) {
         settle_text(ink, colour);
+        flush_path();
         TextBlock block(font, colour);
         block.append(run, box);
         draw_block(block);
@@ -164,8 +191,9 @@ void Canvas::settle_text(const RECTL& rect, std::optional<ULONG> colour) {
 }
 
 void Canvas::flush_text() {
+    flush_path();
     if (texts_.empty()) return;
-    push_page();
+    push_rect(page());
     for (const TextBlock& block : texts_.take()) draw_block(block);
     pop();
 }
@@ -188,18 +216,21 @@ void Canvas::note_image(BOOL result, const RECTL& target) {
 
 void Canvas::draw(const Transfer& image) {
     settle_text(image.target);
+    flush_path();
     note_image(device_.stretch_blt(image.bitmap, nullptr, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_masked(const Transfer& image, Bitmap& mask) {
     settle_text(image.target);
+    flush_path();
     note_image(device_.stretch_blt(image.bitmap, &mask, current(), image.translation, image.target, image.source),
                image.target);
 }
 
 void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
     settle_text(image.target, colour);
+    flush_path();
     Brush brush = Brush::solid(colour);
     note_image(device_.stretch_blt_rop(image.bitmap, nullptr, current(), image.translation, image.target, image.source,
                                        &brush, kPatternWhereBlack),
@@ -208,6 +239,7 @@ void Canvas::draw_stencil(const Transfer& image, ULONG colour) {
 
 void Canvas::blend(const Transfer& image, Alpha kind, float alpha) {
     settle_text(image.target);
+    flush_path();
     const BLENDFUNCTION function = {AC_SRC_OVER, 0, byte_of(alpha),
                                     static_cast<BYTE>(kind == Alpha::PerPixel ? AC_SRC_ALPHA : 0)};
     note_image(device_.alpha_blend(image.bitmap, current(), image.translation, image.target, image.source, function),

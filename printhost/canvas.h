@@ -8,6 +8,7 @@
 
 #include "engine/device.h"
 #include "printhost/cover.h"
+#include "printhost/held_path.h"
 #include "printhost/held_text.h"
 #include "printhost/letters.h"
 #include "printhost/region.h"
@@ -54,7 +55,7 @@ public:
     // or the paper is white there.
     bool make_opaque(Paint& paint, const RECTL& bounds) const;
 
-    // options: FP_*.
+    // Paths are held back until something else is drawn, or until finish(). options: FP_*.
     void fill(kv::engine::Path& path, FLONG options, ULONG colour);
     void fill(const RECTL& rect, ULONG colour);
     void fill(const Region& region, ULONG colour);
@@ -86,20 +87,24 @@ private:
         Region region;
         kv::engine::Clip clip;
     };
-    void push_page();
+    void push_rect(const RECTL& rect);
     kv::engine::Clip* current() { return &clips_.back().clip; }
     void note(BOOL result);
     void mark(const RECTL& rect);
     // Before anything that is drawn there; colour: when that is all of one, and opaque.
     void settle_text(const RECTL& rect, std::optional<ULONG> colour = std::nullopt);
     void flush_text();
+    void draw_path(kv::engine::Path& path, const RECTL& ink, PathStyle style);
+    void draw_now(kv::engine::Path& path, const PathStyle& style);
+    void flush_path();
     void draw_block(const TextBlock& block);
     void note_image(BOOL result, const RECTL& target);
 
     kv::engine::Device& device_;
     Played& played_;
     Cover cover_;
-    HeldText texts_;
+    HeldPath path_;   // under
+    HeldText texts_;  // what is held of text
     std::vector<ClipLevel> clips_;
     bool failed_ = false;
 };

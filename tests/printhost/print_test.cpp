@@ -7,16 +7,53 @@
 namespace kvprint {
 namespace {
 
+// An L, whose corners are not all turns to one side, is filled by the rule of the PDF file.
 TEST_F(Print, FillsUnderBothRulesAndThinOnes) {
-    EXPECT_EQ(records_of("1 0 0 rg 10 700 m 20 700 l 10 680 l f\n"
-                         "10 700 m 20 700 l 10 680 l f*\n"
-                         "0 0 1 rg 100 700 0.1 20 re f\n"),
-              Lines({"drawing state: length=8 fill_brush=0x400000FF fill_rop=13 fill_mode=\"winding\"",
-                     "fill path: length=16 path_flags=0 entries=[[7, [[20, 40], [40, 40], [20, 80]]]]",
-                     "drawing state: length=3 fill_mode=\"alternate\"",
-                     "fill path: length=16 path_flags=0 entries=[[7, [[20, 40], [40, 40], [20, 80]]]]",
+    const std::string shape = "10 700 m 30 700 l 30 690 l 20 690 l 20 680 l 10 680 l ";
+    const std::string entry =
+        "fill path: length=28 path_flags=0 entries=[[7, [[20, 40], [60, 40], [60, 60], [40, 60], [40, 80], [20, 80]]]]";
+    EXPECT_EQ(records_of("1 0 0 rg " + shape + "f\n" + shape + "f*\n0 0 1 rg 100 700 0.1 20 re f\n"),
+              Lines({"drawing state: length=8 fill_brush=0x400000FF fill_rop=13 fill_mode=\"winding\"", entry,
+                     "drawing state: length=3 fill_mode=\"alternate\"", entry,
                      "drawing state: length=6 fill_brush=0x40FF0000",
                      "rectangle fill: length=9 rop=0xF0 rect=[200, 0, 201, 40]"}));
+}
+
+// Triangles that lie over each other are run around in one sense: under the winding rule neither cuts a hole.
+TEST_F(Print, PathsDrawnAlikeAreOne) {
+    const std::string triangle = "10 700 m 20 700 l 10 680 l f ", other = "10 700 m 10 670 l 20 700 l f ";
+    const std::string shape = "10 700 m 30 700 l 30 690 l 20 690 l 20 680 l f ", line = "10 10 m 20 10 l S ";
+    const std::string apart = " 1 0 0 1 100 0 cm ", other_line = "15 5 m 15 15 l S ";
+    const struct {
+        std::string content;
+        Lines entries;  // of each path
+    } cases[] = {
+        {triangle + other, {"[[15, [[20, 40], [40, 40], [20, 80]]], [15, [[20, 40], [40, 40], [20, 100]]]]"}},
+        {triangle + "1 0 0 rg " + other,
+         {"[[15, [[20, 40], [40, 40], [20, 80]]]]", "[[15, [[20, 40], [40, 40], [20, 100]]]]"}},
+        {shape + apart + shape,
+         {"[[7, [[20, 40], [60, 40], [60, 60], [40, 60], [40, 80]]], "
+          "[7, [[220, 40], [260, 40], [260, 60], [240, 60], [240, 80]]]]"}},
+        {shape + triangle,
+         {"[[7, [[20, 40], [60, 40], [60, 60], [40, 60], [40, 80]]]]", "[[15, [[20, 40], [40, 40], [20, 80]]]]"}},
+        {line + other_line, {"[[7, [[20, 1420], [40, 1420]]], [7, [[30, 1430], [30, 1410]]]]"}},
+        {line + "2 w " + other_line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
+        {"[3 2] 0 d " + line + other_line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
+        // Under clips that do not cut them.
+        {"1 0 0 1 100 100 cm q -20 -50 99 99 re W n " + line + "Q q -20 -40 98 98 re W n " + other_line + "Q",
+         {"[[7, [[220, 1220], [240, 1220]]], [7, [[230, 1230], [230, 1210]]]]"}},
+        {"q 0 0 17 99 re W n " + line + "Q " + other_line,
+         {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
+        {line + "0 0 1 1 re f " + other_line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
+    };
+    for (const auto& test : cases) {
+        Lines entries;
+        for (const std::string& record : records_of(test.content)) {
+            const size_t at = record.find("entries=");
+            if (at != std::string::npos) entries.push_back(record.substr(at + 8));
+        }
+        EXPECT_EQ(entries, test.entries) << test.content;
+    }
 }
 
 TEST_F(Print, PensWithCapsJoinsMiterAndDashes) {
@@ -41,9 +78,8 @@ TEST_F(Print, StrokesUnderUnevenMatricesAreFilled) {
     EXPECT_EQ(
         records_of("q 1 0 0 3 0 0 cm 2 w 10 10 m 10 20 l S 100 10 m 120 10 l S Q"),
         Lines({"drawing state: length=8 fill_brush=0x80000004 fill_rop=13 fill_mode=\"winding\"",
-               "fill path: length=20 path_flags=0 entries=[[15, [[18, 1320], [22, 1320], [22, 1380], [18, 1380]]]]",
-               "fill path: length=20 path_flags=0 "
-               "entries=[[15, [[200, 1374], [240, 1374], [240, 1386], [200, 1386]]]]"}));
+               "fill path: length=38 path_flags=0 entries=[[15, [[18, 1320], [22, 1320], [22, 1380], [18, 1380]]], "
+               "[15, [[200, 1374], [240, 1374], [240, 1386], [200, 1386]]]]"}));
 }
 
 TEST_F(Print, ClipsAreRectanglesOrTheirOutlines) {
