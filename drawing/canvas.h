@@ -45,6 +45,8 @@ using Clip = std::variant<std::monostate, std::vector<Rect>, Path>;
 class Canvas {
 public:
     virtual ~Canvas() = default;
+    // What follows comes of another record.
+    virtual void begin_record() {}
     virtual void set_clip(const Clip& clip) = 0;
     // A ternary operation of the tint and the page.
     virtual void draw(const Shape& shape, uint8_t rop, const Tint& tint) = 0;
@@ -57,6 +59,8 @@ public:
     virtual double hairline() const = 0;
     // How far a letter may stand from its place so that it follows the one before it, in device pixels.
     virtual double letter_slack() const { return 0; }
+    // How far a letter leads in the file, in ems, where its font says so much.
+    virtual double written_advance(double advance) const { return advance; }
 };
 
 }  // namespace kvjob

@@ -69,14 +69,13 @@ void PagePainter::paint(size_t page, Canvas& canvas) {
     canvas.set_clip({});
     map_.for_each_record(page, [&](const Record& record) {
         const TypeInfo& info = type_info(record.type);
+        canvas.begin_record();
         try {
             play(record, canvas);
         } catch (const BodyFault& fault) {
             reports_.add(record.offset, info.name, fault.what());
         }
     });
-    brushes_.end_page();
-    texts_.end_page();
 }
 
 void PagePainter::play(const Record& record, Canvas& canvas) {

@@ -5,6 +5,51 @@
 
 namespace kvjob {
 
+namespace {
+
+struct Enough {};
+
+class CanvasUntil : public Canvas {
+public:
+    CanvasUntil(Canvas& canvas, const Moment& until) : canvas_(canvas), until_(until) {}
+
+    void begin_record() override {
+        now_ = {now_.record + 1, 0};
+        if (now_.record > until_.record) throw Enough();
+        canvas_.begin_record();
+    }
+    void set_clip(const Clip& clip) override { canvas_.set_clip(clip); }
+    void draw(const Shape& shape, uint8_t rop, const Tint& tint) override {
+        count();
+        canvas_.draw(shape, rop, tint);
+    }
+    void draw_image(PixelSource& pixels, const Rect& target, uint8_t rop, const Tint& tint) override {
+        count();
+        canvas_.draw_image(pixels, target, rop, tint);
+    }
+    double scale() const override { return canvas_.scale(); }
+    double hairline() const override { return canvas_.hairline(); }
+
+private:
+    void count() {
+        if (now_.record == until_.record && now_.call++ == until_.call) throw Enough();
+    }
+    Canvas& canvas_;
+    Moment until_, now_;
+};
+
+}  // namespace
+
+void JobPainter::paint_until(size_t page, Canvas& canvas, const Moment& until) {
+    Reports nobody([](uint64_t, const std::string&) {});
+    PagePainter painter(map_, brushes_, texts_, nobody);
+    CanvasUntil part(canvas, until);
+    try {
+        painter.paint(page, part);
+    } catch (const Enough&) {
+    }
+}
+
 Placement place_page(const IndexedPage& page, double scale) {
     if (page.width <= 0 || page.height <= 0) throw std::runtime_error("a page has no area");
     auto length = [&](int32_t pixels) {

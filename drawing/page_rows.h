@@ -5,6 +5,7 @@
 
 #include "drawing/page_painter.h"
 #include "drawing/raster_canvas.h"
+#include "drawing/vector_canvas.h"
 #include "reader/index.h"
 
 namespace kvjob {
@@ -20,7 +21,13 @@ public:
           brushes_(map, resolution, drawing),
           painter_(map, brushes_, texts_, reports) {}
 
-    void paint(size_t page, Canvas& canvas) { painter_.paint(page, canvas); }
+    void paint(size_t page, Canvas& canvas) {
+        painter_.paint(page, canvas);
+        brushes_.end_page();
+        texts_.end_page();
+    }
+    // Another canvas while a page is under way: gets what was drawn before a moment of it. Reports nothing.
+    void paint_until(size_t page, Canvas& canvas, const Moment& until);
     // Letters of these pages, which count from 0, may be drawn as wide as they stand.
     void fit_fonts(std::span<const size_t> pages) { texts_.set_fits(kvjob::fit_fonts(map_, fonts_, pages)); }
 

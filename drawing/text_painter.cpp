@@ -104,7 +104,7 @@ cairo_font_face_t* TextPainter::cairo_face(const std::shared_ptr<Face>& face) {
     return known.get();
 }
 
-GlyphShape TextPainter::shape_of(const Line& line, double slack) {
+GlyphShape TextPainter::shape_of(const Line& line, const Canvas& canvas) {
     constexpr int32_t kBold = 600;
     GlyphShape shape;
     shape.face_ = cairo_face(line.face);
@@ -116,24 +116,33 @@ GlyphShape TextPainter::shape_of(const Line& line, double slack) {
     }
     cairo_matrix_scale(&shape.matrix_, line.em * line.stretch, line.em);
     if (line.font.weight >= kBold && !line.face->bold()) shape.emboldening_ = line.em * kEmboldening;
-    place(line, slack, shape);
+    place(line, canvas, shape);
     return shape;
 }
 
-// A letter that stands nearly where the one before it leads, stands there.
-void TextPainter::place(const Line& line, double slack, GlyphShape& shape) {
-    double next_x = 0, next_y = 0;
+// A letter that stands nearly where the one before it leads, stands there. Where letters lead is asked for with the
+// advances of the font, and comes out with those of the file: what differs is made up for at the next letter that needs
+// a place of its own.
+void TextPainter::place(const Line& line, const Canvas& canvas, GlyphShape& shape) {
+    const double slack = canvas.letter_slack(), em = line.em * line.stretch;
+    double shown_x = 0, shown_y = 0, asked_x = 0, asked_y = 0;  // where the letter before leads
     for (const PlacedGlyph& glyph : line.glyphs) {
         if (!line.face->can_draw(glyph.glyph)) continue;
-        const bool follows = !shape.glyphs_.empty() && std::hypot(glyph.x - next_x, glyph.y - next_y) <= slack;
-        const double x = follows ? next_x : glyph.x, y = follows ? next_y : glyph.y;
-        shape.glyphs_.push_back({glyph.glyph, x, y});
+        if (shape.glyphs_.empty()) shown_x = asked_x = glyph.x, shown_y = asked_y = glyph.y;
+        const double off_x = glyph.x - shown_x, off_y = glyph.y - shown_y;
+        if (std::hypot(off_x, off_y) > slack) {
+            shown_x += off_x, asked_x += off_x;
+            shown_y += off_y, asked_y += off_y;
+        }
+        shape.glyphs_.push_back({glyph.glyph, asked_x, asked_y});
         const size_t before = shape.text_.size();
         line.face->append_text(shape.text_, printable(glyph.character), glyph.glyph);
         shape.clusters_.push_back({static_cast<int>(shape.text_.size() - before), 1});
-        const double advance = line.face->advance_of(glyph.glyph) * line.em * line.stretch;
-        next_x = x + advance * line.direction.cosine;
-        next_y = y - advance * line.direction.sine;
+        const double advance = line.face->advance_of(glyph.glyph), written = canvas.written_advance(advance);
+        asked_x += advance * em * line.direction.cosine;
+        asked_y -= advance * em * line.direction.sine;
+        shown_x += written * em * line.direction.cosine;
+        shown_y -= written * em * line.direction.sine;
     }
 }
 
@@ -171,7 +180,7 @@ void TextPainter::draw(const TextRun& run, const TextState& state, Canvas& canva
     constexpr double kLargestEm = 30000;  // output units; the font library ends at 65535
     if (line.em * std::max(1.0, line.stretch) * canvas.scale() > kLargestEm)
         throw BodyFault("letters too large to draw");
-    const GlyphShape shape = shape_of(line, canvas.letter_slack());
+    const GlyphShape shape = shape_of(line, canvas);
     if (!shape.glyphs_.empty()) canvas.draw(shape, kCopy, Tint::of_bgr(state.colour));
     draw_lines(line, state, canvas);
 }

@@ -47,8 +47,8 @@ private:
     struct Line;
     void draw_background(const TextRun& run, const TextState& state, const Line& line, Canvas& canvas) const;
     void draw_lines(const Line& line, const TextState& state, Canvas& canvas) const;
-    GlyphShape shape_of(const Line& line, double slack);
-    static void place(const Line& line, double slack, GlyphShape& shape);
+    GlyphShape shape_of(const Line& line, const Canvas& canvas);
+    static void place(const Line& line, const Canvas& canvas, GlyphShape& shape);
     cairo_font_face_t* cairo_face(const std::shared_ptr<Face>& face);
 
     FontStore& fonts_;

@@ -8,8 +8,8 @@
 #include <ctime>
 
 #include "drawing/paper.h"
-#include "drawing/pdf_canvas.h"
 #include "drawing/rendering.h"
+#include "drawing/vector_canvas.h"
 #include "drawing/vector_file.h"
 #include "reader/names.h"
 
@@ -35,15 +35,17 @@ double beside_dots(const Rendering& rendering, const PaperSize& size) {
     return std::min({rendering.dots(kDefaultDots), held, std::floor(kLargestSide / std::max(width, height))});
 }
 
-void draw_page(const Rendering& rendering, JobPainter& painter, size_t page, VectorFile& file) {
+void draw_page(const Rendering& rendering, JobPainter& painter, size_t page, VectorFile& file, bool pdf) {
     const IndexedPage& indexed = rendering.summary.pages[page];
-    const double dots = beside_dots(rendering, paper_size(indexed, rendering.summary.resolution));
-    std::unique_ptr<RasterCanvas> beside;
-    if (PagePainter::reads_pixels(rendering.map, page)) {
-        beside = std::make_unique<RasterCanvas>(place_page(indexed, dots / rendering.summary.resolution));
-    }
-    PdfCanvas canvas(file.surface(), place_page(indexed, kPointsPerInch / rendering.summary.resolution), beside.get(),
-                     dots / kPointsPerInch);
+    const int resolution = rendering.summary.resolution;
+    const double dots = beside_dots(rendering, paper_size(indexed, resolution));
+    Pictures pictures(rendering.memory());
+    VectorCanvas canvas(
+        {file.surface(), place_page(indexed, kPointsPerInch / resolution), pdf,
+         pdf && PagePainter::reads_pixels(rendering.map, page), place_page(indexed, dots / resolution),
+         dots / kPointsPerInch, [&](Canvas& onto, const Moment& until) { painter.paint_until(page, onto, until); },
+         rendering.memory()},
+        pictures);
     painter.paint(page, canvas);
     canvas.finish_page();
     file.end_page();
@@ -93,7 +95,7 @@ void write_pdf(const Rendering& rendering) {
         if (rendering.options.pages) {
             cairo_pdf_surface_set_page_label(file.surface(), std::to_string(page + 1).c_str());
         }
-        draw_page(rendering, painter, page, file);
+        draw_page(rendering, painter, page, file, true);
     }
     file.finish();
 }
@@ -106,7 +108,7 @@ void write_svgs(const Rendering& rendering) {
         JobPainter painter = make_painter(rendering);
         VectorFile file(VectorFile::Format::Svg, rendering.options.open(rendering.name_of(page)), size.width,
                         size.height);
-        draw_page(rendering, painter, page, file);
+        draw_page(rendering, painter, page, file, false);
         file.finish();
     }
 }

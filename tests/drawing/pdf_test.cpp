@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "drawing/page_rows.h"
 #include "drawing/paper.h"
 #include "drawing/render_job.h"
 #include "tests/common/job_builder.h"
@@ -23,20 +24,98 @@ std::string render_pdf(const Buffer& job, RenderOptions options = {}) {
     return {file.begin(), file.end()};
 }
 
-TEST(PdfTest, PdfPagesHoldLinesTextAndPixelsOnlyWhereTheyMust) {
-    auto pdf = [](int rop) {
+TEST(PdfTest, OperationsAreBlendedWhereTheyCanBeSaid) {
+    const Buffer stencil = packed_bitmap(2, 1, 1, {0, kWhite}, {0x40, 0, 0, 0});
+    struct Case {
+        int rop;
+        uint32_t brush;
+        bool image;
+        const char *has, *lacks;
+    };
+    const Case cases[] = {
+        {0xF0, kRed, false, "/FontFile2", "/Subtype /Image"},
+        {0x5A, kRed, false, "/Difference", "/Subtype /Image"},
+        {0xA0, kRed, false, "/Multiply", "/Subtype /Image"},
+        {0xFA, kRed, false, "/Screen", "/Subtype /Image"},
+        {0x5A, 0x808080, false, "/Subtype /Image", "/Difference"},  // some bits of a channel are inverted
+        {0xB8, 0x808080, true, "/ImageMask true", "/Multiply"},     // the brush where the image is black
+        {0x66, kRed, true, "/Difference", "/ImageMask"},
+    };
+    for (const Case& each : cases) {
         JobBuilder job;
         const uint32_t font = start_page_with_font(job, -60);
         job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50));
-        job.record(39, fill_state(solid(kRed))).record(14, fill16(rop, 0, 0, 50, 50));
-        return render_pdf(job.end_page(0, {0, 0, 850, 1100}).finish());
-    };
-    const std::string plain = pdf(0xF0), mixed = pdf(0x5A);
-    EXPECT_TRUE(plain.starts_with("%PDF"));
-    EXPECT_NE(plain.find("/FontFile2"), std::string::npos);
-    EXPECT_EQ(plain.find("/Subtype /Image"), std::string::npos);
-    EXPECT_NE(mixed.find("/FontFile2"), std::string::npos);
-    EXPECT_NE(mixed.find("/Subtype /Image"), std::string::npos);
+        job.record(39, fill_state(solid(each.brush)));
+        const Buffer target = rect16(0, 0, 50, 50);
+        each.image ? job.record(18, Body().u8({each.rop}).add(rect16(0, 0, 2, 1)).add(target).add(stencil))
+                   : job.record(14, fill16(each.rop, 0, 0, 50, 50));
+        const std::string pdf = render_pdf(job.end_page(0, {0, 0, 850, 1100}).finish());
+        EXPECT_NE(pdf.find(each.has), std::string::npos) << each.rop << ' ' << each.has;
+        EXPECT_EQ(pdf.find(each.lacks), std::string::npos) << each.rop << ' ' << each.lacks;
+    }
+}
+
+// What a page's records make of an image surface, drawn as pixels or as a file's page that is as fine.
+std::vector<uint32_t> pixels_of(const Buffer& job, bool as_file, uint64_t memory) {
+    const JobMap map(job);
+    const Summary summary = find_summary(job);
+    Reports reports(stderr);
+    JobPainter painter(map, summary.resolution, BrushTable::Drawing::Pixels, reports);
+    const Placement place = place_page(summary.pages[0], 1);
+    RasterCanvas raster(place);
+    cairo_surface_t* surface = raster.surface();
+    if (as_file) {
+        Pictures pictures(memory);
+        VectorCanvas canvas({surface, place, true, true, place, 1,
+                             [&](Canvas& onto, const Moment& until) { painter.paint_until(0, onto, until); }, memory},
+                            pictures);
+        painter.paint(0, canvas);
+        canvas.finish_page();
+    } else {
+        painter.paint(0, raster);
+    }
+    PixelAccess rows(surface);
+    std::vector<uint32_t> pixels;
+    for (int y = 0; y < place.height; ++y) pixels.insert(pixels.end(), rows.pixels(y), rows.pixels(y) + place.width);
+    for (uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
+    return pixels;
+}
+
+// Every operation with brushes that can be blended and not, between plain drawings; with memory for all pictures, and
+// with so little that the page becomes pixels.
+TEST(PdfTest, PagesShowWhatPixelsDo) {
+    const Buffer image = packed_bitmap(4, 1, 24, {}, {0, 0, 0, 255, 255, 255, 0, 0, 255, 0x80, 0x80, 0x80, 0, 0, 0, 0});
+    const Buffer bits = packed_bitmap(8, 1, 1, {0, kWhite}, {0x35, 0, 0, 0});
+    for (int rop = 0; rop < 256; ++rop) {
+        JobBuilder job;
+        job.page_width = 60, job.page_height = 40;
+        job.start_page().record(39, fill_state(solid(0xAAAAAA))).record(14, fill16(0xF0, 0, 0, 60, 10));
+        job.record(39, fill_brush(solid(kRed))).record(14, fill16(0xF0, 0, 10, 60, 20));
+        int x = 0;
+        for (const uint32_t brush : {kBlack, kWhite, kRed, uint32_t{0x80F00F}}) {
+            job.record(39, fill_brush(solid(brush)));
+            job.record(18, Body().u8({rop}).add(rect16(0, 0, 4, 1)).add(rect16(x, 0, x + 4, 30)).add(image));
+            job.record(18, Body().u8({rop}).add(rect16(0, 0, 8, 1)).add(rect16(x + 12, 30, x + 4, 5)).add(bits));
+            if ((((rop >> 2) ^ rop) & 0x33) == 0) job.record(14, fill16(rop, x, 15, x + 14, 35));
+            job.record(14, fill16(0xF0, x + 2, 12, x + 10, 14));
+            x += 15;
+        }
+        const Buffer whole = job.end_page(0, {0, 0, 60, 40}).finish();
+        const auto expected = pixels_of(whole, false, 0);
+        EXPECT_TRUE(pixels_of(whole, true, 1 << 20) == expected) << rop;
+        EXPECT_TRUE(pixels_of(whole, true, 100) == expected) << rop;
+    }
+}
+
+// A record whose first part is plain and whose second one is not: the first is on the page of pixels, once.
+TEST(PdfTest, ThePageBesideHasWhatWasDrawnBefore) {
+    JobBuilder job;
+    job.page_width = 60, job.page_height = 40;
+    job.start_page();
+    job.record(39, Body().u16({0xCC}).u32({solid(0x808080)}).u8({7}).u32({solid(kRed)}).u8({13}));
+    job.record(36, path16({10, 10, 50, 10, 50, 30, 10, 30}));
+    const Buffer whole = job.end_page(0, {0, 0, 60, 40}).finish();
+    EXPECT_TRUE(pixels_of(whole, true, 1 << 20) == pixels_of(whole, false, 0));
 }
 
 size_t count_of(const std::string& text, const std::string& part) {
