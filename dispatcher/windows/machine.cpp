@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "dispatcher/windows/handles.h"
+#include "platform/windows/system_library.h"
 
 namespace kvdisp12 {
 namespace {
@@ -75,9 +76,15 @@ void wait_for_messages() {
     while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
 }
 
+constinit kv::SystemFunction<decltype(WTSQueryUserToken)> query_user_token(TEXT("wtsapi32.dll"), "WTSQueryUserToken");
+constinit kv::SystemFunction<decltype(CreateEnvironmentBlock)> create_environment(TEXT("userenv.dll"),
+                                                                                  "CreateEnvironmentBlock");
+constinit kv::SystemFunction<decltype(DestroyEnvironmentBlock)> destroy_environment(TEXT("userenv.dll"),
+                                                                                    "DestroyEnvironmentBlock");
+
 bool start_as(HANDLE token) {
     void* environment = nullptr;
-    if (!CreateEnvironmentBlock(&environment, token, FALSE)) return false;
+    if (!create_environment(&environment, token, FALSE)) return false;
     Text command = GetCommandLineW(), program(MAX_PATH, 0);
     for (;;) {
         const DWORD length = GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
@@ -92,7 +99,7 @@ bool start_as(HANDLE token) {
     const BOOL started = CreateProcessAsUserW(token, program.c_str(), command.data(), nullptr, nullptr, FALSE,
                                               CREATE_UNICODE_ENVIRONMENT, environment, nullptr, &start, &process);
     const DWORD error = GetLastError();
-    DestroyEnvironmentBlock(environment);
+    destroy_environment(environment);
     if (started) {
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
@@ -118,7 +125,7 @@ void end_process(int exit_code) {
 std::optional<int> leave_system_account(DWORD session) {
     if (user_of(own_token().get()) != well_known(WinLocalSystemSid)) return std::nullopt;
     HANDLE token = nullptr;
-    const bool known = WTSQueryUserToken(session, &token);
+    const bool known = query_user_token(session, &token);
     const Handle user(token);
     if (known && start_as(user.get())) return 0;
     report_event("The dispatcher does not serve session " + std::to_string(session) + " as the system itself, and " +
