@@ -134,8 +134,8 @@ void Recovery::find_in_folder(const std::string& folder, int depth) {
 void Recovery::take(const std::string& path) {
     try {
         std::unique_lock guard(store_.opening);
+        if (is_known(path)) return;
         JobFile job = JobFile::open(client_path(path), store_.places.roots, false);
-        if (is_known(job)) return;
         Document document;
         const JobFacts facts = note_source(job, document);
         if (!facts.whole && !is_old(job)) return;
@@ -159,12 +159,14 @@ void Recovery::take(const std::string& path) {
     }
 }
 
-// Whether it has been taken, or is about to be. One that has been is there because it could not be removed.
-bool Recovery::is_known(const JobFile& job) {
-    const auto known = store_.journal.find_by_source(job.path());
-    if (!known || known->source_identity != job.identity() || known->state == State::Damaged) return false;
-    if (known->state != State::Taking && known->state != State::Failed) job.remove_source();
-    return known->state != State::Failed;
+// Whether the job there has been taken, or is about to be. One that has been is there because its name could not be
+// removed.
+bool Recovery::is_known(const std::string& path) {
+    const auto known = store_.journal.find_by_source(path);
+    if (!known || known->state == State::Damaged || known->state == State::Failed) return false;
+    const auto same = JobFile::open_again(path, store_.places.roots, known->source_identity);
+    if (same && known->state != State::Taking) same->remove_source();
+    return same.has_value();
 }
 
 void Recovery::set_damaged_aside(const JobFile& job, Document& document) {

@@ -21,7 +21,7 @@ private:
     void take_part(const Folder& folder, const std::string& name, const std::string& uuid);
     void find_in_folder(const std::string& folder, int depth);
     void take(const std::string& path);
-    bool is_known(const JobFile& job);
+    bool is_known(const std::string& path);
     void set_damaged_aside(const JobFile& job, Document& document);
 
     Store& store_;
