@@ -73,6 +73,11 @@ TEST_F(Print, PensWithCapsJoinsMiterAndDashes) {
                      "[7, [[28, 1420], [34, 1420]]], [7, [[38, 1420], [40, 1420]]]]"}));
 }
 
+TEST_F(Print, ANegativeWidthCountsAsItsAbsoluteValue) {
+    const std::string line = " w 10 10 m 20 10 l S";
+    EXPECT_EQ(records_of("-3" + line), records_of("3" + line));
+}
+
 // A pen is as wide in every direction: this stroke is 4 pixels wide where it goes down, 12 where it goes across.
 TEST_F(Print, StrokesUnderUnevenMatricesAreFilled) {
     EXPECT_EQ(

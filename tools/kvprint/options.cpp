@@ -58,6 +58,14 @@ void describe(CLI::App& app, Options& options) {
         "a name and a text that the job carries; as often as wanted");
     add_value(app, "--list-text", "FILE", options.text_list,
               "lists the places of all glyphs that go as text, and the fonts they are given in");
+    add_value(
+        app, "--memory", "BYTES",
+        [&](const std::string& text) {
+            constexpr uint64_t kLeast = 16 << 20;
+            options.memory = kv::cli::parse_bytes(text, "--memory");
+            if (options.memory < kLeast) throw kv::cli::UsageError("--memory: at least 16M, not " + text);
+        },
+        "what reading and drawing may take at a time (512M); what does not fit is drawn coarser, and told");
     add_value(app, "--password", "TEXT", options.password, "what opens an encrypted file");
     kv::cli::add_choice(
         app, "--box", {"media", "crop", "bleed", "trim", "art"}, [&](const std::string& name) { options.box = name; },
