@@ -28,6 +28,14 @@ find_package(nlohmann_json REQUIRED)
 kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG nlohmann_json::nlohmann_json)
 kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
 kv_module(report LINKS kv_drawing)
+set(report_files report.html report.css report.js)
+list(TRANSFORM report_files PREPEND ${CMAKE_SOURCE_DIR}/report/page/)
+set(report_page ${CMAKE_BINARY_DIR}/generated/report_page.h)
+add_custom_command(OUTPUT ${report_page} VERBATIM
+  COMMAND ${CMAKE_COMMAND} -DHEADER=${report_page} "-DFILES=${report_files}" -P ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+  DEPENDS ${report_files} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake)
+target_sources(kv_report PRIVATE ${report_page})
+target_include_directories(kv_report PRIVATE ${CMAKE_BINARY_DIR})
 # MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
 # driver.
 set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
@@ -97,6 +105,10 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test
 kv_tests(engine kv_test_common)
 kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
+kv_tests(report kv_report kv_test_common)
+# What scripts/test-report runs.
+add_executable(report_jobs EXCLUDE_FROM_ALL tests/report/jobs/main.cpp)
+target_link_libraries(report_jobs kv_test_common)
 kv_tests(library kvjob_library kv_test_common)
 target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}/docs" KV_BUILD_DIR="${CMAKE_BINARY_DIR}"
   KV_CMAKE="${CMAKE_COMMAND}" KV_CXX="${CMAKE_CXX_COMPILER}"
