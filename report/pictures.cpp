@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <unordered_map>
 
 #include "drawing/png_writer.h"
@@ -57,22 +58,34 @@ private:
     std::unordered_map<uint32_t, uint8_t> indices_;
 };
 
-Json png_json(std::span<const uint32_t> pixels, int width, int height) {
+// 32 steps a channel, black and white among them.
+uint32_t coarse(uint32_t pixel) {
+    constexpr uint32_t kSteps = 0xF8F8F8;
+    return (pixel & kSteps) | ((pixel & kSteps) >> 5 & 0x070707);
+}
+
+Json png_json(std::vector<uint32_t> pixels, int width, int height) {
     if (pixels.empty()) throw BodyFault("a picture without pixels");
-    Palette palette(pixels);
+    std::optional<Palette> palette(pixels);
+    if (!palette->few()) {  // the soft edges of coloured letters alone may be more
+        std::vector<uint32_t> rounded_pixels(pixels.size());
+        std::ranges::transform(pixels, rounded_pixels.begin(), coarse);
+        palette.emplace(rounded_pixels);
+        if (palette->few()) pixels = std::move(rounded_pixels);
+    }
     const auto columns = static_cast<size_t>(width);
     Kept file;
     const PngImage rgb = {width, height, PngFormat::Rgb};
-    const PngImage indexed = {width, height, PngFormat::Indexed, 8, palette.colours()};
-    PngWriter png(file, palette.few() ? indexed : rgb);
+    const PngImage indexed = {width, height, PngFormat::Indexed, 8, palette->colours()};
+    PngWriter png(file, palette->few() ? indexed : rgb);
     std::vector<uint8_t> indices(columns);
-    for (auto rest = pixels; !rest.empty(); rest = rest.subspan(columns)) {
+    for (std::span<const uint32_t> rest = pixels; !rest.empty(); rest = rest.subspan(columns)) {
         const auto row = rest.first(columns);
-        if (!palette.few()) {
+        if (!palette->few()) {
             png.write_row(row.data());
             continue;
         }
-        std::ranges::transform(row, indices.begin(), [&](uint32_t pixel) { return palette.index_of(pixel); });
+        std::ranges::transform(row, indices.begin(), [&](uint32_t pixel) { return palette->index_of(pixel); });
         png.write_row(indices.data());
     }
     png.finish();
@@ -137,7 +150,7 @@ Json page_picture(JobPainter& painter, size_t page, const IndexedPage& index, in
     std::vector<uint32_t> pixels;
     draw_rows(painter, page, place, kCanvasMemory,
               [&](PixelRow row) { pixels.insert(pixels.end(), row.begin(), row.end()); });
-    Json json = png_json(pixels, place.width, place.height);
+    Json json = png_json(std::move(pixels), place.width, place.height);
     json["scale"] = place.scale;
     return json;
 }

@@ -110,6 +110,23 @@ tests['the words lie over their letters and are selected in order'] = async () =
   });
 };
 
+tests['the picture has the colours of the page'] = async () => {
+  await open('plain', async (page) => {
+    const colours = await page.evaluate(async () => {
+      const image = document.querySelector('.sheet img');
+      await image.decode();
+      const canvas = document.createElement('canvas');
+      Object.assign(canvas, {width: image.naturalWidth, height: image.naturalHeight});
+      const context = canvas.getContext('2d', {willReadFrequently: true});
+      context.drawImage(image, 0, 0);
+      const unit = image.naturalWidth / 850;
+      return [[400, 425], [310, 525], [600, 700]].map(([x, y]) => [...context.getImageData(x * unit, y * unit, 1, 1).data]);
+    });
+    // The fill, the left pixel of the bitmap, paper.
+    assert.deepEqual(colours, [[255, 0, 0, 255], [1, 2, 3, 255], [255, 255, 255, 255]]);
+  });
+};
+
 tests['search finds words on all pages'] = async () => {
   await open('plain', async (page) => {
     await page.locator('#words').fill('POEMS');
