@@ -149,6 +149,8 @@ add_test(NAME house/reference COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-referenc
 add_test(NAME house/completions COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-completions ${CMAKE_BINARY_DIR})
 add_test(NAME house/units COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-units ${CMAKE_BINARY_DIR})
 set_tests_properties(house/units PROPERTIES SKIP_RETURN_CODE 77)
+add_test(NAME house/hardening COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-hardening --linked $<TARGET_FILE:kvprint>
+  $<TARGET_FILE:kvjob> $<TARGET_FILE:kvdisp12> $<TARGET_FILE:kvjob_library>)
 add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
 # The files of the product, as scripts/test builds them.
