@@ -56,3 +56,14 @@ install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering
 install(FILES docs/job-format.md DESTINATION ${documents}/libkvjob-dev COMPONENT development)
 install(DIRECTORY docs/example DESTINATION ${documents}/libkvjob-dev COMPONENT development
   FILES_MATCHING PATTERN "*.cpp" PATTERN "CMakeLists.txt")
+
+# What a desktop knows of jobs: their type, what opens them, pictures of them in lists of files.
+install(FILES ${packaging}/desktop/karvo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT tools)
+foreach(entry applications/karvo-job.desktop thumbnailers/karvo.thumbnailer)
+  cmake_path(GET entry FILENAME name)
+  cmake_path(GET entry PARENT_PATH folder)
+  configure_file(${packaging}/desktop/${name}.in ${CMAKE_BINARY_DIR}/desktop/${name} @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/desktop/${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} COMPONENT tools)
+endforeach()
+install(PROGRAMS ${packaging}/desktop/open-job ${packaging}/desktop/thumbnail
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/karvo COMPONENT tools)
