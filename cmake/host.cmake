@@ -49,6 +49,7 @@ target_sources(kv_dispatcher PRIVATE ${sources})
 
 include(cmake/tools.cmake)
 add_library(kv_output STATIC tools/common/output_file.cpp)
+target_link_libraries(kv_output kv_cli)
 add_subdirectory(library)
 add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
