@@ -67,3 +67,12 @@ foreach(entry applications/karvo-job.desktop thumbnailers/karvo.thumbnailer)
 endforeach()
 install(PROGRAMS ${packaging}/desktop/open-job ${packaging}/desktop/thumbnail
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/karvo COMPONENT tools)
+
+# The dispatcher as a service: of a user's session, and of the machine for one user.
+foreach(unit user/karvo-dispatcher.service system/karvo-dispatcher@.service)
+  cmake_path(GET unit FILENAME name)
+  cmake_path(GET unit PARENT_PATH manager)
+  if(EXISTS ${packaging}/systemd/${name})
+    install(FILES ${packaging}/systemd/${name} DESTINATION lib/systemd/${manager} COMPONENT dispatcher)
+  endif()
+endforeach()
