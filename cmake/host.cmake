@@ -15,6 +15,7 @@ target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector 
 kv_module(fonts LINKS kv_support)
 target_compile_options(kv_fonts PRIVATE -O3)  # loops over tables become vector code
 kv_module(dispatch LINKS kv_settings)
+kv_module(ui LINKS kv_dispatch)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 kv_module(engine LINKS kv_driver Freetype::Freetype)
@@ -99,6 +100,7 @@ kv_tests(fonts kv_test_common Freetype::Freetype)
 add_executable(check_fonts EXCLUDE_FROM_ALL tests/fonts/check/main.cpp tests/fonts/freetype_names.cpp)
 target_link_libraries(check_fonts kv_test_common Freetype::Freetype)
 kv_tests(dispatch kv_test_common)
+kv_tests(ui kv_ui kv_test_common)
 kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test.cpp PROPERTIES
