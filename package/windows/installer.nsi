@@ -73,6 +73,7 @@ FunctionEnd
     RMDir /r /REBOOTOK "$INSTDIR\package"
     Delete /REBOOTOK "$INSTDIR\kvsetup.exe"
     Delete /REBOOTOK "$INSTDIR\LICENSE"
+    Delete /REBOOTOK "$INSTDIR\THIRD-PARTY.md"
     Delete /REBOOTOK "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
     DeleteRegKey HKLM "${UNINSTALL}"
@@ -84,6 +85,7 @@ Section
     SetOverwrite on
     SetOutPath "$INSTDIR"
     File "${FOLDER}\LICENSE"
+    File "${FOLDER}\THIRD-PARTY.md"
     File "${FOLDER}\kvsetup.exe"
     SetOutPath "$INSTDIR\package"
     File /r "${FOLDER}\package\*"
