@@ -141,6 +141,9 @@ struct SheetTest : PrinterTest {
             answer = DocumentPropertiesW(nullptr, printer, const_cast<WCHAR*>(kPrinter), &out, &in,
                                          DM_IN_BUFFER | DM_IN_PROMPT | DM_OUT_BUFFER);
         });
+        return wait_for_dialog();
+    }
+    static HWND wait_for_dialog() {
         HWND dialog = nullptr;
         for (int i = 0; i < 300 && !dialog; ++i) {
             EnumWindows(take_dialog, reinterpret_cast<LPARAM>(&dialog));
@@ -183,6 +186,31 @@ TEST_F(SheetTest, GivesNothingWhenItIsCancelled) {
     press({VK_DOWN});
     close(VK_ESCAPE);
     EXPECT_EQ(out.dmSize, 0);
+}
+
+// The page of defaults, in the system's host of sheets: landscape is enforced, and then it is not.
+TEST_F(SheetTest, EnforcesAValue) {
+    using ShowSheet = LONG WINAPI(HWND, PFNPROPSHEETUI, LPARAM, DWORD*);
+    auto* show = reinterpret_cast<ShowSheet*>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"compstui.dll"), "CommonPropertySheetUIW")));
+    auto* pages = reinterpret_cast<PFNPROPSHEETUI>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"kvui12.dll"), "DrvDevicePropertySheets")));
+    ASSERT_TRUE(show && pages);
+    DEVICEPROPERTYHEADER request = {sizeof request, 0, printer, const_cast<WCHAR*>(kPrinter)};
+    for (const auto& [choose, orientation] : {std::pair(VK_END, DMORIENT_LANDSCAPE), {VK_HOME, DMORIENT_PORTRAIT}}) {
+        shower = std::thread([&] { show(nullptr, pages, reinterpret_cast<LPARAM>(&request), nullptr); });
+        ASSERT_NE(wait_for_dialog(), nullptr);
+        press({VK_MENU, 'S'});  // the list of settings
+        press({VK_HOME});
+        press({VK_DOWN});  // orientation
+        press({VK_MENU, 'V'});
+        press({static_cast<WORD>(choose)});  // landscape is the last value, and none the first
+        if (choose == VK_END) press({VK_MENU, 'E'});
+        close(VK_RETURN);
+        in = {};
+        ASSERT_EQ(properties(DM_OUT_BUFFER), IDOK);
+        EXPECT_EQ(out.dmOrientation, orientation);
+    }
 }
 
 // For pictures: each page stays for as many milliseconds as KV_SHEET_HOLD says.

@@ -195,6 +195,9 @@ private:
         const LONG usual = get_setting(sheet_.mode, kStoredSettings[index]);
         fill_list(list, sheet_.printer_name.c_str(), kStoredSettings[index],
                   stored.value == kNotSet ? usual : stored.value);
+        if (kStoredSettings[index] == Setting::Paper) {  // a size of one's own, the last of them, is none of a printer
+            SendMessageW(list, CB_DELETESTRING, static_cast<WPARAM>(SendMessageW(list, CB_GETCOUNT, 0, 0) - 1), 0);
+        }
         if (stored.value == kNotSet) SendMessageW(list, CB_SETCURSEL, 0, 0);
         CheckDlgButton(dialog, KV_ENFORCED, stored.enforced ? BST_CHECKED : BST_UNCHECKED);
         EnableWindow(GetDlgItem(dialog, KV_ENFORCED), stored.value != kNotSet);
