@@ -193,7 +193,7 @@ private:
             if (list.size() < kMostThumbnails) json["thumbnail"] = thumbnail(found);
             list.push_back(std::move(json));
         };
-        guarded([&] { for_each_image(job_.file, visit, reports_); });
+        guarded([&] { for_each_image(job_.file, kCanvasMemory, visit, reports_); });
         html_.add("images", {{"images", std::move(list)}, {"more", more}});
     }
 
