@@ -96,7 +96,7 @@ if(KV_PROGRAMS)
   target_sources(kv_dispatcher PRIVATE ${sources})
   include(cmake/tools.cmake)
   add_subdirectory(tools/kvdisp12)
-  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
+  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
 
   # What is not installed.
   add_compile_options(-fno-stack-protector)
