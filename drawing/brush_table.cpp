@@ -29,6 +29,15 @@ void add_lines(cairo_t* context, uint32_t style, double size, double width) {
     }
 }
 
+// A file holds a brush once, on however many pages it is used.
+void share(cairo_surface_t* tile, uint32_t brush) {
+    auto* name = new std::string("brush " + std::to_string(brush));
+    const auto release = [](void* held) { delete static_cast<std::string*>(held); };
+    const auto status = cairo_surface_set_mime_data(
+        tile, CAIRO_MIME_TYPE_UNIQUE_ID, reinterpret_cast<unsigned char*>(name->data()), name->size(), release, name);
+    if (status != CAIRO_STATUS_SUCCESS) release(name);
+}
+
 }  // namespace
 
 Surface BrushTable::make_hatch(const Brush& brush) const {
@@ -48,12 +57,21 @@ Surface BrushTable::make_hatch(const Brush& brush) const {
     return tile;
 }
 
-Surface BrushTable::make_tile(const Brush& brush) const {
+void BrushTable::end_page() {
+    tiles_.clear();
+    held_ = 0;
+}
+
+Surface BrushTable::make_tile(const Brush& brush) {
     constexpr uint32_t kHatched = 2;
     constexpr int32_t kLargest = 8192;  // pixels
     if (brush.kind == kHatched) return make_hatch(brush);
     const Picture picture = Picture::of_bitmap(brush.bitmap);
     if (picture.width() > kLargest || picture.height() > kLargest) throw BodyFault("a pattern too large to draw with");
+    const uint64_t bytes =
+        uint64_t{4} * static_cast<uint64_t>(picture.width()) * static_cast<uint64_t>(picture.height());
+    if (bytes > map_.memory() - held_) throw BodyFault("more patterns on a page than the memory allowed holds");
+    held_ += bytes;
     Surface tile = make_image(CAIRO_FORMAT_RGB24, picture.width(), picture.height());
     PixelAccess pixels(tile.get());
     picture.read([&](int32_t y, Picture::Row row) { std::copy(row.begin(), row.end(), pixels.pixels(y)); });
@@ -71,7 +89,9 @@ Tint BrushTable::tint(uint32_t id) {
         const Record* record = map_.brush(id);
         if (!record) throw BodyFault("a brush that was not introduced");
         std::vector<uint8_t> buffer;
-        known = tiles_.emplace(id, make_tile(read_brush(body_of(*record, buffer)))).first;
+        Surface tile = make_tile(read_brush(map_.body(*record, buffer)));
+        share(tile.get(), id);
+        known = tiles_.emplace(id, std::move(tile)).first;
     }
     return {Tint::Kind::Tile, 0, known->second.get()};
 }

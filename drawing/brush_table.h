@@ -18,18 +18,20 @@ public:
     BrushTable(const JobMap& map, int resolution, Drawing drawing)
         : map_(map), resolution_(resolution), drawing_(drawing) {}
 
-    // The tile is good until end_page. Throws BodyFault for a brush that cannot be had.
+    // The tile is good until end_page. Throws BodyFault for a brush that cannot be had, or one too many for the job's
+    // memory.
     Tint tint(uint32_t id);
-    void end_page() { tiles_.clear(); }
+    void end_page();
 
 private:
-    Surface make_tile(const Brush& brush) const;
+    Surface make_tile(const Brush& brush);
     Surface make_hatch(const Brush& brush) const;
 
     const JobMap& map_;
     int resolution_;
     Drawing drawing_;
     std::unordered_map<uint32_t, Surface> tiles_;
+    uint64_t held_ = 0;  // bytes of patterns
 };
 
 }  // namespace kvjob

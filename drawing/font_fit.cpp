@@ -10,17 +10,17 @@ namespace {
 
 class Fitter {
 public:
-    explicit Fitter(FontStore& fonts) : fonts_(fonts) {}
+    Fitter(const JobMap& map, FontStore& fonts) : map_(map), fonts_(fonts) {}
 
     void begin_page() { state_ = {}; }
 
     void take(const Record& record) {
         const TypeInfo& info = type_info(record.type);
-        if (info.body == Body::TextState) return apply(state_, read_text_state(body_of(record, buffer_)));
+        if (info.body == Body::TextState) return apply(state_, read_text_state(map_.body(record, buffer_)));
         if (info.body != Body::Text) return;
         const FontDefinition& font = fonts_.definition(state_.font);
         Sums& sums = sizes_[-font.height];
-        if (sums.letters < kEnough) add(font, read_text(body_of(record, buffer_), info.wide), sums);
+        if (sums.letters < kEnough) add(font, read_text(map_.body(record, buffer_), info.wide), sums);
     }
 
     FontFits fits() const {
@@ -56,6 +56,7 @@ private:
         }
     }
 
+    const JobMap& map_;
     FontStore& fonts_;
     TextState state_;
     std::unordered_map<int32_t, Sums> sizes_;
@@ -65,7 +66,7 @@ private:
 }  // namespace
 
 FontFits fit_fonts(const JobMap& map, FontStore& fonts, std::span<const size_t> pages) {
-    Fitter fitter(fonts);
+    Fitter fitter(map, fonts);
     for (const size_t page : pages) {
         fitter.begin_page();
         try {

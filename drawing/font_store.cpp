@@ -132,7 +132,7 @@ const FontDefinition& FontStore::definition(uint32_t id) {
     const Record* record = map_.font(id);
     if (!record) throw BodyFault("a font that was not introduced");
     std::vector<uint8_t> buffer;
-    return definitions_.emplace(id, read_font(body_of(*record, buffer))).first->second;
+    return definitions_.emplace(id, read_font(map_.body(*record, buffer))).first->second;
 }
 
 std::shared_ptr<Face> FontStore::face(const FontDefinition& font) {
@@ -179,7 +179,7 @@ std::shared_ptr<Face> FontStore::load_embedded(uint32_t file, int32_t member) co
     if (!record) return nullptr;
     try {
         std::vector<uint8_t> buffer;
-        const Bytes bytes = read_font_file(body_of(*record, buffer)).bytes;
+        const Bytes bytes = read_font_file(map_.body(*record, buffer)).bytes;
         std::vector<uint8_t> storage;
         if (record->compressed()) storage.assign(bytes.begin(), bytes.end());
         return Face::open(library_, bytes, std::move(storage), member);

@@ -44,7 +44,7 @@ void for_each_font(const JobMap& map, FontStore& fonts, const FontVisit& visit, 
     std::vector<uint8_t> buffer;
     for (const Record& record : map.font_records()) {
         try {
-            const Bytes body = body_of(record, buffer);
+            const Bytes body = map.body(record, buffer);
             if (type_info(record.type).body == Body::Font) {
                 const FontDefinition font = read_font(body);
                 visit(ListedFont{record.offset, font, fonts.face(font)});

@@ -120,7 +120,8 @@ const char* name_of(ImageKind kind) {
     return kind == ImageKind::Image ? "image" : kind == ImageKind::Mask ? "mask" : "pattern";
 }
 
-void for_each_image(Bytes file, const std::function<void(const FoundImage&)>& visit, Reports& reports) {
+void for_each_image(Bytes file, uint64_t memory, const std::function<void(const FoundImage&)>& visit,
+                    Reports& reports) {
     expect_magic(file);
     uint32_t page = 0;
     std::vector<uint8_t> buffer;
@@ -131,7 +132,7 @@ void for_each_image(Bytes file, const std::function<void(const FoundImage&)>& vi
         const TypeInfo& info = type_info(record.type);
         if (!info.marks && info.body != Body::Brush) continue;
         try {
-            visit_record(page, record, body_of(record, buffer), visit);
+            visit_record(page, record, body_of(record, buffer, memory), visit);
         } catch (const BodyFault& fault) {
             reports.add(record.offset, info.name, fault.what());
         }

@@ -22,9 +22,16 @@ DrawState default_state() {
     return state;
 }
 
-Path path_of(Bytes body, bool wide) {
+// Drawing a point takes some two hundred bytes, of edges in the end.
+Path path_of(Bytes body, bool wide, uint64_t memory) {
+    constexpr uint64_t kBytesPerPoint = 200;
     Path path;
-    read_path(body, wide, [&](const PathEntry& entry) { path.push_back(entry); });
+    uint64_t points = 0;
+    read_path(body, wide, [&](const PathEntry& entry) {
+        points += entry.points.size() + 1;
+        if (points > memory / kBytesPerPoint) throw BodyFault("has more points than the memory allowed holds");
+        path.push_back(entry);
+    });
     return path;
 }
 
@@ -51,7 +58,7 @@ bool PagePainter::reads_pixels(const JobMap& map, size_t page) {
         if (found || (body != Body::Bitmap && body != Body::DrawState && body != Body::RectFill)) return;
         try {
             if (body == Body::DrawState) {
-                found = state_reads_pixels(body_of(record, buffer));
+                found = state_reads_pixels(map.body(record, buffer));
                 return;
             }
             if (record.compressed()) buffer = inflate_start(record.payload, 1);
@@ -85,22 +92,22 @@ void PagePainter::play(const Record& record, Canvas& canvas) {
             return canvas.set_clip({});
         case Body::ClipRects:
         case Body::ClipPath:
-            return set_clip(info, body_of(record, buffer_), canvas);
+            return set_clip(info, map_.body(record, buffer_), canvas);
         case Body::DrawState:
-            return apply(state_, read_draw_state(body_of(record, buffer_)));
+            return apply(state_, read_draw_state(map_.body(record, buffer_)));
         case Body::TextState:
-            return apply(text_, read_text_state(body_of(record, buffer_)));
+            return apply(text_, read_text_state(map_.body(record, buffer_)));
         case Body::Path:
-            return draw_path(record.type, body_of(record, buffer_), info.wide, canvas);
+            return draw_path(record.type, map_.body(record, buffer_), info.wide, canvas);
         case Body::RectFill:
-            return draw_rect(read_rect_fill(body_of(record, buffer_), info.wide), canvas);
+            return draw_rect(read_rect_fill(map_.body(record, buffer_), info.wide), canvas);
         case Body::Text:
-            return texts_.draw(read_text(body_of(record, buffer_), info.wide), text_, canvas);
+            return texts_.draw(read_text(map_.body(record, buffer_), info.wide), text_, canvas);
         case Body::Bitmap:
         case Body::AlphaBlend:
         case Body::Transparent:
         case Body::Masked:
-            return draw_image(record, body_of(record, buffer_), canvas);
+            return draw_image(record, map_.body(record, buffer_), canvas);
         case Body::Brush:
         case Body::Font:
         case Body::FontFile:
@@ -112,14 +119,14 @@ void PagePainter::play(const Record& record, Canvas& canvas) {
 
 void PagePainter::set_clip(const TypeInfo& info, Bytes body, Canvas& canvas) const {
     if (info.body == Body::ClipRects) return canvas.set_clip(read_clip_rects(body, info.wide));
-    canvas.set_clip(path_of(body, info.wide));
+    canvas.set_clip(path_of(body, info.wide, map_.memory()));
 }
 
 Tint PagePainter::fill_tint(uint8_t rop) { return rop_reads_pattern(rop) ? brushes_.tint(state_.fill_brush) : Tint(); }
 
 void PagePainter::draw_path(uint8_t type, Bytes body, bool wide, Canvas& canvas) {
     const int kind = (type - 34) % 13;  // stroke, fill, both
-    const Path path = path_of(body, wide);
+    const Path path = path_of(body, wide, map_.memory());
     if (kind != 0) {
         const uint8_t rop = ternary_of(state_.fill_rop);
         canvas.draw(FillShape(path, state_.fill_mode == kAlternate), rop, fill_tint(rop));

@@ -63,6 +63,7 @@ void draw_rows(JobPainter& painter, size_t page, const Placement& place, uint64_
                const std::function<void(PixelRow row)>& sink) {
     constexpr int kLargestSide = 32767, kFewestRows = 16;  // the one of cairo's images
     constexpr int kMostRows = 4 * kLargestSide;
+    constexpr int kMargin = 2;  // rows: cairo draws the first and last rows of a surface a little coarser
     constexpr uint64_t kMostPixels = uint64_t{1} << 31;
     const auto width = static_cast<uint64_t>(place.width);
     if (place.width > kLargestSide || place.height > kMostRows ||
@@ -74,14 +75,18 @@ void draw_rows(JobPainter& painter, size_t page, const Placement& place, uint64_
         throw std::runtime_error("a page needs more memory at this resolution; raise it with --memory");
     }
     const auto most = static_cast<int>(std::min<uint64_t>(rows, kLargestSide));
-    for (int top = 0; top < place.height; top += most) {
+    const int margin = most >= place.height ? 0 : kMargin, step = most - 2 * margin;
+    for (int top = 0; top < place.height; top += step) {
+        const int first = std::max(0, top - margin), end = std::min(place.height, top + step + margin);
         Placement band = place;
-        band.top -= top;
-        band.height = std::min(most, place.height - top);
+        band.top -= first;
+        band.height = end - first;
         RasterCanvas canvas(band);
         painter.paint(page, canvas);
         PixelAccess pixels(canvas.surface());
-        for (int y = 0; y < band.height; ++y) sink({pixels.pixels(y), static_cast<size_t>(width)});
+        for (int y = top; y < std::min(place.height, top + step); ++y) {
+            sink({pixels.pixels(y - first), static_cast<size_t>(width)});
+        }
     }
 }
 

@@ -39,8 +39,6 @@ private:
     PagePainter painter_;
 };
 
-// Bytes that the canvas of one page may take, with the layers that drawing needs beside it.
-inline constexpr uint64_t kCanvasMemory = 256 << 20;
 inline constexpr uint64_t kBytesPerPixel = 16;  // 4 of the page, 12 at most of layers
 
 // Where a page lies at so many output units a device pixel. Throws std::runtime_error for a page without area.

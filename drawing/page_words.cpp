@@ -119,13 +119,13 @@ void append_lines(std::vector<Part>& parts, int angle, std::vector<PlacedLine>& 
 
 class Collector {
 public:
-    Collector(FontStore& fonts, Reports& reports) : fonts_(fonts), reports_(reports) {}
+    Collector(const JobMap& map, FontStore& fonts, Reports& reports) : map_(map), fonts_(fonts), reports_(reports) {}
 
     void take(const Record& record) {
         const TypeInfo& info = type_info(record.type);
         if (info.body != Body::TextState && info.body != Body::Text) return;
         try {
-            const Bytes body = body_of(record, buffer_);
+            const Bytes body = map_.body(record, buffer_);
             info.body == Body::TextState ? apply(state_, read_text_state(body)) : add(read_text(body, info.wide));
         } catch (const BodyFault& fault) {
             reports_.add(record.offset, info.name, fault.what());
@@ -147,6 +147,7 @@ private:
         RunSplitter(font, face.get(), directions_[turned]).split(place_glyphs(run, font, face.get()));
     }
 
+    const JobMap& map_;
     FontStore& fonts_;
     Reports& reports_;
     TextState state_;
@@ -174,7 +175,7 @@ WordBox box_of(const PlacedWord& word, int angle) {
 }
 
 std::vector<PlacedLine> page_words(const JobMap& map, FontStore& fonts, size_t page, Reports& reports) {
-    Collector collector(fonts, reports);
+    Collector collector(map, fonts, reports);
     map.for_each_record(page, [&](const Record& record) { collector.take(record); });
     return collector.lines();
 }

@@ -124,34 +124,36 @@ bool Pictures::fits(const PixelSource& pixels, uint64_t bytes_per_pixel) const {
     return std::max(pixels.width(), pixels.height()) <= kLargestSide && held_ + bytes <= memory_;
 }
 
-// Takes over a surface, or gives the same one that is there already.
-cairo_surface_t* Pictures::keep(Surface surface, Bytes content) {
-    const std::string id = digest(surface.get(), content);
+// Takes over a surface, or gives the same one that is there already. Small ones are not worth the words about it.
+PictureLayer Pictures::keep(Surface surface, Bytes content) {
+    constexpr size_t kSmall = 512;  // bytes
+    std::string id = digest(surface.get(), content);
+    if (content.size() <= kSmall) id += std::to_string(surfaces_.size());
+    PictureLayer layer;
     Surface& known = surfaces_[id];
+    layer.repeated = known != nullptr;
     if (!known) {
-        attach(surface.get(), CAIRO_MIME_TYPE_UNIQUE_ID, bytes_of(id));
+        if (content.size() > kSmall) attach(surface.get(), CAIRO_MIME_TYPE_UNIQUE_ID, bytes_of(id));
         held_ += content_of(surface.get()).size();
         known = std::move(surface);
     }
-    return known.get();
+    layer.surface = known.get();
+    return layer;
 }
 
 std::optional<PictureLayer> Pictures::copy_of(const PixelSource& pixels) {
     if (!fits(pixels, sizeof(uint32_t))) return std::nullopt;
-    PictureLayer layer;
     if (const Bytes jpeg = pixels.whole_jpeg(); !jpeg.empty()) {
         pixels.read([](std::span<const uint32_t>) {});  // to find damage
         Surface surface = make_image(CAIRO_FORMAT_RGB24, pixels.width(), pixels.height());
         attach(surface.get(), CAIRO_MIME_TYPE_JPEG, jpeg);
-        layer.surface = keep(std::move(surface), jpeg);
-        return layer;
+        return keep(std::move(surface), jpeg);
     }
     Surface surface =
         filled(pixels, pixels.opaque() ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
                [](uint32_t* to, std::span<const uint32_t> row) { std::copy(row.begin(), row.end(), to); });
     const Bytes content = content_of(surface.get());
-    layer.surface = keep(std::move(surface), content);
-    return layer;
+    return keep(std::move(surface), content);
 }
 
 std::optional<std::vector<PictureLayer>> Pictures::layers_of(const PixelSource& pixels, uint8_t rop, uint32_t pattern,
@@ -163,7 +165,9 @@ std::optional<std::vector<PictureLayer>> Pictures::layers_of(const PixelSource& 
     std::vector<PictureLayer> layers;
     auto add = [&](cairo_operator_t how, Surface surface, std::optional<uint32_t> colour = std::nullopt) {
         const Bytes content = content_of(surface.get());
-        layers.push_back({how, keep(std::move(surface), content), colour});
+        layers.push_back(keep(std::move(surface), content));
+        layers.back().operation = how;
+        layers.back().stencil_colour = colour;
     };
     if (!effects.inverts && !effects.sets) return layers;
     if (!effects.inverts && effects.apart && effects.one_colour) {

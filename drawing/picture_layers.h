@@ -15,6 +15,7 @@ struct PictureLayer {
     cairo_operator_t operation = CAIRO_OPERATOR_OVER;
     cairo_surface_t* surface = nullptr;      // good until the page ends
     std::optional<uint32_t> stencil_colour;  // 0x00RRGGBB
+    bool repeated = false;                   // the same surface is on the page already
 };
 
 // The pictures of a page. The same pixels are the same surface, and carry what tells a file to hold them once.
@@ -32,7 +33,7 @@ public:
 
 private:
     bool fits(const PixelSource& pixels, uint64_t bytes_per_pixel) const;
-    cairo_surface_t* keep(Surface surface, Bytes content);
+    PictureLayer keep(Surface surface, Bytes content);
 
     uint64_t memory_, held_ = 0;
     std::map<std::string, Surface> surfaces_;  // by what tells them apart

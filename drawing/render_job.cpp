@@ -41,7 +41,7 @@ void Rendering::tell_progress(size_t page) const {
 
 void render_job(Bytes file, const RenderOptions& options, Reports& reports) {
     const Summary summary = find_summary(file);
-    const JobMap map(file);
+    const JobMap map(file, options.memory ? options.memory : kCanvasMemory);
     if (summary.resolution == 0) throw std::runtime_error("the job does not tell its resolution");
     const Rendering rendering = {options, reports, map, summary,
                                  choose_pages(options, std::min(map.pages().size(), summary.pages.size()))};

@@ -59,6 +59,15 @@ void GlyphShape::prepare(cairo_t* context) const {
     cairo_set_font_options(context, options.get());
 }
 
+// Pictures of letters are kept by cairo, up to some 16,000 of them, so that large ones are drawn as paths.
+bool GlyphShape::is_large(cairo_t* context) const {
+    constexpr double kLargestPicture = 128;  // pixels of the em
+    cairo_matrix_t matrix;
+    cairo_get_matrix(context, &matrix);
+    const double em = std::max(std::hypot(matrix_.xx, matrix_.yx), std::hypot(matrix_.xy, matrix_.yy));
+    return em * matrix.xx > kLargestPicture;
+}
+
 void GlyphShape::paint(cairo_t* context) const {
     cairo_save(context);
     prepare(context);
@@ -66,6 +75,10 @@ void GlyphShape::paint(cairo_t* context) const {
     if (cairo_surface_has_show_text_glyphs(cairo_get_target(context))) {
         cairo_show_text_glyphs(context, text_.data(), static_cast<int>(text_.size()), glyphs_.data(), count,
                                clusters_.data(), static_cast<int>(clusters_.size()), cairo_text_cluster_flags_t(0));
+    } else if (is_large(context)) {
+        cairo_new_path(context);
+        cairo_glyph_path(context, glyphs_.data(), count);
+        cairo_fill(context);
     } else {
         cairo_show_glyphs(context, glyphs_.data(), count);
     }

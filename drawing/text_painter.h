@@ -20,6 +20,7 @@ public:
 private:
     friend class TextPainter;
     void prepare(cairo_t* context) const;
+    bool is_large(cairo_t* context) const;
 
     cairo_font_face_t* face_ = nullptr;
     cairo_matrix_t matrix_ = {};  // from the em to device pixels

@@ -180,9 +180,11 @@ void VectorCanvas::place_layer(const PictureLayer& layer, const Rect& target) {
     const Pattern pattern(cairo_pattern_create_for_surface(layer.surface));
     cairo_pattern_set_filter(pattern.get(), CAIRO_FILTER_NEAREST);
     cairo_save(context_.get());
+    // Cairo names a surface among the page's resources at each use; within a group it has a place of its own.
+    if (layer.repeated) cairo_push_group(context_.get());
     cairo_translate(context_.get(), target.left, target.top);
     cairo_scale(context_.get(), across / width, down / height);
-    cairo_set_operator(context_.get(), layer.operation);
+    if (!layer.repeated) cairo_set_operator(context_.get(), layer.operation);
     if (layer.stencil_colour) {
         set_source(context_.get(), Tint::of(*layer.stencil_colour));
         cairo_mask(context_.get(), pattern.get());
@@ -190,6 +192,11 @@ void VectorCanvas::place_layer(const PictureLayer& layer, const Rect& target) {
         cairo_set_source(context_.get(), pattern.get());
         cairo_rectangle(context_.get(), 0, 0, width, height);
         cairo_fill(context_.get());
+    }
+    if (layer.repeated) {
+        cairo_pop_group_to_source(context_.get());
+        cairo_set_operator(context_.get(), layer.operation);
+        cairo_paint(context_.get());
     }
     cairo_restore(context_.get());
     check();

@@ -212,7 +212,7 @@ void Job::for_each_image(const std::function<void(const Image&)>& visit, const R
     translated([&] {
         kvjob::Reports reports(take_of(report));
         kvjob::for_each_image(
-            state_->bytes,
+            state_->bytes, kvjob::kNoLimit,
             [&](const kvjob::FoundImage& found) {
                 const kvjob::Picture& picture = found.picture;
                 visit({found.record.offset, found.page, kvjob::name_of(found.kind), picture.encoding(), picture.width(),

@@ -16,6 +16,8 @@
 namespace kvjob {
 namespace {
 
+constexpr off_t kMostRead = 64 << 20;
+
 [[noreturn]] void fail(int error) {
     throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(error));
 }
@@ -60,6 +62,21 @@ Bytes read_piece(int descriptor, std::span<uint8_t> buffer) {
     return buffer.first(filled);
 }
 
+// What there is of a file from its start, whatever is said of its length.
+std::vector<uint8_t> read_all(int descriptor, size_t length) {
+    std::vector<uint8_t> bytes(length);
+    size_t filled = 0;
+    while (filled < length) {
+        const ssize_t count = pread(descriptor, bytes.data() + filled, length - filled, static_cast<off_t>(filled));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail(errno);
+        if (count == 0) break;
+        filled += static_cast<size_t>(count);
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
 // A copy that goes with its mapping. Other things than jobs may have no end.
 Bytes map_copy(int descriptor) {
     constexpr uint64_t kMost = 0x100000000;  // positions in a job have 32 bits
@@ -86,11 +103,16 @@ JobFile::JobFile(const std::string& path) {
     struct stat status = {};
     if (fstat(file.get(), &status) != 0) fail(errno);
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
-    bytes_ = S_ISREG(status.st_mode) ? map(file.get(), status.st_size) : map_copy(file.get());
+    if (S_ISREG(status.st_mode) && status.st_size <= kMostRead) {
+        read_ = read_all(file.get(), static_cast<size_t>(status.st_size));
+        bytes_ = read_;
+    } else {
+        bytes_ = S_ISREG(status.st_mode) ? map(file.get(), status.st_size) : map_copy(file.get());
+    }
 }
 
 JobFile::~JobFile() {
-    if (!bytes_.empty()) munmap(const_cast<uint8_t*>(bytes_.data()), bytes_.size());
+    if (!bytes_.empty() && read_.empty()) munmap(const_cast<uint8_t*>(bytes_.data()), bytes_.size());
 }
 
 }  // namespace kvjob

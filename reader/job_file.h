@@ -1,7 +1,9 @@
 #pragma once
-// A job's bytes, mapped into memory.
+// A job's bytes in memory. Files of up to 64 MiB are read, larger ones mapped: who cuts such a file short while it is
+// open has the system raise SIGBUS at the next look at what is gone.
 
 #include <string>
+#include <vector>
 
 #include "reader/bytes.h"
 
@@ -19,6 +21,7 @@ public:
     Bytes bytes() const { return bytes_; }
 
 private:
+    std::vector<uint8_t> read_;
     Bytes bytes_;
 };
 

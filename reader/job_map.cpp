@@ -18,7 +18,7 @@ std::optional<uint32_t> identifier_of(const Record& record) {
 
 }  // namespace
 
-JobMap::JobMap(Bytes file) : file_(file) {
+JobMap::JobMap(Bytes file, uint64_t memory) : file_(file), memory_(memory) {
     expect_magic(file);
     try {
         for (uint64_t at = kMagicSize; at < file.size();) {

@@ -11,11 +11,14 @@ namespace kvjob {
 
 class JobMap {
 public:
-    // Walks the records' headers. Throws Fault for a file that is no job; where the framing ends early, what stands
-    // before it is kept.
-    explicit JobMap(Bytes file);
+    // Walks the records' headers. memory: bytes that a record's body may inflate to. Throws Fault for a file that is no
+    // job; where the framing ends early, what stands before it is kept.
+    explicit JobMap(Bytes file, uint64_t memory = kNoLimit);
 
     Bytes file() const { return file_; }
+    uint64_t memory() const { return memory_; }
+    // As body_of, within the memory.
+    Bytes body(const Record& record, std::vector<uint8_t>& buffer) const { return body_of(record, buffer, memory_); }
     // File offsets of the pages' start records, in order.
     const std::vector<uint64_t>& pages() const { return pages_; }
     const std::optional<Fault>& broken() const { return broken_; }
@@ -50,6 +53,7 @@ private:
     void take(const Record& record);
 
     Bytes file_;
+    uint64_t memory_;
     std::vector<uint64_t> pages_;
     Definitions brushes_, fonts_, font_files_;
     std::vector<Record> font_records_;

@@ -99,8 +99,12 @@ Record read_record(Bytes file, uint64_t offset) {
     return record;
 }
 
-Bytes body_of(const Record& record, std::vector<uint8_t>& buffer) {
+Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t most) {
     if (!record.compressed()) return record.payload;
+    if (record.inflated_length > most) {
+        throw BodyFault("inflates to " + std::to_string(record.inflated_length) +
+                        " bytes, more than the memory allowed");
+    }
     inflate_raw(record.payload, record.inflated_length, buffer);
     return buffer;
 }

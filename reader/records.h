@@ -27,8 +27,9 @@ void expect_magic(Bytes file);
 
 // The record that starts at an offset. Throws Fault where no whole record stands.
 Record read_record(Bytes file, uint64_t offset);
-// The ordinary payload. `buffer` holds what had to be inflated. Throws BodyFault.
-Bytes body_of(const Record& record, std::vector<uint8_t>& buffer);
+// The ordinary payload. `buffer` holds what had to be inflated, at most so many bytes. Throws BodyFault.
+inline constexpr uint64_t kNoLimit = UINT64_MAX;
+Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t most = kNoLimit);
 
 // How the type's body is laid out.
 enum class Body {

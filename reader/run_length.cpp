@@ -6,7 +6,8 @@ namespace kvjob {
 namespace {
 
 constexpr uint64_t kLargestRun = 255;            // pixels in two bytes
-constexpr uint64_t kLargestElsewhere = 1 << 27;  // pixels
+constexpr uint64_t kLargestElsewhere = 1 << 27;  // pixels, which moves and ends of lines may leave out
+constexpr size_t kWidestElsewhere = 1 << 22;
 
 [[noreturn]] void bad(const std::string& what) { throw BodyFault("run-length data: " + what); }
 
@@ -20,7 +21,7 @@ public:
           whole_rows_(origin == RunLengthOrigin::Driver) {
         const uint64_t pixels = uint64_t{width_} * height_;
         const uint64_t most = whole_rows_ ? dib.bits.size() * kLargestRun / 2 : kLargestElsewhere;
-        if (pixels > most) bad("cannot hold the bitmap");
+        if (pixels > most || (!whole_rows_ && width_ > kWidestElsewhere)) bad("cannot hold the bitmap");
         pixels_.resize(pixels);
     }
 

@@ -10,8 +10,10 @@
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
+#include "reader/job_file.h"
 #include "tests/common/workspace.h"
 
 namespace kvtools::test {
@@ -98,6 +100,27 @@ TEST(OutputFileTest, AnInterruptionLeavesNothing) {
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
     EXPECT_EQ(folder.read("file"), "old");
+}
+
+// Small files are read as a whole; a larger one that is cut ends the program, and nothing unfinished stays.
+TEST(JobFileTest, AFileMayBeCutShortWhileItIsOpen) {
+    const kv::test::Workspace workspace;
+    const std::string path = workspace.path("job.kv");
+    for (const off_t length : {off_t{1} << 20, off_t{65} << 20}) {
+        workspace.write("job.kv", "KARV");
+        ASSERT_EQ(truncate(path.c_str(), length), 0);
+        const bool small = length < (64 << 20);
+        auto look = [&] {
+            prepare_output();
+            std::optional<OutputFile> unfinished;
+            if (!small) unfinished.emplace(workspace.path("new"));
+            const kvjob::JobFile job(path);
+            if (truncate(path.c_str(), 4) != 0) std::exit(2);
+            std::exit(job.bytes()[job.bytes().size() - 1]);
+        };
+        EXPECT_EXIT(look(), testing::ExitedWithCode(small ? 0 : 1), small ? "" : "cut short while it was read");
+        EXPECT_EQ(std::distance(fs::directory_iterator(workspace.path(".")), {}), 1);
+    }
 }
 
 }  // namespace

@@ -48,6 +48,18 @@ void remove_and_end(int signal) {
     raise(signal);  // which the system's own action meets now
 }
 
+// A file that is mapped into memory has become shorter.
+void end_at_cut_input(int) {
+    for (const auto& place : unfinished) {
+        if (const char* path = place.load()) unlink(path);
+    }
+    const char* parts[] = {program_invocation_short_name, ": a file was cut short while it was read\n"};
+    for (const char* part : parts) {
+        if (write(STDERR_FILENO, part, std::strlen(part)) < 0) break;
+    }
+    _exit(EXIT_FAILURE);
+}
+
 // "-", and the names under which the system shows a program its own descriptors.
 std::optional<int> named_descriptor(const std::string& name, int standard) {
     if (name == "-") return standard;
@@ -183,6 +195,7 @@ void prepare_output() {
     }
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGBUS, end_at_cut_input);
     struct sigaction action = {};
     action.sa_handler = remove_and_end;
     action.sa_flags = static_cast<int>(SA_RESETHAND);

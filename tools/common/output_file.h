@@ -37,6 +37,7 @@ private:
 
 // To be called first in main. Closed standard streams are opened so that no file takes their place and what is written
 // to them fails; a closed pipe is an error of the write; an interruption removes what stands beside unfinished.
+// So does an input that is cut short while it is mapped, which ends the program with a line and exit code 1.
 void prepare_output();
 
 }  // namespace kvtools

@@ -19,8 +19,8 @@ void write_dump(const Options& options, Bytes file, JsonWriter& json) {
     for_each_record(file, options.page, [&](const Record& record) { json.item(record_json(record, buffer)); });
 }
 
-void write_fonts(Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
-    const JobMap map(file);
+void write_fonts(const Options& options, Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
+    const JobMap map(file, options.memory());
     FontStore store(map);
     Json files = Json::array();
     auto visit = [&](const std::variant<ListedFont, ListedFontFile>& found) {
@@ -36,18 +36,18 @@ void write_fonts(Bytes file, const OpenOutput& open, Reports& reports, JsonWrite
     json.member("files", files);
 }
 
-void write_images(Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
+void write_images(const Options& options, Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
     auto visit = [&](const FoundImage& found) {
         Json image = image_json(found);
         if (open) image["extracted"] = extract_image(found, open);
         json.item(image);
     };
     json.begin_list("images");
-    for_each_image(file, visit, reports);
+    for_each_image(file, options.memory(), visit, reports);
 }
 
 void write_text(const Options& options, Bytes file, Reports& reports, JsonWriter& json) {
-    const JobMap map(file);
+    const JobMap map(file, options.memory());
     FontStore fonts(map);
     const auto [first, end] = text_pages(options, map.pages().size());
     json.begin_list("pages");
@@ -64,8 +64,8 @@ bool write_json(const Options& options, Bytes file, const OpenOutput& open, Repo
     if (command == "check") return write_check(file, json);
     if (command == "info") json.members(info_json(read_info(file)));
     if (command == "dump") write_dump(options, file, json);
-    if (command == "fonts") write_fonts(file, open, reports, json);
-    if (command == "images") write_images(file, open, reports, json);
+    if (command == "fonts") write_fonts(options, file, open, reports, json);
+    if (command == "images") write_images(options, file, open, reports, json);
     if (command == "text") write_text(options, file, reports, json);
     return reports.count() == 0;
 }

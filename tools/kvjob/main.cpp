@@ -68,7 +68,7 @@ void run_images(const Options& options, Bytes file, Reports& reports) {
     const OpenOutput open = extraction(options);
     size_t images = 0;
     for_each_image(
-        file,
+        file, options.memory(),
         [&](const FoundImage& found) {
             open ? void(extract_image(found, open)) : print_image(found);
             if (found.kind != ImageKind::Mask) ++images;
@@ -78,7 +78,7 @@ void run_images(const Options& options, Bytes file, Reports& reports) {
 }
 
 void run_text(const Options& options, Bytes file, Reports& reports) {
-    const JobMap map(file);
+    const JobMap map(file, options.memory());
     FontStore fonts(map);
     const auto [first, end] = text_pages(options, map.pages().size());
     for (size_t page = first; page < end; ++page) {
@@ -89,7 +89,7 @@ void run_text(const Options& options, Bytes file, Reports& reports) {
 }
 
 void run_fonts(const Options& options, Bytes file, Reports& reports) {
-    const JobMap map(file);
+    const JobMap map(file, options.memory());
     FontStore store(map);
     const OpenOutput open = extraction(options);
     auto visit = [&](const std::variant<ListedFont, ListedFontFile>& found) {

@@ -58,6 +58,19 @@ void add_page(CLI::App& command, Options& options) {
         "only this page, from 1");
 }
 
+void add_memory(CLI::App& command, RenderOptions& render, const std::string& purpose) {
+    add_value(
+        command, "--memory", "BYTES",
+        [&](const std::string& text) {
+            constexpr uint64_t kFewest = 1 << 20;
+            render.memory = kv::cli::parse_bytes(text, "--memory");
+            if (render.memory < kFewest) throw kv::cli::UsageError("--memory: at least 1M");
+        },
+        purpose);
+}
+
+constexpr const char* kOfRecords = "what a record may inflate to (256M)";
+
 void describe_listings(CLI::App& app, Options& options) {
     CLI::App& info = add_command(app, "info", "Tells what a job holds.", options, Jobs::Several);
     add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv", "kvjob info --json *.kv"});
@@ -69,6 +82,7 @@ void describe_listings(CLI::App& app, Options& options) {
     add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
     CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options, Jobs::Several);
     add_page(text, options);
+    add_memory(text, options.render, kOfRecords);
     add_examples(text, {"kvjob text report.kv"});
 }
 
@@ -76,9 +90,11 @@ void describe_extractions(CLI::App& app, Options& options) {
     CLI::App& images = add_command(
         app, "images", "Lists a job's bitmaps, or extracts them: as PNG files, and JPEG streams as they are.", options);
     add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none");
+    add_memory(images, options.render, kOfRecords);
     add_examples(images, {"kvjob images report.kv", "kvjob images --out pictures report.kv"});
     CLI::App& fonts = add_command(app, "fonts", "Lists a job's fonts.", options);
     add_value(fonts, "--extract", "DIR", options.out, "the folder for the font files that the job carries");
+    add_memory(fonts, options.render, kOfRecords);
     add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
 }
 
@@ -109,17 +125,6 @@ void describe_pages(CLI::App& app, Options& options) {
     add_examples(pages,
                  {"kvjob pages -o chapter.kv --pages 3,1,5-7 report.kv", "kvjob pages -o all.kv report.kv appendix.kv",
                   "kvjob pages -o back.kv --pages reverse report.kv"});
-}
-
-void add_memory(CLI::App& command, RenderOptions& render) {
-    add_value(
-        command, "--memory", "BYTES",
-        [&](const std::string& text) {
-            constexpr uint64_t kFewest = 1 << 20;
-            render.memory = kv::cli::parse_bytes(text, "--memory");
-            if (render.memory < kFewest) throw kv::cli::UsageError("--memory: at least 1M");
-        },
-        "what drawing may take (256M); larger pages are drawn in bands");
 }
 
 void add_resolution(CLI::App& command, RenderOptions& render, const std::string& purpose) {
@@ -155,7 +160,7 @@ void describe_render(CLI::App& app, Options& options) {
               "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one")
         ->required();
     add_resolution(render, drawing, "dots per inch: of PNG files (150), or of what must be pixels in the others (300)");
-    add_memory(render, drawing);
+    add_memory(render, drawing, "what drawing may take (256M); larger pages are drawn in bands");
     drawing.threads = 0;
     add_value(
         render, "-j,--jobs", "N",
@@ -181,7 +186,7 @@ void describe_pdf(CLI::App& app, Options& options) {
     };
     add_value(pdf, "-o,--output", "FILE", take_output, "the PDF file; - is standard output")->required();
     add_resolution(pdf, drawing, "dots per inch of what must be pixels (300)");
-    add_memory(pdf, drawing);
+    add_memory(pdf, drawing, "what a page's pictures may take, and what must be pixels (256M)");
     add_title(pdf, drawing);
     add_pages(pdf, drawing.pages, "what it holds, in this order");
     add_examples(pdf, {"kvjob pdf -o report.pdf report.kv", "kvjob pdf --pages 2- --title Minutes -o - report.kv"});

@@ -21,6 +21,9 @@ struct Options {
     std::string output;                                      // recover, pages: the new job
     bool recover = false;                                    // reads what can be had of a damaged job
     std::string out;                                         // images, fonts: the folder
+
+    // Bytes that a record may inflate to, and that drawing may take.
+    uint64_t memory() const { return render.memory ? render.memory : kCanvasMemory; }
 };
 
 void describe(CLI::App& app, Options& options);

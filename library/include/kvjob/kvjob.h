@@ -3,7 +3,9 @@
 //
 // A job may be damaged or made to do harm: every function either does what it says or throws. Errors are karvo::Error
 // where the job is at fault, std::runtime_error where the system is (files, memory), and whatever a caller's own
-// function throws, which passes through. Files are mapped into memory, not read; beside them a job takes what its
+// function throws, which passes through. Files beyond 64 MiB are mapped into
+// memory, not read: whoever cuts one short while it is open makes the system raise SIGBUS in the program that reads it,
+// which can copy such files first (Job::of). Beside the file a job takes what its
 // largest record does once it is inflated, and the list of its pages and definitions. A Job and what comes from it are
 // for one thread at a time; several threads open the file each.
 
