@@ -51,7 +51,7 @@ JobFacts read_facts(const JobFile& job) {
             if (record->length >= pages + 4) facts.pages = number_at(job.read(record->payload + pages, 4), 0, 4);
         }
         if (record->type == kDocumentName) {
-            const size_t units = std::min<size_t>(record->length / 2, kMostUnits);
+            const auto units = static_cast<size_t>(std::min<uint64_t>(record->length / 2, kMostUnits));
             const std::vector<uint8_t> text = job.read(record->payload, units * 2);
             facts.name.clear();
             for (size_t unit = 0; unit < units && number_at(text, unit * 2, 2); ++unit) {
