@@ -6,6 +6,7 @@
 #include "drawing/paper.h"
 #include "drawing/render_job.h"
 #include "tests/common/job_builder.h"
+#include "tests/common/plain_jpeg.h"
 #include "tests/drawing/exercise.h"
 #include "tests/drawing/job_parts.h"
 
@@ -132,6 +133,29 @@ TEST(PdfTest, AFontStandsOnceInAPdfFileOfManyPages) {
         job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1})).record(30, letters(u"AB", 10, 90, 50)).end_page();
     }
     EXPECT_EQ(count_of(render_pdf(job.finish()), "/FontFile2"), 1u);
+}
+
+TEST(PdfTest, PicturesStandOnceAndJpegStreamsAsTheyAre) {
+    Body colours;
+    for (int i = 0; i < 40 * 40; ++i) colours.u8({i % 251, i % 7, i % 13});
+    const Buffer image = packed_bitmap(40, 40, 24, {}, colours.bytes);
+    const Buffer stream = kv::test::plain_jpeg(colours.bytes, 40, 40, false, 95);
+    ASSERT_GT(stream.size(), 512u);  // smaller ones may stand several times
+    JobBuilder job;
+    for (int page = 0; page < 2; ++page) {
+        job.start_page();
+        for (const int left : {0, 100}) {
+            job.sized_record(
+                18, Body().u8({0xCC}).add(rect16(0, 0, 40, 40)).add(rect16(left, 0, left + 40, 40)).add(image));
+            job.sized_record(
+                31, Body().u8({0xCC}).add(rect16(0, 0, 40, 40)).add(rect16(left, 50, left + 40, 90)).add(stream));
+        }
+        job.end_page();
+    }
+    const std::string pdf = render_pdf(job.finish());
+    EXPECT_EQ(count_of(pdf, "/Subtype /Image"), 2u);
+    EXPECT_EQ(count_of(pdf, "/DCTDecode"), 1u);
+    EXPECT_EQ(count_of(pdf, {stream.begin(), stream.end()}), 1u);
 }
 
 TEST(PdfTest, PdfFilesSayWhatTheJobDoes) {
