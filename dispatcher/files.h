@@ -91,6 +91,8 @@ public:
 private:
     struct Handle;
     explicit JobFile(std::unique_ptr<Handle> handle);
+    // Throws FileError for what does not begin as a job.
+    void require_magic() const;
     std::unique_ptr<Handle> handle_;
 };
 

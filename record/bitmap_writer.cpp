@@ -65,24 +65,27 @@ void raise_largest_record(Document& document, uint64_t size) {
 // FALSE, and the user is told, for records that are longer than a job can be, however short they became compressed.
 BOOL is_recordable(const Document& document, uint64_t size) { return size <= kLongestFile || document.has_room(size); }
 
-// Appends the stream. The record's length is known once it is made, and then still lies in the job's tail.
-BOOL WriteJpegBitmap(Document& document, const DibView& image, DWORD length_position, DWORD head_size) {
+// Appends the image as a JPEG stream to the job. *written counts the stream's bytes, 0 on failure.
+BOOL WriteJpegBitmap(const DibView& image, int quality, Document& job, DWORD* written) {
+    *written = 0;
     CGlobalObj stream;
-    if (!CompressDibToJpeg(image, document.settings.kv.JpegQuality, stream)) return FALSE;
-    KV_TRACE(Record, Info, "%u bytes at position %u", static_cast<unsigned>(stream.used()),
-             static_cast<unsigned>(document.position));
-    if (!document.PatchU32(length_position, head_size + stream.used()) ||
-        !document.WriteBytes(stream.data(), stream.used())) {
-        return FALSE;
-    }
-    document.statistics.largest_record += stream.used();
+    if (!job.job || !job.job->IsOpen()) return KV_FAIL(Record, "the job file is not open");
+    if (!CompressDibToJpeg(image, quality, stream) || !job.WriteBytes(stream.data(), stream.used())) return FALSE;
+    *written = stream.used();
     return TRUE;
 }
 
+// The length of a record that is still in the job's tail is patched there, without a seek.
 BOOL write_jpeg(Document& document, BYTE type, RecordHead& head, const DibView& image) {
-    DWORD length_position = 0;
-    return document.BeginSizedRecord(type, 0, &length_position) && document.WriteBytes(head.data(), head.size()) &&
-           WriteJpegBitmap(document, image, length_position, head.size());
+    DWORD length_position = 0, written = 0;
+    if (!document.BeginSizedRecord(type, 0, &length_position) || !document.WriteBytes(head.data(), head.size()) ||
+        !WriteJpegBitmap(image, document.settings.kv.JpegQuality, document, &written)) {
+        return FALSE;
+    }
+    KV_TRACE(Record, Info, "%u bytes before position %u", static_cast<unsigned>(written),
+             static_cast<unsigned>(document.position));
+    document.statistics.largest_record += written;
+    return document.PatchU32(length_position, head.size() + written);
 }
 
 BOOL write_encoded_piece(const void* data, DWORD size, void* document) {

@@ -195,8 +195,7 @@ JobFile JobFile::open(TextView path, std::span<const std::string> roots, bool) {
     handle->lock();
     if (handle->info.st_nlink != 1) refuse(handle->name, "it has several names");
     JobFile job(std::move(handle));
-    const std::vector<uint8_t> magic = job.read(0, 4);
-    if (std::string(magic.begin(), magic.end()) != "KARV") refuse(job.path(), "it is no job");
+    job.require_magic();
     return job;
 }
 

@@ -207,8 +207,7 @@ JobFile JobFile::open(TextView path, std::span<const std::string> roots, bool sy
     if (!is_owner_allowed(handle->file.get(), system_client)) refuse(handle->path, "it is another user's");
     if (handle->info.nNumberOfLinks != 1) refuse(handle->path, "it has several names");
     JobFile job(std::move(handle));
-    const std::vector<uint8_t> magic = job.read(0, 4);
-    if (std::string(magic.begin(), magic.end()) != "KARV") refuse(job.path(), "it is no job");
+    job.require_magic();
     return job;
 }
 

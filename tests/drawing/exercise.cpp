@@ -29,7 +29,7 @@ void expect_answer(Command command) {
     }
 }
 
-// Cairo loses its copies of patterns when it gives up an SVG page; those of whole jobs are looked after elsewhere.
+// Cairo 1.16 loses memory in SVG files for each group in which a pattern of lines is used, however it is called.
 class SvgLeaks {
 public:
     explicit SvgLeaks(RenderOptions::Format format) : are_ignored_(format == RenderOptions::Format::Svg) {
