@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <numeric>
 
+#include "drawing/render_job.h"
 #include "reader/utf.h"
 #include "report/html_file.h"
 #include "report/job_json.h"

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "drawing/png_writer.h"
+#include "drawing/render_job.h"
 #include "drawing/resample.h"
 #include "report/base64.h"
 
