@@ -13,7 +13,7 @@ void interpret(const char* path) {
     Request request;
     request.input = path;
     Warnings warnings;
-    Context context(warnings);
+    Context context(warnings, request.memory);
     const InputFile input(path);
     Document document(context.get(), input, request);
     for (int number = 1; number <= document.pages(); ++number) {

@@ -15,6 +15,7 @@ target_compile_options(kv_image PRIVATE -O3)  # loops over pixels become vector 
 kv_module(fonts LINKS kv_support)
 target_compile_options(kv_fonts PRIVATE -O3)  # loops over tables become vector code
 kv_module(dispatch LINKS kv_settings)
+kv_module(ui LINKS kv_dispatch)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 kv_module(engine LINKS kv_driver Freetype::Freetype)
@@ -28,6 +29,14 @@ find_package(nlohmann_json REQUIRED)
 kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG nlohmann_json::nlohmann_json)
 kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
 kv_module(report LINKS kv_drawing)
+set(report_files report.html report.css report.js)
+list(TRANSFORM report_files PREPEND ${CMAKE_SOURCE_DIR}/report/page/)
+set(report_page ${CMAKE_BINARY_DIR}/generated/report_page.h)
+add_custom_command(OUTPUT ${report_page} VERBATIM
+  COMMAND ${CMAKE_COMMAND} -DHEADER=${report_page} "-DFILES=${report_files}" -P ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+  DEPENDS ${report_files} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake)
+target_sources(kv_report PRIVATE ${report_page})
+target_include_directories(kv_report PRIVATE ${CMAKE_BINARY_DIR})
 # MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
 # driver.
 set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
@@ -41,6 +50,7 @@ target_sources(kv_dispatcher PRIVATE ${sources})
 
 include(cmake/tools.cmake)
 add_library(kv_output STATIC tools/common/output_file.cpp)
+target_link_libraries(kv_output kv_cli)
 add_subdirectory(library)
 add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
@@ -48,9 +58,9 @@ add_subdirectory(tools/kvdisp12)
 add_subdirectory(tools/fidelity)
 add_subdirectory(tools/reference)
 kv_bill(kvjob_library)
-find_path(JSON_HEADERS nlohmann/json.hpp REQUIRED)
 kv_bill(kvjob HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
-foreach(program kvprint kvdisp12 fidelity)
+kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
+foreach(program kvprint fidelity)
   kv_bill(${program} HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
 endforeach()
 kv_bill_of_materials()
@@ -90,6 +100,7 @@ kv_tests(fonts kv_test_common Freetype::Freetype)
 add_executable(check_fonts EXCLUDE_FROM_ALL tests/fonts/check/main.cpp tests/fonts/freetype_names.cpp)
 target_link_libraries(check_fonts kv_test_common Freetype::Freetype)
 kv_tests(dispatch kv_test_common)
+kv_tests(ui kv_ui kv_test_common)
 kv_tests(record kv_test_common)
 kv_tests(driver kv_test_common kv_scenes)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test.cpp PROPERTIES
@@ -97,6 +108,10 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/tests/driver/worked_example_test
 kv_tests(engine kv_test_common)
 kv_tests(reader kv_test_common)
 kv_tests(drawing kv_drawing kv_test_common)
+kv_tests(report kv_report kv_test_common)
+# What scripts/test-report runs.
+add_executable(report_jobs EXCLUDE_FROM_ALL tests/report/jobs/main.cpp)
+target_link_libraries(report_jobs kv_test_common)
 kv_tests(library kvjob_library kv_test_common)
 target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}/docs" KV_BUILD_DIR="${CMAKE_BINARY_DIR}"
   KV_CMAKE="${CMAKE_COMMAND}" KV_CXX="${CMAKE_CXX_COMPILER}"
@@ -135,6 +150,10 @@ add_test(NAME house/includes COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-includes)
 add_test(NAME house/third_party COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-third-party ${CMAKE_BINARY_DIR})
 add_test(NAME house/reference COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-reference ${CMAKE_BINARY_DIR})
 add_test(NAME house/completions COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-completions ${CMAKE_BINARY_DIR})
+add_test(NAME house/units COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-units ${CMAKE_BINARY_DIR})
+set_tests_properties(house/units PROPERTIES SKIP_RETURN_CODE 77)
+add_test(NAME house/hardening COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-hardening --linked $<TARGET_FILE:kvprint>
+  $<TARGET_FILE:kvjob> $<TARGET_FILE:kvdisp12> $<TARGET_FILE:kvjob_library>)
 add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
 # The files of the product, as scripts/test builds them.
@@ -152,7 +171,7 @@ find_program(WINE64 wine64 PATHS /usr/lib/wine)
 if(WINE64)
   cmake_path(GET CMAKE_BINARY_DIR FILENAME build_name)
   foreach(width 64 32)
-    set(steps dll system jobs planted processes)
+    set(steps dll system jobs planted processes package)
     foreach(step prepare ${steps} end)
       add_test(NAME windows/${step}_${width} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
       set_tests_properties(windows/${step}_${width} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 SKIP_RETURN_CODE 77

@@ -52,6 +52,7 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   set_source_files_properties(image/jpeg.cpp PROPERTIES COMPILE_OPTIONS -mno-sse SKIP_PRECOMPILE_HEADERS ON)
 endif()
 kv_module(dispatch LINKS kv_settings)
+kv_module(ui LINKS kv_dispatch)
 kv_module(record LINKS kv_dispatch kv_fonts kv_image ZLIB::ZLIB)
 kv_module(driver LINKS kv_record)
 
@@ -59,7 +60,7 @@ set(common_headers <algorithm> <array> <cstring> <span> <utility> ${CMAKE_SOURCE
 foreach(module support image fonts)  # the latter two have code generation of their own
   precompile(kv_${module} ${common_headers})
 endforeach()
-foreach(module platform settings dispatch record driver)
+foreach(module platform settings dispatch ui record driver)
   precompile(kv_${module} FROM kv_support)
 endforeach()
 
@@ -72,8 +73,8 @@ add_custom_command(OUTPUT ${engine_imports}
 add_custom_target(engine_imports DEPENDS ${engine_imports})
 
 file(GLOB rc_parts CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.inc)
-set_source_files_properties(resources/kvgraph12.rc resources/kvres1232.rc PROPERTIES
-  COMPILE_DEFINITIONS "${rc_definitions}" OBJECT_DEPENDS "${rc_parts}")
+set_source_files_properties(resources/kvgraph12.rc resources/kvui12.rc resources/kvres1232.rc PROPERTIES
+  COMPILE_DEFINITIONS "${rc_definitions}" OBJECT_DEPENDS "${rc_parts};${CMAKE_SOURCE_DIR}/ui/windows/dialogs.h")
 add_library(kvgraph12 SHARED ${CMAKE_SOURCE_DIR}/driver/kvgraph12.def ${CMAKE_SOURCE_DIR}/resources/kvgraph12.rc)
 set_target_properties(kvgraph12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 add_dependencies(kvgraph12 engine_imports)
@@ -82,6 +83,14 @@ target_link_libraries(kvgraph12 PRIVATE -Wl,--whole-archive kv_driver -Wl,--no-w
   ${engine_imports} gdi32 ${system_libraries})
 kv_bill(kvgraph12)
 kv_product(kvgraph12)
+
+file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/ui/windows/*.cpp)
+add_library(kvui12 SHARED ${sources} ui/windows/kvui12.def resources/kvui12.rc)
+set_target_properties(kvui12 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
+target_link_options(kvui12 PRIVATE -static -Wl,--enable-stdcall-fixup -Wl,--kill-at)
+target_link_libraries(kvui12 PRIVATE kv_ui gdi32 ${system_libraries})
+kv_bill(kvui12)
+kv_product(kvui12)
 
 add_library(kvres1232 SHARED ${CMAKE_SOURCE_DIR}/resources/kvres1232.rc)
 set_target_properties(kvres1232 PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
@@ -96,7 +105,9 @@ if(KV_PROGRAMS)
   target_sources(kv_dispatcher PRIVATE ${sources})
   include(cmake/tools.cmake)
   add_subdirectory(tools/kvdisp12)
-  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
+  kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
+  add_subdirectory(tools/kvsetup)
+  kv_bill(kvsetup HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
 
   # What is not installed.
   add_compile_options(-fno-stack-protector)
@@ -119,6 +130,8 @@ if(KV_PROGRAMS)
   add_executable(test_dll tests/windows/dll_test.cpp)
   add_dependencies(test_dll entry_library)
   target_link_libraries(test_dll kv_scenes gtest_main)
+  add_executable(test_printer tests/windows/printer_test.cpp)
+  target_link_libraries(test_printer winspool gtest_main)
   add_executable(test_system tests/windows/system_test.cpp)
   # The name that an import of MessageBoxW has.
   set(message_box $<IF:$<EQUAL:${CMAKE_SIZEOF_VOID_P},8>,__imp_MessageBoxW,__imp__MessageBoxW@16>)

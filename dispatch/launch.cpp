@@ -100,7 +100,7 @@ BOOL LaunchDispatcher(const WCHAR* arguments) {
     return RunProcess(command_line.c_str(), options, nullptr);
 }
 
-void make_source_name(PathText& name) {
+void make_source_name(PathText& name, const WCHAR* operation) {
     PathText driver;
     GetModuleBaseName(nullptr, name);
     GetModuleBaseName(process_state().module, driver);
@@ -109,7 +109,7 @@ void make_source_name(PathText& name) {
         name.append(driver.c_str());
     }
     name.append(TEXT("!"));
-    name.append(TEXT("CDispatcher::StartDoc"));
+    name.append(operation);
     std::replace(name.data(), name.data() + name.length(), WCHAR{' '}, WCHAR{'_'});
 }
 

@@ -25,6 +25,6 @@ void GetDispatcherCommandLine(const WCHAR* arguments, CommandLine& command_line)
 BOOL LaunchDispatcher(const WCHAR* arguments);
 
 // Who starts the dispatcher: the process's name, the driver's where it differs, and the operation, without blanks.
-void make_source_name(PathText& name);
+void make_source_name(PathText& name, const WCHAR* operation = TEXT("CDispatcher::StartDoc"));
 
 }  // namespace kv

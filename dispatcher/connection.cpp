@@ -25,9 +25,9 @@ DWORD next_job_id() {
 
 Connection::~Connection() {
     if (!job_) return;
-    log_.warning("Left job " + std::to_string(job_->id) + ": its client is gone");
     try {
         intake_.give_up(job_->document, State::Failed, "its client is gone");
+        log_.warning("Left job " + std::to_string(job_->id) + ": its client is gone");
     } catch (const std::exception& error) {
         log_.limited("journal", error.what());
     }
@@ -93,8 +93,15 @@ Bytes Connection::reply_to(const PathQuestion&) {
 
 Bytes Connection::reply_to(const Preparation&) {
     log_.line("Prepare");
-    prepared_();
+    server_.prepared();
     return number_reply(1);
+}
+
+Bytes Connection::reply_to(const StatusQuestion&) {
+    const ServerStatus status = server_.status();
+    Bytes reply(sizeof status);
+    std::memcpy(reply.data(), &status, sizeof status);
+    return reply;
 }
 
 }  // namespace kvdisp12

@@ -14,9 +14,14 @@ using Bytes = std::vector<BYTE>;
 
 class Connection {
 public:
-    // prepared: a client says that a document is coming.
-    Connection(Intake& intake, Log& log, const Client& client, std::function<void()> prepared)
-        : intake_(intake), log_(log), client_(client), prepared_(std::move(prepared)) {}
+    // What it needs of the server: told that a document is coming, asked how it is.
+    struct Server {
+        std::function<void()> prepared;
+        std::function<ServerStatus()> status;
+    };
+
+    Connection(Intake& intake, Log& log, const Client& client, const Server& server)
+        : intake_(intake), log_(log), client_(client), server_(server) {}
     // A job that is still open is forgotten.
     ~Connection();
     Connection(const Connection&) = delete;
@@ -38,12 +43,13 @@ private:
     Bytes reply_to(const Withdrawal& withdrawal);
     Bytes reply_to(const PathQuestion&);
     Bytes reply_to(const Preparation&);
+    Bytes reply_to(const StatusQuestion&);
     bool is_open(DWORD id) const { return job_ && job_->id == id; }
 
     Intake& intake_;
     Log& log_;
     const Client& client_;
-    std::function<void()> prepared_;
+    const Server& server_;
     std::optional<Job> job_;
     bool begun_ = false;
 };

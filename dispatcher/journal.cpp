@@ -220,6 +220,20 @@ std::optional<Document> Journal::find_by_source(const std::string& source) {
 std::vector<Document> Journal::all() {
     return select("ORDER BY id DESC", [](Statement&) {});
 }
+std::vector<Document> Journal::last_errors(int64_t count) {
+    return select("WHERE error<>'' ORDER BY changed DESC LIMIT ?",
+                  [&](Statement& statement) { statement.bind(count); });
+}
+std::vector<std::pair<State, int64_t>> Journal::counts() {
+    std::lock_guard guard(lock_);
+    Statement statement(*database_, "SELECT state, count(*) FROM documents GROUP BY state ORDER BY state");
+    std::vector<std::pair<State, int64_t>> counts;
+    while (statement.step()) {
+        const auto state = state_named(statement.text());
+        if (state) counts.emplace_back(*state, statement.number());
+    }
+    return counts;
+}
 std::vector<Document> Journal::in_states(std::initializer_list<State> states) {
     std::string marks;
     for (size_t i = 0; i < states.size(); ++i) marks += i == 0 ? "?" : ",?";

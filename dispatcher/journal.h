@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kvdisp12 {
@@ -70,6 +71,9 @@ public:
     std::optional<Document> find_by_source(const std::string& source);
     // The latest first.
     std::vector<Document> all();
+    // How many documents there are of each state that has any; the latest documents that have an error.
+    std::vector<std::pair<State, int64_t>> counts();
+    std::vector<Document> last_errors(int64_t count);
     // The oldest first.
     std::vector<Document> in_states(std::initializer_list<State> states);
 

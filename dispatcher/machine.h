@@ -13,10 +13,14 @@
 namespace kvdisp12 {
 
 // Makes this process part of the user's machine: the paths that clients name mean the same files here. Files that it
-// makes are this user's alone. To be called before there is another thread.
-void join_machine();
+// makes are this user's alone. serves: it is told of its end by at_end_of_session(), and not ended. To be called before
+// there is another thread.
+void join_machine(bool serves);
 // Calls that, from another thread, when the process is told to end or the user's session ends.
 void at_end_of_session(std::function<void()> call);
+// Tells what started this process, where it wants to know, that clients can come, or that the end has begun.
+void tell_ready();
+void tell_stopping();
 // Ends the process without regard to threads that still wait for clients.
 [[noreturn]] void end_process(int exit_code);
 // Where this process runs as the system itself: starts the program with the same arguments as that session's user, and
@@ -27,6 +31,8 @@ std::optional<int> leave_system_account(DWORD session);
 std::vector<std::string> command_line(int argc, char** argv);
 // The folder of the state, the outbox and the log where no other is given; it exists.
 std::string default_folder();
+// The state folders of all users, for an administrator: those that `pattern` gives, with %u in it, or the defaults'.
+std::vector<std::string> state_folders_of_all(const std::string& pattern);
 // The file of settings where no other is given: this user's, or else the machine's.
 std::string settings_file();
 // What stands for %u in a folder's name: the user's id, as the system writes it.

@@ -62,6 +62,8 @@ Request take_request(Reader& reader) {
             return PathQuestion{};
         case kv::kDispatchPrepare:
             return Preparation{};
+        case kDispatchStatus:
+            return StatusQuestion{};
         default:
             throw Malformed();
     }

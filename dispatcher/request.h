@@ -26,8 +26,17 @@ struct Withdrawal {
 };
 struct PathQuestion {};
 struct Preparation {};
+struct StatusQuestion {};
 
-using Request = std::variant<Announcement, HandOver, Withdrawal, PathQuestion, Preparation>;
+using Request = std::variant<Announcement, HandOver, Withdrawal, PathQuestion, Preparation, StatusQuestion>;
+
+// What an administrator's program asks beside the driver's requests: nothing follows, and this is the reply.
+inline constexpr DWORD kDispatchStatus = 300;
+struct ServerStatus {
+    DWORD process;
+    DWORD clients;  // that are connected, the asking one as well
+    DWORD seconds_up;
+};
 
 // Nothing for a request of an unknown code, or one with other fields, longer texts or another end than it must have.
 std::optional<Request> parse_request(std::span<const BYTE> bytes);

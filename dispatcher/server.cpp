@@ -177,7 +177,7 @@ bool Server::is_trusted(HANDLE pipe, Client& client) {
 
 void Server::converse(HANDLE pipe, DWORD process, steady_clock::time_point end) {
     Client client{process};
-    Connection connection(intake_, log_, client, prepared_);
+    Connection connection(intake_, log_, client, for_clients_);
     for (;;) {
         if (!connection.has_begun() && !wait_for_request(pipe, end)) {
             if (steady_clock::now() >= end) {
@@ -215,6 +215,12 @@ void Server::end_answer() {
 }
 void Server::wait_for_answers(std::unique_lock<std::mutex>& guard) {
     changed_.wait(guard, [&] { return answers_ == 0; });
+}
+
+ServerStatus Server::status() {
+    std::lock_guard guard(lock_);
+    const auto up = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start_);
+    return {GetCurrentProcessId(), clients_, static_cast<DWORD>(up.count())};
 }
 
 void Server::stop() {

@@ -16,7 +16,7 @@ public:
         : pipe_name_(std::move(pipe_name)), limits_(limits), intake_(intake), log_(log) {}
 
     // Both to be set before open(). What a client's Prepare calls; and what says that the server may not end yet.
-    void on_prepare(std::function<void()> call) { prepared_ = std::move(call); }
+    void on_prepare(std::function<void()> call) { for_clients_.prepared = std::move(call); }
     void keep_while(std::function<bool()> busy) { busy_ = std::move(busy); }
 
     // Makes the pipe. False when another dispatcher serves it, also after some time: one that is just ending.
@@ -31,6 +31,7 @@ public:
 private:
     enum class State { Serving, Deciding, Ended };
 
+    ServerStatus status();
     HANDLE make_instance(bool first);
     bool add_worker(bool first);
     void work(HANDLE pipe);
@@ -50,7 +51,7 @@ private:
     const Limits& limits_;
     Intake& intake_;
     Log& log_;
-    std::function<void()> prepared_ = [] {};
+    Connection::Server for_clients_{[] {}, [this] { return status(); }};
     std::function<bool()> busy_ = [] { return false; };
 
     std::mutex lock_;
@@ -59,7 +60,8 @@ private:
     bool stopping_ = false;
     unsigned workers_ = 0, clients_ = 0, answers_ = 0;  // threads, those that have a client, those that answer
     std::map<DWORD, unsigned> of_process_, excess_;     // clients that are served, and those that wait for a place
-    std::chrono::steady_clock::time_point last_client_ = std::chrono::steady_clock::now();
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point last_client_ = start_;
 };
 
 }  // namespace kvdisp12

@@ -11,6 +11,8 @@
 namespace kvdisp12 {
 
 std::string folder_in(const std::string& folder, const std::string& name);
+// Folders whose path is the pattern, with some name in the place of %u.
+std::vector<std::string> folders_like(const std::string& pattern);
 
 struct Places {
     std::string state;               // the folder of the journal, the spool and what is damaged

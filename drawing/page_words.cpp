@@ -157,17 +157,17 @@ private:
 
 }  // namespace
 
-WordBox box_of(const PlacedWord& word, int angle) {
+Box box_of(const PlacedWord& word, int angle) {
     const double radians = angle * 2 * std::numbers::pi / kTurn;
     const double cosine = std::cos(radians), sine = std::sin(radians);
-    WordBox box = {word.x, word.y, word.x, word.y};
+    Box box = {word.x, word.y, word.x, word.y};
     bool first = true;
     for (const double along : {0.0, word.length}) {
         for (const double up : {word.ascent, -word.descent}) {
             const double x = word.x + along * cosine - up * sine, y = word.y - along * sine - up * cosine;
-            box = first ? WordBox{x, y, x, y}
-                        : WordBox{std::min(box.left, x), std::min(box.top, y), std::max(box.right, x),
-                                  std::max(box.bottom, y)};
+            box = first ? Box{x, y, x, y}
+                        : Box{std::min(box.left, x), std::min(box.top, y), std::max(box.right, x),
+                              std::max(box.bottom, y)};
             first = false;
         }
     }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "drawing/canvas.h"
 #include "drawing/font_store.h"
 #include "reader/reports.h"
 
@@ -20,11 +21,8 @@ struct PlacedLine {
     int angle;  // of the baseline: degrees from 0 to 359, counter-clockwise
     std::vector<PlacedWord> words;
 };
-struct WordBox {
-    double left, top, right, bottom;
-};
 // Upright bounds.
-WordBox box_of(const PlacedWord& word, int angle);
+Box box_of(const PlacedWord& word, int angle);
 
 // Lines from top to bottom, words along them; text of other directions behind the upright one. Pages count from 0.
 // Damaged records are reported and left out. Throws Fault where the framing ends.

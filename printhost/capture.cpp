@@ -1,5 +1,7 @@
 #include "printhost/capture.h"
 
+#include <algorithm>
+
 namespace kvprint {
 
 Capture::Capture(fz_context* context, Kind kind) : context_(context), kind_(kind) {
@@ -9,7 +11,7 @@ Capture::Capture(fz_context* context, Kind kind) : context_(context), kind_(kind
 }
 
 void Capture::begin(bool is_clip) {
-    ++depth_;
+    deepest_ = std::max(deepest_, ++depth_);
     if (!is_clip) ++groups_;
 }
 

@@ -27,6 +27,8 @@ public:
     void count_drawing() { ++drawings_; }
     void count_text(const fz_text& text) { count_letters(text, letters_); }
     const LettersOfKinds& letters() const { return letters_; }
+    void count_opaque_stroke() { ++strokes_; }
+    bool has_opaque_strokes() const { return strokes_ > 0; }
     // The calls that begin and end the capture are held as well; for the end, while nothing else is open.
     bool holds_begin() const { return kind_ != Kind::Tile; }
     bool holds_end() const { return kind_ != Kind::Tile || depth_ > 1; }
@@ -34,6 +36,8 @@ public:
     bool is_single() const { return drawings_ == 1 && groups_ == 0; }
     bool is_flat() const { return groups_ == 0; }
     size_t drawings() const { return drawings_; }
+    // Containers that are open at a time at most.
+    size_t depth() const { return static_cast<size_t>(deepest_); }
 
     void close();
     // Plays what was captured, moved by device pixels.
@@ -45,8 +49,8 @@ private:
     Kind kind_;
     List list_;
     DrawDevice device_;
-    int depth_ = 1;
-    size_t drawings_ = 0, groups_ = 0;
+    int depth_ = 1, deepest_ = 1;
+    size_t drawings_ = 0, groups_ = 0, strokes_ = 0;
     LettersOfKinds letters_;
 };
 

@@ -15,7 +15,10 @@ namespace kvprint {
 namespace {
 
 // Decoded fonts and images that MuPDF keeps at most, bytes.
-constexpr size_t kStoreSize = 64 << 20;
+size_t store_size(size_t memory) {
+    constexpr size_t kMost = 64 << 20;
+    return std::min(kMost, memory / 4);
+}
 // Where the marks at a file's ends are looked for, bytes.
 constexpr size_t kEnds = 1024;
 
@@ -129,7 +132,8 @@ private:
 
 }  // namespace
 
-Context::Context(Warnings& warnings) : fz_(fz_new_context(nullptr, nullptr, kStoreSize)) {
+Context::Context(Warnings& warnings, size_t memory)
+    : memory_(memory), fz_(fz_new_context(memory_.functions(), nullptr, store_size(memory))) {
     if (!fz_) throw std::runtime_error("out of memory");
     fz_set_user_context(fz_, &warnings);
     auto take = [](void* user, const char* message) { static_cast<Warnings*>(user)->take_message(message); };

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "printhost/bounded_memory.h"
 #include "printhost/request.h"
 #include "printhost/warnings.h"
 
@@ -18,7 +19,8 @@ namespace kvprint {
 
 class Context {
 public:
-    explicit Context(Warnings& warnings);
+    // memory: bytes that all that MuPDF reads and draws may take at a time.
+    Context(Warnings& warnings, size_t memory);
     ~Context() { fz_drop_context(fz_); }
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
@@ -26,6 +28,7 @@ public:
     fz_context* get() const { return fz_; }
 
 private:
+    BoundedMemory memory_;
     fz_context* fz_;
 };
 

@@ -99,14 +99,40 @@ void fill_path(fz_context* context, fz_device* device, const fz_path* path, int 
         });
 }
 
-void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
+// A stroke as it is drawn: a negative width counts as its absolute value.
+class Stroke {
+public:
+    Stroke(fz_context* context, const fz_stroke_state* state) : state_(state) {
+        if (!(state->linewidth < 0)) return;
+        try {
+            own_ = make_held<Own>(context, [&] {
+                return fz_clone_stroke_state(context, const_cast<fz_stroke_state*>(state));  // which it does not change
+            });
+            own_.get()->linewidth = -state->linewidth;
+            state_ = own_.get();
+        } catch (const LibraryFault&) {  // no memory: the thinnest line, as it stands
+        }
+    }
+    const fz_stroke_state* get() const { return state_; }
+
+private:
+    static void drop(fz_context* context, fz_stroke_state* state) { fz_drop_stroke_state(context, state); }
+    using Own = Held<fz_stroke_state, drop>;
+    const fz_stroke_state* state_;
+    Own own_;
+};
+
+void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* given,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
-    draw(
+    const Stroke stroke(context, given);
+    const fz_stroke_state* const state = stroke.get();
+    const bool captured = draw(
         context, device, "drawing",
         [&](fz_device* to) { fz_stroke_path(context, to, path, state, ctm, space, colour, alpha, parameters); },
         [&](PagePlayer& player) {
             player.stroke(path, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });
+    if (captured && alpha == 1) player_of(device).note_captured_stroke();
 }
 
 void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
@@ -120,8 +146,10 @@ void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_m
     if (captured) player_of(device).note_captured(*text);
 }
 
-void stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
+void stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* given,
                  fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
+    const Stroke stroke(context, given);
+    const fz_stroke_state* const state = stroke.get();
     const bool captured = draw(
         context, device, "text",
         [&](fz_device* to) { fz_stroke_text(context, to, text, state, ctm, space, colour, alpha, parameters); },
@@ -192,8 +220,10 @@ void clip_path(fz_context* context, fz_device* device, const fz_path* path, int 
         [&](PagePlayer& player) { return !player.clip_to_path(path, rule_of(even_odd), ctm); });
 }
 
-void clip_stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* state,
+void clip_stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* given,
                       fz_matrix ctm, fz_rect scissor) {
+    const Stroke stroke(context, given);
+    const fz_stroke_state* const state = stroke.get();
     begin(
         context, device, true, [&](fz_device* to) { fz_clip_stroke_path(context, to, path, state, ctm, scissor); },
         [&](PagePlayer& player) {
@@ -210,8 +240,10 @@ void clip_text(fz_context* context, fz_device* device, const fz_text* text, fz_m
         [&](PagePlayer& player) { return !player.clip_to_text(text, ctm); });
 }
 
-void clip_stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* state,
+void clip_stroke_text(fz_context* context, fz_device* device, const fz_text* text, const fz_stroke_state* given,
                       fz_matrix ctm, fz_rect scissor) {
+    const Stroke stroke(context, given);
+    const fz_stroke_state* const state = stroke.get();
     begin(
         context, device, true, [&](fz_device* to) { fz_clip_stroke_text(context, to, text, state, ctm, scissor); },
         [&](PagePlayer& player) {
@@ -272,10 +304,15 @@ void end_group(fz_context* context, fz_device* device) {
 
 int begin_tile(fz_context* context, fz_device* device, fz_rect area, fz_rect view, float across, float down,
                fz_matrix ctm, int) {
+    PagePlayer::Tiling tiling = {area, view, across, down, ctm};
+    if (player_of(device).thin_out(tiling)) warnings_of(context).add("pattern of too many cells drawn with fewer");
     begin(
-        context, device, false, [&](fz_device* to) { fz_begin_tile(context, to, area, view, across, down, ctm); },
+        context, device, false,
+        [&](fz_device* to) {
+            fz_begin_tile(context, to, tiling.area, tiling.view, tiling.across, tiling.down, tiling.ctm);
+        },
         [&](PagePlayer& player) {
-            player.begin_tile({area, view, across, down, ctm});
+            player.begin_tile(tiling);
             return true;
         });
     return 0;
@@ -314,12 +351,14 @@ fz_device* make_device(fz_context* context, PagePlayer* player) {
 
 }  // namespace
 
-PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, TextList* list)
+PagePlayer::PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, size_t memory,
+                       TextList* list)
     : context_(context),
       canvas_(canvas),
       fonts_(fonts),
       list_(list),
-      renderer_(context, resolution),
+      memory_(memory),
+      renderer_(context, resolution, memory),
       device_(make_held<DrawDevice>(context, [&] { return make_device(context, this); })) {}
 
 }  // namespace kvprint

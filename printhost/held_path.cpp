@@ -91,10 +91,12 @@ bool PathStyle::operator==(const PathStyle& other) const {
            (stroked ? is_same_pen(line, other.line) : options == other.options);
 }
 
-// A pen's figures may lie over each other, and so may convex ones; others would cut holes into each other.
+// A pen's figures may lie over each other, and so may convex ones; others would cut holes into each other. The edges of
+// a line that is drawn twice are darker on screens.
 bool HeldPath::takes(const PathStyle& style, bool is_convex, const RECTL& ink) const {
     if (style != style_ || path_->block_count() >= kMostBlocks) return false;
-    return style.stroked || (is_convex && all_convex_) || !places_.has_any(ink);
+    if (style.stroked) return !places_.has_marked(ink);
+    return (is_convex && all_convex_) || !places_.has_any(ink);
 }
 
 bool HeldPath::add(Path& path, PathStyle style, const RECTL& ink) {
@@ -109,7 +111,7 @@ bool HeldPath::add(Path& path, PathStyle style, const RECTL& ink) {
     }
     all_convex_ = all_convex_ && !corners.empty();
     corners.empty() ? add_blocks(path, *path_) : add_figure(corners, *path_);
-    if (!style.stroked) places_.mark(ink, style.colour);
+    places_.mark(ink, style.colour);
     return true;
 }
 

@@ -61,6 +61,33 @@ void put_colours(const unsigned char* rgb, int depth, LONG width, BYTE* out) {
     }
 }
 
+// In fewer pixels: each is the average of those that lie on it.
+Pixmap averaged(fz_context* context, const Pixmap& source, LONG width, LONG height) {
+    const fz_pixmap& from = *source.get();
+    Pixmap result = make_held<Pixmap>(
+        context, [&] { return fz_new_pixmap(context, from.colorspace, width, height, nullptr, from.alpha); });
+    auto first_of = [](LONG at, LONG size, LONG whole) { return static_cast<LONG>(LONGLONG{at} * whole / size); };
+    const int depth = from.n;
+    std::vector<uint64_t> sum(static_cast<size_t>(depth));
+    for (LONG y = 0; y < height; ++y) {
+        const LONG top = first_of(y, height, from.h), bottom = first_of(y + 1, height, from.h);
+        unsigned char* out = result.get()->samples + ptrdiff_t{y} * result.get()->stride;
+        for (LONG x = 0; x < width; ++x) {
+            const LONG left = first_of(x, width, from.w), right = first_of(x + 1, width, from.w);
+            std::fill(sum.begin(), sum.end(), 0);
+            for (LONG row = top; row < bottom; ++row) {
+                const unsigned char* sample = row_of(source, row) + ptrdiff_t{left} * depth;
+                for (LONG x_in = left; x_in < right; ++x_in) {
+                    for (uint64_t& component : sum) component += *sample++;
+                }
+            }
+            const auto count = static_cast<uint64_t>(right - left) * static_cast<uint64_t>(bottom - top);
+            for (const uint64_t component : sum) *out++ = static_cast<unsigned char>((component + count / 2) / count);
+        }
+    }
+    return result;
+}
+
 BYTE times(int value, int alpha) { return static_cast<BYTE>((value * alpha + 127) / 255); }
 
 }  // namespace
@@ -74,8 +101,8 @@ bool Turn::find(fz_matrix ctm) {
     return upright || swapped;
 }
 
-ImageSource::ImageSource(fz_context* context, fz_image* image, fz_image* mask, Turn turn, Masks masks)
-    : context_(context), turn_(turn) {
+ImageSource::ImageSource(fz_context* context, fz_image* image, fz_image* mask, Turn turn, Masks masks, Room room)
+    : context_(context), turn_(turn), room_(room) {
     if (image->imagemask) {
         load_stencil(image);
     } else {
@@ -84,10 +111,40 @@ ImageSource::ImageSource(fz_context* context, fz_image* image, fz_image* mask, T
     }
 }
 
+// The size, as the diagonal of a matrix, below which a decoder does not go: it halves the samples while twice that is
+// left.
+fz_matrix ImageSource::wanted_size(fz_image* image) {
+    constexpr int kMostHalvings = 6;  // of MuPDF's decoders
+    auto pixels = [](LONG size) { return static_cast<float>(std::max<LONG>(size, 1)); };
+    float width = pixels(turn_.swapped ? room_.down : room_.across);
+    float height = pixels(turn_.swapped ? room_.across : room_.down);
+    if (image->bpc == 1) {
+        width = static_cast<float>(image->w);
+        height = static_cast<float>(image->h);
+    }
+    const uint64_t depth = 1 + (image->colorspace ? static_cast<uint64_t>(image->colorspace->n) : 0);
+    int halvings = 0;
+    auto bytes = [&] { return (uint64_t(image->w) >> halvings) * (uint64_t(image->h) >> halvings) * depth; };
+    while (bytes() > room_.bytes && halvings < kMostHalvings) ++halvings;
+    if (bytes() > room_.bytes) throw std::runtime_error("too large");
+    constexpr float kSlack = 2;  // pixels that MuPDF leaves between
+    const float fitting_width = static_cast<float>(image->w >> halvings) - kSlack;
+    const float fitting_height = static_cast<float>(image->h >> halvings) - kSlack;
+    if (halvings > 0 && (fitting_width < width || fitting_height < height)) {
+        coarse_ = true;
+        width = std::max(std::min(width, fitting_width), 1.0f);
+        height = std::max(std::min(height, fitting_height), 1.0f);
+    }
+    return fz_scale(width, height);
+}
+
 // The image's samples, turned as it lies on the page.
-Pixmap ImageSource::get(fz_image* image) const {
-    Pixmap whole = make_held<Pixmap>(
-        context_, [&] { return fz_get_pixmap_from_image(context_, image, nullptr, nullptr, nullptr, nullptr); });
+Pixmap ImageSource::get(fz_image* image) {
+    fz_matrix size = wanted_size(image);
+    int width_drawn = 0, height_drawn = 0;  // which MuPDF works out and nobody needs
+    Pixmap whole = make_held<Pixmap>(context_, [&] {
+        return fz_get_pixmap_from_image(context_, image, nullptr, &size, &width_drawn, &height_drawn);
+    });
     if (!turn_.swapped && !turn_.mirrored_across && !turn_.mirrored_down) return whole;
     const LONG width = turn_.swapped ? height_of(whole) : width_of(whole);
     const LONG height = turn_.swapped ? width_of(whole) : height_of(whole);
@@ -180,6 +237,19 @@ void ImageSource::load_mask(fz_image* mask, Masks masks) {
     format_ = BMF_24BPP;
     width_ = std::max(width_, width_of(mask_));
     height_ = std::max(height_, height_of(mask_));
+    limit_blended();
+}
+
+// Neither image nor mask has more pixels than the device: what lies on one of its pixels is averaged.
+void ImageSource::limit_blended() {
+    width_ = std::min(width_, std::max<LONG>(room_.across, 1));
+    height_ = std::min(height_, std::max<LONG>(room_.down, 1));
+    for (Pixmap* samples : {&colours_, &mask_}) {
+        const LONG width = std::min(width_of(*samples), width_), height = std::min(height_of(*samples), height_);
+        if (width < width_of(*samples) || height < height_of(*samples)) {
+            *samples = averaged(context_, *samples, width, height);
+        }
+    }
 }
 
 std::unique_ptr<Bitmap> ImageSource::rows(LONG top, LONG end) const {

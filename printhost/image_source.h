@@ -26,13 +26,21 @@ public:
         Blended,  // with alpha
     };
 
-    // mask: the image's, or null. masks: whether one of one bit a pixel is kept as such.
+    // mask: the image's, or null. masks: whether one of one bit a pixel is kept as such. room: the device pixels that
+    // it fills, and the bytes that one picture of samples may take; what has more pixels than the device by a power of
+    // two, or does not fit, is reduced while it is decoded. One bit a pixel stays that, if it fits.
     enum class Masks { OneBit, Alpha };
-    ImageSource(fz_context* context, fz_image* image, fz_image* mask, Turn turn, Masks masks);
+    struct Room {
+        LONG across, down;
+        size_t bytes;
+    };
+    ImageSource(fz_context* context, fz_image* image, fz_image* mask, Turn turn, Masks masks, Room room);
 
     Kind kind() const { return kind_; }
     LONG width() const { return width_; }
     LONG height() const { return height_; }
+    // It is coarser than the device, as its samples did not fit.
+    bool is_coarse() const { return coarse_; }
 
     // Rows from the top, the end exclusive; bottom-up bitmaps.
     std::unique_ptr<kv::engine::Bitmap> rows(LONG top, LONG end) const;
@@ -48,12 +56,16 @@ private:
     void load_indices(fz_image* image);
     void load_gray(fz_image* image);
     void load_mask(fz_image* mask, Masks masks);
-    Pixmap get(fz_image* image) const;
+    Pixmap get(fz_image* image);
+    fz_matrix wanted_size(fz_image* image);
+    void limit_blended();
     Pixmap converted(const Pixmap& source, fz_colorspace* space) const;
     std::unique_ptr<kv::engine::Bitmap> blended_rows(LONG top, LONG end) const;
 
     fz_context* context_;
     Turn turn_;
+    Room room_;
+    bool coarse_ = false;
     Kind kind_ = Kind::Plain;
     ULONG format_ = BMF_24BPP;
     LONG width_ = 0, height_ = 0;

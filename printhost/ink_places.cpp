@@ -6,6 +6,14 @@
 
 namespace kvprint {
 
+namespace {
+
+bool is_same(const RECTL& a, const RECTL& b) {
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+}  // namespace
+
 InkPlaces::InkPlaces(LONG width, LONG height)
     : columns_(std::max<LONG>((width + kCell - 1) / kCell, 1)),
       rows_(std::max<LONG>((height + kCell - 1) / kCell, 1)),
@@ -53,6 +61,10 @@ bool InkPlaces::has_other(const RECTL& rect, ULONG colour) const {
 
 bool InkPlaces::has_any(const RECTL& rect) const {
     return has(rect, [](const Place&) { return true; });
+}
+
+bool InkPlaces::has_marked(const RECTL& rect) const {
+    return has(rect, [&](const Place& place) { return is_same(place.rect, rect); });
 }
 
 void InkPlaces::clear() {

@@ -13,10 +13,12 @@ public:
     InkPlaces(LONG width, LONG height);
 
     void mark(const RECTL& rect, ULONG colour);
-    // True when something else than that colour may lie there. The last answer for places that are too crowded to say.
+    // True when something of another colour may lie there. The last answer for places that are too crowded to say.
     bool has_other(const RECTL& rect, ULONG colour) const;
     // The same for whatever colour.
     bool has_any(const RECTL& rect) const;
+    // A rectangle that has been marked, or may have been.
+    bool has_marked(const RECTL& rect) const;
     void clear();
 
 private:

@@ -11,7 +11,9 @@ using kv::engine::Path;
 
 POINTFIX to_device(fz_point point, Points points) {
     constexpr FIX kPixel = 16;
-    const float shift = points == Points::Centres ? 0.5f : 0.0f;
+    // Where a line begins and another ends is the same pixel, however the two were calculated.
+    constexpr float kSlack = 1.0f / 64;
+    const float shift = points == Points::Centres ? 0.5f - kSlack : 0.0f;
     return {nearest_pixel(point.x - shift) * kPixel, nearest_pixel(point.y - shift) * kPixel};
 }
 

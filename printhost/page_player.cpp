@@ -32,7 +32,27 @@ fz_irect cells_of(const PagePlayer::Tiling& tiling, const RECTL& area) {
                                            std::floor((within.y1 - view.y0) / tiling.down - kSlack) + 1));
 }
 
+constexpr double kMostCells = 1 << 24, kMostCellPixels = 4e9;
+
 }  // namespace
+
+bool PagePlayer::thin_out(Tiling& tiling) const {
+    if (!(tiling.across > 0) || !(tiling.down > 0)) return false;
+    const RECTL page = canvas_.page();
+    const fz_rect box = {0, 0, static_cast<float>(page.right), static_cast<float>(page.bottom)};
+    const fz_rect shown = fz_intersect_rect(fz_transform_rect(box, fz_invert_matrix(tiling.ctm)), tiling.area);
+    const double area = double{shown.x1 - shown.x0} * (shown.y1 - shown.y0);
+    const double view = double{tiling.view.x1 - tiling.view.x0} * (tiling.view.y1 - tiling.view.y0);
+    const double pixels = std::abs(double{tiling.ctm.a} * tiling.ctm.d - double{tiling.ctm.b} * tiling.ctm.c);
+    const double cell_pixels = std::clamp(std::min(view, area) * pixels, 1.0, double{kFarthest} * kFarthest);
+    const double most = std::min(kMostCells, kMostCellPixels / cell_pixels);
+    const double cells = area / (double{tiling.across} * tiling.down);
+    if (!(cells > std::max(most, 1.0))) return false;
+    const auto sparser = static_cast<float>(std::ceil(std::sqrt(cells / std::max(most, 1.0))));
+    tiling.across *= sparser;
+    tiling.down *= sparser;
+    return true;
+}
 
 LONGLONG area_of(const RECTL& rect) { return LONGLONG{rect.right - rect.left} * (rect.bottom - rect.top); }
 
@@ -113,7 +133,7 @@ void PagePlayer::finish_capture(Capture& capture) {
             note_in_images(capture);
             renderer_.render(
                 capture_area_, [&](fz_device* device) { capture.play(device); },
-                [&](const Rendering& rendering) { draw_rendering(rendering); });
+                [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth(), false});
     }
 }
 
@@ -147,16 +167,23 @@ void PagePlayer::finish_tile(const Capture& capture) {
             capture.play(device);
             fz_end_tile(context_, device);
         },
-        [&](const Rendering& rendering) { draw_rendering(rendering); });
+        [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth() + 1, false});
+}
+
+// Lines that meet at the edge of two cells end in the same pixel, which both have to show.
+fz_rect PagePlayer::seen_of_cell(const Capture& capture) const {
+    const float pixel = 1 / std::max(fz_matrix_expansion(tiling_.ctm), 1 / kFarthest);
+    return capture.has_opaque_strokes() ? fz_expand_rect(tiling_.view, pixel) : tiling_.view;
 }
 
 void PagePlayer::play_tile(const Capture& capture, const fz_irect& cells) {
     const Tiling tiling = tiling_;
+    const fz_rect seen = seen_of_cell(capture);
     for (int row = cells.y0; row < cells.y1; ++row) {
         for (int column = cells.x0; column < cells.x1; ++column) {
             const fz_matrix move = cell_matrix(tiling.ctm, static_cast<float>(column) * tiling.across,
                                                static_cast<float>(row) * tiling.down);
-            const fz_quad cell = fz_transform_quad(fz_quad_from_rect(tiling.view), fz_concat(tiling.ctm, move));
+            const fz_quad cell = fz_transform_quad(fz_quad_from_rect(seen), fz_concat(tiling.ctm, move));
             const Figure outline = {{cell.ul, cell.ur, cell.lr, cell.ll}, true};
             canvas_.push(canvas_.clip().intersected(scan({outline}, FillRule::Winding, canvas_.clip().bounds())));
             if (is_drawing()) replay([&] { capture.play(device(), move.e, move.f); });
@@ -181,10 +208,11 @@ void PagePlayer::finish() {
     finish_capture(rest);
 }
 
-void PagePlayer::render(fz_rect bounds, const Draw& draw) {
+void PagePlayer::render(fz_rect bounds, const Draw& draw, Renderer::Effort effort) {
     const RECTL area = common(covering(bounds), canvas_.clip().bounds());
     if (is_empty(area)) return;
-    renderer_.render(area, draw, [&](const Rendering& rendering) { draw_rendering(rendering); });
+    renderer_.render(
+        area, draw, [&](const Rendering& rendering) { draw_rendering(rendering); }, effort);
 }
 
 void PagePlayer::draw_rendering(const Rendering& rendering) {

@@ -8,6 +8,7 @@
 #include "printhost/canvas.h"
 #include "printhost/capture.h"
 #include "printhost/font_store.h"
+#include "printhost/image_source.h"
 #include "printhost/mupdf.h"
 #include "printhost/page_picture.h"
 #include "printhost/pen.h"
@@ -20,8 +21,9 @@ namespace kvprint {
 
 class PagePlayer {
 public:
-    // resolution: dots per inch. list: of what goes as text; may be null.
-    PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, TextList* list);
+    // resolution: dots per inch. memory: bytes that a picture of pixels may take. list: of what goes as text; may be
+    // null.
+    PagePlayer(fz_context* context, Canvas& canvas, FontStore& fonts, float resolution, size_t memory, TextList* list);
 
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
@@ -42,6 +44,7 @@ public:
     }
     // A text among the calls that were passed on.
     void note_captured(const fz_text& text) { capture_->count_text(text); }
+    void note_captured_stroke() { capture_->count_opaque_stroke(); }
     template <class Call>
     bool pass_on(Call call) {
         if (keeps_pictures()) picture_->draw(call);
@@ -110,6 +113,8 @@ public:
         fz_matrix ctm;
     };
     void begin_tile(const Tiling& tiling);
+    // Leaves cells out where there are so many, or so large ones over each other, that nobody would wait for them.
+    bool thin_out(Tiling& tiling) const;
     // The colour of glyphs that have none of their own, while they are drawn.
     const std::optional<Paint>& glyph_paint() const { return glyph_paint_; }
 
@@ -119,6 +124,7 @@ private:
     void note_in_images(const Capture& capture);
     void finish_tile(const Capture& capture);
     void play_tile(const Capture& capture, const fz_irect& cells);
+    fz_rect seen_of_cell(const Capture& capture) const;
     void play_single(const Capture& capture);
     void finish_patch();
     bool keeps_pictures() const { return picture_.has_value() && replaying_ == 0; }
@@ -148,10 +154,12 @@ private:
     void fill_outlines(const fz_text_span& span, fz_matrix ctm, ULONG colour);
     std::vector<Figure> outlines_of(const fz_text_span& span, fz_matrix ctm);
     void draw_type3(const fz_text_span& span, fz_matrix ctm, Paint paint);
-    void render(fz_rect bounds, const Draw& draw);
+    void render(fz_rect bounds, const Draw& draw, Renderer::Effort effort = {});
     void draw_rendering(const Rendering& rendering);
     void draw_image(fz_device* device, fz_image* image, fz_image* mask, fz_matrix ctm, float alpha,
                     fz_color_params parameters);
+    ImageSource::Room room_of(const RECTL& target) const;
+    void tell_coarse(const char* thing) const;
     LetterCount& letters_in(const fz_font& font) { return canvas_.played().letters[kind_of(font)]; }
     void count_otherwise(const char* what) { ++canvas_.played().otherwise[what]; }
 
@@ -159,6 +167,7 @@ private:
     Canvas& canvas_;
     FontStore& fonts_;
     TextList* list_;
+    size_t memory_;
     Renderer renderer_;
     DrawDevice device_;
     std::optional<Capture> capture_;

@@ -1,6 +1,5 @@
 // Images, and what is drawn as images because the printer interface has no words for it.
 
-#include "printhost/image_source.h"
 #include "printhost/page_player.h"
 #include "printhost/warnings.h"
 
@@ -39,6 +38,13 @@ void draw_band(Canvas& canvas, const ImageSource& image, LONG top, LONG end, con
     }
 }
 
+// So coarse that its smooth steps are seen: device pixels a pixel of the source.
+bool is_enlarged(const fz_image& image, const RECTL& target) {
+    constexpr LONG kSteps = 4;
+    const LONG across = target.right - target.left, down = target.bottom - target.top;
+    return std::max(across, down) > kSteps * std::max(image.w, image.h);
+}
+
 bool is_jbig2(fz_context* context, fz_image* image) {
     const fz_compressed_buffer* data = fz_compressed_image_buffer(context, image);
     return data && data->params.type == FZ_IMAGE_JBIG2;
@@ -51,6 +57,15 @@ void PagePlayer::draw_image(fz_device* device, fz_image* image, fz_image* mask, 
     if (mask) fz_clip_image_mask(context_, device, mask, ctm, fz_infinite_rect);
     fz_fill_image(context_, device, image, ctm, alpha, parameters);
     if (mask) fz_pop_clip(context_, device);
+}
+
+ImageSource::Room PagePlayer::room_of(const RECTL& target) const {
+    constexpr size_t kCopies = 3;  // turned, converted and as they are
+    return {target.right - target.left, target.bottom - target.top, memory_ / kCopies};
+}
+
+void PagePlayer::tell_coarse(const char* thing) const {
+    warnings_of(context_).add(std::string(thing) + " drawn coarser than it is, to fit the memory (--memory)");
 }
 
 void PagePlayer::image(fz_image* image, fz_matrix ctm, float alpha, fz_color_params parameters) {
@@ -66,7 +81,13 @@ void PagePlayer::image(fz_image* image, fz_matrix ctm, float alpha, fz_color_par
         render(bounds, [&](fz_device* device) { draw_image(device, image, mask, ctm, alpha, parameters); });
         return;
     }
-    const ImageSource source(context_, image, mask, turn, alpha == 1 ? Masks::OneBit : Masks::Alpha);
+    if (image->interpolate && is_enlarged(*image, target)) {
+        count_otherwise("smoothly enlarged images as larger ones");
+        render(bounds, [&](fz_device* device) { draw_image(device, image, mask, ctm, alpha, parameters); });
+        return;
+    }
+    const ImageSource source(context_, image, mask, turn, alpha == 1 ? Masks::OneBit : Masks::Alpha, room_of(target));
+    if (source.is_coarse()) tell_coarse("image");
     // What such a decoder does not finish is not there at all, and would be a black area.
     if (is_jbig2(context_, image) && warnings_of(context_).is_at_fault()) throw std::runtime_error("not decoded");
     for_each_band(source, target,
@@ -88,7 +109,8 @@ void PagePlayer::stencil(fz_image* image, fz_matrix ctm, Paint paint) {
         });
         return;
     }
-    const ImageSource source(context_, image, nullptr, turn, Masks::OneBit);
+    const ImageSource source(context_, image, nullptr, turn, Masks::OneBit, room_of(target));
+    if (source.is_coarse()) tell_coarse("image mask");
     const bool opaque = canvas_.make_opaque(paint, target);
     for_each_band(source, target, [&](LONG top, LONG end, const RECTL& band) {
         const RECTL all = {0, 0, source.width(), end - top};
@@ -105,7 +127,7 @@ void PagePlayer::shade(fz_shade* shade, fz_matrix ctm, float alpha, fz_color_par
     if (!is_drawing()) return;
     count_otherwise("shadings as images");
     render(fz_bound_shade(context_, shade, ctm),
-           [&](fz_device* device) { fz_fill_shade(context_, device, shade, ctm, alpha, parameters); });
+           [&](fz_device* device) { fz_fill_shade(context_, device, shade, ctm, alpha, parameters); }, {1, true});
 }
 
 }  // namespace kvprint

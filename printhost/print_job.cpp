@@ -213,7 +213,7 @@ private:
         const fz_point corner = {-static_cast<float>(info.ptlPhysOffset.x), -static_cast<float>(info.ptlPhysOffset.y)};
         if (list_) list_->page(number, scale, corner.x, corner.y);
         try {
-            PagePlayer player(context_, canvas, *fonts_, resolution, list_ ? &*list_ : nullptr);
+            PagePlayer player(context_, canvas, *fonts_, resolution, request_.memory, list_ ? &*list_ : nullptr);
             if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
             page.run(player.device(), scale, corner);
             player.finish();
@@ -247,7 +247,7 @@ private:
 Played print_file(const Request& request) {
     host::set_messages_quiet(true);  // a fault is told in one line, by who called
     Warnings warnings;
-    Context context(warnings);
+    Context context(warnings, request.memory);
     const InputFile input(request.input);
     for (const std::string& output : {request.output, request.text_list}) {
         if (!output.empty()) check_is_not(output, input.status());

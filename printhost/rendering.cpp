@@ -12,7 +12,8 @@ using kv::engine::Bitmap;
 using kv::engine::RowOrder;
 
 constexpr int kLeastResolution = 300;
-constexpr int kBandPixels = 1 << 23, kPicturePixels = 40 << 20;
+constexpr size_t kBandPixels = 1 << 23;
+constexpr LONGLONG kPicturePixels = 40 << 20, kRenderedPixels = 128 << 20, kSmoothPixels = 16 << 20;
 constexpr int kSmooth = 8;  // bits of antialiasing
 
 const unsigned char* pixel_of(const fz_pixmap& pixmap, int x, int y) {
@@ -59,8 +60,8 @@ void take_pixels(const fz_pixmap& pixmap, int scale, AlphaOf alpha_of, const Tak
 
 }  // namespace
 
-Renderer::Renderer(fz_context* context, float resolution)
-    : context_(context), scale_(std::max(static_cast<int>(resolution) / kLeastResolution, 1)) {}
+Renderer::Renderer(fz_context* context, float resolution, size_t memory)
+    : context_(context), scale_(std::max(static_cast<int>(resolution) / kLeastResolution, 1)), memory_(memory) {}
 
 Smooth::Smooth(fz_context* context) : context_(context), level_(fz_aa_level(context)) {
     fz_set_aa_level(context_, kSmooth);
@@ -73,13 +74,13 @@ fz_irect reduced(const RECTL& area, int scale) {
     return fz_make_irect(down(area.left), down(area.top), down(area.right + scale - 1), down(area.bottom + scale - 1));
 }
 
-Pixmap Renderer::draw_on_nothing(const fz_irect& box, const Draw& draw) const {
+Pixmap Renderer::draw_on_nothing(const fz_irect& box, int scale, const Draw& draw) const {
     const Smooth smooth(context_);
     Pixmap pixmap = make_held<Pixmap>(
         context_, [&] { return fz_new_pixmap_with_bbox(context_, fz_device_rgb(context_), box, nullptr, 1); });
     const auto device = make_held<DrawDevice>(context_, [&] {
         fz_clear_pixmap(context_, pixmap.get());
-        const float smaller = 1 / static_cast<float>(scale_);
+        const float smaller = 1 / static_cast<float>(scale);
         return fz_new_draw_device(context_, fz_scale(smaller, smaller), pixmap.get());
     });
     with_errors(context_, [&] {
@@ -90,24 +91,34 @@ Pixmap Renderer::draw_on_nothing(const fz_irect& box, const Draw& draw) const {
     return pixmap;
 }
 
-void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take) const {
-    const fz_irect box = reduced(area, scale_);
-    const int rows = std::max(kBandPixels / std::max(box.x1 - box.x0, 1), 1);
+void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) const {
+    const int scale = effort.smooth ? 2 * scale_for(area, 4 * kSmoothPixels) : scale_for(area, kRenderedPixels);
+    const fz_irect box = reduced(area, scale);
+    // Each layer has its pixels, and those of its shape; half of the memory is for what is drawn.
+    const size_t pixel_bytes = 8 * (effort.layers + 1);
+    const size_t pixels = std::min(kBandPixels, memory_ / 2 / pixel_bytes);
+    const int rows = std::max(static_cast<int>(pixels) / std::max(box.x1 - box.x0, 1), 1);
     for (int top = box.y0; top < box.y1; top += rows) {
         const fz_irect band = fz_make_irect(box.x0, top, box.x1, std::min(top + rows, box.y1));
-        const Pixmap pixmap = draw_on_nothing(band, draw);
+        const Pixmap pixmap = draw_on_nothing(band, scale, draw);
         take_pixels(
-            *pixmap.get(), scale_, [&](int x, int y) { return pixel_of(*pixmap.get(), x, y)[3]; }, take);
+            *pixmap.get(), scale, [&](int x, int y) { return pixel_of(*pixmap.get(), x, y)[3]; }, take);
     }
 }
 
 int Renderer::picture_scale(const RECTL& area) const {
+    // The picture, one of before and one of after a drawing, and groups in it.
+    constexpr size_t kPixelBytes = 24;
+    return scale_for(area, std::min(kPicturePixels, static_cast<LONGLONG>(memory_ / kPixelBytes)));
+}
+
+int Renderer::scale_for(const RECTL& area, LONGLONG most_pixels) const {
     int scale = scale_;
     auto pixels = [&] {
         const fz_irect box = reduced(area, scale);
         return LONGLONG{box.x1 - box.x0} * (box.y1 - box.y0);
     };
-    while (pixels() > kPicturePixels) scale *= 2;
+    while (pixels() > most_pixels) scale *= 2;
     return scale;
 }
 

@@ -20,11 +20,16 @@ using TakeRendering = std::function<void(const Rendering&)>;
 
 class Renderer {
 public:
-    // resolution: the device's, dots per inch.
-    Renderer(fz_context* context, float resolution);
+    // resolution: the device's, dots per inch. memory: bytes that pictures may take at a time.
+    Renderer(fz_context* context, float resolution, size_t memory);
 
-    // What a drawing, in device pixels, leaves on nothing within the area; in bands, without what is transparent.
-    void render(const RECTL& area, const Draw& draw, const TakeRendering& take) const;
+    struct Effort {
+        size_t layers = 1;    // pictures that are open at a time: groups and masks within each other
+        bool smooth = false;  // shows no detail, and half of the resolution is enough
+    };
+    // What a drawing, in device pixels, leaves on nothing within the area; in bands, without what is transparent, and
+    // coarser where the area is very large.
+    void render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) const;
 
     // An area of the page on white paper.
     struct Picture {
@@ -37,10 +42,12 @@ public:
     void difference(const Picture& before, const Picture& after, const TakeRendering& take) const;
 
 private:
-    Pixmap draw_on_nothing(const fz_irect& box, const Draw& draw) const;
+    Pixmap draw_on_nothing(const fz_irect& box, int scale, const Draw& draw) const;
+    int scale_for(const RECTL& area, LONGLONG most_pixels) const;
 
     fz_context* context_;
     int scale_;
+    size_t memory_;
 };
 
 // Smooth edges while it lives; clips are whole pixels otherwise.

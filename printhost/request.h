@@ -23,6 +23,7 @@ struct Request {
     std::string password;                                    // empty: none
     std::string box;                                         // media, crop, bleed, trim or art; empty: crop
     std::string trace;                                       // what the driver tells of its work; empty: nothing
+    size_t memory = size_t{512} << 20;                       // bytes that reading and rendering may take at a time
     bool annotations = true;                                 // those that are to be printed
     bool strict = false;                                     // what cannot be printed whole is not printed
     bool quiet = false;                                      // no progress on a terminal, no closing line

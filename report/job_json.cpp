@@ -104,7 +104,7 @@ Json lines_json(const std::vector<PlacedLine>& lines) {
     return array_of(lines, [](const PlacedLine& line) {
         Json words = Json::array();
         for (const PlacedWord& word : line.words) {
-            const WordBox box = box_of(word, line.angle);
+            const Box box = box_of(word, line.angle);
             words.push_back({{"text", word.text},
                              {"box", {rounded(box.left), rounded(box.top), rounded(box.right), rounded(box.bottom)}}});
         }

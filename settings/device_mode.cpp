@@ -63,9 +63,6 @@ void clear_form_name(DriverDevMode& record) {
     copy_form_name(record, TEXT(""));
 }
 
-// Micrometres as tenths of a millimetre, within what a device mode can say.
-SHORT paper_tenths(LONG micrometres) { return static_cast<SHORT>(std::clamp<LONG>(micrometres / 100, 0, 32767)); }
-
 void apply_custom_paper(const PaperRecord& paper, DriverDevMode& record) {
     record.dmPaperSize = static_cast<SHORT>(paper.id);
     record.dmPaperWidth = paper_tenths(paper.width);

@@ -136,6 +136,8 @@ const PaperRecord* find_standard_paper(WORD id) {
     return CStdPaperList().FindById(id, &index) ? &kStandardPapers[index] : nullptr;
 }
 
+SHORT paper_tenths(LONG micrometres) { return static_cast<SHORT>(std::clamp<LONG>(micrometres / 100, 0, 32767)); }
+
 WORD NewCustomPaperId(const CPaperList& list) {
     HeapArray<WORD> ids;
     size_t taken = 0;

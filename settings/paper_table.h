@@ -58,6 +58,8 @@ private:
 
 // The standard paper of an id, or null.
 const PaperRecord* find_standard_paper(WORD id);
+// Micrometres as tenths of a millimetre, within what a device mode can say.
+SHORT paper_tenths(LONG micrometres);
 // The first id from 300 upward that no paper of the list uses; 300 when 32467 ids or more are taken.
 WORD NewCustomPaperId(const CPaperList& list);
 

@@ -61,6 +61,8 @@ void fill_in(const WCHAR* pattern, std::initializer_list<const WCHAR*> arguments
 
 }  // namespace
 
+bool may_show_windows() { return !process_state().silent && somebody_sees_boxes(); }
+
 void show_message(const WCHAR* text, MessageKind kind) {
     KeepLastError keep;
     const char* refused = process_state().silent   ? "not shown, as Silent is set: "

@@ -19,6 +19,9 @@ enum MessageNumber : UINT {
     kMessageWrite = 12160,     // or written
 };
 
+// Nothing of the product's is to be seen where this is false.
+bool may_show_windows();
+
 enum class MessageKind { Error, Information };
 
 void show_message(const WCHAR* text, MessageKind kind = MessageKind::Error);

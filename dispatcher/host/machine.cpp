@@ -4,8 +4,10 @@
 #include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -13,6 +15,7 @@
 
 #include "dispatcher/host/child.h"
 #include "dispatcher/host/system_journal.h"
+#include "dispatcher/store.h"
 #include "platform/host/control.h"
 
 namespace kvdisp12 {
@@ -29,12 +32,12 @@ sigset_t ending_signals() {
 
 }  // namespace
 
-void join_machine() {
+void join_machine(bool serves) {
     constexpr int kArenas = 2;  // of memory: one for each thread would be more than the rest of this program
     mallopt(M_ARENA_MAX, kArenas);
     umask(077);
     const sigset_t awaited = ending_signals();
-    pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+    if (serves) pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);  // a write beyond a limit fails instead
     // A dispatcher that the driver started has its drive; started by hand, it serves the drive of all the user's
@@ -51,11 +54,26 @@ void at_end_of_session(std::function<void()> call) {
     }).detach();
 }
 
+void tell_ready() { sd_notify(0, "READY=1"); }
+void tell_stopping() { sd_notify(0, "STOPPING=1"); }
+
 void end_process(int exit_code) { _exit(exit_code); }
 
 std::vector<std::string> command_line(int argc, char** argv) { return {argv + 1, argv + argc}; }
 
 std::string default_folder() { return kv::host::user_data_folder(); }
+
+std::vector<std::string> state_folders_of_all(const std::string& pattern) {
+    if (!pattern.empty()) return folders_like(pattern);
+    std::vector<std::string> folders;
+    setpwent();
+    while (const passwd* user = getpwent()) folders.push_back(std::string(user->pw_dir) + "/.local/share/karvo");
+    endpwent();
+    std::ranges::sort(folders);
+    const auto repeated = std::ranges::unique(folders);
+    folders.erase(repeated.begin(), repeated.end());
+    return folders;
+}
 
 std::string settings_file() {
     const char* configured = std::getenv("XDG_CONFIG_HOME");

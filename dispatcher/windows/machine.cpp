@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "dispatcher/store.h"
 #include "dispatcher/windows/handles.h"
 #include "platform/windows/system_library.h"
 
@@ -110,12 +111,15 @@ bool start_as(HANDLE token) {
 
 }  // namespace
 
-void join_machine() { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX); }
+void join_machine(bool) { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX); }
 
 void at_end_of_session(std::function<void()> call) {
     end_call() = std::move(call);
     std::thread(wait_for_messages).detach();
 }
+
+void tell_ready() {}
+void tell_stopping() {}
 
 void end_process(int exit_code) {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exit_code));
@@ -147,6 +151,11 @@ std::vector<std::string> command_line(int, char**) {
 std::string default_folder() {
     const std::string base = known_folder(FOLDERID_LocalAppData);
     return base.empty() ? full_path("karvo") : base + "\\karvo";
+}
+
+std::vector<std::string> state_folders_of_all(const std::string& pattern) {
+    if (!pattern.empty()) return folders_like(pattern);
+    return folders_like(known_folder(FOLDERID_UserProfiles) + "\\%u\\AppData\\Local\\karvo");
 }
 
 std::string settings_file() {

@@ -12,9 +12,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 
 #include "platform/host/leftovers.h"
 #include "platform/host/state.h"
@@ -32,12 +34,21 @@ void make_system_folders(const std::string& root) {
     }
 }
 
+std::string temporary_folder() {
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    if (!error) return folder.string();
+    const char* named = std::getenv("TMPDIR");
+    throw std::runtime_error(std::string("no folder for temporary files: ") +
+                             (named ? "TMPDIR is " + std::string(named) : "/tmp") + ", " + error.message());
+}
+
 // The private drive: made on first use, removed when the process that made it ends.
 class PrivateDrive {
 public:
     PrivateDrive() {
         constexpr const char* kPrefix = "karvo-drive-";
-        const std::string parent = fs::temp_directory_path().string();
+        const std::string parent = temporary_folder();
         clear_leftovers(parent, kPrefix);
         root_ = make_own_folder(parent, kPrefix);
         if (!root_.empty()) make_system_folders(root_);

@@ -18,13 +18,6 @@ FARPROC find_system_function(const WCHAR* library, const char* name) {
 
 }  // namespace kv
 
-// The functions under their own names, in place of an import library's.
-#define KV_SYSTEM_FUNCTION(library, result, name, parameters, arguments)              \
-    extern "C" result WINAPI name parameters {                                        \
-        static constinit kv::SystemFunction<decltype(name)> function(library, #name); \
-        return function arguments;                                                    \
-    }
-
 #define KV_VERSION TEXT("version.dll")
 KV_SYSTEM_FUNCTION(KV_VERSION, DWORD, GetFileVersionInfoSizeW, (LPCWSTR file, LPDWORD handle), (file, handle))
 KV_SYSTEM_FUNCTION(KV_VERSION, BOOL, GetFileVersionInfoW, (LPCWSTR file, DWORD handle, DWORD size, LPVOID data),

@@ -36,3 +36,11 @@ private:
 };
 
 }  // namespace kv
+
+// Defines the function under its own name, in place of an import library's: KV_SYSTEM_FUNCTION(TEXT("version.dll"),
+// BOOL, VerQueryValueW, (parameters with names), (their names)).
+#define KV_SYSTEM_FUNCTION(library, result, name, parameters, arguments)              \
+    extern "C" result WINAPI name parameters {                                        \
+        static constinit kv::SystemFunction<decltype(name)> function(library, #name); \
+        return function arguments;                                                    \
+    }

@@ -6,6 +6,7 @@
 
 #include "support/paths.h"
 #include "support/process_state.h"
+#include "support/product.h"
 #include "tests/common/host_test.h"
 #include "tests/common/workspace.h"
 

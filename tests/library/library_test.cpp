@@ -97,7 +97,9 @@ TEST(LibraryTest, ProgramsBuildAgainstTheInstalledLibrary) {
         EXPECT_EQ(code, 0) << command << ": " << folder.read("said");
     };
     const std::string docs = KV_DOCS_DIR "/example";
-    shell(KV_CMAKE " --install " KV_BUILD_DIR " --component library --prefix \"$PWD/tree\"");
+    for (const std::string component : {"library", "development"}) {
+        shell(KV_CMAKE " --install " KV_BUILD_DIR " --component " + component + " --prefix \"$PWD/tree\"");
+    }
     shell(KV_CMAKE " -S " + docs +
           " -B built -DCMAKE_PREFIX_PATH=\"$PWD/tree\" -DCMAKE_CXX_COMPILER=" KV_CXX " -DCMAKE_CXX_FLAGS=\"" KV_FLAGS
           "\" && " KV_CMAKE " --build built");

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <regex>
 
 #include "tests/printhost/print_fixture.h"
 
@@ -91,13 +92,16 @@ TEST_F(Ends, WhatCannotBeWrittenIsAFaultOfTheOutput) {
         {"in.pdf -o new.kv --list-text /dev/full", "", "cannot write /dev/full: No space left on device\n"},
         {"in.pdf -o new.kv --list-text tmp", "", "cannot write tmp: Is a directory\n"},
         {"in.pdf -o out.kv", "ulimit -f 20; ",
-         "the job cannot be recorded in " + temporary_ + ": The disk is full. (flush_tail failed at position "},
+         "the job cannot be recorded in " + temporary_ +
+             ": The disk is full. (flush_tail failed at position N, last error 112)\n"},
         {"in.pdf -o -  2>said | : ; sleep 0.5; cat said >&2; false", "", "cannot write standard output: Broken pipe\n"},
     };
     for (const auto& [arguments, before, message] : cases) {
         const ProgramRun failed = print(arguments, before);
         EXPECT_EQ(failed.exit_code, 1) << arguments;
-        EXPECT_TRUE(failed.errors.starts_with("kvprint: " + message)) << failed.errors << arguments;
+        // Where it failed depends on what the JPEG library makes of the noise.
+        EXPECT_EQ(std::regex_replace(failed.errors, std::regex("position [0-9]+"), "position N"), "kvprint: " + message)
+            << arguments;
     }
     EXPECT_EQ(workspace.read("out.kv"), "an older job");
     EXPECT_EQ(workspace.names(), Lines({"in.pdf", "out.kv", "said", "tmp"}));

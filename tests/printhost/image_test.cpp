@@ -166,6 +166,31 @@ TEST_F(Print, WhatHasNoWordsIsAnImage) {
     EXPECT_NE(pixels.at(0).find("00FF00FF"), std::string::npos);
 }
 
+// 200 device pixels a pixel: its colour is that of its centre and what lies outside of that.
+TEST_F(Print, EnlargedImagesAreSmoothWhereTheyAskForIt) {
+    const std::string two = "/W 2 /H 1 /CS /G /BPC 8 /I ";
+    records_of(image("200 0 0 100 100 100", two + "false", "00FF"));
+    EXPECT_EQ(images(), Lines({"000000 FFFFFF"}));
+    records_of(image("200 0 0 100 100 100", two + "true", "00FF"));
+    EXPECT_TRUE(is_near(images().at(0), 50, "000000"));
+    EXPECT_TRUE(is_near(images().at(0), 201, "808080"));  // of 400 across
+    EXPECT_TRUE(is_near(images().at(0), 350, "FFFFFF"));
+}
+
+// A mask of 400 pixels over 4 of the device: each is the average of a hundred.
+TEST_F(Print, MasksFinerThanTheDeviceAreAveraged) {
+    std::string mask;
+    for (int i = 0; i < 400; ++i) mask += i % 2 ? '\0' : i < 200 ? '\x40' : '\x80';
+    pdf.objects = {
+        image_object("/ColorSpace /DeviceRGB /BitsPerComponent 8 /SMask 11 0 R", "FF0000 00FF00"),
+        pdf_stream("/Type /XObject /Subtype /Image /Width 400 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8",
+                   mask)};
+    records_of(drawn("2 0 0 1 10 700", "I"), "/XObject << /I 10 0 R >>");
+    for (const auto& [pixel, colour] : {std::pair(0, "20000020"), {1, "20000020"}, {2, "00400040"}, {3, "00400040"}}) {
+        EXPECT_TRUE(is_near(images().at(0), static_cast<size_t>(pixel), colour)) << images().at(0);
+    }
+}
+
 TEST_F(Print, GroupsAndSoftMasks) {
     const std::string form = "/Type /XObject /Subtype /Form /BBox [0 0 720 720] /Group << /S /Transparency >> ";
     pdf.objects = {

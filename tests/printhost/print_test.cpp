@@ -37,6 +37,7 @@ TEST_F(Print, PathsDrawnAlikeAreOne) {
         {shape + triangle,
          {"[[7, [[20, 40], [60, 40], [60, 60], [40, 60], [40, 80]]]]", "[[15, [[20, 40], [40, 40], [20, 80]]]]"}},
         {line + other_line, {"[[7, [[20, 1420], [40, 1420]]], [7, [[30, 1430], [30, 1410]]]]"}},
+        {line + line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[20, 1420], [40, 1420]]]]"}},
         {line + "2 w " + other_line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
         {"[3 2] 0 d " + line + other_line, {"[[7, [[20, 1420], [40, 1420]]]]", "[[7, [[30, 1430], [30, 1410]]]]"}},
         // Under clips that do not cut them.
@@ -71,6 +72,11 @@ TEST_F(Print, PensWithCapsJoinsMiterAndDashes) {
                      "drawing state: length=3 style_mask=0x0",
                      "stroke path: length=32 path_flags=0 entries=[[7, [[20, 1420], [24, 1420]]], "
                      "[7, [[28, 1420], [34, 1420]]], [7, [[38, 1420], [40, 1420]]]]"}));
+}
+
+TEST_F(Print, ANegativeWidthCountsAsItsAbsoluteValue) {
+    const std::string line = " w 10 10 m 20 10 l S";
+    EXPECT_EQ(records_of("-3" + line), records_of("3" + line));
 }
 
 // A pen is as wide in every direction: this stroke is 4 pixels wide where it goes down, 12 where it goes across.

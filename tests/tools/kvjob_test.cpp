@@ -46,7 +46,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
     workspace.write("damaged", job);
     workspace.write("picture", std::string("\x89PNG and more"));
     std::filesystem::create_hard_link(workspace.path("job"), workspace.path("same.png"));
-    for (const char* name : {"full.pdf", "full.png", "full.svg", "full.kv"}) {
+    for (const char* name : {"full.pdf", "full.png", "full.svg", "full.kv", "full.html"}) {
         std::filesystem::create_symlink("/dev/full", workspace.path(name));
     }
     const std::tuple<const char*, int, const char*> cases[] = {
@@ -79,6 +79,11 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"pdf -o job job", 1, "cannot write job: it is the input"},
         {"pages -o full.kv job", 1, "cannot write full.kv: No space left on device"},
         {"render --pages 1 -o full.png job", 1, "cannot write full.png: No space left on device"},
+        {"report -o full.html job", 1, "cannot write full.html: No space left on device"},
+        {"report -o job.html --pages 2,9 job", 0, "--pages 9: the document has 3 pages"},
+        {"report -o job job", 1, "it is the input"},
+        {"report -o damaged.html --recover damaged", 3, "22 bytes lost: record of type 99"},
+        {"report -o picture.html picture", 1, "picture: 0x0: not a job file"},
         {"dump job >/dev/full 2>said; exit $?", 1, ""},
         {"dump job >&- 2>said; exit $?", 1, ""},
         {"info none", 1, "cannot read the file"},
@@ -90,6 +95,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         EXPECT_EQ(run(arguments), code) << arguments;
         EXPECT_NE(said.find(words), std::string::npos) << arguments << ": " << said;
     }
+    EXPECT_FALSE(std::filesystem::exists(workspace.path("picture.html")));
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
     ASSERT_EQ(mkfifo(workspace.path("fifo").c_str(), 0600), 0);
     std::thread writer([&] { workspace.write("fifo", sample_jobs()[0]); });

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "tests/common/pdf_text.h"
 #include "tests/common/workspace.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
@@ -28,7 +31,7 @@ TEST(Options, OfThePrintHost) {
     const kvprint::Options options = parsed(
         kvprint::describe, {"--set", "Resolution=300", "-o", "old.kv", "[a,b].pdf", "--output=b.kv", "--pages", "7,2-3",
                             "--set=Compression=0xF9", "--data", "Case=a=b", "--quiet", "--list-text", "-"});
-    EXPECT_EQ(options.input, "[a,b].pdf");
+    EXPECT_EQ(options.inputs, (Words{"[a,b].pdf"}));
     EXPECT_EQ(options.output, "b.kv");
     EXPECT_EQ(options.text_list, "-");
     EXPECT_TRUE(options.quiet);
@@ -36,11 +39,11 @@ TEST(Options, OfThePrintHost) {
     EXPECT_EQ(options.settings,
               (std::vector<std::pair<std::string, uint32_t>>{{"Resolution", 300}, {"Compression", 0xF9}}));
     EXPECT_EQ(options.data, (std::vector<Pair>{{"Case", "a=b"}}));
-    EXPECT_EQ(parsed(kvprint::describe, {"--quiet", "--", "--quiet"}).input, "--quiet");
+    EXPECT_EQ(parsed(kvprint::describe, {"--quiet", "--", "--quiet"}).inputs, (Words{"--quiet"}));
     for (const auto& [word, levels] :
          {std::pair("--trace", "info"), {"--trace=fonts:error,record", "fonts:error,record"}}) {
         const kvprint::Options traced = parsed(kvprint::describe, {word, "a.pdf"});
-        EXPECT_EQ(traced.input + " " + traced.trace, std::string("a.pdf ") + levels);
+        EXPECT_EQ(traced.inputs[0] + " " + traced.trace, std::string("a.pdf ") + levels);
     }
     EXPECT_FALSE(parsed(kvprint::describe, {"a.pdf"}).pages);
 }
@@ -131,7 +134,9 @@ TEST(Programs, TellUsageFaults) {
         {"kvprint", "", "INPUT.pdf is required; see kvprint --help"},
         {"kvprint", "a.pdf --pags 1", "no such option: --pags; nearest: --pages; see kvprint --help"},
         {"kvprint", "a.pdf --xyzzy=1", "no such option: --xyzzy; see kvprint --help"},
-        {"kvprint", "a.pdf b.pdf", "unexpected: b.pdf; see kvprint --help"},
+        {"kvprint", "a.pdf b.pdf -o c.kv",
+         "--output: several inputs need %s in the name, unlike c.kv; see kvprint --help"},
+        {"kvprint", "a.pdf b/a.x -o %s.kv", "--output: two inputs would be written to a.kv; see kvprint --help"},
         {"kvprint", "a.pdf -o", "--output needs a value; see kvprint --help"},
         {"kvprint", "--pages= a.pdf", "--pages needs a value; see kvprint --help"},
         {"kvprint", "a.pdf --pages 2,0", "--pages: from 1 to 1000000000, not 0; see kvprint --help"},
@@ -185,6 +190,41 @@ TEST(Programs, AnswerVersionAndHelp) {
         EXPECT_EQ(ended.errors, "");
     }
     EXPECT_EQ(test::run(workspace, "kvjob", "--help >/dev/full 2>&1; exit $?").exit_code, kFailed);
+}
+
+// Whatever a program is started with, a job is the same.
+TEST(Programs, SurviveTheirSurroundings) {
+    const test::Workspace workspace;
+    test::PdfText pdf;
+    pdf.pages = {"0 0 1 rg 20 20 100 50.5 re f"};
+    workspace.write("a.pdf", pdf.text());
+    workspace.write("b.pdf", pdf.text());
+    ASSERT_EQ(test::run(workspace, "kvprint", "a.pdf b.pdf none.pdf -o %s.kv; exit $?").exit_code, kFailed);
+    const std::string job = workspace.read("a.kv");
+    ASSERT_EQ(test::run(workspace, "kvjob", "check a.kv b.kv").exit_code, kDone);
+    // What the shell does before, what it redirects, the exit code.
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"", "<&-", kDone},
+        {"", "<&- >&-", kFailed},  // its closing line cannot be said
+        {"", "<&- >&- 2>&-", kFailed},
+        {"", ">/dev/full", kFailed},
+        {"", "--quiet >&- 2>&-", kDone},  // it has nothing to say
+        {"env -i ", "", kDone},
+        {"env -i HOME=/none ", "", kDone},
+        {"LC_ALL=tr_TR.UTF-8 ", "", kDone},
+        {"LC_ALL=no/such@locale LANG=de_DE ", "", kDone},
+    };
+    for (const auto& [before, redirected, code] : cases) {
+        std::filesystem::remove(workspace.path("a.kv"));
+        const std::string words = std::string("a.pdf -o a.kv ") + redirected + "; exit $?";
+        EXPECT_EQ(test::run(workspace, "kvprint", words, before).exit_code, code) << before << redirected;
+        EXPECT_EQ(workspace.read("a.kv"), job) << before << redirected;
+        EXPECT_EQ(test::run(workspace, "kvjob", "info a.kv >said; exit $?", before).exit_code, kDone) << before;
+    }
+    const test::ProgramRun without = test::run(workspace, "kvprint", "a.pdf -o c.kv; exit $?", "TMPDIR=/none ");
+    EXPECT_EQ(without.exit_code, kFailed);
+    EXPECT_EQ(without.errors,
+              "kvprint: a.pdf: no folder for temporary files: TMPDIR is /none, No such file or directory\n");
 }
 
 }  // namespace

@@ -16,6 +16,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/common/streams.h"
+
 namespace kvtools {
 namespace {
 
@@ -188,11 +190,7 @@ void OutputFile::finish() {
 }
 
 void prepare_output() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) >= 0) continue;
-        // The lowest number that is free is the stream's; what cannot be used in its direction says so.
-        if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) std::abort();
-    }
+    kv::cli::hold_standard_streams();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGBUS, end_at_cut_input);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "dispatcher/journal.h"
 #include "dispatcher/machine.h"
 #include "tools/common/values.h"
 
@@ -69,10 +70,55 @@ void describe_limits(CLI::App& app, Limits& limits) {
         "free space below which documents are refused (default: 256M)");
 }
 
+void add_command(CLI::App& app, const std::string& name, Command command, Options& options, const std::string& help) {
+    app.add_flag_callback(
+        name, [&options, command] { options.command = command; }, help);
+}
+
+void add_document_command(CLI::App& app, const std::string& name, Command command, Options& options,
+                          const std::string& help) {
+    add_value(
+        app, name, "ID",
+        [&options, name, command](const std::string& text) {
+            options.command = command;
+            options.document = static_cast<int64_t>(kv::cli::parse_whole(text, name, 1, INT64_MAX));
+        },
+        help);
+}
+
+void describe_administration(CLI::App& app, Options& options) {
+    add_command(app, "--list", Command::List, options, "lists documents, the latest first");
+    add_value(
+        app, "--only", "STATE",
+        [&](const std::string& text) {
+            if (!state_named(text)) throw UsageError("--only: no such state: " + text);
+            options.only_state = text;
+        },
+        "of --list: documents in this state: announced, taking, taken, filing, filed, failed, refused, aborted, "
+        "cancelled, damaged");
+    add_value(app, "--printer", "TEXT", options.only_printer,
+              "of --list: documents whose printer's name has this text");
+    add_value(app, "--text", "TEXT", options.only_text, "of --list: documents whose name has this text");
+    add_value(
+        app, "--since", "TIME",
+        [&](const std::string& text) { options.since = kv::cli::parse_seconds(text, "--since"); },
+        "of --list: documents of the last 30min, 24h");
+    add_document_command(app, "--show", Command::Show, options, "all that is known of a document");
+    add_document_command(app, "--retry", Command::Retry, options, "has a document that waits tried again now");
+    add_document_command(app, "--cancel", Command::Cancel, options, "discards a document that is not filed yet");
+    add_command(app, "--recover", Command::Recover, options,
+                "looks now for jobs that were handed over or recorded and not filed");
+    add_command(app, "--status", Command::Status, options,
+                "what runs, how many documents of each state there are, what waits, free space, last errors");
+    app.add_flag("--all", options.all, "of --status: of all users (for an administrator)");
+    app.add_flag("--json", options.json, "of --list, --show and --status: as JSON");
+}
+
 }  // namespace
 
 void describe(CLI::App& app, Options& options) {
-    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver and files them under their names.", "");
+    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver and files them under their names.", "",
+                       "--status: something needs attention");
     add_value(
         app, "/name=value", "", [&](const std::string& word) { take_driver_option(word, options); },
         "what the driver says: /session=N (the session to serve), /autoexit=1 (ends when idle), /runonce (ends at "
@@ -91,9 +137,11 @@ void describe(CLI::App& app, Options& options) {
     add_value(
         app, "--idle", "TIME", [&](const std::string& text) { options.idle = kv::cli::parse_seconds(text, "--idle"); },
         "how long /autoexit=1 waits for another client: 10 (seconds, the default), 500ms, 2min");
+    describe_administration(app, options);
     app.set_config("--config", settings_file(), "settings: lines of name = value, the names without their dashes")
         ->option_text("FILE");
-    kv::cli::add_examples(app, {"kvdisp12 --outbox jobs --log jobs.log", "kvdisp12 /autoexit=1 --idle 1min"});
+    kv::cli::add_examples(app, {"kvdisp12 --outbox jobs --log jobs.log", "kvdisp12 /autoexit=1 --idle 1min",
+                                "kvdisp12 --list --since 24h --only failed"});
 }
 
 }  // namespace kvdisp12

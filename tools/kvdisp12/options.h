@@ -11,7 +11,15 @@
 
 namespace kvdisp12 {
 
+// Serve: what the program is for. The others are for administrators.
+enum class Command { Serve, List, Show, Retry, Cancel, Recover, Status };
+
 struct Options {
+    Command command = Command::Serve;
+    int64_t document = 0;  // of Show, Retry and Cancel
+    bool json = false, all = false;
+    std::string only_state, only_printer, only_text;  // what List is limited to; empty: not
+    double since = 0;                                 // seconds; 0: for ever
     std::string source, housekeeping;
     bool has_session = false;
     DWORD session = 0;

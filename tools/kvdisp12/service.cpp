@@ -18,12 +18,6 @@ namespace {
 using kv::cli::kDone;
 using kv::cli::kFailed;
 
-Text pipe_name(const Options& options) {
-    kv::ObjectName name;
-    kv::MakePipeName(nullptr, TEXT("Dispatcher"), options.has_session ? options.session : kv::kOwnSession, name);
-    return name.c_str();
-}
-
 std::string with_user_id(std::string folder) {
     for (size_t at = folder.find("%u"); at != std::string::npos; at = folder.find("%u", at + 1)) {
         folder.replace(at, 2, user_id());
@@ -83,15 +77,23 @@ public:
         return server_.open();
     }
 
+    void look_once() {
+        recovery_.settle_interrupted();
+        recovery_.find_all();
+        journal_.close();
+    }
+
     [[noreturn]] void run() {
         worker_.start(options_.housekeeping != "none");
         at_end_of_session([this] { server_.stop(); });
+        tell_ready();
         bool clean = false;
         if (options_.autoexit) {
             clean = server_.run_until_idle(std::chrono::milliseconds(static_cast<int64_t>(options_.idle * 1000)));
         } else {
             server_.run();
         }
+        tell_stopping();
         worker_.stop();
         log_.line(clean ? "End: idle" : "End: told to");
         journal_.close();
@@ -117,11 +119,29 @@ Places places_of(const Options& options, const std::string& state) {
     return places;
 }
 
+// One that cannot be had now costs time: jobs wait for it.
+void check_outbox(const std::string& path, Log& log) {
+    std::error_code none;
+    if (std::filesystem::exists(native_path(path), none) && !std::filesystem::is_directory(native_path(path), none)) {
+        throw FileError(in_quotes(path) + ": it is no folder");
+    }
+    try {
+        const Folder outbox(path, Folder::Owner::Anyone);
+    } catch (const FileError& error) {
+        log.error(std::string("Jobs wait for the outbox: ") + error.what());
+    }
+}
+
+std::vector<std::unique_ptr<LogSink>> sinks_of(const Options& options) {
+    return log_sinks(options.log.empty() ? "" : full_path(options.log),
+                     folder_in(state_folder(options), "kvdisp12.log"));
+}
+
 int serve(const Options& options, Log& log) {
     const std::string base = state_folder(options);
     const Folder state(base, Folder::Owner::Ours);  // before the first line of a log that lies in it
     log_start(options, pipe_name(options), log);
-    const Folder outbox(outbox_folder(options), Folder::Owner::Anyone);
+    check_outbox(outbox_folder(options), log);
     if (options.runonce) return kDone;
     const auto own = take_state(base, session_of(options), pipe_name(options));
     if (own) {
@@ -135,6 +155,12 @@ int serve(const Options& options, Log& log) {
 
 }  // namespace
 
+Text pipe_name(const Options& options) {
+    kv::ObjectName name;
+    kv::MakePipeName(nullptr, TEXT("Dispatcher"), options.has_session ? options.session : kv::kOwnSession, name);
+    return name.c_str();
+}
+
 DWORD session_of(const Options& options) { return options.has_session ? options.session : kv::current_session(); }
 
 std::string state_folder(const Options& options) {
@@ -145,9 +171,19 @@ std::string outbox_folder(const Options& options) {
     return options.outbox.empty() ? folder_in(state_folder(options), "outbox") : with_user_id(options.outbox);
 }
 
+int look_once(const Options& options) {
+    join_machine(false);
+    Log log(sinks_of(options));
+    const std::string base = state_folder(options);
+    const auto lock = FolderLock::take(Folder(base, Folder::Owner::Ours));
+    if (!lock) throw std::runtime_error("another dispatcher has the state in " + base);
+    Service(options, places_of(options, base), log).look_once();
+    return kDone;
+}
+
 int serve(const Options& options) {
-    Log log(
-        log_sinks(options.log.empty() ? "" : full_path(options.log), folder_in(state_folder(options), "kvdisp12.log")));
+    join_machine(true);
+    Log log(sinks_of(options));
     try {
         return serve(options, log);
     } catch (const std::exception& error) {

@@ -9,7 +9,9 @@
 #include "reader/dump.h"
 #include "reader/job_file.h"
 #include "reader/join.h"
+#include "report/html_report.h"
 #include "tools/common/output_file.h"
+#include "tools/common/version.h"
 #include "tools/kvjob/json_commands.h"
 
 namespace kvjob {
@@ -132,20 +134,6 @@ int run_recover(const Options& options, const std::string& name, Bytes file) {
     return tell_losses(name, found);
 }
 
-int run_command(const Options& options, const std::string& name, Bytes file) {
-    const std::string& command = options.command;
-    if (command == "check") return run_check(name, file);
-    if (command == "recover") return run_recover(options, name, file);
-    Reports reports(stderr);
-    if (command == "info") run_info(options, name, file);
-    if (command == "dump") dump_job(file, options.page, stdout);
-    if (command == "images") run_images(options, file, reports);
-    if (command == "text") run_text(options, file, reports);
-    if (command == "fonts") run_fonts(options, file, reports);
-    if (command == "render" || command == "pdf") run_render(options, name, file, reports);
-    return reports.count() == 0 ? kDone : kFailed;
-}
-
 // What can be had of a damaged job, in memory.
 class Recovered : public Output {
 public:
@@ -167,6 +155,7 @@ public:
         bytes_ = whole_.bytes();
     }
     Bytes bytes() const { return bytes_; }
+    Bytes original() const { return file_.bytes(); }
     const std::vector<Loss>& losses() const { return found_.losses; }
     int lost() const { return lost_; }  // an exit code
 
@@ -177,6 +166,34 @@ private:
     Bytes bytes_;
     int lost_ = kDone;
 };
+
+int run_report(const Options& options, const std::string& name, const Input& input) {
+    FileOutput out(options.output, options.jobs);
+    ReportOptions report;
+    report.pages = options.pages;
+    if (options.render.dots_per_inch > 0) report.dots_per_inch = options.render.dots_per_inch;
+    report.made_by = "kvjob " + kv::cli::version();
+    report.progress = isatty(STDERR_FILENO) != 0;
+    report.report = [&](uint64_t offset, const std::string& what) { tell_fault(name, offset, what); };
+    const size_t left_out = write_report({name, input.bytes(), input.original(), input.losses()}, report, out);
+    return left_out == 0 ? kDone : kFailed;
+}
+
+int run_command(const Options& options, const std::string& name, const Input& input) {
+    const Bytes file = input.bytes();
+    const std::string& command = options.command;
+    if (command == "check") return run_check(name, file);
+    if (command == "recover") return run_recover(options, name, file);
+    if (command == "report") return run_report(options, name, input);
+    Reports reports(stderr);
+    if (command == "info") run_info(options, name, file);
+    if (command == "dump") dump_job(file, options.page, stdout);
+    if (command == "images") run_images(options, file, reports);
+    if (command == "text") run_text(options, file, reports);
+    if (command == "fonts") run_fonts(options, file, reports);
+    if (command == "render" || command == "pdf") run_render(options, name, file, reports);
+    return reports.count() == 0 ? kDone : kFailed;
+}
 
 // Faults of a job begin with its name and their place in it. json: gets them, too.
 int guarded(const std::string& name, const std::function<int()>& action, JsonWriter* json = nullptr) {
@@ -245,7 +262,7 @@ int run(const Options& options) {
     for (const std::string& name : options.jobs) {
         const auto action = [&] {
             const Input input(options, name);
-            return std::max(input.lost(), run_command(options, name, input.bytes()));
+            return std::max(input.lost(), run_command(options, name, input));
         };
         code = std::max(code, json ? run_as_json(options, name, *json) : guarded(name, action));
     }

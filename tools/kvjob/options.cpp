@@ -192,6 +192,17 @@ void describe_pdf(CLI::App& app, Options& options) {
     add_examples(pdf, {"kvjob pdf -o report.pdf report.kv", "kvjob pdf --pages 2- --title Minutes -o - report.kv"});
 }
 
+void describe_report(CLI::App& app, Options& options) {
+    CLI::App& report = add_command(app, "report",
+                                   "Makes a page to look at: one HTML file with a job's pages, records, fonts and "
+                                   "images, for any browser.",
+                                   options);
+    add_value(report, "-o,--output", "X.html", options.output, "the page")->required();
+    add_resolution(report, options.render, "dots per inch of the pages' pictures (120)");
+    add_pages(report, options.pages, "what to show instead of the first 200");
+    add_examples(report, {"kvjob report -o report.html report.kv", "kvjob report --pages 201- -o rest.html report.kv"});
+}
+
 }  // namespace
 
 std::pair<size_t, size_t> text_pages(const Options& options, size_t count) {
@@ -208,12 +219,13 @@ void describe(CLI::App& app, Options& options) {
     describe_extractions(app, options);
     describe_render(app, options);
     describe_pdf(app, options);
+    describe_report(app, options);
     describe_recover(app, options);
     describe_pages(app, options);
     for (const char* tells : {"info", "check", "dump", "fonts", "images", "text"}) {
         app.get_subcommand(tells)->add_flag("--json", options.json, "as JSON (docs/json.md)");
     }
-    for (const char* reads : {"info", "text", "images", "fonts", "render", "pdf", "pages"}) {
+    for (const char* reads : {"info", "text", "images", "fonts", "render", "pdf", "report", "pages"}) {
         app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");
     }
     add_examples(app, {"kvjob info report.kv", "kvjob pdf -o report.pdf report.kv",

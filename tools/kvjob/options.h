@@ -17,8 +17,8 @@ struct Options {
     bool json = false;              // info, check, dump, fonts, images, text
     std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
-    std::function<std::vector<size_t>(size_t count)> pages;  // pages: which of so many; not set: all
-    std::string output;                                      // recover, pages: the new job
+    std::function<std::vector<size_t>(size_t count)> pages;  // pages, report: which of so many
+    std::string output;                                      // recover, pages: the new job; report
     bool recover = false;                                    // reads what can be had of a damaged job
     std::string out;                                         // images, fonts: the folder
 

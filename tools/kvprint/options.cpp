@@ -3,6 +3,9 @@
 #include <mupdf/fitz/version.h>
 #include <zlib.h>
 
+#include <algorithm>
+#include <filesystem>
+
 #include "support/trace.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
@@ -33,15 +36,52 @@ std::string settings_text() {
     return names;
 }
 
+// The name of what is written for an input. used: the names of those before.
+std::string name_for(const std::string& pattern, const std::string& option, const Options& options,
+                     const std::string& input, std::vector<std::string>& used) {
+    if (pattern.empty()) return pattern;
+    std::string name = pattern;
+    const size_t place = name.find("%s");
+    if (place != std::string::npos) {
+        const std::string stem = std::filesystem::path(input).stem().string();
+        name.replace(place, 2, input == kStandardStream ? "stdin" : stem);
+    } else if (options.inputs.size() > 1) {
+        throw kv::cli::UsageError(option + ": several inputs need %s in the name, unlike " + pattern);
+    }
+    if (std::ranges::find(used, name) != used.end()) {
+        throw kv::cli::UsageError(option + ": two inputs would be written to " + name);
+    }
+    used.push_back(name);
+    return name;
+}
+
 }  // namespace
+
+std::vector<Request> requests_of(const Options& options) {
+    std::vector<Request> requests;
+    std::vector<std::string> outputs, lists;
+    for (const std::string& input : options.inputs) {
+        Request& request = requests.emplace_back(options);
+        request.input = input;
+        request.output = name_for(options.output, "--output", options, input, outputs);
+        request.text_list = name_for(options.text_list, "--list-text", options, input, lists);
+    }
+    return requests;
+}
 
 void describe(CLI::App& app, Options& options) {
     kv::cli::introduce(app, "kvprint", "Prints a document, most often a PDF file, through the Karvo driver.",
                        "MuPDF " FZ_VERSION ", zlib " + std::string(zlibVersion()),
                        "printed, but for what the warnings tell");
-    kv::cli::add_input(app, "INPUT.pdf", options.input, "the file to print; - for standard input");
-    add_value(app, "-o,--output", "JOB.kv", options.output,
-              "the job file to write, - for standard output; without it the job goes to the dispatcher, kvdisp12");
+    add_value(
+        app, "INPUT.pdf", " ", [&](const std::string& name) { options.inputs.push_back(name); },
+        "the file to print; - for standard input")
+        ->required()
+        ->expected(-1);
+    add_value(
+        app, "-o,--output", "JOB.kv", options.output,
+        "the job file to write, - for standard output; without it the job goes to the dispatcher, kvdisp12. %s is the "
+        "input's name without folder and suffix, for several inputs");
     add_value(
         app, "--pages", "LIST",
         [&](const std::string& list) {
@@ -58,6 +98,14 @@ void describe(CLI::App& app, Options& options) {
         "a name and a text that the job carries; as often as wanted");
     add_value(app, "--list-text", "FILE", options.text_list,
               "lists the places of all glyphs that go as text, and the fonts they are given in");
+    add_value(
+        app, "--memory", "BYTES",
+        [&](const std::string& text) {
+            constexpr uint64_t kLeast = 16 << 20;
+            options.memory = kv::cli::parse_bytes(text, "--memory");
+            if (options.memory < kLeast) throw kv::cli::UsageError("--memory: at least 16M, not " + text);
+        },
+        "what reading and drawing may take at a time (512M); what does not fit is drawn coarser, and told");
     add_value(app, "--password", "TEXT", options.password, "what opens an encrypted file");
     kv::cli::add_choice(
         app, "--box", {"media", "crop", "bleed", "trim", "art"}, [&](const std::string& name) { options.box = name; },
@@ -79,6 +127,7 @@ void describe(CLI::App& app, Options& options) {
     app.add_flag("--quiet", options.quiet, "says nothing when all went well");
     kv::cli::add_examples(app, {
                                    "kvprint report.pdf -o report.kv",
+                                   "kvprint *.pdf -o jobs/%s.kv",
                                    "kvprint report.pdf --pages 1-3,last    to the dispatcher",
                                    "kvprint report.pdf -o report.kv --set Resolution=300 --set Compression=0x31",
                                });

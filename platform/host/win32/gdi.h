@@ -45,12 +45,43 @@ enum : DWORD {
     DM_LOGPIXELS = 0x20000,
     DM_BITSPERPEL = 0x40000,
 };
+// What an application does with device modes: DocumentProperties.
+enum : DWORD { DM_OUT_BUFFER = 2, DM_IN_PROMPT = 4, DM_IN_BUFFER = 8 };
+// What it asks of a device: DeviceCapabilities.
+enum : WORD {
+    DC_FIELDS = 1,
+    DC_PAPERS = 2,
+    DC_PAPERSIZE = 3,
+    DC_MINEXTENT = 4,
+    DC_MAXEXTENT = 5,
+    DC_BINS = 6,
+    DC_DUPLEX = 7,
+    DC_SIZE = 8,
+    DC_EXTRA = 9,
+    DC_VERSION = 10,
+    DC_DRIVER = 11,
+    DC_BINNAMES = 12,
+    DC_ENUMRESOLUTIONS = 13,
+    DC_FILEDEPENDENCIES = 14,
+    DC_TRUETYPE = 15,
+    DC_PAPERNAMES = 16,
+    DC_ORIENTATION = 17,
+    DC_COPIES = 18,
+    DC_COLLATE = 22,
+    DC_PRINTERMEM = 28,
+    DC_MEDIAREADY = 29,
+    DC_STAPLE = 30,
+    DC_COLORDEVICE = 32,
+    DC_NUP = 33,
+};
+enum : DWORD { DCTT_DOWNLOAD = 2 };
 enum : int {
     DMORIENT_PORTRAIT = 1,
     DMORIENT_LANDSCAPE = 2,
     DMPAPER_LETTER = 1,
     DMPAPER_A3 = 8,
     DMPAPER_A4 = 9,
+    DMPAPER_USER = 256,
 };
 
 struct BITMAPINFOHEADER {

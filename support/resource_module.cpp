@@ -1,7 +1,7 @@
 // The resource library: localised texts that come with the product, in a DLL beside the driver. It is data: whoever
 // names another one to the user's processes, or puts one into the place of a copy, has texts shown and no code run.
 
-#include "driver/process.h"
+#include "support/product.h"
 #include "support/assert.h"
 #include "support/message.h"
 #include "support/paths.h"

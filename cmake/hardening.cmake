@@ -1,0 +1,17 @@
+# What makes faults harder to use, for the programs and libraries of Linux; scripts/check-hardening looks for it. The
+# compiler's part is left out of builds that are not optimised or look for faults themselves.
+include(CheckPIESupported)
+check_pie_supported()
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,--build-id=sha1)
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+if(NOT KV_SANITIZE AND NOT KV_FUZZ AND NOT CMAKE_CXX_FLAGS_${build_type} MATCHES "-O[01]")
+  include(CheckCXXCompilerFlag)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER has${flag} has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      add_compile_options(${flag})
+    endif()
+  endforeach()
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
