@@ -190,7 +190,7 @@ void RasterCanvas::draw(const Shape& shape, uint8_t rop, const Tint& tint) {
 }
 
 // Lays the operation's result over the page within the coverage.
-void RasterCanvas::combine(const Layer& coverage, uint8_t rop, const Tint& tint, const PixelBlock* pixels) {
+void RasterCanvas::combine(const Layer& coverage, uint8_t rop, const Tint& tint, const ReducedSource* source) {
     const Rect& area = coverage.area;
     Layer tints = {};
     if (tint.kind == Tint::Kind::Tile && rop_reads_pattern(rop)) tints = tint_layer(tint, area);
@@ -203,10 +203,12 @@ void RasterCanvas::combine(const Layer& coverage, uint8_t rop, const Tint& tint,
         uint32_t* row = page.pixels(y) + area.left;
         const uint8_t* part = covered.bytes(y - area.top);
         const uint32_t* pattern = patterns ? patterns->pixels(y - area.top) : nullptr;
-        const uint32_t* source = pixels ? pixels->row(y) + (area.left - pixels->area.left) : nullptr;
+        const uint32_t* of_source = source ? source->pixels.row(y) + (area.left - source->pixels.area.left) : nullptr;
         for (size_t x = 0; x < width; ++x) {
             if (part[x] == 0) continue;
-            const uint32_t result = operation(pattern ? pattern[x] : tint.colour, source ? source[x] : 0, row[x]);
+            const uint32_t brush = pattern ? pattern[x] : tint.colour;
+            auto of = [&](uint32_t pixel) { return operation(brush, pixel, row[x]); };
+            const uint32_t result = of_source ? source->colours.mean(of_source[x], of) : of(0);
             row[x] = mixed(row[x], result, part[x]);
         }
     }
@@ -230,8 +232,13 @@ void RasterCanvas::draw_image(PixelSource& pixels, const Rect& target, uint8_t r
     if (draws_nothing(rop, tint)) return;
     Resampler resampler(pixels.width(), pixels.height(), target_of(target), clip_bounds_);
     if (resampler.nothing_visible()) return;
-    pixels.read([&](std::span<const uint32_t> row) { resampler.add_row(row); });
-    const PixelBlock block = resampler.take();
+    ReducedSource source;
+    pixels.read([&](std::span<const uint32_t> row) {
+        if (rop != kSourceCopy) source.colours.add(row);
+        resampler.add_row(row);
+    });
+    source.pixels = resampler.take();
+    const PixelBlock& block = source.pixels;
     const Rect& area = block.area;
     Layer coverage = {area, make_image(CAIRO_FORMAT_A8, area.right - area.left, area.bottom - area.top)};
     {
@@ -240,16 +247,16 @@ void RasterCanvas::draw_image(PixelSource& pixels, const Rect& target, uint8_t r
             std::fill_n(rows.bytes(y), area.right - area.left, uint8_t{255});
     }
     restrict_to_clip(coverage);
-    if (rop != kSourceCopy) return combine(coverage, rop, tint, &block);
+    if (rop != kSourceCopy) return combine(coverage, rop, tint, &source);
     PixelAccess page(page_.get()), covered(coverage.surface.get());
     const auto width = static_cast<size_t>(area.right - area.left);
     for (int y = area.top; y < area.bottom; ++y) {
         uint32_t* row = page.pixels(y) + area.left;
         const uint8_t* part = covered.bytes(y - area.top);
-        const uint32_t* source = block.row(y);
+        const uint32_t* from = block.row(y);
         for (size_t x = 0; x < width; ++x) {
-            const bool whole = part[x] == 255 && source[x] >> 24 == 255;
-            row[x] = whole ? source[x] : composed(row[x], source[x], part[x]);
+            const bool whole = part[x] == 255 && from[x] >> 24 == 255;
+            row[x] = whole ? from[x] : composed(row[x], from[x], part[x]);
         }
     }
 }

@@ -2,11 +2,10 @@
 // A page of pixels. Plain drawing goes to cairo; operations that read the page, and drawing under a clip path, are done
 // pixel by pixel within the coverage of the shape.
 
-#include <functional>
-
 #include "drawing/cairo_handles.h"
 #include "drawing/canvas.h"
 #include "drawing/resample.h"
+#include "drawing/source_colours.h"
 
 namespace kvjob {
 
@@ -40,7 +39,10 @@ private:
         Rect area;
         Surface surface;
     };
-    using Combine = std::function<void(uint32_t* page, int y, int left, int right, const uint8_t* coverage)>;
+    struct ReducedSource {  // at the size at which it is drawn
+        PixelBlock pixels;
+        SourceColours colours;
+    };
 
     Context make_context(cairo_surface_t* surface, const Rect& area) const;
     void draw_clip(cairo_t* context) const;
@@ -51,7 +53,7 @@ private:
     Layer coverage_of(const Shape& shape, const Rect& area);
     void restrict_to_clip(Layer& coverage);
     Layer tint_layer(const Tint& tint, const Rect& area) const;
-    void combine(const Layer& coverage, uint8_t rop, const Tint& tint, const PixelBlock* pixels);
+    void combine(const Layer& coverage, uint8_t rop, const Tint& tint, const ReducedSource* source);
     Rect target_of(const Rect& target) const;
 
     Placement place_;

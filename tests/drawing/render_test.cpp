@@ -1,91 +1,19 @@
 // Hand-built jobs drawn at one pixel a device pixel, and the colours that come out.
 
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <atomic>
 
 #include "drawing/render_job.h"
 #include "reader/index.h"
 #include "tests/common/job_builder.h"
-#include "tests/common/plain_jpeg.h"
 #include "tests/common/samples.h"
+#include "tests/drawing/drawn.h"
 #include "tests/drawing/exercise.h"
 #include "tests/drawing/job_parts.h"
 
 namespace kvjob::test {
 namespace {
-
-// A drawn page; pixels are 0x00RRGGBB.
-class Drawn {
-public:
-    Drawn(const Buffer& job, double dots_per_inch, uint64_t memory = 0) {
-        Kept kept;
-        RenderOptions options;
-        options.memory = memory;
-        options.pages = [](size_t) { return std::vector<size_t>{1}; };
-        options.dots_per_inch = dots_per_inch;
-        options.output = "page.png";
-        options.open = kept.open();
-        const auto sink = nowhere();
-        Reports reports(sink.get());
-        render_job(job, options, reports);
-        faults = reports.count();
-        png_image image = {};
-        image.version = PNG_IMAGE_VERSION;
-        const Buffer& file = kept.files["page.png"];
-        png_image_begin_read_from_memory(&image, file.data(), file.size());
-        image.format = PNG_FORMAT_RGB;
-        width_ = static_cast<int>(image.width), height = static_cast<int>(image.height);
-        bytes_.resize(PNG_IMAGE_SIZE(image));
-        png_image_finish_read(&image, nullptr, bytes_.data(), 0, nullptr);
-    }
-    uint32_t at(int x, int y) const {
-        const uint8_t* pixel = &bytes_[static_cast<size_t>(y * width_ + x) * 3];
-        return static_cast<uint32_t>(pixel[0] << 16 | pixel[1] << 8 | pixel[2]);
-    }
-    struct Pixel {
-        int x, y;
-        uint32_t rgb;
-    };
-    void expect(std::initializer_list<Pixel> pixels) const {
-        for (auto [x, y, rgb] : pixels) EXPECT_EQ(at(x, y), rgb) << x << ", " << y;
-    }
-    // Pixels of an area that are not white.
-    int marked(int left, int top, int right, int bottom) const {
-        int count = 0;
-        for (int y = top; y < bottom; ++y) {
-            for (int x = left; x < right; ++x) count += at(x, y) != kWhite;
-        }
-        return count;
-    }
-    bool operator==(const Drawn& other) const { return bytes_ == other.bytes_; }
-    // The largest difference of a channel, 0 to 255.
-    int difference(const Drawn& other) const {
-        int largest = bytes_.size() == other.bytes_.size() ? 0 : 255;
-        for (size_t i = 0; i < std::min(bytes_.size(), other.bytes_.size()); ++i) {
-            largest = std::max(largest, std::abs(bytes_[i] - other.bytes_[i]));
-        }
-        return largest;
-    }
-
-    size_t faults;
-    int height;
-    int width() const { return width_; }
-
-private:
-    int width_;
-    Buffer bytes_;
-};
-
-template <class Fill>
-Drawn draw(Fill fill, double dots_per_inch = 100) {
-    JobBuilder job;
-    job.page_width = 200, job.page_height = 150;
-    job.start_page();
-    fill(job);
-    return Drawn(job.end_page().finish(), dots_per_inch);
-}
 
 // A geometric pen with flat ends, in black.
 Buffer pen(int width, std::initializer_list<int64_t> dashes = {}) {
@@ -242,77 +170,6 @@ TEST(RenderTest, HatchesAndPatterns) {
     EXPECT_LT(page.at(88, 8) & 0xFF, 0x80u);
     EXPECT_LT(page.at(91, 11) & 0xFF, 0x80u);
     page.expect({{92, 8, kWhite}, {20, 100, kBlue}, {21, 100, kRed}, {120, 100, 0xFFFF00u}, {121, 100, 0x00FFFFu}});
-}
-
-TEST(RenderTest, TransparencyOfEveryKind) {
-    const Buffer two = packed_bitmap(2, 1, 24, {}, {0, 0, 255, 255, 0, 0, 0, 0});  // red, blue
-    const Buffer source = rect16(0, 0, 2, 1);
-    const Drawn page = draw([&](JobBuilder& job) {
-        job.record(41, Body().u32({0x00800000}).add(source).add(rect16(0, 0, 20, 10)).add(two));
-        const Buffer own = packed_bitmap(2, 1, 32, {}, Body().u32({0x80800000, 0x00000000}));
-        job.record(41, Body().u32({0x01FF0000}).add(source).add(rect16(20, 0, 40, 10)).add(own));
-        job.record(59, Body().u8({255, 0, 0, 0}).add(source).add(rect16(40, 0, 60, 10)).add(two));
-        const Buffer mask = packed_bitmap(2, 1, 1, {0, kWhite}, {0x80, 0, 0, 0});
-        job.record(61,
-                   Body().u16({0}).add(source).u16({60, 0, 80, 0, 80, 10, 60, 10}).u32({48, 52}).add(two).add(mask));
-    });
-    page.expect({{5, 5, 0xFF7F7Fu}, {15, 5, 0x7F7FFFu}, {25, 5, 0xFF7F7Fu}, {35, 5, kWhite}, {45, 5, kWhite}});
-    page.expect({{55, 5, kBlue}, {65, 5, kRed}, {75, 5, kWhite}});
-}
-
-TEST(RenderTest, ImagesAreScaledCroppedAndTurned) {
-    // upper row red, blue; lower row black, white
-    const Buffer image = packed_bitmap(2, 2, 24, {}, {0, 0, 0, 255, 255, 255, 0, 0, 0, 0, 255, 255, 0, 0, 0, 0});
-    auto bitmap = [&](const Buffer& source, const Buffer& target) {
-        return Body().u8({0xCC}).add(source).add(target).add(image).bytes;
-    };
-    const Drawn page = draw([&](JobBuilder& job) {
-        job.record(18, bitmap(rect16(0, 0, 2, 2), rect16(0, 0, 20, 20)));
-        job.record(18, bitmap(rect16(0, 0, 2, 2), rect16(40, 20, 20, 0)));  // turned over both ways
-        job.record(18, bitmap(rect16(1, 0, 2, 1), rect16(40, 0, 60, 20)));
-        job.record(18, bitmap(rect16(0, 1, 2, 2), rect16(60, 0, 61, 1)));  // black and white in one pixel
-        job.record(18, bitmap(rect16(0, 0, 2, 2), rect16(195, 145, 215, 165)));
-    });
-    page.expect({{0, 0, kRed}, {9, 9, kRed}, {10, 9, kBlue}, {9, 10, kBlack}, {19, 19, kWhite}, {39, 19, kRed}});
-    page.expect({{20, 19, kBlue}, {39, 0, kBlack}, {50, 19, kBlue}, {60, 0, 0x808080u}, {199, 149, kRed}});
-}
-
-TEST(RenderTest, SourcesThatOverhangDrawThePartThatExists) {
-    const Buffer two = packed_bitmap(2, 1, 24, {}, {0, 0, 255, 255, 0, 0, 0, 0});  // red, blue
-    const Drawn page = draw([&](JobBuilder& job) {
-        auto bitmap = [&](const Buffer& source, const Buffer& target) {
-            job.record(18, Body().u8({0xCC}).add(source).add(target).add(two));
-        };
-        bitmap(rect16(-1, 0, 3, 2), rect16(10, 10, 50, 30));                       // ten pixels for one
-        bitmap(rect16(1, 0, 3, 1), rect16(80, 10, 60, 20));                        // turned over: its blue to the right
-        const Buffer mask = packed_bitmap(4, 1, 1, {0, kWhite}, {0xB0, 0, 0, 0});  // without the second one
-        job.record(61, Body()
-                           .u16({0})
-                           .add(rect16(-1, 0, 3, 1))
-                           .u16({90, 10, 130, 10, 130, 20, 90, 20})
-                           .u32({48, 52})
-                           .add(two)
-                           .add(mask));
-    });
-    EXPECT_EQ(page.faults, 0u);
-    page.expect(
-        {{19, 15, kWhite}, {20, 10, kRed}, {29, 19, kRed}, {30, 15, kBlue}, {40, 15, kWhite}, {35, 20, kWhite}});
-    page.expect({{70, 15, kBlue}, {79, 15, kBlue}, {69, 15, kWhite}, {80, 15, kWhite}});
-    page.expect({{95, 15, kWhite}, {105, 15, kWhite}, {110, 15, kBlue}, {119, 15, kBlue}, {125, 15, kWhite}});
-}
-
-TEST(RenderTest, KeysHoldForWhatJpegMakesOfThem) {
-    for (const int quality : {10, 50, 95}) {
-        Body rows;  // dark on the right, from a border between blocks
-        for (int i = 0; i < 64 * 32; ++i) i % 64 < 32 ? rows.u8({231, 17, 202}) : rows.u8({20, 20, 20});
-        const Buffer stream = kv::test::plain_jpeg(rows.bytes, 64, 32, false, quality);
-        const Drawn page = draw([&](JobBuilder& job) {
-            job.sized_record(
-                59, Body().u8({231, 17, 202, 1}).add(rect16(0, 0, 64, 32)).add(rect16(0, 0, 64, 32)).add(stream));
-        });
-        EXPECT_EQ(page.marked(0, 0, 31, 32), 0) << quality;  // neighbours share their chroma
-        EXPECT_EQ(page.marked(32, 0, 64, 32), 32 * 32) << quality;
-    }
 }
 
 TEST(RenderTest, OtherResolutionsShrinkWhatIsDrawn) {
