@@ -60,14 +60,20 @@ Document read_document(kvjob::Bytes file, const kvjob::Summary& summary) {
 }  // namespace
 
 struct Job::State {
-    explicit State(kvjob::Bytes job) : bytes(job) { kvjob::expect_magic(job); }
-    explicit State(const std::string& path) : mapped(std::make_unique<kvjob::JobFile>(path)), bytes(mapped->bytes()) {
+    State(kvjob::Bytes job, const Limits& limits) : bytes(job), memory(limits.memory), read_body(memory) {
+        kvjob::expect_magic(job);
+    }
+    State(const std::string& path, const Limits& limits)
+        : file(std::make_unique<kvjob::JobFile>(path, kvjob::JobFile::Large::Copied)),
+          bytes(file->bytes()),
+          memory(limits.memory),
+          read_body(memory) {
         kvjob::expect_magic(bytes);
     }
 
     // Made when they are first needed.
     const kvjob::JobMap& the_map() {
-        if (!map) map.emplace(bytes);
+        if (!map) map.emplace(bytes, memory);
         return *map;
     }
     const kvjob::Summary& the_summary() {
@@ -93,13 +99,14 @@ struct Job::State {
         return kvjob::place_page(indexed(page), dots_per_inch / the_summary().resolution);
     }
 
-    std::unique_ptr<kvjob::JobFile> mapped;  // null for bytes of the caller
+    std::unique_ptr<kvjob::JobFile> file;  // null for bytes of the caller
     kvjob::Bytes bytes;
+    uint64_t memory;
+    kvjob::BodyReader read_body;  // for the caller
     std::optional<kvjob::JobMap> map;
     std::optional<kvjob::Summary> summary;
     std::optional<Document> document;
     std::optional<kvjob::FontStore> fonts;
-    std::vector<uint8_t> buffer;
 };
 
 Records::Iterator::Iterator(Bytes file, uint64_t at, uint64_t end) : file_(file), at_(at), end_(end) { read(); }
@@ -122,16 +129,20 @@ Job::Job(Job&& other) noexcept = default;
 Job& Job::operator=(Job&& other) noexcept = default;
 Job::~Job() = default;
 
-Job Job::open(const std::string& path) {
-    return translated([&] { return Job(std::make_unique<State>(path)); });
+Job Job::open(const std::string& path) { return open(path, {}); }
+Job Job::open(const std::string& path, const Limits& limits) {
+    return translated([&] { return Job(std::make_unique<State>(path, limits)); });
 }
-Job Job::of(Bytes bytes) {
-    return translated([&] { return Job(std::make_unique<State>(bytes)); });
+Job Job::of(Bytes bytes) { return of(bytes, {}); }
+Job Job::of(Bytes bytes, const Limits& limits) {
+    return translated([&] { return Job(std::make_unique<State>(bytes, limits)); });
 }
 
 std::vector<Finding> Job::check(size_t most) const {
     std::vector<Finding> findings;
-    for (auto& found : kvjob::check_job(state_->bytes, most)) findings.push_back({found.offset, 0, found.message});
+    for (auto& found : kvjob::check_job(state_->bytes, most, state_->memory)) {
+        findings.push_back({found.offset, 0, found.message});
+    }
     return findings;
 }
 
@@ -139,7 +150,7 @@ std::vector<Finding> Job::recover(const Sink& sink) const {
     return translated([&] {
         SinkOutput out(sink);
         std::vector<Finding> findings;
-        for (auto& loss : kvjob::recover_job(state_->bytes, out).losses) {
+        for (auto& loss : kvjob::recover_job(state_->bytes, out, state_->memory).losses) {
             findings.push_back({loss.offset, loss.bytes, loss.what});
         }
         return findings;
@@ -166,7 +177,7 @@ Records Job::records(size_t page) const {
 }
 
 Bytes Job::body(const Record& record) const {
-    return translated([&] { return kvjob::body_of(kvjob::read_record(state_->bytes, record.offset), state_->buffer); },
+    return translated([&] { return state_->read_body(kvjob::read_record(state_->bytes, record.offset)); },
                       record.offset);
 }
 
@@ -182,12 +193,12 @@ std::vector<Font> Job::fonts(const Report& report) const {
     return translated([&] {
         std::vector<Font> fonts;
         kvjob::Reports reports(take_of(report));
-        std::vector<uint8_t> buffer;
+        kvjob::BodyReader read_body(state_->memory);
         for (const kvjob::Record& record : state_->the_map().font_records()) {
             const kvjob::TypeInfo& info = kvjob::type_info(record.type);
             if (info.body != kvjob::Body::Font) continue;
             try {
-                const kvjob::FontDefinition font = kvjob::read_font(kvjob::body_of(record, buffer));
+                const kvjob::FontDefinition font = kvjob::read_font(read_body(record));
                 const auto file = font.file ? std::optional(font.file->file) : std::nullopt;
                 fonts.push_back({font.id, font.face, -font.height, font.weight, font.escapement, font.italic, file});
             } catch (const kvjob::BodyFault& fault) {
@@ -202,8 +213,8 @@ std::vector<uint8_t> Job::font_file(uint32_t id) const {
     return translated([&] {
         const kvjob::Record* record = state_->the_map().font_file(id);
         if (!record) throw kvjob::BodyFault("a font file that was not introduced");
-        std::vector<uint8_t> buffer;
-        const Bytes bytes = kvjob::read_font_file(kvjob::body_of(*record, buffer)).bytes;
+        kvjob::BodyReader read_body(state_->memory);
+        const Bytes bytes = kvjob::read_font_file(read_body(*record)).bytes;
         return std::vector<uint8_t>(bytes.begin(), bytes.end());
     });
 }
@@ -212,7 +223,7 @@ void Job::for_each_image(const std::function<void(const Image&)>& visit, const R
     translated([&] {
         kvjob::Reports reports(take_of(report));
         kvjob::for_each_image(
-            state_->bytes, kvjob::kNoLimit,
+            state_->bytes, state_->memory,
             [&](const kvjob::FoundImage& found) {
                 const kvjob::Picture& picture = found.picture;
                 visit({found.record.offset, found.page, kvjob::name_of(found.kind), picture.encoding(), picture.width(),

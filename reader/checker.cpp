@@ -21,7 +21,8 @@ std::vector<IndexedPage> announced_pages(Bytes file) {
 
 class Checker {
 public:
-    Checker(Bytes file, size_t limit) : file_(file), limit_(limit), content_(announced_pages(file)) {}
+    Checker(Bytes file, size_t limit, uint64_t memory)
+        : file_(file), limit_(limit), bodies_(memory), content_(announced_pages(file)) {}
 
     std::vector<Finding> run() {
         try {
@@ -146,7 +147,7 @@ private:
 
     void check_body(const Record& record) {
         try {
-            const Bytes body = body_of(record, buffer_);
+            const Bytes body = bodies_(record);
             const TypeInfo& info = type_info(record.type);
             if (info.in_page || info.body == Body::PageStartData || info.body == Body::Brush ||
                 info.body == Body::Font || info.body == Body::FontFile) {
@@ -206,7 +207,7 @@ private:
     Bytes file_;
     size_t limit_;
     std::vector<Finding> findings_;
-    std::vector<uint8_t> buffer_;
+    BodyReader bodies_;
 
     Stage stage_ = Stage::Header;
     bool page_open_ = false;
@@ -219,6 +220,6 @@ private:
 
 }  // namespace
 
-std::vector<Finding> check_job(Bytes file, size_t limit) { return Checker(file, limit).run(); }
+std::vector<Finding> check_job(Bytes file, size_t limit, uint64_t memory) { return Checker(file, limit, memory).run(); }
 
 }  // namespace kvjob

@@ -23,11 +23,11 @@ void for_each_record(Bytes file, std::optional<uint32_t> page, const std::functi
     }
 }
 
-void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out) {
-    std::vector<uint8_t> buffer;
+void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out, uint64_t memory) {
+    BodyReader bodies(memory);
     for_each_record(file, page, [&](const Record& record) {
         Fields fields(Fields::Form::Line);
-        show_record(record, buffer, fields);
+        show_record(record, bodies, fields);
         std::fprintf(out, "%08llX %3u %s:%s\n", static_cast<unsigned long long>(record.offset), record.type,
                      type_info(record.type).name, fields.text().c_str());
     });

@@ -12,8 +12,8 @@ namespace kvjob {
 // the framing ends.
 void for_each_record(Bytes file, std::optional<uint32_t> page, const std::function<void(const Record&)>& visit);
 
-// Lists the records with their bodies, a line each. Throws Fault where the framing ends; a faulty body is shown as
-// such.
-void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out);
+// Lists the records with their bodies, a line each. Throws Fault where the framing ends; a faulty body, and one that
+// inflates to more than the memory, is shown as such.
+void dump_job(Bytes file, std::optional<uint32_t> page, std::FILE* out, uint64_t memory = kRecordMemory);
 
 }  // namespace kvjob

@@ -7,9 +7,6 @@
 namespace kvjob {
 namespace {
 
-// Deflate cannot make more of a byte than this.
-constexpr uint64_t kLargestRatio = 1032;
-
 class Stream {
 public:
     explicit Stream(Bytes data) {
@@ -47,8 +44,13 @@ void run(z_stream& stream, uint64_t length, std::vector<uint8_t>& out) {
 
 }  // namespace
 
+bool can_inflate_to(Bytes data, uint64_t length) {
+    constexpr uint64_t kLargestRatio = 1032;  // of deflate
+    return length <= (data.size() + 1) * kLargestRatio;
+}
+
 void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out) {
-    if (length > (data.size() + 1) * kLargestRatio) throw BodyFault("deflate data cannot hold the declared length");
+    if (!can_inflate_to(data, length)) throw BodyFault("deflate data cannot hold the declared length");
     Stream stream(data);
     run(stream.get(), length, out);
     if (stream.get().avail_in != 0) throw BodyFault("bytes after the deflate data");

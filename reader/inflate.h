@@ -6,6 +6,8 @@
 
 namespace kvjob {
 
+// Whether so many bytes can come of data of this size at all.
+bool can_inflate_to(Bytes data, uint64_t length);
 // Inflates raw deflate data that must give exactly `length` bytes and end with its input. Memory is bounded by what
 // the input can hold. Throws BodyFault.
 void inflate_raw(Bytes data, uint32_t length, std::vector<uint8_t>& out);

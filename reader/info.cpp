@@ -19,16 +19,16 @@ void take_name(const Record& record, JobInfo& info) {
     }
 }
 
-void take_contents(const Record& record, JobInfo& info, std::vector<uint8_t>& buffer) {
+void take_contents(const Record& record, JobInfo& info, BodyReader& bodies) {
     const TypeInfo& type = type_info(record.type);
     if (type.body == Body::Font) {
         ++info.fonts;
-        info.fonts_with_files += read_font(body_of(record, buffer)).file ? 1 : 0;
+        info.fonts_with_files += read_font(bodies(record)).file ? 1 : 0;
     } else if (type.body == Body::FontFile) {
         ++info.files;
         info.file_bytes += record.inflated_length;
     } else if (type.marks) {
-        const Picture picture = Picture::of(record, read_image(record.type, body_of(record, buffer)));
+        const Picture picture = Picture::of(record, read_image(record.type, bodies(record)));
         ++info.images[{picture.depth(), picture.encoding()}];
     }
 }
@@ -53,12 +53,12 @@ void print_pages(const Summary& summary, std::FILE* out) {
 
 }  // namespace
 
-JobInfo read_info(Bytes file) {
+JobInfo read_info(Bytes file, uint64_t memory) {
     JobInfo info;
     info.bytes = file.size();
     info.summary = find_summary(file);
     std::array<TypeCount, 256> counts{};
-    std::vector<uint8_t> buffer;
+    BodyReader bodies(memory);
     for (uint64_t at = kMagicSize; at < file.size();) {
         const Record record = read_record(file, at);
         const uint64_t end = record.end(file.data());
@@ -67,7 +67,7 @@ JobInfo read_info(Bytes file) {
         counts[record.type].bytes += end - at;
         try {
             take_name(record, info);
-            take_contents(record, info, buffer);
+            take_contents(record, info, bodies);
         } catch (const BodyFault& fault) {
             throw Fault(record.offset, fault.what());
         }

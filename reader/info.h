@@ -29,8 +29,8 @@ struct JobInfo {
     std::vector<TypeCount> types;                          // those that occur, in their order
 };
 
-// Throws Fault for a job that is not whole.
-JobInfo read_info(Bytes file);
+// memory: bytes that a record's body may inflate to. Throws Fault for a job that is not whole.
+JobInfo read_info(Bytes file, uint64_t memory = kRecordMemory);
 
 void print_info(const JobInfo& info, std::FILE* out);
 

@@ -77,11 +77,24 @@ std::vector<uint8_t> read_all(int descriptor, size_t length) {
     return bytes;
 }
 
+// A file without a name. It may be large: /tmp, where std::tmpfile makes it, is memory on some systems.
+File scratch_file() {
+    constexpr mode_t kOwn = 0600;
+    for (const char* folder : {static_cast<const char*>(secure_getenv("TMPDIR")), "/var/tmp"}) {
+        const int descriptor = folder ? open(folder, O_RDWR | O_TMPFILE | O_CLOEXEC, kOwn) : -1;
+        if (descriptor < 0) continue;
+        if (File file{fdopen(descriptor, "w+")}) return file;
+        close(descriptor);
+    }
+    File file(std::tmpfile());
+    if (!file) fail(errno);
+    return file;
+}
+
 // A copy that goes with its mapping. Other things than jobs may have no end.
 Bytes map_copy(int descriptor) {
     constexpr uint64_t kMost = 0x100000000;  // positions in a job have 32 bits
-    const File copy(std::tmpfile());
-    if (!copy) fail(errno);
+    const File copy = scratch_file();
     std::array<uint8_t, 0x10000> buffer;
     uint64_t length = 0;
     for (Bytes piece = read_piece(descriptor, std::span(buffer).first(kMagicSize)); !piece.empty();
@@ -97,7 +110,7 @@ Bytes map_copy(int descriptor) {
 
 }  // namespace
 
-JobFile::JobFile(const std::string& path) {
+JobFile::JobFile(const std::string& path, Large large) {
     const Descriptor file(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                       : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     struct stat status = {};
@@ -107,7 +120,8 @@ JobFile::JobFile(const std::string& path) {
         read_ = read_all(file.get(), static_cast<size_t>(status.st_size));
         bytes_ = read_;
     } else {
-        bytes_ = S_ISREG(status.st_mode) ? map(file.get(), status.st_size) : map_copy(file.get());
+        const bool in_place = S_ISREG(status.st_mode) && large == Large::Mapped;
+        bytes_ = in_place ? map(file.get(), status.st_size) : map_copy(file.get());
     }
 }
 

@@ -13,7 +13,7 @@ class JobMap {
 public:
     // Walks the records' headers. memory: bytes that a record's body may inflate to. Throws Fault for a file that is no
     // job; where the framing ends early, what stands before it is kept.
-    explicit JobMap(Bytes file, uint64_t memory = kNoLimit);
+    explicit JobMap(Bytes file, uint64_t memory = kRecordMemory);
 
     Bytes file() const { return file_; }
     uint64_t memory() const { return memory_; }

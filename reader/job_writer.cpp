@@ -44,7 +44,7 @@ int rank_of(uint8_t type) {
 
 }  // namespace
 
-JobWriter::JobWriter(Output& out, uint8_t build) : out_(out), checker_({}) {
+JobWriter::JobWriter(Output& out, uint8_t build, uint64_t memory) : out_(out), memory_(memory), checker_({}) {
     const uint8_t magic[] = {'K', 'A', 'R', 'V'};
     out_.write(magic);
     position_ = sizeof magic;
@@ -145,7 +145,7 @@ std::optional<uint32_t> JobWriter::resolved(Body kind, uint32_t id, RecordSource
     const Record* record = source.find ? source.find(kind, id) : nullptr;
     if (!record) return std::nullopt;
     std::vector<uint8_t> buffer;
-    if (add_definition(*record, body_of(*record, buffer), source)) return std::nullopt;
+    if (add_definition(*record, body_of(*record, buffer, memory_), source)) return std::nullopt;
     const auto found = known.find(id);
     return found == known.end() ? std::nullopt : std::optional(found->second);
 }

@@ -19,7 +19,8 @@ struct RecordSource {
 
 class JobWriter {
 public:
-    explicit JobWriter(Output& out, uint8_t build = 0);
+    // memory: bytes that a definition may inflate to.
+    JobWriter(Output& out, uint8_t build, uint64_t memory);
 
     void start_page(std::optional<uint16_t> tray);
     // A record of a page or a definition. Why it was left out; nothing where it stands in the job, or need not.
@@ -47,6 +48,7 @@ private:
     void write_plain(uint8_t type, Bytes body);
 
     Output& out_;
+    uint64_t memory_;
     uint64_t position_ = 0;
     ContentChecker checker_;
     bool in_page_ = false;

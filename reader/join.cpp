@@ -22,7 +22,7 @@ std::optional<uint16_t> tray_of(const Record& start) {
 }  // namespace
 
 void PageJoin::add_job(Bytes file) {
-    const JobMap map(file);
+    const JobMap map(file, memory_);
     if (map.broken()) throw *map.broken();
     Job& job = jobs_.emplace_back(Job{map, find_summary(file), {}, false});
     if (job.summary.pages.size() != map.pages().size()) {
@@ -66,7 +66,7 @@ void PageJoin::copy_page(const Place& place, JobWriter& writer, const Report& re
     job.map.for_each_record(place.page, [&](const Record& record) {
         std::optional<std::string> refusal;
         try {
-            refusal = writer.add(record, body_of(record, buffer), job.source);
+            refusal = writer.add(record, job.map.body(record, buffer), job.source);
         } catch (const BodyFault& fault) {
             refusal = fault.what();
         }
@@ -100,7 +100,7 @@ void PageJoin::copy_names(JobWriter& writer, const Report& report) {
 void PageJoin::write(const std::vector<size_t>& numbers, Output& out, const Report& report) {
     choose(numbers);
     const Job& first = *numbered_[chosen_[0].job];
-    JobWriter writer(out, build_of(first.map.file()));
+    JobWriter writer(out, build_of(first.map.file()), memory_);
     std::vector<IndexedPage> entries;
     uint32_t largest = 0;
     for (const Place& place : chosen_) {

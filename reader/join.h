@@ -15,6 +15,8 @@ public:
     // A record that is left out: the job, counted from 0, the record's offset in it, and why.
     using Report = std::function<void(size_t job, uint64_t offset, const std::string& what)>;
 
+    // memory: bytes that a record's body may inflate to.
+    explicit PageJoin(uint64_t memory = kRecordMemory) : memory_(memory) {}
     // Another job, whose pages come behind those of the jobs before it. The bytes stay the caller's. Throws Fault for a
     // job that is not whole.
     void add_job(Bytes file);
@@ -42,6 +44,7 @@ private:
     void copy_page(const Place& place, JobWriter& writer, const Report& report);
     void copy_names(JobWriter& writer, const Report& report);
 
+    uint64_t memory_;
     std::list<Job> jobs_;  // the sources refer to the maps
     std::vector<Job*> numbered_;
     std::vector<Place> places_;    // of all pages

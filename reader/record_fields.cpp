@@ -211,21 +211,21 @@ void show_body(const Record& record, Bytes body, Fields& out) {
     }
 }
 
-Json record_json(const Record& record, std::vector<uint8_t>& buffer, size_t longest_list) {
+Json record_json(const Record& record, BodyReader& bodies, size_t longest_list) {
     const TypeInfo& info = type_info(record.type);
     Fields out(Fields::Form::Object, longest_list);
     out.number("offset", static_cast<int64_t>(record.offset));
     out.number("type", record.type);
     out.string("name", info.name);
-    show_record(record, buffer, out);
+    show_record(record, bodies, out);
     return out.take();
 }
 
-void show_record(const Record& record, std::vector<uint8_t>& buffer, Fields& out) {
+void show_record(const Record& record, BodyReader& bodies, Fields& out) {
     out.number("length", record.inflated_length);
     if (record.compressed()) out.number("compressed_length", static_cast<int64_t>(record.payload.size()));
     try {
-        show_body(record, body_of(record, buffer), out);
+        show_body(record, bodies(record), out);
     } catch (const BodyFault& fault) {
         out.string("fault", fault.what());
     }

@@ -7,9 +7,9 @@
 namespace kvjob {
 
 // Length and body. A body that is not as the format says ends in the field "fault".
-void show_record(const Record& record, std::vector<uint8_t>& buffer, Fields& out);
+void show_record(const Record& record, BodyReader& bodies, Fields& out);
 
 // The record as a JSON object: offset, type, name, and what show_record tells.
-Json record_json(const Record& record, std::vector<uint8_t>& buffer, size_t longest_list = SIZE_MAX);
+Json record_json(const Record& record, BodyReader& bodies, size_t longest_list = SIZE_MAX);
 
 }  // namespace kvjob

@@ -99,9 +99,9 @@ Record read_record(Bytes file, uint64_t offset) {
     return record;
 }
 
-Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t most) {
+Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t memory) {
     if (!record.compressed()) return record.payload;
-    if (record.inflated_length > most) {
+    if (record.inflated_length > memory && can_inflate_to(record.payload, record.inflated_length)) {
         throw BodyFault("inflates to " + std::to_string(record.inflated_length) +
                         " bytes, more than the memory allowed");
     }

@@ -27,9 +27,21 @@ void expect_magic(Bytes file);
 
 // The record that starts at an offset. Throws Fault where no whole record stands.
 Record read_record(Bytes file, uint64_t offset);
+// Bytes that a record's body may inflate to where nobody says otherwise.
+inline constexpr uint64_t kRecordMemory = 256 << 20;
 // The ordinary payload. `buffer` holds what had to be inflated, at most so many bytes. Throws BodyFault.
-inline constexpr uint64_t kNoLimit = UINT64_MAX;
-Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t most = kNoLimit);
+Bytes body_of(const Record& record, std::vector<uint8_t>& buffer, uint64_t memory);
+
+// Reads records' bodies, of which it holds one at a time.
+class BodyReader {
+public:
+    explicit BodyReader(uint64_t memory) : memory_(memory) {}
+    Bytes operator()(const Record& record) { return body_of(record, buffer_, memory_); }
+
+private:
+    uint64_t memory_;
+    std::vector<uint8_t> buffer_;
+};
 
 // How the type's body is laid out.
 enum class Body {

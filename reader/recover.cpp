@@ -82,7 +82,8 @@ bool may_follow(uint8_t type, uint8_t next) {
 
 class Saving {
 public:
-    Saving(Bytes file, Output& out) : file_(file), out_(out, build_of(file)) {}
+    Saving(Bytes file, Output& out, uint64_t memory)
+        : file_(file), out_(out, build_of(file), memory), bodies_(memory) {}
 
     Recovery run() {
         walk();
@@ -120,7 +121,7 @@ private:
     std::optional<Record> sound_record(uint64_t at, std::string& why) {
         try {
             const Record record = read_record(file_, at);
-            body_ = body_of(record, buffer_);
+            body_ = bodies_(record);
             parse(record, body_);
             const uint64_t end = record.end(file_.data());
             if (end + 1 < file_.size() && (record.type == kEnd || record.type == kDocumentEnd)) {
@@ -265,7 +266,7 @@ private:
     RecordSource source_;
     Recovery found_;
     std::vector<uint64_t> pages_;  // where they start in the damaged job
-    std::vector<uint8_t> buffer_;
+    BodyReader bodies_;
     Bytes body_;  // of the record that was read last
     std::optional<Summary> walked_, index_;
     std::optional<uint64_t> summary_offset_;
@@ -274,6 +275,6 @@ private:
 
 }  // namespace
 
-Recovery recover_job(Bytes file, Output& out) { return Saving(file, out).run(); }
+Recovery recover_job(Bytes file, Output& out, uint64_t memory) { return Saving(file, out, memory).run(); }
 
 }  // namespace kvjob

@@ -36,7 +36,7 @@ public:
         : job_(job),
           options_(options),
           summary_(find_summary(job.file)),
-          map_(job.file),
+          map_(job.file, options.memory),
           fonts_(map_),
           texts_(fonts_, TextPainter::Fonts::Dropped),
           reports_([this](uint64_t at, const std::string& what) { leave_out(at, what); }),
@@ -59,7 +59,7 @@ public:
         if (options_.progress) std::fputs("\r\033[K", stderr);
         add_fonts();
         add_images();
-        guarded([&] { html_.add("document-records", document_records(job_.file)); });
+        guarded([&] { html_.add("document-records", document_records(job_.file, options_.memory)); });
         html_.add("left-out", left_out_);
         html_.finish();
         return reports_.count();
@@ -86,7 +86,7 @@ private:
         JobInfo info;
         info.bytes = job_.file.size();
         info.summary = summary_;
-        guarded([&] { info = read_info(job_.file); });
+        guarded([&] { info = read_info(job_.file, options_.memory); });
         return info;
     }
 
@@ -113,7 +113,7 @@ private:
         json["title"] = title();
         json["made_by"] = options_.made_by;
         json["shown"] = pages_;
-        const std::vector<Finding> findings = check_job(job_.original);
+        const std::vector<Finding> findings = check_job(job_.original, kMostFindings, options_.memory);
         json["findings"] = findings_json(findings);
         json["lost"] = losses_json(job_.losses);
         json["dots"] = options_.dots_per_inch;
@@ -129,7 +129,8 @@ private:
 
     Json picture(size_t page) {
         try {
-            return page_picture(painter_, page, summary_.pages[page], summary_.resolution, options_.dots_per_inch);
+            return page_picture(painter_, page, summary_.pages[page],
+                                {summary_.resolution, options_.dots_per_inch, options_.memory});
         } catch (const Fault& fault) {
             reports_.add(fault.offset, "page", fault.what());
             return {{"error", fault.what()}};
@@ -194,7 +195,7 @@ private:
             if (list.size() < kMostThumbnails) json["thumbnail"] = thumbnail(found);
             list.push_back(std::move(json));
         };
-        guarded([&] { for_each_image(job_.file, kCanvasMemory, visit, reports_); });
+        guarded([&] { for_each_image(job_.file, options_.memory, visit, reports_); });
         html_.add("images", {{"images", std::move(list)}, {"more", more}});
     }
 

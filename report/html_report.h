@@ -22,10 +22,11 @@ struct ReportedJob {
 struct ReportOptions {
     // The pages to show of a job of so many, from 1; not set: the first kMostPages. The others are named.
     std::function<std::vector<size_t>(size_t count)> pages;
-    double dots_per_inch = 120;  // of the pages' pictures; large pages have fewer
-    std::string made_by;         // the program and its version
-    bool progress = false;       // says on standard error which page is under way
-    Reports::Take report;        // gets what is damaged and left out; the file tells it, too
+    double dots_per_inch = 120;       // of the pages' pictures; large pages have fewer
+    uint64_t memory = kRecordMemory;  // bytes that a record may inflate to, and that a page's picture may take
+    std::string made_by;              // the program and its version
+    bool progress = false;            // says on standard error which page is under way
+    Reports::Take report;             // gets what is damaged and left out; the file tells it, too
 };
 inline constexpr size_t kMostPages = 200;
 

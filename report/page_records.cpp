@@ -27,7 +27,8 @@ Rect around(const Rect& points) {
 // Where what a record draws lies, as far as its numbers tell.
 class Places {
 public:
-    Places(FontStore& fonts, size_t page, FontUses& uses) : fonts_(fonts), page_(page), uses_(uses) {}
+    Places(FontStore& fonts, size_t page, FontUses& uses, uint64_t memory)
+        : fonts_(fonts), page_(page), uses_(uses), bodies_(memory) {}
 
     // An empty rectangle where it has no place. Throws BodyFault.
     Rect of(const Record& record) {
@@ -35,21 +36,21 @@ public:
         switch (info.body) {
             case Body::Path:
             case Body::ClipPath:
-                return around(read_path(body_of(record, buffer_), info.wide).on_curve);
+                return around(read_path(bodies_(record), info.wide).on_curve);
             case Body::ClipRects:
-                return bounds_of(read_clip_rects(body_of(record, buffer_), info.wide));
+                return bounds_of(read_clip_rects(bodies_(record), info.wide));
             case Body::RectFill:
-                return ordered(read_rect_fill(body_of(record, buffer_), info.wide).rect);
+                return ordered(read_rect_fill(bodies_(record), info.wide).rect);
             case Body::Bitmap:
             case Body::AlphaBlend:
             case Body::Transparent:
             case Body::Masked:
-                return ordered(read_image(record.type, body_of(record, buffer_)).target);
+                return ordered(read_image(record.type, bodies_(record)).target);
             case Body::TextState:
-                apply(state_, read_text_state(body_of(record, buffer_)));
+                apply(state_, read_text_state(bodies_(record)));
                 return kEmptyRect;
             case Body::Text:
-                return of_text(read_text(body_of(record, buffer_), info.wide));
+                return of_text(read_text(bodies_(record), info.wide));
             default:
                 return kEmptyRect;
         }
@@ -90,14 +91,14 @@ private:
     size_t page_;
     FontUses& uses_;
     TextState state_;
-    std::vector<uint8_t> buffer_;
+    BodyReader bodies_;
 };
 
 }  // namespace
 
 void RecordList::add(const Record& record, const Rect& place) {
     if (records_.size() == kMostRecords) return void(++more_);
-    Json json = shortened(record_json(record, buffer_, kLongestList));
+    Json json = shortened(record_json(record, bodies_, kLongestList));
     if (!place.empty()) json["at"] = rect_json(place);
     records_.push_back(std::move(json));
 }
@@ -120,8 +121,8 @@ Json shortened(Json value, size_t longest_text) {
 }
 
 Json page_records(const JobMap& map, FontStore& fonts, size_t page, FontUses& uses) {
-    RecordList list;
-    Places places(fonts, page, uses);
+    RecordList list(map.memory());
+    Places places(fonts, page, uses, map.memory());
     list.add(read_record(map.file(), map.pages()[page]));
     map.for_each_record(page, [&](const Record& record) {
         Rect place = kEmptyRect;
@@ -135,9 +136,9 @@ Json page_records(const JobMap& map, FontStore& fonts, size_t page, FontUses& us
     return list.take();
 }
 
-Json document_records(Bytes file) {
+Json document_records(Bytes file, uint64_t memory) {
     constexpr uint8_t kPageStart = 5, kPageEnd = 6, kPageStartWithData = 44;
-    RecordList list;
+    RecordList list(memory);
     bool in_page = false;
     for_each_record(file, std::nullopt, [&](const Record& record) {
         if (record.type == kPageStart || record.type == kPageStartWithData) in_page = true;

@@ -23,13 +23,15 @@ inline constexpr size_t kMostRecords = 2000;
 inline constexpr size_t kLongestList = 12;
 class RecordList {
 public:
+    // memory: bytes that a record's body may inflate to.
+    explicit RecordList(uint64_t memory) : bodies_(memory) {}
     void add(const Record& record, const Rect& place = kEmptyRect);
     Json take();
 
 private:
     Json records_ = Json::array();
     size_t more_ = 0;
-    std::vector<uint8_t> buffer_;
+    BodyReader bodies_;
 };
 
 // The texts in it cut to so many bytes.
@@ -38,6 +40,6 @@ Json shortened(Json value, size_t longest_text = 1000);
 // Of the page with its start and its end; pages count from 0. Throws Fault where the framing ends.
 Json page_records(const JobMap& map, FontStore& fonts, size_t page, FontUses& uses);
 // Of the records that belong to no page.
-Json document_records(Bytes file);
+Json document_records(Bytes file, uint64_t memory);
 
 }  // namespace kvjob

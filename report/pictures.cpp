@@ -144,13 +144,13 @@ TextRun first_of(const TextRun& run, size_t count) {
 
 }  // namespace
 
-Json page_picture(JobPainter& painter, size_t page, const IndexedPage& index, int resolution, double dots) {
+Json page_picture(JobPainter& painter, size_t page, const IndexedPage& index, PictureSize size) {
+    auto [resolution, dots, memory] = size;
     const double inches = double{1} * index.width / resolution * index.height / resolution;
     if (inches > 0) dots = std::min(dots, std::sqrt(kPagePixels / inches));
     const Placement place = place_page(index, dots / resolution);
     std::vector<uint32_t> pixels;
-    draw_rows(painter, page, place, kCanvasMemory,
-              [&](PixelRow row) { pixels.insert(pixels.end(), row.begin(), row.end()); });
+    draw_rows(painter, page, place, memory, [&](PixelRow row) { pixels.insert(pixels.end(), row.begin(), row.end()); });
     Json json = png_json(std::move(pixels), place.width, place.height);
     json["scale"] = place.scale;
     return json;

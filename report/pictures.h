@@ -11,7 +11,12 @@ namespace kvjob {
 // A page at these dots per inch, or fewer where it has more than kPagePixels then. "scale" is pixels of the picture for
 // a device pixel. Throws std::runtime_error for a page that cannot be drawn.
 inline constexpr double kPagePixels = 6e6;
-Json page_picture(JobPainter& painter, size_t page, const IndexedPage& index, int resolution, double dots);
+struct PictureSize {
+    int resolution;   // of the job, dots per inch
+    double dots;      // per inch, of the picture
+    uint64_t memory;  // bytes for drawing it
+};
+Json page_picture(JobPainter& painter, size_t page, const IndexedPage& index, PictureSize size);
 
 // A bitmap, brought to 200 pixels in either direction where it is larger; what is transparent is white. Throws
 // BodyFault.

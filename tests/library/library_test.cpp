@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <kvjob/kvjob.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -85,6 +86,54 @@ TEST(LibraryTest, FaultsSayWhere) {
     const auto lost = cut.recover([&](karvo::Bytes more) { saved.insert(saved.end(), more.begin(), more.end()); });
     EXPECT_FALSE(lost.empty());
     EXPECT_TRUE(karvo::Job::of(saved).check().empty());
+}
+
+TEST(LibraryTest, RecordsInflateWithinTheLimits) {
+    JobBuilder job;
+    job.start_page();
+    job.compressed_record(18, Body()
+                                  .u8({0xCC})
+                                  .add(rect16(0, 0, 30, 30))
+                                  .add(rect16(0, 0, 30, 30))
+                                  .add(packed_bitmap(30, 30, 32, {}, Body().fill(3600, 0x55))));
+    const Buffer bytes = job.end_page(8).finish();
+    for (const bool within : {false, true}) {
+        const karvo::Job limited = karvo::Job::of(bytes, {.memory = within ? 4000u : 3000u});
+        size_t reports = 0, images = 0, findings = limited.check().size();
+        const karvo::Report report = [&](uint64_t offset, const std::string&) { reports += offset == 0x12; };
+        limited.for_each_image([&](const karvo::Image&) { ++images; }, report);
+        limited.draw(0, {.dots_per_inch = 20, .report = report}, [](std::span<const uint32_t>) {});
+        EXPECT_EQ(findings == 0, within);
+        EXPECT_EQ(images, within ? 1u : 0u);
+        EXPECT_EQ(reports, within ? 0u : 2u);
+        const auto lost = limited.recover([](karvo::Bytes) {});
+        EXPECT_EQ(lost.empty(), within);
+        const karvo::Record record = *limited.records(0).begin();
+        if (within) {
+            EXPECT_EQ(limited.body(record).size(), record.length);
+        } else {
+            EXPECT_THROW(limited.body(record), karvo::Error);
+        }
+    }
+}
+
+TEST(LibraryTest, ALargeFileMayBeCutShortWhileItIsOpen) {
+    const kv::test::Workspace folder;
+    const std::string path = folder.path("job.kv");
+    constexpr size_t kLength = 65 << 20;
+    folder.write("job.kv", Body().text("KARV").u8({99, 0xFF, 0}).u32({kLength}));
+    constexpr off_t kHeader = 11;
+    ASSERT_EQ(truncate(path.c_str(), kHeader + off_t{kLength}), 0);
+    const karvo::Job job = karvo::Job::open(path);
+    ASSERT_EQ(truncate(path.c_str(), kHeader), 0);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"job.kv"});
+    size_t records = 0;
+    for (const karvo::Record& record : job.records()) {
+        ++records;
+        ASSERT_EQ(record.payload.size(), kLength);
+        EXPECT_EQ(record.payload.back(), 0);
+    }
+    EXPECT_EQ(records, 1u);
 }
 
 // The example of docs/, built by CMake and by pkg-config against an installed tree.

@@ -6,17 +6,17 @@
 namespace kvjob {
 namespace {
 
-bool write_check(Bytes file, JsonWriter& json) {
-    const std::vector<Finding> findings = check_job(file);
+bool write_check(const Options& options, Bytes file, JsonWriter& json) {
+    const std::vector<Finding> findings = check_job(file, kMostFindings, options.memory());
     json.member("sound", findings.empty());
     json.member("findings", findings_json(findings));
     return findings.empty();
 }
 
 void write_dump(const Options& options, Bytes file, JsonWriter& json) {
-    std::vector<uint8_t> buffer;
+    BodyReader bodies(options.memory());
     json.begin_list("records");
-    for_each_record(file, options.page, [&](const Record& record) { json.item(record_json(record, buffer)); });
+    for_each_record(file, options.page, [&](const Record& record) { json.item(record_json(record, bodies)); });
 }
 
 void write_fonts(const Options& options, Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
@@ -61,8 +61,8 @@ void write_text(const Options& options, Bytes file, Reports& reports, JsonWriter
 
 bool write_json(const Options& options, Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
     const std::string& command = options.command;
-    if (command == "check") return write_check(file, json);
-    if (command == "info") json.members(info_json(read_info(file)));
+    if (command == "check") return write_check(options, file, json);
+    if (command == "info") json.members(info_json(read_info(file, options.memory())));
     if (command == "dump") write_dump(options, file, json);
     if (command == "fonts") write_fonts(options, file, open, reports, json);
     if (command == "images") write_images(options, file, open, reports, json);

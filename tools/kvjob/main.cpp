@@ -43,8 +43,8 @@ void tell_fault(const std::string& name, uint64_t offset, const std::string& wha
     std::fprintf(stderr, "%s: 0x%llX: %s\n", name.c_str(), static_cast<unsigned long long>(offset), what.c_str());
 }
 
-int run_check(const std::string& name, Bytes file) {
-    const auto findings = check_job(file);
+int run_check(const Options& options, const std::string& name, Bytes file) {
+    const auto findings = check_job(file, kMostFindings, options.memory());
     for (const Finding& finding : findings) tell_fault(name, finding.offset, finding.message);
     if (findings.empty()) std::printf("%s: sound\n", name.c_str());
     return findings.empty() ? kDone : kFailed;
@@ -52,7 +52,7 @@ int run_check(const std::string& name, Bytes file) {
 
 void run_info(const Options& options, const std::string& name, Bytes file) {
     if (options.jobs.size() > 1) std::printf("job: %s\n", name.c_str());
-    print_info(read_info(file), stdout);
+    print_info(read_info(file, options.memory()), stdout);
 }
 
 // What images and fonts write, where they are told a folder.
@@ -129,7 +129,7 @@ int tell_losses(const std::string& name, const Recovery& found) {
 
 int run_recover(const Options& options, const std::string& name, Bytes file) {
     FileOutput out(options.output, options.jobs);
-    const Recovery found = recover_job(file, out);
+    const Recovery found = recover_job(file, out, options.memory());
     std::fprintf(stderr, "%s: %zu pages\n", options.output.c_str(), found.pages);
     return tell_losses(name, found);
 }
@@ -150,7 +150,7 @@ class Input {
 public:
     Input(const Options& options, const std::string& name) : file_(name), bytes_(file_.bytes()) {
         if (!options.recover) return;
-        found_ = recover_job(file_.bytes(), whole_);
+        found_ = recover_job(file_.bytes(), whole_, options.memory());
         lost_ = tell_losses(name, found_);
         bytes_ = whole_.bytes();
     }
@@ -172,6 +172,7 @@ int run_report(const Options& options, const std::string& name, const Input& inp
     ReportOptions report;
     report.pages = options.pages;
     if (options.render.dots_per_inch > 0) report.dots_per_inch = options.render.dots_per_inch;
+    report.memory = options.memory();
     report.made_by = "kvjob " + kv::cli::version();
     report.progress = isatty(STDERR_FILENO) != 0;
     report.report = [&](uint64_t offset, const std::string& what) { tell_fault(name, offset, what); };
@@ -182,12 +183,12 @@ int run_report(const Options& options, const std::string& name, const Input& inp
 int run_command(const Options& options, const std::string& name, const Input& input) {
     const Bytes file = input.bytes();
     const std::string& command = options.command;
-    if (command == "check") return run_check(name, file);
+    if (command == "check") return run_check(options, name, file);
     if (command == "recover") return run_recover(options, name, file);
     if (command == "report") return run_report(options, name, input);
     Reports reports(stderr);
     if (command == "info") run_info(options, name, file);
-    if (command == "dump") dump_job(file, options.page, stdout);
+    if (command == "dump") dump_job(file, options.page, stdout, options.memory());
     if (command == "images") run_images(options, file, reports);
     if (command == "text") run_text(options, file, reports);
     if (command == "fonts") run_fonts(options, file, reports);
@@ -230,7 +231,7 @@ int run_as_json(const Options& options, const std::string& name, JsonWriter& jso
 }
 
 int run_pages(const Options& options) {
-    PageJoin join;
+    PageJoin join(options.memory());
     std::list<Input> inputs;
     int code = kDone;
     for (const std::string& name : options.jobs) {

@@ -69,8 +69,6 @@ void add_memory(CLI::App& command, RenderOptions& render, const std::string& pur
         purpose);
 }
 
-constexpr const char* kOfRecords = "what a record may inflate to (256M)";
-
 void describe_listings(CLI::App& app, Options& options) {
     CLI::App& info = add_command(app, "info", "Tells what a job holds.", options, Jobs::Several);
     add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv", "kvjob info --json *.kv"});
@@ -82,7 +80,6 @@ void describe_listings(CLI::App& app, Options& options) {
     add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
     CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options, Jobs::Several);
     add_page(text, options);
-    add_memory(text, options.render, kOfRecords);
     add_examples(text, {"kvjob text report.kv"});
 }
 
@@ -90,11 +87,9 @@ void describe_extractions(CLI::App& app, Options& options) {
     CLI::App& images = add_command(
         app, "images", "Lists a job's bitmaps, or extracts them: as PNG files, and JPEG streams as they are.", options);
     add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none");
-    add_memory(images, options.render, kOfRecords);
     add_examples(images, {"kvjob images report.kv", "kvjob images --out pictures report.kv"});
     CLI::App& fonts = add_command(app, "fonts", "Lists a job's fonts.", options);
     add_value(fonts, "--extract", "DIR", options.out, "the folder for the font files that the job carries");
-    add_memory(fonts, options.render, kOfRecords);
     add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
 }
 
@@ -224,6 +219,9 @@ void describe(CLI::App& app, Options& options) {
     describe_pages(app, options);
     for (const char* tells : {"info", "check", "dump", "fonts", "images", "text"}) {
         app.get_subcommand(tells)->add_flag("--json", options.json, "as JSON (docs/json.md)");
+    }
+    for (const char* reads : {"info", "check", "dump", "text", "images", "fonts", "report", "recover", "pages"}) {
+        add_memory(*app.get_subcommand(reads), options.render, "what a record may inflate to (256M)");
     }
     for (const char* reads : {"info", "text", "images", "fonts", "render", "pdf", "report", "pages"}) {
         app.get_subcommand(reads)->add_flag("--recover", options.recover, "as far as a damaged job can be read");

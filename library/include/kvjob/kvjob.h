@@ -3,11 +3,10 @@
 //
 // A job may be damaged or made to do harm: every function either does what it says or throws. Errors are karvo::Error
 // where the job is at fault, std::runtime_error where the system is (files, memory), and whatever a caller's own
-// function throws, which passes through. Files beyond 64 MiB are mapped into
-// memory, not read: whoever cuts one short while it is open makes the system raise SIGBUS in the program that reads it,
-// which can copy such files first (Job::of). Beside the file a job takes what its
-// largest record does once it is inflated, and the list of its pages and definitions. A Job and what comes from it are
-// for one thread at a time; several threads open the file each.
+// function throws, which passes through. Files of up to 64 MiB are held in memory, larger ones in a nameless temporary
+// copy ($TMPDIR, /var/tmp), so that nothing of a job changes or vanishes while it is open. Beside that a job takes what
+// its largest record does once it is inflated, within Limits, and the list of its pages and definitions. A Job and what
+// comes from it are for one thread at a time; several threads open the file each.
 
 #include <cstddef>
 #include <cstdint>
@@ -122,6 +121,10 @@ struct Image {
     std::function<void(const std::function<void(std::span<const uint32_t>)>& take)> read;
 };
 
+// What a job that is made to do harm may cost. What exceeds it is damage like any other.
+struct Limits {
+    uint64_t memory = 256 << 20;  // bytes: what a record may inflate to, a path take, and the patterns of a page
+};
 struct DrawOptions {
     double dots_per_inch = 150;
     uint64_t memory = 256 << 20;  // bytes that the canvas may take; a larger page is drawn in bands
@@ -130,7 +133,7 @@ struct DrawOptions {
 struct PdfOptions {
     std::vector<size_t> pages = {};  // from 0, in this order; none: all
     double dots_per_inch = 300;      // of what must be pixels
-    uint64_t memory = 256 << 20;     // of such a page of pixels
+    uint64_t memory = 256 << 20;     // bytes: of such a page of pixels, a page's pictures, and as in Limits
     Report report = {};
     std::string title = {};  // UTF-8; empty: the document's
 };
@@ -139,8 +142,11 @@ class KARVO_API Job {
 public:
     // A file, or "-" for standard input. Throws Error for what does not begin as a job does.
     static Job open(const std::string& path);
-    // Bytes that stay the caller's as long as the job is there.
+    static Job open(const std::string& path, const Limits& limits);
+    // Bytes that stay the caller's, and as they are, as long as the job is there: of a file that is mapped into memory
+    // and cut short by somebody the system raises SIGBUS.
     static Job of(Bytes bytes);
+    static Job of(Bytes bytes, const Limits& limits);
     Job(Job&& other) noexcept;
     Job& operator=(Job&& other) noexcept;
     ~Job();
