@@ -47,7 +47,7 @@ void render_job(Bytes file, const RenderOptions& options, Reports& reports) {
                                  choose_pages(options, std::min(map.pages().size(), summary.pages.size()))};
     const bool one_file = options.format == RenderOptions::Format::Pdf;
     if (!one_file && rendering.pages.size() > 1 && rendering.name_of(0) == rendering.name_of(1)) {
-        throw std::runtime_error("several pages need a name with %d: " + options.output);
+        throw std::runtime_error("several pages need files of their own, with %d in the name: " + options.output);
     }
     if (one_file) write_pdf(rendering);
     if (options.format == RenderOptions::Format::Svg) write_svgs(rendering);

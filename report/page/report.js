@@ -232,7 +232,7 @@
     byId('unlisted').hidden = !found || !found.more;
     if (found && found.more) {
       byId('unlisted').textContent = `${count(found.more, 'further record')} not listed here. All of them: ` +
-          `kvjob dump --page ${state.page} ${job.name}`;
+          `kvjob dump --pages ${state.page} ${job.name}`;
     }
     relist();
   }

@@ -94,7 +94,7 @@ void exercise(Bytes job) {
     });
     expect_answer([&] { print_info(read_info(job), out.get()); });
     expect_answer([&] { dump_job(job, std::nullopt, out.get()); });
-    expect_answer([&] { dump_job(job, 1, out.get()); });
+    expect_answer([&] { dump_job(job, std::set<size_t>{1}, out.get()); });
     expect_answer([&] {
         const JobMap map(job);
         FontStore fonts(map);

@@ -53,6 +53,13 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"check job", 0, "sound"},
         {"info job", 0, "pages: 3"},
         {"dump --page 1 job", 0, "brush definition"},
+        {"dump --pages 9 job", 1, "--pages 9: the document has 3 pages"},
+        {"render --format png -o - job", 1, "several pages need files of their own"},
+        {"render --format png --pages 2 -o - job", 0, "\x89PNG"},
+        {"render --format pdf -o - - <job", 0, "%PDF"},
+        {"report -o - job", 0, "<!DOCTYPE html>"},
+        {"recover -o - - <damaged", 3, "KARV"},
+        {"pages -o - --pages 2 - job <job", 0, "KARV"},
         {"--help", 0, "usage"},
         {"text - <job", 0, "\f"},
         {"info - <job", 0, "program"},
@@ -89,7 +96,7 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"info none", 1, "cannot read the file"},
         {"info .", 1, "cannot read the file"},
         {"images --out /proc/none job", 1, "kvjob: "},
-        {"dump job --page", 2, "--page needs a value"},
+        {"dump job --page", 2, "--pages needs a value"},
     };
     for (const auto& [arguments, code, words] : cases) {
         EXPECT_EQ(run(arguments), code) << arguments;

@@ -56,7 +56,9 @@ TEST(Options, OfTheReader) {
     EXPECT_EQ(drawn.render.format, kvjob::RenderOptions::Format::Svg);
     EXPECT_EQ(drawn.render.threads, 3u);
     EXPECT_EQ(drawn.render.dots_per_inch, 72.5);
-    EXPECT_EQ(parsed(kvjob::describe, {"dump", "--json", "--page", "2", "a.kv"}).page, 2u);
+    EXPECT_EQ(parsed(kvjob::describe, {"render", "--format", "pdf", "-o", "-", "a"}).render.format,
+              kvjob::RenderOptions::Format::Pdf);
+    EXPECT_EQ(parsed(kvjob::describe, {"dump", "--json", "--page", "2", "a.kv"}).pages(3), (std::vector<size_t>{2}));
 }
 
 TEST(Options, OfTheDispatcher) {
@@ -153,10 +155,10 @@ TEST(Programs, TellUsageFaults) {
         {"kvjob", "chekc job", "no such command: chekc; nearest: check; see kvjob --help"},
         {"kvjob", "check", "JOB.kv is required; see kvjob check --help"},
         {"kvjob", "recover --json job", "no such option: --json; see kvjob recover --help"},
-        {"kvjob", "dump --page 0 job", "--page: from 1 to 1000000000, not 0; see kvjob dump --help"},
+        {"kvjob", "dump --page 0 job", "--pages: from 1 to 1000000000, not 0; see kvjob dump --help"},
         {"kvjob", "recover job", "--output is required; see kvjob recover --help"},
         {"kvjob", "render job -o page.gif",
-         "--output: neither .png nor .svg nor .pdf: page.gif; see kvjob render --help"},
+         "--output: neither .png nor .svg nor .pdf, and no --format: page.gif; see kvjob render --help"},
         {"kvdisp12", "--lgo x", "no such option: --lgo; nearest: --log; see kvdisp12 --help"},
         {"kvdisp12", "/job=x", "/job: not a number: x; see kvdisp12 --help"},
         {"kvdisp12", "job", "unexpected: job; see kvdisp12 --help"},

@@ -16,7 +16,8 @@ bool write_check(const Options& options, Bytes file, JsonWriter& json) {
 void write_dump(const Options& options, Bytes file, JsonWriter& json) {
     BodyReader bodies(options.memory());
     json.begin_list("records");
-    for_each_record(file, options.page, [&](const Record& record) { json.item(record_json(record, bodies)); });
+    for_each_record(file, wanted_pages(options, file),
+                    [&](const Record& record) { json.item(record_json(record, bodies)); });
 }
 
 void write_fonts(const Options& options, Bytes file, const OpenOutput& open, Reports& reports, JsonWriter& json) {
@@ -49,10 +50,9 @@ void write_images(const Options& options, Bytes file, const OpenOutput& open, Re
 void write_text(const Options& options, Bytes file, Reports& reports, JsonWriter& json) {
     const JobMap map(file, options.memory());
     FontStore fonts(map);
-    const auto [first, end] = text_pages(options, map.pages().size());
     json.begin_list("pages");
-    for (size_t page = first; page < end; ++page) {
-        json.item({{"page", page + 1}, {"lines", lines_json(page_words(map, fonts, page, reports))}});
+    for (const size_t page : chosen_pages(options, map.pages().size())) {
+        json.item({{"page", page}, {"lines", lines_json(page_words(map, fonts, page - 1, reports))}});
     }
     if (map.broken()) throw *map.broken();
 }

@@ -3,10 +3,8 @@
 
 #include <filesystem>
 #include <list>
-#include <numeric>
 
 #include "drawing/page_words.h"
-#include "reader/dump.h"
 #include "reader/job_file.h"
 #include "reader/join.h"
 #include "report/html_report.h"
@@ -82,10 +80,10 @@ void run_images(const Options& options, Bytes file, Reports& reports) {
 void run_text(const Options& options, Bytes file, Reports& reports) {
     const JobMap map(file, options.memory());
     FontStore fonts(map);
-    const auto [first, end] = text_pages(options, map.pages().size());
-    for (size_t page = first; page < end; ++page) {
-        std::fputs(page_text(map, fonts, page, reports).c_str(), stdout);
-        if (!options.page) std::fputc('\f', stdout);
+    const std::vector<size_t> pages = chosen_pages(options, map.pages().size());
+    for (const size_t page : pages) {
+        std::fputs(page_text(map, fonts, page - 1, reports).c_str(), stdout);
+        if (!options.pages || pages.size() > 1) std::fputc('\f', stdout);
     }
     if (map.broken()) throw *map.broken();
 }
@@ -188,7 +186,7 @@ int run_command(const Options& options, const std::string& name, const Input& in
     if (command == "report") return run_report(options, name, input);
     Reports reports(stderr);
     if (command == "info") run_info(options, name, file);
-    if (command == "dump") dump_job(file, options.page, stdout, options.memory());
+    if (command == "dump") dump_job(file, wanted_pages(options, file), stdout, options.memory());
     if (command == "images") run_images(options, file, reports);
     if (command == "text") run_text(options, file, reports);
     if (command == "fonts") run_fonts(options, file, reports);
@@ -243,9 +241,7 @@ int run_pages(const Options& options) {
         if (read == kFailed) return kFailed;
         code = std::max(code, read);
     }
-    std::vector<size_t> numbers(join.pages());
-    std::iota(numbers.begin(), numbers.end(), size_t{1});
-    if (options.pages) numbers = options.pages(join.pages());
+    const std::vector<size_t> numbers = chosen_pages(options, join.pages());
     FileOutput out(options.output, options.jobs);
     join.write(numbers, out, [&](size_t job, uint64_t offset, const std::string& what) {
         tell_fault(options.jobs[job], offset, "left out: " + what);

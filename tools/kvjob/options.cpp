@@ -8,13 +8,16 @@
 #include <zlib.h>
 
 #include <nlohmann/json.hpp>
+#include <numeric>
 
+#include "reader/job_map.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
 
 namespace kvjob {
 namespace {
 
+using kv::cli::add_choice;
 using kv::cli::add_examples;
 using kv::cli::add_value;
 
@@ -48,16 +51,6 @@ CLI::App& add_command(CLI::App& app, const std::string& name, const std::string&
     return command;
 }
 
-void add_page(CLI::App& command, Options& options) {
-    constexpr uint32_t kMost = 1'000'000'000;
-    add_value(
-        command, "--page", "N",
-        [&](const std::string& text) {
-            options.page = static_cast<uint32_t>(kv::cli::parse_whole(text, "--page", 1, kMost));
-        },
-        "only this page, from 1");
-}
-
 void add_memory(CLI::App& command, RenderOptions& render, const std::string& purpose) {
     add_value(
         command, "--memory", "BYTES",
@@ -69,6 +62,17 @@ void add_memory(CLI::App& command, RenderOptions& render, const std::string& pur
         purpose);
 }
 
+using ChoosePages = std::function<std::vector<size_t>(size_t count)>;
+
+// names: without more of it, "--pages".
+void add_pages(CLI::App& command, ChoosePages& pages, const std::string& purpose,
+               const std::string& names = "--pages") {
+    add_value(
+        command, names, "LIST",
+        [&](const std::string& list) { pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvjob"); },
+        purpose + ": 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
+}
+
 void describe_listings(CLI::App& app, Options& options) {
     CLI::App& info = add_command(app, "info", "Tells what a job holds.", options, Jobs::Several);
     add_examples(info, {"kvjob info report.kv", "kvjob info - < report.kv", "kvjob info --json *.kv"});
@@ -76,21 +80,21 @@ void describe_listings(CLI::App& app, Options& options) {
         add_command(app, "check", "Tells every fault of a job with its place in the file.", options, Jobs::Several);
     add_examples(check, {"kvjob check report.kv", "kvjob check *.kv"});
     CLI::App& dump = add_command(app, "dump", "Lists the records of a job.", options);
-    add_page(dump, options);
-    add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --page 2 report.kv"});
+    add_pages(dump, options.pages, "of which pages, in the job's order", "--pages,--page");
+    add_examples(dump, {"kvjob dump report.kv", "kvjob dump --json --pages 2 report.kv"});
     CLI::App& text = add_command(app, "text", "Writes a job's text in reading order.", options, Jobs::Several);
-    add_page(text, options);
-    add_examples(text, {"kvjob text report.kv"});
+    add_pages(text, options.pages, "of which pages, in this order; one alone without a form feed", "--pages,--page");
+    add_examples(text, {"kvjob text report.kv", "kvjob text --pages last report.kv"});
 }
 
 void describe_extractions(CLI::App& app, Options& options) {
     CLI::App& images = add_command(
         app, "images", "Lists a job's bitmaps, or extracts them: as PNG files, and JPEG streams as they are.", options);
-    add_value(images, "--out", "DIR", options.out, "the folder for them; it is made where there is none");
-    add_examples(images, {"kvjob images report.kv", "kvjob images --out pictures report.kv"});
+    add_value(images, "-o,--output,--out", "DIR", options.out, "the folder for them; it is made where there is none");
+    add_examples(images, {"kvjob images report.kv", "kvjob images -o pictures report.kv"});
     CLI::App& fonts = add_command(app, "fonts", "Lists a job's fonts.", options);
-    add_value(fonts, "--extract", "DIR", options.out, "the folder for the font files that the job carries");
-    add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts --extract fonts report.kv"});
+    add_value(fonts, "-o,--output,--extract", "DIR", options.out, "the folder for the font files that the job carries");
+    add_examples(fonts, {"kvjob fonts report.kv", "kvjob fonts -o fonts report.kv"});
 }
 
 void describe_recover(CLI::App& app, Options& options) {
@@ -100,15 +104,6 @@ void describe_recover(CLI::App& app, Options& options) {
                                     options);
     add_value(recover, "-o,--output", "NEW.kv", options.output, "the new job")->required();
     add_examples(recover, {"kvjob recover -o saved.kv damaged.kv"});
-}
-
-using ChoosePages = std::function<std::vector<size_t>(size_t count)>;
-
-void add_pages(CLI::App& command, ChoosePages& pages, const std::string& purpose) {
-    add_value(
-        command, "--pages", "LIST",
-        [&](const std::string& list) { pages = kv::cli::page_chooser(kv::cli::PageList(list, "--pages"), "kvjob"); },
-        purpose + ": 1-3,7, 5-, last, r2 (the second from the end), 9-1, odd, even, reverse");
 }
 
 void describe_pages(CLI::App& app, Options& options) {
@@ -136,24 +131,33 @@ void add_title(CLI::App& command, RenderOptions& render) {
     add_value(command, "--title", "TEXT", render.title, "the title of a PDF file, in place of the document's name");
 }
 
+constexpr std::pair<const char*, RenderOptions::Format> kFormats[] = {
+    {"png", RenderOptions::Format::Png}, {"svg", RenderOptions::Format::Svg}, {"pdf", RenderOptions::Format::Pdf}};
+
+std::optional<RenderOptions::Format> format_of(const std::string& word) {
+    const auto* found = std::ranges::find(kFormats, word, [](const auto& known) { return std::string(known.first); });
+    return found == std::end(kFormats) ? std::nullopt : std::optional(found->second);
+}
+
 void describe_render(CLI::App& app, Options& options) {
     RenderOptions& drawing = options.render;
     CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
-    auto take_output = [&drawing](const std::string& name) {
-        using Format = RenderOptions::Format;
-        if (name.ends_with(".png"))
-            drawing.format = Format::Png;
-        else if (name.ends_with(".svg"))
-            drawing.format = Format::Svg;
-        else if (name.ends_with(".pdf"))
-            drawing.format = Format::Pdf;
-        else
-            throw kv::cli::UsageError("--output: neither .png nor .svg nor .pdf: " + name);
-        drawing.output = name;
-    };
-    add_value(render, "-o,--output", "FILE", take_output,
-              "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one")
+    add_value(render, "-o,--output", "FILE", drawing.output,
+              "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one; - is standard output, for one page "
+              "or a PDF file")
         ->required();
+    std::vector<std::string> words;
+    for (const auto& [word, format] : kFormats) words.emplace_back(word);
+    auto take_format = [&drawing](const std::string& word) { drawing.format = *format_of(word); };
+    CLI::Option* given =
+        add_choice(render, "--format", words, take_format, "what is drawn, where the file's name does not end in it");
+    render.final_callback([&drawing, given] {
+        if (!given->empty()) return;
+        const auto format = format_of(drawing.output.substr(drawing.output.rfind('.') + 1));
+        if (!format)
+            throw kv::cli::UsageError("--output: neither .png nor .svg nor .pdf, and no --format: " + drawing.output);
+        drawing.format = *format;
+    });
     add_resolution(render, drawing, "dots per inch: of PNG files (150), or of what must be pixels in the others (300)");
     add_memory(render, drawing, "what drawing may take (256M); larger pages are drawn in bands");
     drawing.threads = 0;
@@ -169,7 +173,8 @@ void describe_render(CLI::App& app, Options& options) {
     add_examples(render, {"kvjob render -o page-%03d.png report.kv",
                           "kvjob render -r 300 --pages 2-,1 -j 4 -o page-%d.png "
                           "report.kv",
-                          "kvjob render -o page-%d.svg report.kv"});
+                          "kvjob render -o page-%d.svg report.kv",
+                          "kvjob render --format png --pages 1 -o - report.kv | display -"});
 }
 
 void describe_pdf(CLI::App& app, Options& options) {
@@ -200,10 +205,17 @@ void describe_report(CLI::App& app, Options& options) {
 
 }  // namespace
 
-std::pair<size_t, size_t> text_pages(const Options& options, size_t count) {
-    if (!options.page) return {0, count};
-    if (*options.page > count) throw std::runtime_error("no such page; the job has " + std::to_string(count));
-    return {*options.page - 1, *options.page};
+std::vector<size_t> chosen_pages(const Options& options, size_t count) {
+    if (options.pages) return options.pages(count);
+    std::vector<size_t> all(count);
+    std::iota(all.begin(), all.end(), size_t{1});
+    return all;
+}
+
+WantedPages wanted_pages(const Options& options, Bytes file) {
+    if (!options.pages) return std::nullopt;
+    const std::vector<size_t> pages = options.pages(JobMap(file).pages().size());
+    return std::set<size_t>(pages.begin(), pages.end());
 }
 
 void describe(CLI::App& app, Options& options) {

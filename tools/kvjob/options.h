@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drawing/render_job.h"
+#include "reader/dump.h"
 #include "tools/common/command_line.h"
 
 namespace kvjob {
@@ -15,9 +16,8 @@ struct Options {
     std::string command;
     std::vector<std::string> jobs;  // one; check, info, text, pages: one or more; "-" is standard input
     bool json = false;              // info, check, dump, fonts, images, text
-    std::optional<uint32_t> page;   // dump, text: from 1
     RenderOptions render;
-    std::function<std::vector<size_t>(size_t count)> pages;  // pages, report: which of so many
+    std::function<std::vector<size_t>(size_t count)> pages;  // dump, text, report, pages: which of so many, from 1
     std::string output;                                      // recover, pages: the new job; report
     bool recover = false;                                    // reads what can be had of a damaged job
     std::string out;                                         // images, fonts: the folder
@@ -28,7 +28,10 @@ struct Options {
 
 void describe(CLI::App& app, Options& options);
 
-// Which pages text tells, from 0, the end exclusive. Throws std::runtime_error where there is no such page.
-std::pair<size_t, size_t> text_pages(const Options& options, size_t count);
+// The pages that were chosen of so many, from 1; all, where none were. Throws std::runtime_error where there is no such
+// page.
+std::vector<size_t> chosen_pages(const Options& options, size_t count);
+// Of a job, for dump.
+WantedPages wanted_pages(const Options& options, Bytes file);
 
 }  // namespace kvjob
