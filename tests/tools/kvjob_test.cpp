@@ -76,6 +76,8 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"render -o full.svg --pages 1 job", 1, "cannot write full.svg: No space left on device"},
         {"pdf -o - job >/dev/full", 1, "cannot write standard output: No space left on device"},
         {"pdf -o - --title Other job", 0, "/Title (Other)"},
+        {"render -o - --pages 2 job", 0, "PNG"},
+        {"render -o - job", 1, "several pages need a name with %d: -"},
         {"pdf -o job job", 1, "cannot write job: it is the input"},
         {"pages -o full.kv job", 1, "cannot write full.kv: No space left on device"},
         {"render --pages 1 -o full.png job", 1, "cannot write full.png: No space left on device"},

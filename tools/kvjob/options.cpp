@@ -146,7 +146,7 @@ void describe_render(CLI::App& app, Options& options) {
     CLI::App& render = add_command(app, "render", "Draws a job's pages into pictures or a PDF file.", options);
     auto take_output = [&drawing](const std::string& name) {
         using Format = RenderOptions::Format;
-        if (name.ends_with(".png"))
+        if (name.ends_with(".png") || name == "-")
             drawing.format = Format::Png;
         else if (name.ends_with(".svg"))
             drawing.format = Format::Svg;
@@ -156,8 +156,9 @@ void describe_render(CLI::App& app, Options& options) {
             throw kv::cli::UsageError("--output: neither .png nor .svg nor .pdf: " + name);
         drawing.output = name;
     };
-    add_value(render, "-o,--output", "FILE", take_output,
-              "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one")
+    add_value(
+        render, "-o,--output", "FILE", take_output,
+        "page-%d.png or page-%d.svg: a picture a page; NAME.pdf: all in one; - is standard output, for one page as PNG")
         ->required();
     add_resolution(render, drawing, "dots per inch: of PNG files (150), or of what must be pixels in the others (300)");
     add_memory(render, drawing, "what drawing may take (256M); larger pages are drawn in bands");
