@@ -51,8 +51,9 @@ foreach(component tools print dispatcher library development)
   install(FILES ${changes}.gz ${CMAKE_SOURCE_DIR}/THIRD-PARTY.md DESTINATION ${documents} COMPONENT ${component})
 endforeach()
 set(documents ${CMAKE_INSTALL_DATADIR}/doc)
-install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering.md docs/limits.md docs/json.md docs/kvjob.schema.json
+install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering.md docs/limits.md docs/report.md docs/json.md docs/kvjob.schema.json
   ${CMAKE_BINARY_DIR}/sbom.cdx.json DESTINATION ${documents}/karvo-tools COMPONENT tools)
+install(FILES docs/dispatcher.md DESTINATION ${documents}/karvo-dispatcher COMPONENT dispatcher)
 install(FILES docs/job-format.md DESTINATION ${documents}/libkvjob-dev COMPONENT development)
 install(DIRECTORY docs/example DESTINATION ${documents}/libkvjob-dev COMPONENT development
   FILES_MATCHING PATTERN "*.cpp" PATTERN "CMakeLists.txt")
