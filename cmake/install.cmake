@@ -21,7 +21,7 @@ foreach(page kvprint.1 kvjob.1 kvdisp12.1 kv.5)
 endforeach()
 set(changes ${CMAKE_BINARY_DIR}/changelog)
 add_custom_command(OUTPUT ${changes}
-  COMMAND ${CMAKE_SOURCE_DIR}/scripts/make-debian-changelog ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${changes}
+  COMMAND ${CMAKE_SOURCE_DIR}/scripts/make-debian-changelog ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${KV_MAINTAINER} ${changes}
   DEPENDS ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${CMAKE_SOURCE_DIR}/scripts/make-debian-changelog VERBATIM)
 kv_compressed(${changes} ${changes}.gz)
 add_custom_target(install_files ALL DEPENDS ${compressed} ${changes}.gz)
@@ -51,8 +51,9 @@ foreach(component tools print dispatcher library development)
   install(FILES ${changes}.gz ${CMAKE_SOURCE_DIR}/THIRD-PARTY.md DESTINATION ${documents} COMPONENT ${component})
 endforeach()
 set(documents ${CMAKE_INSTALL_DATADIR}/doc)
-install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering.md docs/limits.md docs/json.md docs/kvjob.schema.json
+install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering.md docs/limits.md docs/report.md docs/json.md docs/kvjob.schema.json
   ${CMAKE_BINARY_DIR}/sbom.cdx.json DESTINATION ${documents}/karvo-tools COMPONENT tools)
+install(FILES docs/dispatcher.md DESTINATION ${documents}/karvo-dispatcher COMPONENT dispatcher)
 install(FILES docs/job-format.md DESTINATION ${documents}/libkvjob-dev COMPONENT development)
 install(DIRECTORY docs/example DESTINATION ${documents}/libkvjob-dev COMPONENT development
   FILES_MATCHING PATTERN "*.cpp" PATTERN "CMakeLists.txt")
@@ -72,7 +73,6 @@ install(PROGRAMS ${packaging}/desktop/open-job ${packaging}/desktop/thumbnail
 foreach(unit user/karvo-dispatcher.service system/karvo-dispatcher@.service)
   cmake_path(GET unit FILENAME name)
   cmake_path(GET unit PARENT_PATH manager)
-  if(EXISTS ${packaging}/systemd/${name})
-    install(FILES ${packaging}/systemd/${name} DESTINATION lib/systemd/${manager} COMPONENT dispatcher)
-  endif()
+  configure_file(${packaging}/systemd/${name}.in ${CMAKE_BINARY_DIR}/systemd/${name} @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/systemd/${name} DESTINATION lib/systemd/${manager} COMPONENT dispatcher)
 endforeach()

@@ -31,6 +31,8 @@ std::optional<int> leave_system_account(DWORD session);
 std::vector<std::string> command_line(int argc, char** argv);
 // The folder of the state, the outbox and the log where no other is given; it exists.
 std::string default_folder();
+// The outbox that the registry of Windows names; empty where it names none.
+std::string registered_outbox();
 // The state folders of all users, for an administrator: those that `pattern` gives, with %u in it, or the defaults'.
 std::vector<std::string> state_folders_of_all(const std::string& pattern);
 // The file of settings where no other is given: this user's, or else the machine's.

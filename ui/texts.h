@@ -42,6 +42,7 @@ enum UiText : UINT {
     kTextSetting = 13040,  // the page of defaults
     kTextDefaultValue,
     kTextEnforced,
+    kTextOutbox,
     kTextNotSet,
     kTextCompression,
     kTextLossless,
@@ -50,6 +51,7 @@ enum UiText : UINT {
     kTextBadSize = 13050,
     kTextBadNumber,  // the lowest and the highest number
     kTextBadPaper,
+    kTextBadFolder,
 };
 
 // Empty where the library lacks the text.

@@ -63,6 +63,8 @@ std::vector<std::string> command_line(int argc, char** argv) { return {argv + 1,
 
 std::string default_folder() { return kv::host::user_data_folder(); }
 
+std::string registered_outbox() { return {}; }
+
 std::vector<std::string> state_folders_of_all(const std::string& pattern) {
     if (!pattern.empty()) return folders_like(pattern);
     std::vector<std::string> folders;

@@ -7,6 +7,7 @@
 #include "dispatcher/store.h"
 #include "dispatcher/windows/handles.h"
 #include "platform/windows/system_library.h"
+#include "settings/outbox.h"
 
 namespace kvdisp12 {
 namespace {
@@ -151,6 +152,12 @@ std::vector<std::string> command_line(int, char**) {
 std::string default_folder() {
     const std::string base = known_folder(FOLDERID_LocalAppData);
     return base.empty() ? full_path("karvo") : base + "\\karvo";
+}
+
+std::string registered_outbox() {
+    kv::PathText folder;
+    kv::read_outbox(folder);
+    return to_utf8(folder.c_str());
 }
 
 std::vector<std::string> state_folders_of_all(const std::string& pattern) {

@@ -159,6 +159,7 @@ TEST(Programs, TellUsageFaults) {
         {"kvjob", "recover job", "--output is required; see kvjob recover --help"},
         {"kvjob", "render job -o page.gif",
          "--output: neither .png nor .svg nor .pdf, and no --format: page.gif; see kvjob render --help"},
+        {"kvjob", "--json info job", "--json comes after the command; see kvjob info --help"},
         {"kvdisp12", "--lgo x", "no such option: --lgo; nearest: --log; see kvdisp12 --help"},
         {"kvdisp12", "/job=x", "/job: not a number: x; see kvdisp12 --help"},
         {"kvdisp12", "job", "unexpected: job; see kvdisp12 --help"},

@@ -44,7 +44,7 @@ struct Page {
 constexpr Page kPages[] = {{kTextPaper, kTextTray},
                            {kTextResolution, kTextDownsampleMonoDpi},
                            {kTextDefaultFont, kTextCaptureFonts},
-                           {kTextSetting, kTextEnforced}};
+                           {kTextSetting, kTextOutbox}};
 
 TEST(UiTexts, AreTheSameInAllLanguages) {
     for (const Texts* texts : {&kGerman, &kJapanese}) {

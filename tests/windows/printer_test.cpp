@@ -132,6 +132,27 @@ void press(std::initializer_list<WORD> keys) {
     Sleep(100);
 }
 
+void type(const WCHAR* text) {
+    for (const WCHAR* unit = text; *unit; ++unit) {
+        INPUT inputs[2] = {};
+        for (INPUT& input : inputs) {
+            input.type = INPUT_KEYBOARD;
+            input.ki.wScan = *unit;
+            input.ki.dwFlags = KEYEVENTF_UNICODE | (&input == inputs ? 0 : KEYEVENTF_KEYUP);
+        }
+        SendInput(2, inputs, sizeof(INPUT));
+    }
+    Sleep(100);
+}
+
+std::wstring named_outbox() {
+    WCHAR folder[MAX_PATH] = {};
+    DWORD size = sizeof folder;
+    RegGetValueW(HKEY_CURRENT_USER, L"Software\\Velmora Software\\Karvo12", L"Outbox", RRF_RT_REG_SZ, nullptr, folder,
+                 &size);
+    return folder;
+}
+
 struct SheetTest : PrinterTest {
     HWND open() {
         properties(DM_OUT_BUFFER);
@@ -152,6 +173,15 @@ struct SheetTest : PrinterTest {
         Sleep(500);
         SetForegroundWindow(dialog);
         return dialog;
+    }
+    // The window that has come before the sheet; null where none comes.
+    static HWND wait_for_another(HWND sheet) {
+        HWND window = nullptr;
+        for (int i = 0; i < 150 && (!window || window == sheet); ++i) {
+            Sleep(20);
+            window = GetForegroundWindow();
+        }
+        return window == sheet ? nullptr : window;
     }
     // A test that has failed leaves no thread behind.
     void TearDown() override {
@@ -188,8 +218,9 @@ TEST_F(SheetTest, GivesNothingWhenItIsCancelled) {
     EXPECT_EQ(out.dmSize, 0);
 }
 
-// The page of defaults, in the system's host of sheets: landscape is enforced, and then it is not.
-TEST_F(SheetTest, EnforcesAValue) {
+// The page of defaults, in the system's host of sheets: landscape is enforced and the outbox named, and then no more.
+TEST_F(SheetTest, EnforcesAValueAndNamesTheOutbox) {
+    constexpr WCHAR kOutbox[] = L"C:\\Jobs\\%u";
     using ShowSheet = LONG WINAPI(HWND, PFNPROPSHEETUI, LPARAM, DWORD*);
     auto* show = reinterpret_cast<ShowSheet*>(
         reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"compstui.dll"), "CommonPropertySheetUIW")));
@@ -199,14 +230,24 @@ TEST_F(SheetTest, EnforcesAValue) {
     DEVICEPROPERTYHEADER request = {sizeof request, 0, printer, const_cast<WCHAR*>(kPrinter)};
     for (const auto& [choose, orientation] : {std::pair(VK_END, DMORIENT_LANDSCAPE), {VK_HOME, DMORIENT_PORTRAIT}}) {
         shower = std::thread([&] { show(nullptr, pages, reinterpret_cast<LPARAM>(&request), nullptr); });
-        ASSERT_NE(wait_for_dialog(), nullptr);
+        HWND sheet = wait_for_dialog();
+        ASSERT_NE(sheet, nullptr);
         press({VK_MENU, 'S'});  // the list of settings
         press({VK_HOME});
         press({VK_DOWN});  // orientation
         press({VK_MENU, 'V'});
         press({static_cast<WORD>(choose)});  // landscape is the last value, and none the first
         if (choose == VK_END) press({VK_MENU, 'E'});
+        press({VK_MENU, 'O'});
+        type(L"jobs");
+        press({VK_RETURN});
+        const HWND message = wait_for_another(sheet);
+        EXPECT_TRUE(message) << "the name alone is taken";
+        if (message) press({VK_RETURN});
+        press({VK_DELETE});  // the entry is selected again
+        if (choose == VK_END) type(kOutbox);
         close(VK_RETURN);
+        EXPECT_EQ(named_outbox(), choose == VK_END ? kOutbox : L"");
         in = {};
         ASSERT_EQ(properties(DM_OUT_BUFFER), IDOK);
         EXPECT_EQ(out.dmOrientation, orientation);

@@ -40,7 +40,9 @@ bool is_option(const std::string& word) { return word.size() > 1 && word.starts_
 std::string unknown(const CLI::App& command, const std::string& word) {
     if (is_option(word)) {
         const std::string name = word.substr(0, word.find('='));
-        return "no such option: " + name + hint_at_nearest(name, options_of(command));
+        const std::vector<std::string> known = options_of(command);
+        if (std::ranges::find(known, name) != known.end()) return name + " comes after the command";
+        return "no such option: " + name + hint_at_nearest(name, known);
     }
     std::vector<std::string> commands;
     for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; })) {

@@ -125,7 +125,8 @@ void describe(CLI::App& app, Options& options) {
         "once), /source=TEXT /job=N /housekeeping=none|minimal (who started it, and for what)")
         ->allow_extra_args();
     add_value(app, "--outbox", "DIR", options.outbox,
-              "where jobs go (default: outbox in the state folder); %u stands for the user's id");
+              "where jobs go (default: what the registry of Windows names, or outbox in the state folder); %u stands "
+              "for the user's id");
     add_value(app, "--state", "DIR", options.state,
               "where the journal and jobs that wait lie (default: karvo in the user's data directory); %u as above");
     add_value(

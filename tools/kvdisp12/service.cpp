@@ -168,7 +168,8 @@ std::string state_folder(const Options& options) {
 }
 
 std::string outbox_folder(const Options& options) {
-    return options.outbox.empty() ? folder_in(state_folder(options), "outbox") : with_user_id(options.outbox);
+    const std::string named = options.outbox.empty() ? registered_outbox() : options.outbox;
+    return named.empty() ? folder_in(state_folder(options), "outbox") : with_user_id(named);
 }
 
 int look_once(const Options& options) {

@@ -32,3 +32,4 @@
 #define KV_SETTING 240
 #define KV_VALUE 241
 #define KV_ENFORCED 242
+#define KV_OUTBOX 243

@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "settings/outbox.h"
 #include "support/process_state.h"
 #include "ui/windows/dialogs.h"
 #include "ui/windows/page.h"
@@ -148,7 +149,7 @@ UiText name_of(Setting setting) {
 }
 
 // The printer's defaults and enforced values: one setting is chosen, and its value and whether it is enforced are
-// shown.
+// shown. And the outbox, which is the same for all printers.
 class DefaultsPage : public Page {
 public:
     explicit DefaultsPage(Sheet& sheet) : Page(sheet, KV_DIALOG_DEFAULTS, kTextDefaultsPage) {}
@@ -176,6 +177,11 @@ private:
         }
         SendDlgItemMessageW(dialog, KV_SETTING, LB_SETCURSEL, 0, 0);
         show_setting(dialog);
+        set_label(dialog, KV_OUTBOX, kTextOutbox);
+        read_outbox(shown_outbox_);
+        outbox_.assign(shown_outbox_.c_str());
+        SendDlgItemMessageW(dialog, KV_OUTBOX, EM_SETLIMITTEXT, kPathCapacity - 1, 0);
+        SetDlgItemTextW(dialog, KV_OUTBOX, outbox_.c_str());
     }
 
     size_t selected(HWND dialog) const {
@@ -204,6 +210,7 @@ private:
     }
 
     void changed(HWND dialog, int control, int) override {
+        if (control == KV_OUTBOX) return;
         if (control == KV_SETTING) return show_setting(dialog);
         Stored& stored = stored_[selected(dialog)];
         stored.value = chosen(GetDlgItem(dialog, KV_VALUE), stored.value);
@@ -211,10 +218,19 @@ private:
         stored.changed = true;
         EnableWindow(GetDlgItem(dialog, KV_ENFORCED), stored.value != kNotSet);
     }
-    bool take(HWND) override { return true; }
+    bool take(HWND dialog) override {
+        GetDlgItemTextW(dialog, KV_OUTBOX, outbox_.data(), kPathCapacity);
+        if (outbox_.empty() || is_full_path(outbox_.c_str())) return true;
+        UiLine why;
+        load_text(kTextBadFolder, why);
+        return refuse_entry(dialog, KV_OUTBOX, why.c_str());
+    }
 
     // A value stands in one of the layers.
     void apply() override {
+        if (!same_text_ignoring_case(outbox_.c_str(), shown_outbox_.c_str()) && write_outbox(outbox_.c_str())) {
+            shown_outbox_.assign(outbox_.c_str());
+        }
         const WCHAR* printer = sheet_.printer_name.c_str();
         for (size_t i = 0; i < std::size(stored_); ++i) {
             Stored& stored = stored_[i];
@@ -231,6 +247,7 @@ private:
     }
 
     Stored stored_[std::size(kStoredSettings)];
+    PathText shown_outbox_, outbox_;
 };
 
 template <class PageType, class... Arguments>
