@@ -29,12 +29,17 @@ find_package(nlohmann_json REQUIRED)
 kv_module(reader LINKS ZLIB::ZLIB JPEG::JPEG nlohmann_json::nlohmann_json)
 kv_module(drawing LINKS kv_reader PNG::PNG Freetype::Freetype Fontconfig::Fontconfig PkgConfig::CAIRO)
 kv_module(report LINKS kv_drawing)
-set(report_files report.html report.css report.js)
-list(TRANSFORM report_files PREPEND ${CMAKE_SOURCE_DIR}/report/page/)
+set(page ${CMAKE_SOURCE_DIR}/report/page)
+set(report_script ${CMAKE_BINARY_DIR}/generated/report.js)
+set(report_files ${page}/report.html ${page}/report.css ${report_script})
+set(script_parts base.js pages.js records.js search.js sections.js frame.js)
+list(TRANSFORM script_parts PREPEND ${page}/)
 set(report_page ${CMAKE_BINARY_DIR}/generated/report_page.h)
-add_custom_command(OUTPUT ${report_page} VERBATIM
+add_custom_command(OUTPUT ${report_page} ${report_script} VERBATIM
+  COMMAND ${CMAKE_COMMAND} -DSCRIPT=${report_script} "-DPARTS=${script_parts}" -P ${CMAKE_SOURCE_DIR}/cmake/script.cmake
   COMMAND ${CMAKE_COMMAND} -DHEADER=${report_page} "-DFILES=${report_files}" -P ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
-  DEPENDS ${report_files} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake)
+  DEPENDS ${page}/report.html ${page}/report.css ${script_parts} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+    ${CMAKE_SOURCE_DIR}/cmake/script.cmake)
 target_sources(kv_report PRIVATE ${report_page})
 target_include_directories(kv_report PRIVATE ${CMAKE_BINARY_DIR})
 # MuPDF is under the AGPL: it is linked into the programs that print and compare PDF files, which are no part of the
