@@ -4,6 +4,11 @@
 
 namespace kvprint {
 
+std::string Warning::line() const {
+    return (page > 0 ? "page " + std::to_string(page) + ": " : "") + what +
+           (count > 1 ? " (" + std::to_string(count) + " times)" : "");
+}
+
 Warnings::Subject::~Subject() {
     warnings_.subject_ = outer_;
     if (!thing_ || !fault_) return;
@@ -30,15 +35,10 @@ bool Warnings::any_at(int page) const {
     return first != counts_.end() && first->first.first == page;
 }
 
-std::vector<std::string> Warnings::lines() const {
-    std::vector<std::string> lines;
-    for (const auto& [place, count] : counts_) {
-        const auto& [page, what] = place;
-        std::string line = (page > 0 ? "page " + std::to_string(page) + ": " : "") + what;
-        if (count > 1) line += " (" + std::to_string(count) + " times)";
-        lines.push_back(std::move(line));
-    }
-    return lines;
+std::vector<Warning> Warnings::all() const {
+    std::vector<Warning> all;
+    for (const auto& [place, count] : counts_) all.push_back({place.first, place.second, count});
+    return all;
 }
 
 }  // namespace kvprint

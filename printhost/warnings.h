@@ -9,6 +9,14 @@
 
 namespace kvprint {
 
+struct Warning {
+    int page;  // from 1; 0: the whole document
+    std::string what;
+    size_t count;
+
+    std::string line() const;
+};
+
 class Warnings {
 public:
     // What follows is about that page, from 1; 0: about the document.
@@ -57,7 +65,7 @@ public:
 
     bool any() const { return !counts_.empty(); }
     bool any_at(int page) const;
-    std::vector<std::string> lines() const;
+    std::vector<Warning> all() const;  // by page
 
 private:
     int page_ = 0;
