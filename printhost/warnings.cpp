@@ -12,8 +12,10 @@ std::string Warning::line() const {
 Warnings::Subject::~Subject() {
     warnings_.subject_ = outer_;
     if (!thing_ || !fault_) return;
-    const std::string what = std::string(thing_) + ' ' + fault_;
-    warnings_.add(kind_ ? what + " (" + kind_ + ')' : what);
+    std::string what = std::string(thing_) + ' ' + fault_;
+    if (kind_) what += std::string(" (") + kind_ + ')';
+    if (warnings_.refusals() > refusals_) what = std::string(thing_) + " not whole: it needs more memory (--memory)";
+    warnings_.add(what);
 }
 
 // Decoders that meet the end of their data, or bad data, only warn, and the rest is missing. A wrong checksum at the
