@@ -52,7 +52,7 @@ foreach(component tools print dispatcher library development)
 endforeach()
 set(documents ${CMAKE_INSTALL_DATADIR}/doc)
 install(FILES README.md SECURITY.md CHANGELOG.md docs/commands.md docs/rendering.md docs/limits.md docs/report.md docs/json.md docs/kvjob.schema.json
-  ${CMAKE_BINARY_DIR}/sbom.cdx.json DESTINATION ${documents}/karvo-tools COMPONENT tools)
+  docs/kvprint.schema.json ${CMAKE_BINARY_DIR}/sbom.cdx.json DESTINATION ${documents}/karvo-tools COMPONENT tools)
 install(FILES docs/dispatcher.md DESTINATION ${documents}/karvo-dispatcher COMPONENT dispatcher)
 install(FILES docs/job-format.md DESTINATION ${documents}/libkvjob-dev COMPONENT development)
 install(DIRECTORY docs/example DESTINATION ${documents}/libkvjob-dev COMPONENT development

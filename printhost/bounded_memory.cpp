@@ -17,7 +17,10 @@ void* BoundedMemory::allocate(void* self, size_t size) { return reallocate(self,
 void* BoundedMemory::reallocate(void* self, void* block, size_t size) {
     auto& memory = *static_cast<BoundedMemory*>(self);
     const size_t before = malloc_usable_size(block);
-    if (!memory.fits(size, before)) return nullptr;
+    if (!memory.fits(size, before)) {
+        ++memory.refusals_;
+        return nullptr;
+    }
     void* const changed = std::realloc(block, size);
     if (changed) memory.used_ += malloc_usable_size(changed) - before;
     return changed;

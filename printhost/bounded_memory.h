@@ -15,6 +15,8 @@ public:
     BoundedMemory& operator=(const BoundedMemory&) = delete;
 
     const fz_alloc_context* functions() const { return &functions_; }
+    // How often there was not enough. Not each time fails what asked: MuPDF makes room and asks again.
+    size_t refusals() const { return refusals_; }
 
 private:
     static void* allocate(void* self, size_t size);
@@ -23,7 +25,7 @@ private:
     bool fits(size_t size, size_t instead_of) const;
 
     fz_alloc_context functions_;
-    size_t limit_, used_ = 0;
+    size_t limit_, used_ = 0, refusals_ = 0;
 };
 
 }  // namespace kvprint

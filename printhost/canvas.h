@@ -12,6 +12,7 @@
 #include "printhost/held_text.h"
 #include "printhost/letters.h"
 #include "printhost/region.h"
+#include "printhost/warnings.h"
 
 namespace kvprint {
 
@@ -19,7 +20,8 @@ struct Played {
     size_t pages = 0, fills = 0, strokes = 0, texts = 0, images = 0;
     std::map<std::string, size_t> otherwise;  // what was given to the driver as something else than it is, by kind
     LetterCounts letters;
-    std::vector<std::string> warnings;  // what could not be printed, a line each
+    std::vector<Warning> warnings;  // what could not be printed
+    uint64_t bytes = 0;             // of the job; 0 where it is the dispatcher's
 
     size_t drawings() const { return fills + strokes + texts + images; }
 };

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "printhost/rendering.h"
+#include "printhost/run_budget.h"
 
 namespace kvprint {
 namespace {
@@ -19,12 +20,11 @@ size_t store_size(size_t memory) {
     constexpr size_t kMost = 64 << 20;
     return std::min(kMost, memory / 4);
 }
-// Where the marks at a file's ends are looked for, bytes.
-constexpr size_t kEnds = 1024;
+// Where the marks at a file's ends are looked for, bytes. Transports may add some behind it.
+constexpr size_t kHead = 1024, kTail = 1 << 16;
 
 void drop_object(fz_context* context, pdf_obj* object) { pdf_drop_obj(context, object); }
 using Object = Held<pdf_obj, drop_object>;
-using Stream = Held<fz_stream, fz_drop_stream>;
 
 // What MuPDF tells kinds of documents by, from the first bytes and the name.
 std::string kind_of(const std::string& head, const std::string& path) {
@@ -50,6 +50,14 @@ std::string kind_of(const std::string& head, const std::string& path) {
     if (head.starts_with("<?xml") && head.find("<svg") != std::string::npos) return "svg";
     const size_t dot = path.rfind('.');
     return dot == std::string::npos ? "pdf" : path.substr(dot + 1);
+}
+
+// Behind the last object come the table of all and marks. Where they are damaged or cut off nothing is missing: the
+// objects are found without.
+bool holds_all_objects(const std::string& tail) {
+    const size_t object = tail.rfind("endobj"), behind = object == std::string::npos ? 0 : object;
+    return tail.find("startxref", behind) != std::string::npos || tail.find("%%EOF", behind) != std::string::npos ||
+           (object != std::string::npos && tail.find("xref", behind) != std::string::npos);
 }
 
 bool is_pages_node(fz_context* context, pdf_obj* node) {
@@ -135,6 +143,7 @@ private:
 Context::Context(Warnings& warnings, size_t memory)
     : memory_(memory), fz_(fz_new_context(memory_.functions(), nullptr, store_size(memory))) {
     if (!fz_) throw std::runtime_error("out of memory");
+    warnings.blame(memory_);
     fz_set_user_context(fz_, &warnings);
     auto take = [](void* user, const char* message) { static_cast<Warnings*>(user)->take_message(message); };
     fz_set_warning_callback(fz_, take, &warnings);
@@ -178,21 +187,25 @@ std::string InputFile::head(size_t size) const {
 }
 
 std::string InputFile::tail(size_t size) const {
-    struct stat info = {};
-    fstat(fileno(file_.get()), &info);
-    const size_t wanted = std::min(size, static_cast<size_t>(info.st_size));
+    const uint64_t whole = this->size(), wanted = std::min<uint64_t>(size, whole);
     std::string bytes(wanted, '\0');
-    const off_t at = info.st_size - static_cast<off_t>(wanted);
+    const auto at = static_cast<off_t>(whole - wanted);
     const ssize_t got = pread(fileno(file_.get()), bytes.data(), wanted, at);
     bytes.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
     return bytes;
 }
 
-Document::Document(fz_context* context, const InputFile& file, const Request& request) : context_(context) {
-    const std::string kind = kind_of(file.head(kEnds), request.input);
+uint64_t InputFile::size() const {
+    struct stat info = {};
+    fstat(fileno(file_.get()), &info);
+    return static_cast<uint64_t>(info.st_size);
+}
+
+Document::Document(fz_context* context, const InputFile& file, const Request& request)
+    : context_(context), bytes_(file.size()) {
+    const std::string kind = kind_of(file.head(kHead), request.input);
     try {
-        const auto stream =
-            make_held<Stream>(context_, [&] { return fz_open_file_ptr_no_close(context_, file.get()); });
+        const Stream stream = open_stream(context_, fileno(file.get()), hold_);
         with_errors(context_, [&] { document_ = fz_open_document_with_stream(context_, kind.c_str(), stream.get()); });
         if (kind == "pdf") pdf_ = pdf_document_from_fz_document(context_, document_);
     } catch (const std::runtime_error&) {
@@ -201,9 +214,9 @@ Document::Document(fz_context* context, const InputFile& file, const Request& re
     try {
         unlock(request.password);
         if (pdf_) {
-            // A whole file ends with this mark, but for some bytes that transports add.
-            const bool cut = file.tail(kEnds).find("%%EOF") == std::string::npos;
-            if (cut && pdf_was_repaired(context_, pdf_)) warnings_of(context_).add("the end of the file is missing");
+            if (pdf_was_repaired(context_, pdf_) && !holds_all_objects(file.tail(kTail))) {
+                warnings_of(context_).add("the end of the file is missing");
+            }
             find_pdf_pages();
         } else {
             with_errors(context_, [&] { pages_ = fz_count_pages(context_, document_); });
@@ -246,7 +259,7 @@ void Document::find_pdf_pages() {
     }
     std::sort(pdf_->rev_page_map, pdf_->rev_page_map + count,
               [](const pdf_rev_page_map& a, const pdf_rev_page_map& b) { return a.object < b.object; });
-    pdf_->map_page_count = pages_ = static_cast<int>(count);
+    pdf_->map_page_count = pdf_->linear_page_count = pages_ = static_cast<int>(count);
     pdf_->page_map_nesting = 1;
 }
 
@@ -264,7 +277,7 @@ void Document::forget_page() {
 }
 
 Page::Page(fz_context* context, const Document& document, int number, const Request& request)
-    : context_(context), annotations_(request.annotations) {
+    : context_(context), annotations_(request.annotations), document_(document) {
     with_errors(context_, [&] {
         page_ = fz_load_page(context_, document.get(), number - 1);
         if (document.pdf()) {
@@ -347,11 +360,12 @@ void Page::run(fz_device* device, float scale, fz_point corner) {
     Warnings& warnings = warnings_of(context_);
     const Warnings::Subject reading(warnings, "contents");
     fz_cookie cookie = {};
+    std::optional<RunBudget> budget(std::in_place, device, cookie, document_.hold(), document_.bytes());
     auto run_part = [&](auto part) {
         try {
             with_errors(context_, part);
         } catch (const std::runtime_error&) {
-            warnings.add("the rest of its contents cannot be read");
+            if (!budget->is_spent()) warnings.add("the rest of its contents cannot be read");
         }
         with_errors(context_, [&] { close_containers(context_, device); });
     };
@@ -365,6 +379,8 @@ void Page::run(fz_device* device, float scale, fz_point corner) {
     } else {
         run_part([&] { fz_run_page(context_, page_, device, ctm, &cookie); });
     }
+    if (budget->is_spent()) warnings.add("the rest of it is left out: what it shows repeats itself without end");
+    budget.reset();
     with_errors(context_, [&] { fz_close_device(context_, device); });
     if (cookie.errors > 0) warnings.add("drawing instruction not understood", static_cast<size_t>(cookie.errors));
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "printhost/bounded_memory.h"
+#include "printhost/file_stream.h"
 #include "printhost/request.h"
 #include "printhost/warnings.h"
 
@@ -44,6 +45,7 @@ public:
     // At most that many bytes from the start, or up to the end.
     std::string head(size_t size) const;
     std::string tail(size_t size) const;
+    uint64_t size() const;
 
 private:
     struct Close {
@@ -63,6 +65,9 @@ public:
     Document& operator=(const Document&) = delete;
 
     int pages() const { return pages_; }
+    uint64_t bytes() const { return bytes_; }  // of the file
+    // Keeps the file from being read.
+    Hold& hold() const { return hold_; }
     fz_document* get() const { return document_; }
     // Null for documents of other kinds.
     pdf_document* pdf() const { return pdf_; }
@@ -77,6 +82,8 @@ private:
     fz_document* document_ = nullptr;
     pdf_document* pdf_ = nullptr;
     int pages_ = 0, pages_since_ = 0;
+    const uint64_t bytes_;
+    mutable Hold hold_;
 };
 
 class Page {
@@ -105,7 +112,8 @@ private:
     fz_context* context_;
     fz_page* page_ = nullptr;
     pdf_page* pdf_page_ = nullptr;
-    bool annotations_;
+    const bool annotations_;
+    const Document& document_;
     fz_rect bounds_ = {};
 };
 

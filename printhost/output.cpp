@@ -33,13 +33,6 @@ bool is_same(const std::optional<struct stat>& a, const std::optional<struct sta
     return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
 }
 
-// Standard output by a name that the system has for it.
-bool is_standard_output(const std::string& path) {
-    if (path == kStandardStream) return true;
-    return (path.starts_with("/dev/") || path.starts_with("/proc/")) &&
-           is_same(status_of(path), status_of(STDOUT_FILENO));
-}
-
 // What links lead to, even where there is nothing yet.
 std::string follow_links(fs::path path) {
     constexpr int kMostLinks = 40;
@@ -57,6 +50,12 @@ mode_t mode_of_new_files() {
 }
 
 }  // namespace
+
+bool is_standard_output(const std::string& path) {
+    if (path == kStandardStream) return true;
+    return (path.starts_with("/dev/") || path.starts_with("/proc/")) &&
+           is_same(status_of(path), status_of(STDOUT_FILENO));
+}
 
 void check_is_not(const std::string& output, const struct stat& input) {
     const auto status = is_standard_output(output) ? status_of(STDOUT_FILENO) : status_of(output);

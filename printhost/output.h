@@ -17,6 +17,9 @@ struct OutputFault : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Whether it is standard output, by a name that the system has for it or kStandardStream.
+bool is_standard_output(const std::string& path);
+
 // Throws OutputFault when a path, by whatever name, is the input's file.
 void check_is_not(const std::string& output, const struct stat& input);
 

@@ -1,7 +1,5 @@
 #include "printhost/print_job.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -14,6 +12,7 @@
 #include "printhost/output.h"
 #include "printhost/page_player.h"
 #include "printhost/papers.h"
+#include "printhost/progress.h"
 #include "printhost/trace_listener.h"
 
 namespace kvprint {
@@ -75,11 +74,6 @@ std::vector<BYTE> data_block(const Request& request) {
     return {bytes, bytes + block.size() * sizeof(char16_t)};
 }
 
-void show_progress(const Request& request, size_t page, size_t pages) {
-    if (!request.quiet && request.trace.empty() && isatty(STDERR_FILENO))
-        std::fprintf(stderr, "\rpage %zu of %zu", page, pages);
-}
-
 // From 1, in their order; never none.
 std::vector<size_t> pages_of(const Request& request, size_t count) {
     if (request.pages) return request.pages(count);
@@ -111,16 +105,17 @@ public:
         survey(document, pages);
         fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
+        progress_.begin(Progress::Phase::Printing, pages.size());
         for (size_t i = 0; i < pages.size(); ++i) {
-            show_progress(request_, i + 1, pages.size());
             readable |= print_page(document, static_cast<int>(pages[i]));
             document.forget_page();
+            progress_.done(i + 1);
         }
         warnings_of(context_).at_page(0);
         if (!readable) {
             const Warnings& warnings = warnings_of(context_);
             throw std::runtime_error("damaged: no page can be read" +
-                                     (warnings.any() ? " (" + warnings.lines().front() + ")" : ""));
+                                     (warnings.any() ? " (" + warnings.all().front().line() + ")" : ""));
         }
     }
     // Writes the output.
@@ -134,6 +129,7 @@ public:
             const uint64_t size = std::accumulate(printed.write_sizes.begin(), printed.write_sizes.end(), uint64_t{0});
             if (size == 0 && printed.write_error.empty()) fail("the driver recorded no job");
             output->finish(printed.write_error, size);
+            played_.bytes = size;
         }
         host::close_printer(printer_);
     }
@@ -152,14 +148,16 @@ private:
     // What is wrong with a page is told when it is printed.
     void survey(Document& document, const std::vector<size_t>& pages) {
         const Warnings::Pause pause(warnings_of(context_));
-        for (const size_t number : pages) {
+        progress_.begin(Progress::Phase::Reading, pages.size());
+        for (size_t i = 0; i < pages.size(); ++i) {
             try {
-                Page page(context_, document, static_cast<int>(number), request_);
+                Page page(context_, document, static_cast<int>(pages[i]), request_);
                 page.run(survey_.start_page(), 1, {0, 0});
                 if (pdf_obj* resources = page.resources()) survey_.add_widths(document.pdf(), resources);
             } catch (const std::runtime_error&) {
             }
             document.forget_page();
+            progress_.done(i + 1);
         }
     }
 
@@ -228,6 +226,7 @@ private:
     }
 
     const Request& request_;
+    Progress progress_{request_};
     fz_context* context_;
     const TraceListener trace_{request_.trace};
     const HANDLE printer_;
@@ -262,8 +261,8 @@ Played print_file(const Request& request) {
     }
     Printing printing(request, output ? &*output : nullptr, context.get());
     printing.print(document);
-    printing.played().warnings = warnings.lines();
-    if (request.strict && warnings.any()) throw std::runtime_error("damaged: " + warnings.lines().front());
+    printing.played().warnings = warnings.all();
+    if (request.strict && warnings.any()) throw std::runtime_error("damaged: " + warnings.all().front().line());
     printing.finish(output ? &*output : nullptr);
     if (handover) handover->finish();
     return std::move(printing.played());

@@ -26,7 +26,9 @@ struct Request {
     size_t memory = size_t{512} << 20;                       // bytes that reading and rendering may take at a time
     bool annotations = true;                                 // those that are to be printed
     bool strict = false;                                     // what cannot be printed whole is not printed
-    bool quiet = false;                                      // no progress on a terminal, no closing line
+    bool quiet = false;                                      // no progress, no closing line
+    enum class Progress { Auto, Plain, None };               // Auto: on a terminal alone
+    Progress progress = Progress::Auto;
 };
 
 }  // namespace kvprint

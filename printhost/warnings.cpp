@@ -4,11 +4,18 @@
 
 namespace kvprint {
 
+std::string Warning::line() const {
+    return (page > 0 ? "page " + std::to_string(page) + ": " : "") + what +
+           (count > 1 ? " (" + std::to_string(count) + " times)" : "");
+}
+
 Warnings::Subject::~Subject() {
     warnings_.subject_ = outer_;
     if (!thing_ || !fault_) return;
-    const std::string what = std::string(thing_) + ' ' + fault_;
-    warnings_.add(kind_ ? what + " (" + kind_ + ')' : what);
+    std::string what = std::string(thing_) + ' ' + fault_;
+    if (kind_) what += std::string(" (") + kind_ + ')';
+    if (warnings_.refusals() > refusals_) what = std::string(thing_) + " not whole: it needs more memory (--memory)";
+    warnings_.add(what);
 }
 
 // Decoders that meet the end of their data, or bad data, only warn, and the rest is missing. A wrong checksum at the
@@ -30,15 +37,10 @@ bool Warnings::any_at(int page) const {
     return first != counts_.end() && first->first.first == page;
 }
 
-std::vector<std::string> Warnings::lines() const {
-    std::vector<std::string> lines;
-    for (const auto& [place, count] : counts_) {
-        const auto& [page, what] = place;
-        std::string line = (page > 0 ? "page " + std::to_string(page) + ": " : "") + what;
-        if (count > 1) line += " (" + std::to_string(count) + " times)";
-        lines.push_back(std::move(line));
-    }
-    return lines;
+std::vector<Warning> Warnings::all() const {
+    std::vector<Warning> all;
+    for (const auto& [place, count] : counts_) all.push_back({place.first, place.second, count});
+    return all;
 }
 
 }  // namespace kvprint

@@ -5,12 +5,23 @@
 #include <string>
 #include <vector>
 
+#include "printhost/bounded_memory.h"
 #include "printhost/mupdf.h"
 
 namespace kvprint {
 
+struct Warning {
+    int page;  // from 1; 0: the whole document
+    std::string what;
+    size_t count;
+
+    std::string line() const;
+};
+
 class Warnings {
 public:
+    // Whose refusals are the cause of what fails meanwhile; it has to live as long.
+    void blame(const BoundedMemory& memory) { memory_ = &memory; }
     // What follows is about that page, from 1; 0: about the document.
     void at_page(int number) { page_ = number; }
     // The same thing more than once on a page is one line.
@@ -35,7 +46,11 @@ public:
     class Subject {
     public:
         Subject(Warnings& warnings, const char* thing, const char* kind = nullptr)
-            : warnings_(warnings), outer_(std::exchange(warnings.subject_, this)), thing_(thing), kind_(kind) {}
+            : warnings_(warnings),
+              outer_(std::exchange(warnings.subject_, this)),
+              thing_(thing),
+              kind_(kind),
+              refusals_(warnings.refusals()) {}
         ~Subject();
         Subject(const Subject&) = delete;
         Subject& operator=(const Subject&) = delete;
@@ -48,6 +63,7 @@ public:
         Warnings& warnings_;
         Subject* outer_;
         const char *thing_, *kind_, *fault_ = nullptr;
+        const size_t refusals_;
     };
     // A message of the library: one about data that are missing is about the subject.
     void take_message(const char* message);
@@ -57,9 +73,12 @@ public:
 
     bool any() const { return !counts_.empty(); }
     bool any_at(int page) const;
-    std::vector<std::string> lines() const;
+    std::vector<Warning> all() const;  // by page
 
 private:
+    size_t refusals() const { return memory_ ? memory_->refusals() : 0; }
+
+    const BoundedMemory* memory_ = nullptr;
     int page_ = 0;
     bool paused_ = false;
     Subject* subject_ = nullptr;

@@ -32,6 +32,25 @@ std::string junk() {
     return bytes;
 }
 
+// Each shows the next one ten times.
+std::vector<std::string> forms(int deep, const std::string& kind, const std::string& resources,
+                               const std::string& shows) {
+    std::vector<std::string> all;
+    for (int i = 0; i < deep; ++i) {
+        const std::string inner = std::to_string(PdfText::kFirstObject + i + 1) + " 0 R";
+        all.push_back(
+            pdf_stream(kind + " /BBox [0 0 720 720] /Resources << /" + resources + " << /I " + inner + " >> >>",
+                       i + 1 < deep ? shows : "0 0 5 5 re f"));
+    }
+    return all;
+}
+
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+}
+
 std::vector<Damage> damages() {
     const std::string show = std::string(kRectangle) + "q 100 0 0 100 200 200 cm /I Do Q\n" + kRectangle;
     const std::string images = "/XObject << /I 10 0 R >>";
@@ -79,6 +98,14 @@ std::vector<Damage> damages() {
          "page 1: the rest of its contents cannot be read",
          {type3, pdf_stream("", "1 0 d0 0 0 1 1 re f BT /F 1 Tf (A) Tj ET")},
          "/Font << /F 10 0 R >>"},
+        {"forms that show each other", kRectangle + std::string("/I Do ") + kRectangle,
+         "page 1: the rest of it is left out: what it shows repeats itself without end",
+         forms(12, "/Type /XObject /Subtype /Form", "XObject", repeated("/I Do ", 10)), images},
+        {"patterns of patterns", kRectangle + std::string("/Pattern cs /I scn 0 0 720 720 re f "),
+         "page 1: the rest of it is left out: what it shows repeats itself without end",
+         forms(12, "/Type /Pattern /PatternType 1 /PaintType 1 /TilingType 1 /XStep 720 /YStep 720", "Pattern",
+               "/Pattern cs /I scn " + repeated("0 0 720 720 re f ", 10)),
+         "/Pattern << /I 10 0 R >>"},
         {"contents are no drawing",
          std::string(kRectangle) + junk(),
          "page 1: contents damaged\nkvprint: in.pdf: page 1: drawing instruction not understood (100 times)",
@@ -101,6 +128,44 @@ TEST_F(Print, DamageIsToldAndTheRestIsPrinted) {
         EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o no.kv --strict --quiet").exit_code,
                   damage.warnings.empty() ? 0 : 1)
             << damage.name;
+    }
+}
+
+// What a file claims of itself is not what it holds.
+TEST_F(Print, DamageOfTheFileItself) {
+    pdf.pages = {kRectangle, kRectangle};
+    const std::string whole = pdf.text(), count = "/Count 2", kids = "/Kids [10 0 R 12 0 R ]", start = "startxref\n";
+    auto with = [&](const std::string& what, const std::string& instead) {
+        std::string text = whole;
+        return text.replace(text.find(what), what.size(), instead);
+    };
+    auto cut = [&](const std::string& from) { return whole.substr(0, whole.find(from)); };
+    const std::string tree = "the page tree is damaged: pages may be missing", end = "the end of the file is missing";
+    const struct {
+        const char* name;
+        std::string file;
+        size_t pages;
+        std::string warning;
+    } cases[] = {
+        {"a count of pages that no file holds", with(count, "/Count 9999999999"), 2, ""},
+        {"a negative count", with(count, "/Count -2"), 2, ""},
+        {"a count of fewer pages", with(count, "/Count 1"), 2, ""},
+        {"a tree that turns back", with(kids, "/Kids [10 0 R 2 0 R 12 0 R]"), 2, tree},
+        {"a page that is there twice", with(kids, "/Kids [10 0 R 12 0 R 10 0 R]"), 3, ""},
+        {"a missing page", with(kids, "/Kids [10 0 R 99 0 R 12 0 R]"), 2, tree},
+        {"a wrong place of the table", with(start, start + "9"), 2, ""},
+        {"no end mark", cut("%%EOF"), 2, ""},
+        {"no table", cut("trailer"), 2, ""},
+        {"bytes behind the end", whole + std::string(5000, '\0'), 2, ""},
+        {"cut between objects", cut("13 0 obj"), 2, end + "\nkvprint: in.pdf: page 2: contents damaged"},
+    };
+    for (const auto& each : cases) {
+        workspace.write("in.pdf", each.file);
+        const ProgramRun printed = run(workspace, "kvprint", "in.pdf -o out.kv", "ulimit -v 1000000; ");
+        EXPECT_EQ(printed.exit_code, each.warning.empty() ? 0 : 3) << each.name;
+        EXPECT_EQ(printed.errors, each.warning.empty() ? "" : "kvprint: in.pdf: " + each.warning + "\n") << each.name;
+        EXPECT_EQ(printed.output.find("out.kv: " + std::to_string(each.pages) + " pages"), 0u)
+            << each.name << printed.output;
     }
 }
 

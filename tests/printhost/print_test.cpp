@@ -179,10 +179,11 @@ TEST_F(Print, APartOfAFilePrintsAsFarAsItGoes) {
         const int code = run(workspace, "kvprint", "in.pdf -o out.kv").exit_code;
         codes.insert(code);
         const bool printed = workspace.read("out.kv") != "an older job";
-        EXPECT_EQ(code, printed ? 3 : 1) << length;
-        EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o out.kv --strict").exit_code, 1) << length;
+        const bool whole = length > text.find("\nxref") + 5;  // only the table of the objects is cut
+        EXPECT_EQ(code, whole ? 0 : printed ? 3 : 1) << length;
+        EXPECT_EQ(run(workspace, "kvprint", "in.pdf -o out.kv --strict").exit_code, whole ? 0 : 1) << length;
     }
-    EXPECT_EQ(codes, std::set<int>({1, 3}));
+    EXPECT_EQ(codes, std::set<int>({0, 1, 3}));
     EXPECT_EQ(workspace.names(), Lines({"in.pdf", "out.kv"}));
 }
 

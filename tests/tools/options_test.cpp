@@ -138,6 +138,7 @@ TEST(Programs, TellUsageFaults) {
         {"kvprint", "a.pdf --xyzzy=1", "no such option: --xyzzy; see kvprint --help"},
         {"kvprint", "a.pdf b.pdf -o c.kv",
          "--output: several inputs need %s in the name, unlike c.kv; see kvprint --help"},
+        {"kvprint", "a.pdf -o - --json", "--output: standard output is what --json writes to; see kvprint --help"},
         {"kvprint", "a.pdf b/a.x -o %s.kv", "--output: two inputs would be written to a.kv; see kvprint --help"},
         {"kvprint", "a.pdf -o", "--output needs a value; see kvprint --help"},
         {"kvprint", "--pages= a.pdf", "--pages needs a value; see kvprint --help"},

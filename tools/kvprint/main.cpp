@@ -1,50 +1,54 @@
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdio>
 
 #include "platform/host/leftovers.h"
 #include "printhost/output.h"
 #include "printhost/print_job.h"
 #include "tools/kvprint/options.h"
+#include "tools/kvprint/summary.h"
 
 namespace {
 
+using kvprint::Json;
+using Clock = std::chrono::steady_clock;
+
 // The closing line goes to standard output, unless the job does.
 FILE* stream_of(const kvprint::Request& request) {
-    return request.output == kvprint::kStandardStream ? stderr : stdout;
+    return kvprint::is_standard_output(request.output) ? stderr : stdout;
 }
 
-void report(const kvprint::Request& request, const kvprint::Played& played) {
-    if (!request.quiet) {
-        FILE* out = stream_of(request);
-        if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
-        std::fprintf(out, "%s: %zu %s, %zu fills, %zu strokes, %zu texts, %zu images\n",
-                     request.output.empty() ? request.input.c_str() : request.output.c_str(), played.pages,
-                     played.pages == 1 ? "page" : "pages", played.fills, played.strokes, played.texts, played.images);
-        for (const auto& [kind, letters] : played.letters) {
-            std::fprintf(out, "  letters in %s fonts: %zu as text, %zu as outlines, %zu in images, %zu stroked\n",
-                         kind.c_str(), letters.as_text, letters.as_outlines, letters.in_images, letters.stroked);
-        }
-        for (const auto& [what, count] : played.otherwise) {
-            if (count > 0) std::fprintf(out, "  drawn otherwise: %zu %s\n", count, what.c_str());
-        }
-    }
-    for (const std::string& warning : played.warnings) {
-        std::fprintf(stderr, "kvprint: %s: %s\n", request.input.c_str(), warning.c_str());
+void tell(const kvprint::Request& request, const kvprint::Played& played) {
+    for (const kvprint::Warning& warning : played.warnings) {
+        std::fprintf(stderr, "kvprint: %s: %s\n", request.input.c_str(), warning.line().c_str());
     }
 }
 
-int print(const kvprint::Request& request) {
+// subject: what the fault is about, where it does not say itself.
+int fail(const kvprint::Request& request, const std::string& subject, const std::string& error, Json& documents) {
+    std::fprintf(stderr, "kvprint: %s%s\n", subject.c_str(), error.c_str());
+    documents.push_back(kvprint::fault_json(request, error));
+    return kv::cli::kFailed;
+}
+
+// documents: gets what became of it.
+int print(const kvprint::Options& options, const kvprint::Request& request, Json& documents) {
+    const std::string subject = request.input + ": ";
     try {
+        const auto begun = Clock::now();
         const kvprint::Played played = kvprint::print_file(request);
-        report(request, played);
-        return played.warnings.empty() ? int{kv::cli::kDone} : int{kv::cli::kDoneButFor};
-    } catch (const kvprint::OutputFault&) {
-        throw;  // it names its file
+        const std::chrono::duration<double> taken = Clock::now() - begun;
+        if (!request.quiet && !options.json) {
+            std::fputs(kvprint::summary_text(request, played).c_str(), stream_of(request));
+        }
+        tell(request, played);
+        documents.push_back(kvprint::summary_json(request, played, taken.count()));
+        return played.warnings.empty() ? kv::cli::kDone : kv::cli::kDoneButFor;
+    } catch (const kvprint::OutputFault& fault) {
+        return fail(request, "", fault.what(), documents);
     } catch (const std::bad_alloc&) {
-        throw std::runtime_error(request.input + ": not enough memory");
+        return fail(request, subject, "not enough memory", documents);
     } catch (const std::exception& error) {
-        throw std::runtime_error(request.input + ": " + error.what());
+        return fail(request, subject, error.what(), documents);
     }
 }
 
@@ -52,16 +56,13 @@ int print(const kvprint::Request& request) {
 int print_all(const kvprint::Options& options) {
     const std::vector<kvprint::Request> requests = kvprint::requests_of(options);
     kv::host::end_cleanly_at_signals();
-    if (requests.size() == 1) return print(requests.front());
     int code = kv::cli::kDone;
+    Json documents = Json::array();
     for (const kvprint::Request& request : requests) {
-        try {
-            if (const int ended = print(request); code == kv::cli::kDone) code = ended;
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "kvprint: %s\n", error.what());
-            code = kv::cli::kFailed;
-        }
+        const int ended = print(options, request, documents);
+        if (ended == kv::cli::kFailed || code == kv::cli::kDone) code = ended;
     }
+    if (options.json) std::fputs(kvprint::written(std::move(documents)).c_str(), stdout);
     return code;
 }
 

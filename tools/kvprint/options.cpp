@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
+#include "printhost/output.h"
 #include "support/trace.h"
 #include "tools/common/page_list.h"
 #include "tools/common/values.h"
@@ -50,6 +52,9 @@ std::string name_for(const std::string& pattern, const std::string& option, cons
     }
     if (std::ranges::find(used, name) != used.end()) {
         throw kv::cli::UsageError(option + ": two inputs would be written to " + name);
+    }
+    if (options.json && is_standard_output(name)) {
+        throw kv::cli::UsageError(option + ": standard output is what --json writes to");
     }
     used.push_back(name);
     return name;
@@ -124,7 +129,17 @@ void describe(CLI::App& app, Options& options) {
         "tells on standard error what the driver decides (info, as without SPEC), does otherwise (warning), cannot do "
         "(error) and writes (record); or parts of it, as record:info,fonts:warning");
     app.add_flag("--strict", options.strict, "prints nothing when something of the document cannot be printed");
-    app.add_flag("--quiet", options.quiet, "says nothing when all went well");
+    app.add_flag("--json", options.json,
+                 "says at the end what was printed as JSON, in place of the closing lines (docs/json.md)");
+    const std::map<std::string, Request::Progress> kinds = {
+        {"auto", Request::Progress::Auto}, {"plain", Request::Progress::Plain}, {"none", Request::Progress::None}};
+    kv::cli::add_choice(
+        app, "--progress", {"auto", "plain", "none"},
+        [&options, kinds](const std::string& kind) { options.progress = kinds.at(kind); },
+        "how far printing is, on standard error: auto, on a terminal alone, in a line that is written over; plain, a "
+        "line "
+        "every few seconds; none");
+    app.add_flag("--quiet", options.quiet, "says nothing when all went well, and no progress");
     kv::cli::add_examples(app, {
                                    "kvprint report.pdf -o report.kv",
                                    "kvprint *.pdf -o jobs/%s.kv",

@@ -12,6 +12,7 @@ namespace kvprint {
 // input and the names of what is written: see requests_of.
 struct Options : Request {
     std::vector<std::string> inputs;
+    bool json = false;  // the summary as JSON on standard output
 };
 
 void describe(CLI::App& app, Options& options);
