@@ -37,7 +37,8 @@ the job file, or hands it to the dispatcher.
 The program is linked with MuPDF and therefore under the GNU Affero General
 Public License, version 3 or later.")
 kv_package(dispatcher utils "dispatcher of the Karvo virtual printer"
-  "kvdisp12 takes the jobs of a session's prints and files them in an outbox.")
+  "kvdisp12 takes the jobs of a session's prints, files them in an outbox, and
+delivers them as PDF files, to CUPS, or to a program.")
 kv_package(library libs "reader of Karvo job files, as a library"
   "libkvjob opens job files of the Karvo virtual printer, checks and recovers
 them, walks their records, draws pages, and gives text, fonts and images.")
@@ -46,6 +47,8 @@ kv_package(development libdevel "reader of Karvo job files, for development"
 job file, for programs that use libkvjob.")
 set(CPACK_DEBIAN_PRINT_PACKAGE_RECOMMENDS karvo-dispatcher)
 set(CPACK_DEBIAN_PRINT_PACKAGE_SUGGESTS karvo-tools)
+set(CPACK_DEBIAN_DISPATCHER_PACKAGE_RECOMMENDS karvo-tools)
+set(CPACK_DEBIAN_DISPATCHER_PACKAGE_SUGGESTS cups)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/package/debian/triggers)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkvjob1 (= ${PROJECT_VERSION})")

@@ -120,12 +120,14 @@ void Filer::put_into_outbox(Document& document) {
     outbox.flush();
     spool.remove(spool_name(document));
     if (outbox.has(part_of(document))) outbox.remove(part_of(document));
-    document.state = State::Filed;
+    document.state = store_.deliver ? State::Delivering : State::Filed;
     document.error.clear();
+    document.attempts = 0;
     // Who cancelled it meanwhile came too late.
     if (!store_.journal.change(document, State::Filing)) store_.journal.change(document, State::Cancelled);
     store_.log.line("Filed " + told(document) + " as " + in_quotes(outbox.path_of(document.target)),
                     fields_of(document));
+    if (store_.deliver) store_.deliver();
 }
 
 // The name is written down before the job gets it, and never given to another document. A copy is written down as well

@@ -41,6 +41,9 @@ public:
     // All throw FileError. Files that are moved replace nothing.
     Moved move(const std::string& name, const Folder& to, const std::string& new_name) const;
     void remove(const std::string& name) const;
+    // A new file of this user alone, open for reading and writing: its descriptor, the caller's to close. On the host
+    // alone.
+    int make_file(const std::string& name) const;
     // What has been moved here and away outlasts a loss of power.
     void flush() const;
     // Bytes that this user may still write.
@@ -76,6 +79,8 @@ public:
     int64_t changed() const;
     // What no other file of this machine has as long as this one is there and is not written to.
     std::string identity() const;
+    // Its descriptor, to be handed to a child. On the host alone.
+    int descriptor() const;
     // The bytes at an offset, or fewer at the file's end.
     std::vector<uint8_t> read(uint64_t offset, size_t count) const;
 

@@ -11,24 +11,25 @@
 namespace kvdisp12 {
 namespace {
 
-constexpr int kVersion = 1;
-constexpr const char* kStates[] = {"announced", "taking",  "taken",   "filing",    "filed",  "delivered",
-                                   "failed",    "refused", "aborted", "cancelled", "damaged"};
+constexpr int kVersion = 2;
+constexpr const char* kStates[] = {"announced", "taking", "taken",   "filing",  "filed",     "delivering",
+                                   "delivered", "failed", "refused", "aborted", "cancelled", "damaged"};
 
 constexpr const char* kSchema =
     "BEGIN IMMEDIATE;"
     "CREATE TABLE documents (id INTEGER PRIMARY KEY AUTOINCREMENT, uuid TEXT NOT NULL UNIQUE, state TEXT NOT NULL,"
     " announced INTEGER, changed INTEGER, user TEXT, session INTEGER, process INTEGER, spooler_job INTEGER,"
     " printer TEXT, name TEXT, pages INTEGER, bytes INTEGER, source TEXT, source_identity TEXT, target TEXT,"
-    " target_identity TEXT, error TEXT, attempts INTEGER, delivery_id INTEGER);"
+    " target_identity TEXT, error TEXT, attempts INTEGER, delivery_id INTEGER, delivery_name TEXT,"
+    " delivery_identity TEXT);"
     "CREATE INDEX documents_by_state ON documents (state);"
     "CREATE INDEX documents_by_source ON documents (source);"
     "CREATE TABLE names (stem TEXT PRIMARY KEY, next INTEGER) WITHOUT ROWID;"
-    "PRAGMA user_version = 1;"
+    "PRAGMA user_version = 2;"
     "COMMIT;";
 constexpr const char* kColumns =
     "id, uuid, state, announced, changed, user, session, process, spooler_job, printer, name, pages, bytes, source,"
-    " source_identity, target, target_identity, error, attempts, delivery_id";
+    " source_identity, target, target_identity, error, attempts, delivery_id, delivery_name, delivery_identity";
 
 int64_t now() {
     const auto time = std::chrono::system_clock::now().time_since_epoch();
@@ -67,6 +68,8 @@ Document read_document(Statement& row) {
     document.error = row.text();
     document.attempts = row.number();
     document.delivery_id = row.number();
+    document.delivery_name = row.text();
+    document.delivery_identity = row.text();
     return document;
 }
 
@@ -76,6 +79,7 @@ void bind_facts(Statement& statement, const Document& document) {
     statement.bind(document.printer).bind(document.name).bind(document.pages).bind(document.bytes);
     statement.bind(document.source).bind(document.source_identity).bind(document.target);
     statement.bind(document.target_identity).bind(document.error).bind(document.attempts).bind(document.delivery_id);
+    statement.bind(document.delivery_name).bind(document.delivery_identity);
 }
 
 std::optional<Document> first_of(std::vector<Document> documents) {
@@ -151,7 +155,8 @@ void Journal::add(Document& document) {
     Statement statement(*database_,
                         "INSERT INTO documents (uuid, state, announced, changed, user, session, process, spooler_job,"
                         " printer, name, pages, bytes, source, source_identity, target, target_identity, error,"
-                        " attempts, delivery_id) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+                        " attempts, delivery_id, delivery_name, delivery_identity)"
+                        " VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
     statement.bind(document.uuid).bind(std::string(name_of(document.state)));
     statement.bind(document.announced).bind(document.changed);
     bind_facts(statement, document);
@@ -185,7 +190,8 @@ bool Journal::update(Document& document, State from) {
     Statement statement(*database_,
                         "UPDATE documents SET state=?, changed=?, user=?, session=?, process=?, spooler_job=?,"
                         " printer=?, name=?, pages=?, bytes=?, source=?, source_identity=?, target=?,"
-                        " target_identity=?, error=?, attempts=?, delivery_id=? WHERE id=? AND state=?");
+                        " target_identity=?, error=?, attempts=?, delivery_id=?, delivery_name=?,"
+                        " delivery_identity=? WHERE id=? AND state=?");
     statement.bind(std::string(name_of(document.state))).bind(document.changed);
     bind_facts(statement, document);
     statement.bind(document.id).bind(std::string(name_of(from)));
@@ -234,12 +240,22 @@ std::vector<std::pair<State, int64_t>> Journal::counts() {
     }
     return counts;
 }
-std::vector<Document> Journal::in_states(std::initializer_list<State> states) {
+std::vector<Document> Journal::in_states(std::span<const State> states) {
     std::string marks;
     for (size_t i = 0; i < states.size(); ++i) marks += i == 0 ? "?" : ",?";
     return select("WHERE state IN (" + marks + ") ORDER BY id", [&](Statement& statement) {
         for (const State state : states) statement.bind(std::string(name_of(state)));
     });
+}
+
+std::optional<Document> Journal::next_in_state(State state, int64_t after) {
+    return first_of(select("WHERE state=? AND id>? ORDER BY id LIMIT 1",
+                           [&](Statement& statement) { statement.bind(std::string(name_of(state))).bind(after); }));
+}
+int64_t Journal::last_id() {
+    std::lock_guard guard(lock_);
+    Statement statement(*database_, "SELECT coalesce(max(id), 0) FROM documents");
+    return statement.step() ? statement.number() : 0;
 }
 
 int64_t Journal::next_number(const std::string& stem, const std::function<int64_t()>& look) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -23,9 +24,22 @@ struct JournalError : std::runtime_error {
     bool unusable;  // damaged or of another version: another try comes to the same
 };
 
-// Announced, Taking: the client's. Taken, Filing: ours, in the spool. The others are ends, Filed only where nothing is
-// to be delivered.
-enum class State { Announced, Taking, Taken, Filing, Filed, Delivered, Failed, Refused, Aborted, Cancelled, Damaged };
+// Announced, Taking: the client's. Taken, Filing: ours, in the spool. Delivering: in the outbox, and to be delivered.
+// The others are ends.
+enum class State {
+    Announced,
+    Taking,
+    Taken,
+    Filing,
+    Filed,
+    Delivering,
+    Delivered,
+    Failed,
+    Refused,
+    Aborted,
+    Cancelled,
+    Damaged
+};
 const char* name_of(State state);
 std::optional<State> state_named(const std::string& name);
 
@@ -42,8 +56,10 @@ struct Document {
     std::string target;                   // its name in the outbox
     std::string target_identity;          // of the copy that gets the name; empty where the job itself does
     std::string error;                    // the last one
-    int64_t attempts = 0;                 // to file it that failed
-    int64_t delivery_id = 0;              // what the queue calls it
+    int64_t attempts = 0;                 // to file it, then to deliver it, that failed
+    int64_t delivery_id = 0;              // the queue's number of its job; 0: none is known
+    std::string delivery_name;            // of the PDF file that it becomes
+    std::string delivery_identity;        // of that file, before it gets the name
 };
 
 class Journal {
@@ -75,7 +91,14 @@ public:
     std::vector<std::pair<State, int64_t>> counts();
     std::vector<Document> last_errors(int64_t count);
     // The oldest first.
-    std::vector<Document> in_states(std::initializer_list<State> states);
+    std::vector<Document> in_states(std::span<const State> states);
+    std::vector<Document> in_states(std::initializer_list<State> states) {
+        return in_states(std::span(states.begin(), states.size()));
+    }
+    // The first of those behind an id.
+    std::optional<Document> next_in_state(State state, int64_t after);
+    // The latest document's; 0 where there is none.
+    int64_t last_id();
 
     // The number for a file of that stem to try next; the first time `look` finds it out.
     int64_t next_number(const std::string& stem, const std::function<int64_t()>& look);

@@ -47,6 +47,14 @@ std::string in_quotes(TextView text) {
 
 std::string in_quotes(const std::string& utf8) { return in_quotes(TextView(from_utf8(utf8))); }
 
+std::string without_controls(const std::string& utf8) {
+    Text text = from_utf8(utf8);
+    for (WCHAR& unit : text) {
+        if (is_harmful(unit)) unit = ' ';
+    }
+    return to_utf8(text);
+}
+
 Text file_name_of(TextView document_name) {
     constexpr size_t kLongest = 200;  // bytes: with a number and the extension inside what file systems take
     Text name(document_name);

@@ -11,6 +11,9 @@ namespace kvdisp12 {
 std::string in_quotes(TextView text);
 std::string in_quotes(const std::string& utf8);
 
+// For programs that take any text but those characters: they become spaces.
+std::string without_controls(const std::string& utf8);
+
 // What a file can be called of a document's name, at most 200 bytes of UTF-8: no device's name, nothing that a shell or
 // a program would take for an option or a folder.
 Text file_name_of(TextView document_name);

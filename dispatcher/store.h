@@ -21,6 +21,7 @@ struct Places {
 
     std::string spool() const { return folder_in(state, "spool"); }
     std::string damaged() const { return folder_in(state, "damaged"); }
+    std::string work() const { return folder_in(state, "work"); }  // what is made for a delivery and goes behind it
 };
 
 struct Store {
@@ -30,6 +31,7 @@ struct Store {
     Claims claims;
     std::mutex opening;                  // held while a client's job is opened and noted down, so that it is taken once
     std::function<void()> wake = [] {};  // has what waits be looked at now
+    std::function<void()> deliver = {};  // told that a document is to be delivered; empty where none is
 };
 
 // The name of a document's job in the spool.

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "dispatcher/host/descriptor.h"
 #include "dispatcher/machine.h"
 #include "dispatcher/safe_text.h"
 
@@ -28,24 +29,6 @@ namespace fs = std::filesystem;
 [[noreturn]] void refuse(const std::string& name, const std::string& why) {
     throw FileError(in_quotes(name) + ": " + why);
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int value = -1) : value_(value) {}
-    Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(value_, other.value_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (value_ >= 0) close(value_);
-    }
-    int get() const { return value_; }
-    explicit operator bool() const { return value_ >= 0; }
-
-private:
-    int value_;
-};
 
 // Opening never waits, for a FIFO's other end or anything else.
 constexpr int kFileFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -131,6 +114,13 @@ Moved Folder::move(const std::string& name, const Folder& to, const std::string&
 
 void Folder::remove(const std::string& name) const {
     if (unlinkat(handle_->descriptor.get(), name.c_str(), 0) != 0 && errno != ENOENT) fail("cannot remove", name);
+}
+
+int Folder::make_file(const std::string& name) const {
+    constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const int file = openat(handle_->descriptor.get(), name.c_str(), kFlags, 0600);
+    if (file < 0) fail("cannot make", path_of(name));
+    return file;
 }
 
 void Folder::flush() const {
@@ -224,6 +214,7 @@ JobFile JobFile::open(const Folder& folder, const std::string& name) {
 const std::string& JobFile::path() const { return handle_->path; }
 uint64_t JobFile::size() const { return static_cast<uint64_t>(handle_->info.st_size); }
 int64_t JobFile::changed() const { return handle_->info.st_mtime; }
+int JobFile::descriptor() const { return handle_->file.get(); }
 
 std::string JobFile::identity() const {
     const struct stat& info = handle_->info;
@@ -267,9 +258,7 @@ Moved JobFile::move_to(const Folder& folder, const std::string& name) const {
 
 void JobFile::copy_to(const Folder& folder, const std::string& name) const {
     folder.remove(name);
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const Descriptor copy(openat(folder.handle_->descriptor.get(), name.c_str(), kFlags, 0600));
-    if (!copy) fail("cannot make", folder.path_of(name));
+    const Descriptor copy(folder.make_file(name));
     constexpr size_t kBlock = 256 << 10;
     uint64_t at = 0;
     for (std::vector<uint8_t> block = read(at, kBlock); !block.empty(); block = read(at, kBlock)) {

@@ -127,8 +127,8 @@ bool recover_job(const std::string& damaged, const std::string& recovered) {
     constexpr int kSomethingLost = 3;
     const std::string program = program_beside("kvjob");
     if (program.empty()) return false;
-    const int code = run_limited({program, "recover", damaged, "-o", recovered}, {});
-    return code == 0 || code == kSomethingLost;
+    const ChildEnd end = run_child({.words = {program, "recover", damaged, "-o", recovered}});
+    return end.exited_with(0) || end.exited_with(kSomethingLost);
 }
 
 }  // namespace kvdisp12

@@ -92,6 +92,34 @@ TEST_F(AdministrationTest, WhatWaitsIsTriedAgainOrCancelled) {
     wait_until([&] { return outbox() == std::vector<std::string>{"third.kv"}; });
 }
 
+TEST_F(AdministrationTest, DeliveriesAreTriedAgainOrCancelled) {
+    const std::string script = write_file(shared + "/deliver", "exit $(cat " + shared + "/code)");
+    const auto is = [&](const std::string& id, const std::string& state) {
+        return [=, this] { return asked({"--show", id})["state"] == state; };
+    };
+    configure("deliver = \"command:/bin/sh " + script + "\"\n");
+    write_file(shared + "/code", "75");
+    const pid_t process = start_dispatcher();
+    print(u"first");
+    print(u"second");
+    wait_until([&] { return asked({"--show", "2"})["attempts"] == 1; });
+    EXPECT_EQ(asked({"--status"})["folders"][0]["waiting"], 2);
+    told({"--cancel", "2"});
+    write_file(shared + "/code", "1");
+    told({"--retry", "1"});
+    wait_until(is("1", "failed"));
+    write_file(shared + "/code", "0");
+    told({"--retry", "1"});
+    wait_until(is("1", "delivered"));
+    EXPECT_EQ(asked({"--show", "2"})["state"], "filed");
+    kill(process, SIGTERM);
+    EXPECT_EQ(end_of(process), 0);
+    told({"--retry", "2"});  // none runs: by itself
+    EXPECT_TRUE(is("2", "delivered")());
+    EXPECT_EQ(outbox(), (std::vector<std::string>{"first.kv", "second.kv"}));
+    EXPECT_EQ(run("kvdisp12", {"--deliver", "mail:x"}), 2);
+}
+
 TEST_F(AdministrationTest, OneDispatcherASession) {
     start_dispatcher();
     EXPECT_EQ(told({"--idle", "1"}, 1), "");

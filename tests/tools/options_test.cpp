@@ -70,6 +70,7 @@ TEST(Options, OfTheDispatcher) {
     EXPECT_TRUE(options.autoexit && options.runonce);
     EXPECT_EQ(options.idle, 0.5);
     EXPECT_FALSE(parsed(kvdisp12::describe, {"/autoexit=0"}).autoexit);
+    EXPECT_EQ(parsed(kvdisp12::describe, {"--deliver", "pdf:a", "--deliver", "cups:b"}).destination.queue, "b");
 }
 
 TEST(PageLists, OrderAndEnds) {

@@ -113,6 +113,9 @@ int recover(const Options& options) {
     return look_once(options);
 }
 
+constexpr State kWaiting[] = {State::Taking, State::Taken, State::Filing, State::Delivering};
+bool waits(State state) { return std::ranges::find(kWaiting, state) != std::end(kWaiting); }
+
 void change_to(State state, Found& found) {
     const State before = std::exchange(found.document.state, state);
     if (found.journal->change(found.document, before)) return;
@@ -122,9 +125,15 @@ void change_to(State state, Found& found) {
 int retry(const Options& options) {
     Found found = find(options);
     const State state = found.document.state;
-    if (state == State::Failed && !found.document.source_identity.empty()) {
+    const bool filed = state == State::Filed || (state == State::Failed && !found.document.target.empty());
+    if (filed && options.destination.kind != Destination::Kind::None) {
+        // What was sent before is looked for by its name.
+        found.document.attempts = std::max<int64_t>(found.document.attempts, 1);
+        found.document.delivery_id = 0;
+        change_to(State::Delivering, found);
+    } else if (state == State::Failed && !filed && !found.document.source_identity.empty()) {
         change_to(State::Taking, found);
-    } else if (state != State::Taking && state != State::Taken && state != State::Filing) {
+    } else if (!waits(state)) {
         throw std::runtime_error("document " + std::to_string(options.document) + " is " + name_of(state) +
                                  ": there is nothing to try again");
     }
@@ -135,11 +144,12 @@ int retry(const Options& options) {
 int cancel(const Options& options) {
     Found found = find(options);
     const State state = found.document.state;
-    if (state != State::Taking && state != State::Taken && state != State::Filing) {
+    if (!waits(state)) {
         throw std::runtime_error("document " + std::to_string(options.document) + " is " + name_of(state) +
                                  ": it can no longer be cancelled");
     }
-    change_to(State::Cancelled, found);
+    if (state == State::Delivering) found.document.error = "its delivery was cancelled";
+    change_to(state == State::Delivering ? State::Filed : State::Cancelled, found);
     found.journal.reset();
     return recover(options);
 }
@@ -150,7 +160,7 @@ Summary summary_of(const std::string& folder, const Options& options) {
     try {
         const auto journal = visit(folder);
         for (const auto& [state, count] : journal->counts()) summary.counts.emplace_back(name_of(state), count);
-        for (const Document& each : journal->in_states({State::Taking, State::Taken, State::Filing})) {
+        for (const Document& each : journal->in_states(kWaiting)) {
             ++summary.waiting;
             summary.oldest_waiting = std::max(summary.oldest_waiting, (now() - each.announced) / 1000);
         }

@@ -41,7 +41,9 @@ Json object_of(const Document& document) {
             {"source", document.source},
             {"target", document.target},
             {"error", document.error},
-            {"attempts", document.attempts}};
+            {"attempts", document.attempts},
+            {"deliveryName", document.delivery_name},
+            {"deliveryId", document.delivery_id}};
 }
 
 Json object_of(const Summary& summary) {

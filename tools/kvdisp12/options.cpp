@@ -70,6 +70,27 @@ void describe_limits(CLI::App& app, Limits& limits) {
         "free space below which documents are refused (default: 256M)");
 }
 
+void describe_delivery(CLI::App& app, Options& options) {
+    add_value(
+        app, "--deliver", "WHERE",
+        [&](const std::string& text) {
+            try {
+                options.destination = parse_destination(text);
+            } catch (const std::invalid_argument& error) {
+                throw UsageError(std::string("--deliver: ") + error.what());
+            }
+        },
+        "where filed jobs go next: pdf:DIR (as PDF files into a folder; %u as above), cups:QUEUE[@HOST[:PORT]] (to a "
+        "queue of CUPS), command:PROGRAM ARGUMENTS (to a program, by its full path, without a shell)");
+    add_value(
+        app, "--deliver-time", "TIME",
+        [&](const std::string& text) {
+            options.delivery_time = kv::cli::parse_seconds(text, "--deliver-time");
+            if (options.delivery_time < 1) throw UsageError("--deliver-time: at least a second");
+        },
+        "how long the drawing of a job, the program or an answer of CUPS may take (default: 10min)");
+}
+
 void add_command(CLI::App& app, const std::string& name, Command command, Options& options, const std::string& help) {
     app.add_flag_callback(
         name, [&options, command] { options.command = command; }, help);
@@ -94,8 +115,8 @@ void describe_administration(CLI::App& app, Options& options) {
             if (!state_named(text)) throw UsageError("--only: no such state: " + text);
             options.only_state = text;
         },
-        "of --list: documents in this state: announced, taking, taken, filing, filed, failed, refused, aborted, "
-        "cancelled, damaged");
+        "of --list: documents in this state: announced, taking, taken, filing, filed, delivering, "
+        "delivered, failed, refused, aborted, cancelled, damaged");
     add_value(app, "--printer", "TEXT", options.only_printer,
               "of --list: documents whose printer's name has this text");
     add_value(app, "--text", "TEXT", options.only_text, "of --list: documents whose name has this text");
@@ -104,8 +125,10 @@ void describe_administration(CLI::App& app, Options& options) {
         [&](const std::string& text) { options.since = kv::cli::parse_seconds(text, "--since"); },
         "of --list: documents of the last 30min, 24h");
     add_document_command(app, "--show", Command::Show, options, "all that is known of a document");
-    add_document_command(app, "--retry", Command::Retry, options, "has a document that waits tried again now");
-    add_document_command(app, "--cancel", Command::Cancel, options, "discards a document that is not filed yet");
+    add_document_command(app, "--retry", Command::Retry, options,
+                         "has a document that waits, or was given up, tried again now");
+    add_document_command(app, "--cancel", Command::Cancel, options,
+                         "discards a document that is not filed yet; one that is filed is not delivered");
     add_command(app, "--recover", Command::Recover, options,
                 "looks now for jobs that were handed over or recorded and not filed");
     add_command(app, "--status", Command::Status, options,
@@ -117,7 +140,7 @@ void describe_administration(CLI::App& app, Options& options) {
 }  // namespace
 
 void describe(CLI::App& app, Options& options) {
-    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver and files them under their names.", "",
+    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver, files them under their names and delivers them.", "",
                        "--status: something needs attention");
     add_value(
         app, "/name=value", "", [&](const std::string& word) { take_driver_option(word, options); },
@@ -135,6 +158,7 @@ void describe(CLI::App& app, Options& options) {
     add_value(app, "--log", "FILE", options.log,
               "gets one line a message (default: the system's journal, or kvdisp12.log in the state folder)");
     describe_limits(app, options.limits);
+    describe_delivery(app, options);
     add_value(
         app, "--idle", "TIME", [&](const std::string& text) { options.idle = kv::cli::parse_seconds(text, "--idle"); },
         "how long /autoexit=1 waits for another client: 10 (seconds, the default), 500ms, 2min");

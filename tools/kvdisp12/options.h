@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "dispatcher/delivery.h"
 #include "dispatcher/limits.h"
 #include "platform/win32.h"
 #include "tools/common/command_line.h"
@@ -28,7 +29,9 @@ struct Options {
     std::string state, outbox, log;  // empty: the defaults
     std::vector<std::string> accept;
     Limits limits;
-    double idle = 10;  // seconds without a client, after which "/autoexit=1" ends
+    Destination destination;     // where filed jobs go next
+    double delivery_time = 600;  // seconds for a drawing, a program, an answer
+    double idle = 10;            // seconds without a client, after which "/autoexit=1" ends
 };
 
 // The driver's names are compared without regard to case. Options of the driver that are not known are passed over, for

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "dispatch/object_names.h"
+#include "dispatcher/deliverer.h"
 #include "dispatcher/machine.h"
 #include "dispatcher/native_path.h"
 #include "dispatcher/safe_text.h"
@@ -68,8 +69,9 @@ public:
           worker_(store_, filer_, recovery_),
           server_(pipe_name(options), options_.limits, intake_, log) {
         store_.wake = [this] { worker_.wake(false); };
-        server_.on_prepare([this] { worker_.wake(true); });
-        server_.keep_while([this] { return worker_.has_work(); });
+        server_.on_prepare([this] { look(); });
+        server_.keep_while([this] { return worker_.has_work() || (deliverer_ && deliverer_->has_work()); });
+        prepare_delivery();
     }
 
     bool open() {
@@ -80,11 +82,13 @@ public:
     void look_once() {
         recovery_.settle_interrupted();
         recovery_.find_all();
+        if (deliverer_) deliverer_->deliver_waiting(true);
         journal_.close();
     }
 
     [[noreturn]] void run() {
         worker_.start(options_.housekeeping != "none");
+        if (deliverer_) deliverer_->start();
         at_end_of_session([this] { server_.stop(); });
         tell_ready();
         bool clean = false;
@@ -95,12 +99,29 @@ public:
         }
         tell_stopping();
         worker_.stop();
+        if (deliverer_) deliverer_->stop();
         log_.line(clean ? "End: idle" : "End: told to");
         journal_.close();
         end_process(kDone);
     }
 
 private:
+    void look() {
+        worker_.wake(true);
+        if (deliverer_) deliverer_->wake(true);
+    }
+
+    void prepare_delivery() {
+        Destination destination = options_.destination;
+        if (!destination.folder.empty()) destination.folder = with_user_id(destination.folder);
+        if (auto target = make_target(destination)) {
+            const std::chrono::seconds patience(static_cast<int64_t>(options_.delivery_time));
+            deliverer_ = std::make_unique<Deliverer>(store_, std::move(target), patience);
+        } else if (journal_.next_in_state(State::Delivering, 0)) {
+            log_.warning("Documents wait to be delivered, and --deliver says nowhere to");
+        }
+    }
+
     const Options& options_;
     Log& log_;
     Places places_;
@@ -111,6 +132,7 @@ private:
     Recovery recovery_;
     Worker worker_;
     Server server_;
+    std::unique_ptr<Deliverer> deliverer_;
 };
 
 Places places_of(const Options& options, const std::string& state) {
