@@ -1,5 +1,6 @@
 // Delivery to queues: of a server that misbehaves, and of CUPS itself. Each document gets there once.
 
+#include "tests/dispatcher/cups_server.h"
 #include "tests/dispatcher/delivering.h"
 #include "tests/dispatcher/ipp_server.h"
 
@@ -126,6 +127,64 @@ TEST_F(QueueTest, DeathSendsNothingTwice) {
         if (HasFailure()) return;
     }
     EXPECT_GT(n, 20);
+}
+
+struct CupsTest : QueueTest {
+    void SetUp() override {
+        if (!CupsServer::is_installed()) GTEST_SKIP() << CupsServer::kProgram << " is missing";
+        server = std::make_unique<CupsServer>();
+    }
+    // The journal as it is when the dispatcher dies after CUPS has it: the number noted down, or not yet.
+    void forget(bool number) {
+        Dispatcher dispatcher(house.places);
+        kvdisp12::Document document = dispatcher.journal.find(1).value();
+        document.state = State::Delivering;
+        if (number) document.delivery_id = 0;
+        ASSERT_TRUE(dispatcher.journal.change(document, State::Delivered));
+    }
+    std::unique_ptr<CupsServer> server;
+};
+
+TEST_F(CupsTest, PrintsADocumentOnce) {
+    ASSERT_EQ(deliver(server->destination()), State::Delivered) << lines.back();
+    for (const bool number : {false, true}) {
+        forget(number);
+        EXPECT_EQ(deliver(server->destination()), State::Delivered) << lines.back();
+    }
+    ASSERT_EQ(server->documents().size(), 1u);
+    const std::string pdf = server->documents()[0];
+    EXPECT_TRUE(pdf.starts_with("%PDF") && pdf.ends_with("EOF\n"));
+}
+
+TEST_F(CupsTest, IsWaitedForWhileItHangsOrIsDown) {
+    server->signal_it(SIGSTOP);
+    EXPECT_EQ(deliver(server->destination(), 1), State::Delivering);
+    server->signal_it(SIGCONT);
+    server->stop();
+    EXPECT_EQ(deliver(server->destination()), State::Delivering);
+    server->start();
+    EXPECT_EQ(deliver("cups:nowhere" + server->destination().substr(11)), State::Delivering);
+    EXPECT_NE(lines.back().find("client-error-not-found"), std::string::npos) << lines.back();
+    EXPECT_EQ(deliver(server->destination()), State::Delivered) << lines.back();
+    EXPECT_EQ(server->documents().size(), 1u);
+}
+
+TEST_F(CupsTest, DeathSendsNothingTwice) {
+    constexpr int kStep = 4;  // of the calls; every one is the test's above
+    size_t documents = 0;
+    for (bool stopped = true; stopped;) {
+        House own({false, false}, drawable_job());
+        const Folder own_state(own.places.state, Folder::Owner::Ours);
+        Delivering(own, server->destination()).recovery.find_all();
+        const int call = 1 + kStep * static_cast<int>(documents++);
+        stopped = interrupted([&] { Delivering(own, server->destination()).deliverer.deliver_waiting(true); },
+                              Stop::Kill, call);
+        Delivering dispatcher(own, server->destination());
+        dispatcher.deliverer.deliver_waiting(true);
+        EXPECT_EQ(dispatcher.first().state, State::Delivered) << call;
+        ASSERT_EQ(server->documents().size(), documents);
+    }
+    EXPECT_GT(documents, 5u);
 }
 
 }  // namespace
