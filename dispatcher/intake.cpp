@@ -8,9 +8,19 @@ namespace kvdisp12 {
 
 // Empty where a document can be taken.
 std::string Intake::reason_to_refuse() const {
-    const uint64_t free = Folder(store_.places.state, Folder::Owner::Ours).free_space();
-    if (free >= limits_.free_space) return "";
-    return std::to_string(free >> 20) + " MiB are free, " + std::to_string(limits_.free_space >> 20) + " are kept";
+    const auto lack_in = [&](const Folder& folder) -> std::string {
+        const uint64_t free = folder.free_space();
+        if (free >= limits_.free_space) return "";
+        return in_quotes(folder.path()) + ": " + std::to_string(free >> 20) + " MiB are free, " +
+               std::to_string(limits_.free_space >> 20) + " are kept";
+    };
+    const std::string lack = lack_in(Folder(store_.places.state, Folder::Owner::Ours));
+    if (!lack.empty()) return lack;
+    try {
+        return lack_in(Folder(store_.places.outbox, Folder::Owner::Anyone));
+    } catch (const FileError&) {
+        return "";  // jobs wait for it
+    }
 }
 
 int64_t Intake::announce(const Announcement& announcement, const Client& client) {

@@ -24,17 +24,12 @@ constexpr const char* kSchema =
     " delivery_identity TEXT);"
     "CREATE INDEX documents_by_state ON documents (state);"
     "CREATE INDEX documents_by_source ON documents (source);"
-    "CREATE TABLE names (stem TEXT PRIMARY KEY, next INTEGER) WITHOUT ROWID;"
+    "CREATE TABLE names (stem TEXT PRIMARY KEY, next INTEGER, used INTEGER) WITHOUT ROWID;"
     "PRAGMA user_version = 2;"
     "COMMIT;";
 constexpr const char* kColumns =
     "id, uuid, state, announced, changed, user, session, process, spooler_job, printer, name, pages, bytes, source,"
     " source_identity, target, target_identity, error, attempts, delivery_id, delivery_name, delivery_identity";
-
-int64_t now() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
-}
 
 // Version 4: random.
 std::string make_uuid() {
@@ -89,7 +84,7 @@ std::optional<Document> first_of(std::vector<Document> documents) {
 
 // With what belongs to it, under a name with the time.
 void set_aside(const std::string& path) {
-    const std::string mark = ".aside-" + std::to_string(now());
+    const std::string mark = ".aside-" + std::to_string(Journal::now());
     for (const char* part : {"", "-wal", "-shm", "-journal"}) {
         std::error_code ignored;
         std::filesystem::rename(native_path(path + part), native_path(path + mark + part), ignored);
@@ -97,6 +92,11 @@ void set_aside(const std::string& path) {
 }
 
 }  // namespace
+
+int64_t Journal::now() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+}
 
 const char* name_of(State state) { return kStates[static_cast<size_t>(state)]; }
 
@@ -175,8 +175,9 @@ bool Journal::change_and_take_number(Document& document, State from, const std::
     try {
         const bool changed = update(document, from);
         Statement statement(*database_,
-                            "INSERT INTO names VALUES (?,?) ON CONFLICT (stem) DO UPDATE SET next=excluded.next");
-        if (changed) statement.bind(stem).bind(number + 1).step();
+                            "INSERT INTO names VALUES (?,?,?) ON CONFLICT (stem)"
+                            " DO UPDATE SET next=excluded.next, used=excluded.used");
+        if (changed) statement.bind(stem).bind(number + 1).bind(now()).step();
         database_->run("COMMIT");
         return changed;
     } catch (const JournalError&) {
@@ -256,6 +257,38 @@ int64_t Journal::last_id() {
     std::lock_guard guard(lock_);
     Statement statement(*database_, "SELECT coalesce(max(id), 0) FROM documents");
     return statement.step() ? statement.number() : 0;
+}
+
+std::vector<DeliveredJob> Journal::delivered_jobs() {
+    std::lock_guard guard(lock_);
+    Statement statement(*database_,
+                        "SELECT id, changed, bytes FROM documents WHERE state=? AND target<>'' ORDER BY id DESC");
+    statement.bind(std::string(name_of(State::Delivered)));
+    std::vector<DeliveredJob> jobs;
+    while (statement.step()) {
+        const int64_t id = statement.number(), changed = statement.number();
+        jobs.push_back({id, changed, statement.number()});
+    }
+    return jobs;
+}
+
+// A part at a time, so that nobody waits for it.
+void Journal::prune(int64_t before, int64_t most, bool delivered_jobs_stay) {
+    const std::string jobs_stay = delivered_jobs_stay ? " AND NOT (state='delivered' AND target<>'')" : "";
+    const std::string ended =
+        "SELECT id FROM documents WHERE state IN "
+        "('filed','delivered','failed','refused','aborted','cancelled','damaged')" +
+        jobs_stay;
+    for (bool more = true; more;) {
+        std::lock_guard guard(lock_);
+        Statement statement(*database_,
+                            "DELETE FROM documents WHERE id IN (" + ended +
+                                " AND (changed<? OR id<=(SELECT max(id) FROM documents)-?) ORDER BY id LIMIT 500)");
+        statement.bind(before).bind(most).step();
+        more = database_->changes() > 0;
+    }
+    std::lock_guard guard(lock_);
+    Statement(*database_, "DELETE FROM names WHERE used<?").bind(before).step();
 }
 
 int64_t Journal::next_number(const std::string& stem, const std::function<int64_t()>& look) {

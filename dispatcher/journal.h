@@ -62,8 +62,16 @@ struct Document {
     std::string delivery_identity;        // of that file, before it gets the name
 };
 
+// One that is in the outbox.
+struct DeliveredJob {
+    int64_t id, changed, bytes;
+};
+
 class Journal {
 public:
+    // Milliseconds since 1970.
+    static int64_t now();
+
     enum class Access { Own, Visit };
 
     // Own: made where there is none; one that is damaged, or of a newer version, is set aside and `told` of it.
@@ -99,6 +107,13 @@ public:
     std::optional<Document> next_in_state(State state, int64_t after);
     // The latest document's; 0 where there is none.
     int64_t last_id();
+    // The latest first.
+    std::vector<DeliveredJob> delivered_jobs();
+
+    // Forgets documents that came to their end: those that last changed before a time, the oldest beyond a number, and
+    // how names were numbered that nobody has used since. But for those whose delivered job is in the outbox, where
+    // these are needed.
+    void prune(int64_t before, int64_t most, bool delivered_jobs_stay);
 
     // The number for a file of that stem to try next; the first time `look` finds it out.
     int64_t next_number(const std::string& stem, const std::function<int64_t()>& look);

@@ -50,6 +50,7 @@ void Worker::look(bool find, bool now) {
     try {
         if (find) {
             recovery_.find_all();
+            housekeeping_.clean_sometimes();
         } else {
             filer_.file_waiting(now);
         }

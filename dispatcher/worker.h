@@ -1,18 +1,21 @@
 #pragma once
-// The thread that looks after what waits: jobs that could not be filed, and what lies about.
+// The thread that looks after what waits: jobs that could not be filed, what lies about, and what need not be
+// kept.
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 
+#include "dispatcher/housekeeping.h"
 #include "dispatcher/recovery.h"
 
 namespace kvdisp12 {
 
 class Worker {
 public:
-    Worker(Store& store, Filer& filer, Recovery& recovery) : store_(store), filer_(filer), recovery_(recovery) {}
+    Worker(Store& store, Filer& filer, Recovery& recovery, Housekeeping& housekeeping)
+        : store_(store), filer_(filer), recovery_(recovery), housekeeping_(housekeeping) {}
     ~Worker() { stop(); }
 
     // It begins with what waits; `find`: and with all that lies about.
@@ -31,6 +34,7 @@ private:
     Store& store_;
     Filer& filer_;
     Recovery& recovery_;
+    Housekeeping& housekeeping_;
     std::mutex lock_;
     std::condition_variable changed_;
     bool stopping_ = false, woken_ = true, find_ = false;

@@ -70,6 +70,9 @@ TEST(Options, OfTheDispatcher) {
     EXPECT_TRUE(options.autoexit && options.runonce);
     EXPECT_EQ(options.idle, 0.5);
     EXPECT_FALSE(parsed(kvdisp12::describe, {"/autoexit=0"}).autoexit);
+    EXPECT_EQ(parsed(kvdisp12::describe, {"--keep", "30d"}).keep.milliseconds, 2'592'000'000);
+    EXPECT_EQ(parsed(kvdisp12::describe, {"--keep", "200"}).keep.count, 200);
+    EXPECT_EQ(parsed(kvdisp12::describe, {"--keep", "1k"}).keep.bytes, 1024);
     EXPECT_EQ(parsed(kvdisp12::describe, {"--deliver", "pdf:a", "--deliver", "cups:b"}).destination.queue, "b");
 }
 

@@ -154,6 +154,13 @@ int cancel(const Options& options) {
     return recover(options);
 }
 
+// A folder that is missing has what it will get.
+uint64_t free_space(const std::string& folder) {
+    std::error_code error;
+    const auto space = std::filesystem::space(native_path(folder), error);
+    return error ? UINT64_MAX : space.available;
+}
+
 Summary summary_of(const std::string& folder, const Options& options) {
     Summary summary;
     summary.folder = folder;
@@ -167,9 +174,8 @@ Summary summary_of(const std::string& folder, const Options& options) {
         for (const Document& each : journal->last_errors(5)) {
             summary.errors.push_back(std::to_string(each.id) + ": " + each.error);
         }
-        std::error_code error;
-        const auto space = std::filesystem::space(native_path(folder), error);
-        summary.free_space = error ? 0 : space.available;
+        summary.free_space =
+            std::min(free_space(folder), options.all ? UINT64_MAX : free_space(outbox_folder(options)));
         summary.short_of_space = summary.free_space < options.limits.free_space;
     } catch (const std::exception& error) {
         summary.fault = error.what();

@@ -70,6 +70,22 @@ void describe_limits(CLI::App& app, Limits& limits) {
         "free space below which documents are refused (default: 256M)");
 }
 
+// "30d", "200", "10G".
+Keep parse_keep(const std::string& text) {
+    constexpr uint64_t kMostDays = 36500, kMostJobs = 1'000'000'000;
+    constexpr int64_t kDay = 24 * 3600 * 1000;  // milliseconds
+    Keep keep;
+    if (text.ends_with('d')) {
+        const std::string days = text.substr(0, text.size() - 1);
+        keep.milliseconds = static_cast<int64_t>(kv::cli::parse_whole(days, "--keep", 0, kMostDays)) * kDay;
+    } else if (text.find_first_not_of("0123456789") == std::string::npos) {
+        keep.count = static_cast<int64_t>(kv::cli::parse_whole(text, "--keep", 0, kMostJobs));
+    } else {
+        keep.bytes = static_cast<int64_t>(kv::cli::parse_bytes(text, "--keep"));
+    }
+    return keep;
+}
+
 void describe_delivery(CLI::App& app, Options& options) {
     add_value(
         app, "--deliver", "WHERE",
@@ -89,6 +105,10 @@ void describe_delivery(CLI::App& app, Options& options) {
             if (options.delivery_time < 1) throw UsageError("--deliver-time: at least a second");
         },
         "how long the drawing of a job, the program or an answer of CUPS may take (default: 10min)");
+    add_value(
+        app, "--keep", "HOW MANY", [&](const std::string& text) { options.keep = parse_keep(text); },
+        "delivered jobs that stay in the outbox: of the last days (30d), the latest ones (200), or as many as have "
+        "room (10G); others are removed (default: all stay)");
 }
 
 void add_command(CLI::App& app, const std::string& name, Command command, Options& options, const std::string& help) {
@@ -140,7 +160,8 @@ void describe_administration(CLI::App& app, Options& options) {
 }  // namespace
 
 void describe(CLI::App& app, Options& options) {
-    kv::cli::introduce(app, "kvdisp12", "Takes the jobs of the Karvo driver, files them under their names and delivers them.", "",
+    kv::cli::introduce(app, "kvdisp12",
+                       "Takes the jobs of the Karvo driver, files them under their names and delivers them.", "",
                        "--status: something needs attention");
     add_value(
         app, "/name=value", "", [&](const std::string& word) { take_driver_option(word, options); },

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dispatcher/delivery.h"
+#include "dispatcher/housekeeping.h"
 #include "dispatcher/limits.h"
 #include "platform/win32.h"
 #include "tools/common/command_line.h"
@@ -29,6 +30,7 @@ struct Options {
     std::string state, outbox, log;  // empty: the defaults
     std::vector<std::string> accept;
     Limits limits;
+    Keep keep;
     Destination destination;     // where filed jobs go next
     double delivery_time = 600;  // seconds for a drawing, a program, an answer
     double idle = 10;            // seconds without a client, after which "/autoexit=1" ends

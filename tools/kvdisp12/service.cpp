@@ -66,7 +66,8 @@ public:
           filer_(store_),
           intake_(store_, filer_, options_.limits, session_of(options)),
           recovery_(store_, filer_),
-          worker_(store_, filer_, recovery_),
+          housekeeping_(store_, options.keep),
+          worker_(store_, filer_, recovery_, housekeeping_),
           server_(pipe_name(options), options_.limits, intake_, log) {
         store_.wake = [this] { worker_.wake(false); };
         server_.on_prepare([this] { look(); });
@@ -130,6 +131,7 @@ private:
     Filer filer_;
     Intake intake_;
     Recovery recovery_;
+    Housekeeping housekeeping_;
     Worker worker_;
     Server server_;
     std::unique_ptr<Deliverer> deliverer_;
