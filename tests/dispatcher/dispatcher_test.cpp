@@ -216,6 +216,29 @@ TEST_F(KvprintTest, AWholeJobOfAKilledPrintStays) {
     EXPECT_EQ(left_behind(), 1u);
 }
 
+// Eight processes with five documents each, all of one name.
+TEST_F(KvprintTest, ManyAtOnceAreDeliveredOnce) {
+    configure("deliver = pdf:" + shared + "/pdf\n");
+    const std::string input = pdf(1);
+    std::vector<pid_t> prints;
+    for (int i = 0; i < 8; ++i) prints.push_back(start("kvprint", {input, input, input, input, input, "--quiet"}));
+    for (pid_t print : prints) EXPECT_EQ(end_of(print), 0) << file("output");
+    wait_until([&] { return logged("Delivered ") == 40; });
+    std::vector<std::string> expected, delivered;
+    for (int i = 2; i <= 40; ++i) expected.push_back("doc1 (" + std::to_string(i) + ").pdf");
+    expected.push_back("doc1.pdf");
+    for (const auto& entry : fs::directory_iterator(shared + "/pdf")) {
+        delivered.push_back(entry.path().filename().string());
+        EXPECT_TRUE(read_file(entry.path().string()).ends_with("%%EOF\n"));
+    }
+    std::ranges::sort(expected);
+    std::ranges::sort(delivered);
+    EXPECT_EQ(delivered, expected);
+    for (const std::string& job : outbox()) EXPECT_EQ(faults_of(job_named(job)), "");
+    EXPECT_EQ(outbox().size(), 40u);
+    EXPECT_EQ(left_behind(), 0u);
+}
+
 TEST_F(KvprintTest, EightAtOnceStartOne) {
     std::vector<pid_t> prints;
     for (int pages = 1; pages <= 8; ++pages) prints.push_back(start("kvprint", {pdf(pages), "--quiet"}));
