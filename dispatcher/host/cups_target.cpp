@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <optional>
 
 #include "dispatcher/host/descriptor.h"
 #include "dispatcher/host/ipp.h"
@@ -12,9 +11,10 @@ namespace kvdisp12 {
 namespace {
 
 // A job that CUPS has: whether it got its document, or still waits for it. One that ended without was given up there.
+// Unknown: CUPS has none.
 struct QueuedJob {
-    int id;
-    enum class Has { Document, Nothing, Ended } has;
+    int id = 0;
+    enum class Has { Document, Nothing, Ended, Unknown } has = Has::Unknown;
 };
 
 int number(ipp_attribute_t* attribute) { return attribute ? ippGetInteger(attribute, 0) : 0; }
@@ -31,10 +31,10 @@ public:
         const char* text = name == "job-name" ? ippGetString(attribute, 0, nullptr) : nullptr;
         if (text) name_ = text;
     }
-    // Nothing where it is another job.
-    std::optional<QueuedJob> job(const std::string& name) const {
+    // Unknown where it is another job.
+    QueuedJob job(const std::string& name) const {
         using Has = QueuedJob::Has;
-        if (name_ != name || id_ == 0) return std::nullopt;
+        if (name_ != name || id_ == 0) return {};
         if (documents_ > 0 || processed_) return QueuedJob{id_, Has::Document};
         switch (state_) {
             case IPP_JSTATE_PENDING:
@@ -55,12 +55,12 @@ private:
 };
 
 // Of the jobs in a reply, the one of that name that got furthest.
-std::optional<QueuedJob> job_in(const IppMessage& reply, const std::string& name) {
-    std::optional<QueuedJob> best;
+QueuedJob job_in(const IppMessage& reply, const std::string& name) {
+    QueuedJob best;
     JobReader reader;
     const auto finish = [&] {
-        const auto job = reader.job(name);
-        if (job && (!best || job->has < best->has)) best = job;
+        const QueuedJob job = reader.job(name);
+        if (job.has < best.has) best = job;
         reader = {};
     };
     for (ipp_attribute_t* each = ippFirstAttribute(reply.get()); each; each = ippNextAttribute(reply.get())) {
@@ -153,9 +153,9 @@ public:
 
     Outcome deliver() {
         const bool may_be_there = attempt_.document.delivery_id != 0 || attempt_.repeated;
-        const auto earlier = may_be_there ? find_earlier() : std::nullopt;
-        if (earlier && earlier->has == QueuedJob::Has::Document) return {Outcome::Kind::Done};
-        if (!earlier && attempt_.document.delivery_id != 0) {
+        const QueuedJob earlier = may_be_there ? find_earlier() : QueuedJob{};
+        if (earlier.has == QueuedJob::Has::Document) return {Outcome::Kind::Done};
+        if (earlier.has == QueuedJob::Has::Unknown && attempt_.document.delivery_id != 0) {
             return {Outcome::Kind::Never, "CUPS no longer knows its job " +
                                               std::to_string(attempt_.document.delivery_id) +
                                               ": whether it was printed cannot be told; --retry sends it again"};
@@ -164,8 +164,7 @@ public:
         const Descriptor file(Folder(work.path(), Folder::Owner::Ours).make_file("document.pdf"));
         const Outcome drawn = draw_pdf(attempt_, file.get());
         if (drawn.kind != Outcome::Kind::Done) return drawn;
-        const bool goes_on = earlier && earlier->has == QueuedJob::Has::Nothing;
-        const int id = goes_on ? earlier->id : create();
+        const int id = earlier.has == QueuedJob::Has::Nothing ? earlier.id : create();
         attempt_.document.delivery_id = id;
         if (!attempt_.note()) {
             cancel(id);
@@ -176,13 +175,14 @@ public:
     }
 
 private:
-    std::optional<QueuedJob> find_earlier() {
+    QueuedJob find_earlier() {
         if (attempt_.document.delivery_id != 0) {
             IppMessage request = queue_.request(IPP_OP_GET_JOB_ATTRIBUTES);
             add_job_id(request, attempt_.document.delivery_id);
             ask_for_job_attributes(request);
             try {
-                if (auto job = job_in(queue_.ask(std::move(request)), name_)) return job;
+                const QueuedJob job = job_in(queue_.ask(std::move(request)), name_);
+                if (job.has != QueuedJob::Has::Unknown) return job;
             } catch (const IppError& error) {
                 if (error.status != IPP_STATUS_ERROR_NOT_FOUND) throw;
             }
