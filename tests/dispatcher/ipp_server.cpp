@@ -141,17 +141,15 @@ void IppServer::serve() {
     std::vector<std::thread> clients;
     while (!ends_) {
         pollfd watched = {listening_, POLLIN, 0};
-        if (poll(&watched, 1, 5) == 1) clients.emplace_back(&IppServer::serve_client, this, listening_);
-        usleep(500);
+        if (poll(&watched, 1, 5) != 1) continue;
+        if (http_t* http = httpAcceptConnection(listening_, 1)) {
+            clients.emplace_back(&IppServer::serve_client, this, http);
+        }
     }
     for (std::thread& client : clients) client.join();
 }
 
-void IppServer::serve_client(int listening) {
-    pollfd waiting = {listening, POLLIN, 0};
-    if (poll(&waiting, 1, 0) != 1) return;
-    http_t* http = httpAcceptConnection(listening, 1);
-    if (!http) return;
+void IppServer::serve_client(http_t* http) {
     httpSetTimeout(
         http, 0.01, [](http_t*, void* self) { return static_cast<IppServer*>(self)->ends_ ? 0 : 1; }, this);
     for (Way way = Way::Answer; way == Way::Answer || way == Way::Refuse;) {

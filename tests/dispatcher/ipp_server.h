@@ -1,6 +1,8 @@
 #pragma once
 // A server of one queue, which misbehaves as it is told.
 
+#include <cups/http.h>
+
 #include <atomic>
 #include <functional>
 #include <map>
@@ -40,7 +42,7 @@ public:
 
 private:
     void serve();
-    void serve_client(int client);
+    void serve_client(http_t* http);
 
     int listening_;
     int port_ = 0;
