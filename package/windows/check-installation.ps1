@@ -2,12 +2,13 @@
 .SYNOPSIS
 Tries a package on a machine: installs it, prints, removes it, and says pass or fail for each step. The printer "Karvo"
 and its settings are gone afterwards. Needs an administrator's PowerShell (5.1 or later) and a machine that trusts the
-package's signature.
+package's signature. What each step expects stands in docs/windows.md.
 .PARAMETER Folder
 What scripts/package-windows has made.
 .PARAMETER Ask
 Asks about what only a person sees, too.
 #>
+#Requires -RunAsAdministrator
 param([Parameter(Mandatory)][string]$Folder, [switch]$Ask)
 Set-StrictMode -Version 2
 $ErrorActionPreference = 'Stop'
@@ -27,10 +28,16 @@ function Run([string]$Program, [string[]]$Arguments) {
     if ($process.ExitCode -ne 0) { "exit code $($process.ExitCode)" }
 }
 
+# Whether the driver store takes the package of a folder; 259 says that it has it already.
+function Store([string]$From) {
+    $why = Run "$env:SystemRoot\System32\pnputil.exe" @('/add-driver', "`"$(Join-Path $From 'karvo.inf')`"")
+    -not $why -or $why -eq 'exit code 259'
+}
+
 # Prints a page of text with a PowerShell of the other width or this one; the newest job must be whole at its beginning.
 function PrintWith([string]$Shell) {
     $before = @(Get-ChildItem $outbox -Filter *.kv -ErrorAction SilentlyContinue).Count
-    $document = '"Karvo test page" | Out-Printer -Name Karvo'
+    $document = "'Karvo test page' | Out-Printer -Name Karvo"  # words are handed over without quotes around them
     $why = Run $Shell @('-NoProfile', '-NonInteractive', '-Command', $document)
     if ($why) { return $why }
     foreach ($try in 1..60) {
@@ -46,6 +53,7 @@ function PrintWith([string]$Shell) {
         [void]$stream.Read($magic, 0, 4)
     } finally { $stream.Dispose() }
     if ([Text.Encoding]::ASCII.GetString($magic) -ne 'KARV') { return "$newest does not begin with KARV" }
+    Start-Sleep -Seconds 2
     if (@(Get-PrintJob -PrinterName Karvo).Count -gt 0) { return 'a job stays in the queue' }
 }
 
@@ -61,13 +69,17 @@ $package = Join-Path ([IO.Path]::GetTempPath()) "karvo-check-$PID"
 Expand-Archive (Get-ChildItem $Folder -Filter 'karvo-*-driver.zip' | Select-Object -First 1).FullName $package
 
 Step 'signatures' {
-    $files = @(Get-ChildItem $package -Recurse -Include *.dll, *.exe, *.cat) + @(Get-Item $installer)
+    $files = @(Get-ChildItem $package -Recurse -Include '*.dll', '*.exe', '*.cat') + @(Get-Item $installer)
     $files | ForEach-Object { Get-AuthenticodeSignature $_.FullName } | Where-Object Status -ne 'Valid' |
         ForEach-Object { "$($_.Path): $($_.StatusMessage)" } | Select-Object -First 1
 }
 Step 'catalogue' {
-    $result = Test-FileCatalog -CatalogFilePath (Join-Path $package 'karvo.cat') -Path $package -FilesToSkip karvo.cat -Detailed
-    if ($result.Signature.Status -ne 'Valid') { "$($result.Signature.StatusMessage)" }
+    # The driver store takes a package when its catalogue has each file as it is: one, and not when a file is another.
+    $changed = "$package-changed"
+    Copy-Item $package $changed -Recurse
+    Add-Content (Join-Path $changed 'karvo.inf') '; changed'
+    if (Store $changed) { 'a changed package is taken' } elseif (-not (Store $package)) { 'it is not taken' }
+    Remove-Item $changed -Recurse
 }
 foreach ($time in 'first', 'second') { Step "$time installation" { Run $installer @('/S') } }
 Step 'driver' {
@@ -102,7 +114,7 @@ if ($Ask) {
         'After Cancel the preferences show the old values', 'At 200 % and with high contrast they are readable',
         'In German and in Japanese they are in that language') {
         Start-Process rundll32 'printui.dll,PrintUIEntry /e /n Karvo' -Wait
-        Step $question { if ((Read-Host "$question? [y/n]") -ne 'y') { 'said to be wrong' } }
+        Step $question { if ((Read-Host "${question}? [y/n]") -ne 'y') { 'said to be wrong' } }
     }
 }
 Step 'removal' { Run (Join-Path $env:ProgramFiles 'Karvo\uninstall.exe') @('/S') }
@@ -110,8 +122,9 @@ Step 'nothing stays behind' {
     Start-Sleep -Seconds 10  # the uninstaller goes on as a copy of itself
     $left = @(Get-Printer | Where-Object DriverName -eq 'Karvo') + @(Get-PrinterDriver | Where-Object Name -eq 'Karvo') +
         @(Get-PrinterPort | Where-Object Name -eq '\\.\NUL') +
-        @(Get-ChildItem "$env:SystemRoot\System32\spool\drivers" -Recurse -Include kv*12*.dll, kvdisp12.exe) +
-        @('HKLM:\Software\Velmora Software', (Join-Path $env:ProgramFiles Karvo) | Where-Object { Test-Path $_ })
+        @(Get-ChildItem "$env:SystemRoot\System32\spool\drivers" -Recurse -Include 'kv*12*.dll', 'kvdisp12.exe') +
+        @('HKLM:\Software\Velmora Software', 'HKLM:\Software\WOW6432Node\Velmora Software', (Join-Path $env:ProgramFiles Karvo) | Where-Object { Test-Path $_ })
+    if ((& "$env:SystemRoot\System32\pnputil.exe" /enum-drivers) -match 'karvo\.inf') { $left += 'the package in the driver store' }
     $left | Select-Object -First 1
 }
 Remove-Item $package -Recurse

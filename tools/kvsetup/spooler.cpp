@@ -250,10 +250,10 @@ std::vector<Text> remove_printers() {
 
 void remove_driver(std::vector<std::string>& warnings) {
     for (const Environment& environment : kEnvironments) {
-        const auto drivers = list_of<DRIVER_INFO_2W>("drivers are not listed", [&](auto... arguments) {
-            return EnumPrinterDriversW(nullptr, writable(environment.name), 2, arguments...);
+        const auto drivers = list_of<DRIVER_INFO_8W>("drivers are not listed", [&](auto... arguments) {
+            return EnumPrinterDriversW(nullptr, writable(environment.name), 8, arguments...);
         });
-        for (const DRIVER_INFO_2W& driver : drivers) {
+        for (const DRIVER_INFO_8W& driver : drivers) {
             if (lstrcmpiW(driver.pName, kDriverName) != 0) continue;
             if (delete_driver(environment)) {
                 // Where the spooler leaves them; those that a process holds go with its next start.
@@ -266,8 +266,11 @@ void remove_driver(std::vector<std::string>& warnings) {
             } else {
                 throw system_error("the driver is not removed", GetLastError());
             }
+            // Out of the driver store, with the last of the environments that the package serves.
+            if (driver.pszInfPath && *driver.pszInfPath) {
+                DeletePrinterDriverPackageW(nullptr, driver.pszInfPath, environment.name);
+            }
         }
-        DeletePrinterDriverPackageW(nullptr, kInf, environment.name);
     }
 }
 
