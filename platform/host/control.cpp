@@ -12,10 +12,24 @@ thread_local DWORD last_error = 0;
 
 struct Failures {
     std::array<std::atomic<uint64_t>, static_cast<size_t>(CallKind::Count)> made{}, failing{};
+    std::atomic<bool> lasting = false;
+    std::atomic<uint64_t> calls_to_another = 0;  // counted from the first failure on
     std::mutex lock;
     bool logging = false;
     std::vector<std::string> log;
     std::string failed, broken;
+    std::set<std::string> all_failed;
+
+    bool is_due(size_t kind, uint64_t call) const {
+        return call == failing[kind] || (lasting && failing[kind] && call > failing[kind]);
+    }
+    bool is_another_due() { return !all_failed.empty() && calls_to_another && --calls_to_another == 0; }
+    void forget_failed() {
+        failed.clear();
+        all_failed.clear();
+        lasting = false;
+        calls_to_another = 0;
+    }
 };
 Failures& failures() {
     static Failures state;
@@ -36,8 +50,15 @@ Handles& handles() {
 
 void fail_call(CallKind kind, uint64_t n) {
     auto& state = failures();
-    state.failed.clear();
+    state.forget_failed();
     state.failing[static_cast<size_t>(kind)] = n ? state.made[static_cast<size_t>(kind)] + n : 0;
+}
+
+void fail_another_call(uint64_t n) { failures().calls_to_another = n; }
+
+void fail_calls_from(CallKind kind, uint64_t n) {
+    fail_call(kind, n);
+    failures().lasting = true;
 }
 
 void fail_function(const std::string& name) { failures().broken = name; }
@@ -46,11 +67,12 @@ void clear_failures() {
     auto& state = failures();
     for (auto& made : state.made) made = 0;
     for (auto& failing : state.failing) failing = 0;
-    state.failed.clear();
+    state.forget_failed();
     state.broken.clear();
 }
 
 const std::string& failed_function() { return failures().failed; }
+const std::set<std::string>& failed_functions() { return failures().all_failed; }
 
 uint64_t calls_made(CallKind kind) { return failures().made[static_cast<size_t>(kind)]; }
 
@@ -61,9 +83,11 @@ bool should_fail(CallKind kind, const char* function) {
         std::lock_guard guard(state.lock);
         state.log.emplace_back(function);
     }
-    if (call != state.failing[static_cast<size_t>(kind)] && state.broken != function) return false;
+    const bool another = state.is_another_due();
+    if (!another && !state.is_due(static_cast<size_t>(kind), call) && state.broken != function) return false;
     std::lock_guard guard(state.lock);
     state.failed = function;
+    state.all_failed.insert(function);
     return true;
 }
 

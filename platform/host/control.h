@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,17 @@ enum class CallKind { Allocation, File, Registry, Spooler, Pipe, Process, Engine
 
 // The n-th call of the kind from now on (1 = the next) fails with its documented error, once.
 void fail_call(CallKind kind, uint64_t n);
+// Then so does the n-th call of any kind behind it, once: a failure while the first one is cleaned up after.
+void fail_another_call(uint64_t n);
+// The n-th call of the kind from now on fails, and all calls of the kind behind it.
+void fail_calls_from(CallKind kind, uint64_t n);
 // Every call of a function fails from now on.
 void fail_function(const std::string& name);
 void clear_failures();
-// The function whose call failed since the last fail_call() or clear_failures(); empty while none has.
+// The function whose call failed last since the last fail_*() or clear_failures(); empty while none has.
 const std::string& failed_function();
+// All of them.
+const std::set<std::string>& failed_functions();
 // Calls of the kind since the last reset or clear_failures().
 uint64_t calls_made(CallKind kind);
 // Every host function that can fail asks this first: TRUE when this call is the one to fail.

@@ -1,8 +1,10 @@
 #pragma once
-// Makes each call of a printed document fail in its turn, one at a time, until a run comes through without one. After
-// each run nothing is held, no job file is left, and what reached the spooler is a sound job or nothing.
+// Makes each call of a printed document fail in its turn, until a run comes through without a failing one: the call
+// alone, all calls of its kind from it on, or it and one of the twenty calls behind it. After each run nothing is held,
+// no job file is left, and what reached the spooler is a sound job or nothing.
 
 #include <functional>
+#include <set>
 
 #include "tests/common/print_test.h"
 
@@ -22,11 +24,18 @@ private:
     DWORD error_ = 0;
 };
 
-struct FaultRun {
+struct Fault {
     host::CallKind kind;
-    uint64_t call;         // its number among the calls of the kind; 1 is the first
-    std::string function;  // the one that failed; empty when the run needs fewer calls
-    bool opened = false;   // the device and its surface
+    uint64_t call;  // its number among the calls of the kind; 1 is the first
+    bool lasting = false;
+    uint64_t another = 0;  // the call behind it that fails too; 0: none
+
+    void arm() const;
+};
+
+struct FaultRun : Fault {
+    std::set<std::string> functions;  // the ones that failed; none when the run needs fewer calls
+    bool opened = false;              // the device and its surface
     bool port_known = false;
     DWORD open_error = 0;
     Answers answers;
@@ -49,10 +58,12 @@ protected:
     uint64_t failed_calls = 0;
 
 private:
-    FaultRun run_once(host::CallKind kind, uint64_t call, const Script& script);
+    FaultRun run_once(const Fault& fault, const Script& script);
+    void fail_lasting_and_in_pairs(host::CallKind kind, uint64_t calls, const Script& script);
+    void run_and_expect_sound(const Fault& fault, const Script& script);
     void expect_sound(const FaultRun& run);
     void expect_next_document(const FaultRun& run, const Script& script);
-    void take_away_what_could_not_be_deleted();
+    void take_away_what_could_not_be_deleted(const FaultRun& run);
 };
 
 // The faults of a job, one a line; empty for a sound one.
