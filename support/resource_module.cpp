@@ -1,11 +1,11 @@
 // The resource library: localised texts that come with the product, in a DLL beside the driver. It is data: whoever
 // names another one to the user's processes, or puts one into the place of a copy, has texts shown and no code run.
 
-#include "support/product.h"
 #include "support/assert.h"
 #include "support/message.h"
 #include "support/paths.h"
 #include "support/process_state.h"
+#include "support/product.h"
 #include "support/reg_key.h"
 #include "support/trace.h"
 

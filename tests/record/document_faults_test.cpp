@@ -57,7 +57,8 @@ struct DocumentFaults : FaultTest {
             EXPECT_EQ(run.answers.refused(), run.job.empty());
         }
         const bool looked_up = run.kind == host::CallKind::Registry || run.kind == host::CallKind::Process;
-        if (!looked_up && !run.functions.contains("SetEndOfFile")) return;  // there is nothing behind the end to cut off
+        if (!looked_up && !run.functions.contains("SetEndOfFile"))
+            return;  // there is nothing behind the end to cut off
         EXPECT_FALSE(run.answers.refused());
         EXPECT_FALSE(run.job.empty());
     }
