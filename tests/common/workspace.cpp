@@ -52,4 +52,12 @@ ProgramRun run(const Workspace& workspace, const std::string& program, const std
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said.read("output"), said.read("errors")};
 }
 
+std::string address_space_limit([[maybe_unused]] size_t kib) {
+#ifdef __SANITIZE_ADDRESS__
+    return "";
+#else
+    return "ulimit -v " + std::to_string(kib) + "; ";
+#endif
+}
+
 }  // namespace kv::test

@@ -41,5 +41,8 @@ struct ProgramRun {
 // One of the built programs, started in the folder by a shell; before: what the shell does first.
 ProgramRun run(const Workspace& workspace, const std::string& program, const std::string& arguments,
                const std::string& before = "");
+// What a shell does before a program that may take no more than so many KiB; nothing under the sanitizer, which
+// reserves more than any machine has.
+std::string address_space_limit(size_t kib);
 
 }  // namespace kv::test

@@ -112,6 +112,9 @@ TEST_F(QueueTest, WhatAQueueForgotIsNotSentAgainUnasked) {
 }
 
 TEST_F(QueueTest, DeathSendsNothingTwice) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "a process that is forked beside the server's threads waits for the sanitizer's locks for ever";
+#endif
     int n = 1;
     for (bool stopped = true; stopped; ++n) {
         IppServer server;

@@ -161,7 +161,7 @@ TEST_F(Print, DamageOfTheFileItself) {
     };
     for (const auto& each : cases) {
         workspace.write("in.pdf", each.file);
-        const ProgramRun printed = run(workspace, "kvprint", "in.pdf -o out.kv", "ulimit -v 1000000; ");
+        const ProgramRun printed = run(workspace, "kvprint", "in.pdf -o out.kv", address_space_limit(1000000));
         EXPECT_EQ(printed.exit_code, each.warning.empty() ? 0 : 3) << each.name;
         EXPECT_EQ(printed.errors, each.warning.empty() ? "" : "kvprint: in.pdf: " + each.warning + "\n") << each.name;
         EXPECT_EQ(printed.output.find("out.kv: " + std::to_string(each.pages) + " pages"), 0u)

@@ -51,18 +51,14 @@ std::vector<Claim> claims() {
 }
 
 TEST_F(Print, DeclaredSizesCostNoMoreThanTheLimit) {
-#ifdef __SANITIZE_ADDRESS__
-    constexpr const char* kAddressSpace = "";  // the sanitizer reserves more than any machine has
-#else
-    constexpr const char* kAddressSpace = "ulimit -v 600000; ";  // KiB; the program itself and its stacks are 100 MB
-#endif
+    const std::string limit = address_space_limit(600000);  // the program itself and its stacks are 100 MB
     for (const Claim& claim : claims()) {
         pdf.pages = {claim.content};
         pdf.resources = claim.resources;
         pdf.objects = claim.objects;
         workspace.write("in.pdf", pdf.text());
         const ProgramRun printed =
-            run(workspace, "kvprint", "in.pdf -o out.kv --quiet --memory 128M --set Resolution=144", kAddressSpace);
+            run(workspace, "kvprint", "in.pdf -o out.kv --quiet --memory 128M --set Resolution=144", limit);
         EXPECT_EQ(printed.exit_code, claim.warning.empty() ? 0 : 3) << claim.name;
         EXPECT_EQ(printed.errors, claim.warning.empty() ? "" : "kvprint: in.pdf: page 1: " + claim.warning + "\n")
             << claim.name;
