@@ -27,8 +27,8 @@ public:
     void count_drawing() { ++drawings_; }
     void count_text(const fz_text& text) { count_letters(text, letters_); }
     const LettersOfKinds& letters() const { return letters_; }
-    void count_opaque_stroke() { ++strokes_; }
-    bool has_opaque_strokes() const { return strokes_ > 0; }
+    void count_hairline() { ++hairlines_; }
+    bool has_hairlines() const { return hairlines_ > 0; }
     // The calls that begin and end the capture are held as well; for the end, while nothing else is open.
     bool holds_begin() const { return kind_ != Kind::Tile; }
     bool holds_end() const { return kind_ != Kind::Tile || depth_ > 1; }
@@ -50,7 +50,7 @@ private:
     List list_;
     DrawDevice device_;
     int depth_ = 1, deepest_ = 1;
-    size_t drawings_ = 0, groups_ = 0, strokes_ = 0;
+    size_t drawings_ = 0, groups_ = 0, hairlines_ = 0;
     LettersOfKinds letters_;
 };
 

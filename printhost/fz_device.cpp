@@ -132,7 +132,7 @@ void stroke_path(fz_context* context, fz_device* device, const fz_path* path, co
         [&](PagePlayer& player) {
             player.stroke(path, *state, ctm, make_paint(context, player, space, colour, alpha, parameters));
         });
-    if (captured && alpha == 1) player_of(device).note_captured_stroke();
+    if (captured && alpha == 1) player_of(device).note_captured_stroke(*state, ctm);
 }
 
 void fill_text(fz_context* context, fz_device* device, const fz_text* text, fz_matrix ctm, fz_colorspace* space,
@@ -291,6 +291,8 @@ void end_mask(fz_context* context, fz_device* device) {
 void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colorspace* space, int isolated, int knockout,
                  int blend_mode, float alpha) {
     player_of(device).count_group();
+    // Where nothing blends both kinds look alike, and MuPDF draws this one right on nothing.
+    if (!player_of(device).shows_page()) isolated = 1;
     begin(
         context, device, false,
         [&](fz_device* to) { fz_begin_group(context, to, area, space, isolated, knockout, blend_mode, alpha); },

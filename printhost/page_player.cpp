@@ -170,10 +170,15 @@ void PagePlayer::finish_tile(const Capture& capture) {
         [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth() + 1, false});
 }
 
-// Lines that meet at the edge of two cells end in the same pixel, which both have to show.
+void PagePlayer::note_captured_stroke(const fz_stroke_state& state, fz_matrix ctm) {
+    constexpr float kHairline = 1.5f;  // device pixels below which a line is one wide
+    if (state.linewidth * fz_matrix_expansion(ctm) < kHairline) capture_->count_hairline();
+}
+
+// A line of one pixel along a cell's edge may lie wholly beyond it, in a pixel that has to be shown all the same.
 fz_rect PagePlayer::seen_of_cell(const Capture& capture) const {
     const float pixel = 1 / std::max(fz_matrix_expansion(tiling_.ctm), 1 / kFarthest);
-    return capture.has_opaque_strokes() ? fz_expand_rect(tiling_.view, pixel) : tiling_.view;
+    return capture.has_hairlines() ? fz_expand_rect(tiling_.view, pixel) : tiling_.view;
 }
 
 void PagePlayer::play_tile(const Capture& capture, const fz_irect& cells) {

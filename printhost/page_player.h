@@ -44,7 +44,7 @@ public:
     }
     // A text among the calls that were passed on.
     void note_captured(const fz_text& text) { capture_->count_text(text); }
-    void note_captured_stroke() { capture_->count_opaque_stroke(); }
+    void note_captured_stroke(const fz_stroke_state& state, fz_matrix ctm);
     template <class Call>
     bool pass_on(Call call) {
         if (keeps_pictures()) picture_->draw(call);
@@ -102,6 +102,8 @@ public:
     void clip_to_nothing() { canvas_.push(Region()); }
     void pop_clip() { canvas_.pop(); }
 
+    // keep_page() was called.
+    bool shows_page() const { return picture_.has_value(); }
     // Before anything else of a group.
     void count_group() { groups_ += keeps_pictures(); }
     // True when a capture begins.

@@ -74,6 +74,22 @@ TEST_F(Print, PensWithCapsJoinsMiterAndDashes) {
                      "[7, [[28, 1420], [34, 1420]]], [7, [[38, 1420], [40, 1420]]]]"}));
 }
 
+// Lines at one height, which lies on the edge of two pixels, are in one row, however the height was worked out.
+TEST_F(Print, LinesThatMeetAreInTheSameRow) {
+    pdf.width = 160;
+    pdf.height = 80;
+    for (const int height : {16, 18, 24, 36, 42}) {
+        std::string moves, content;
+        for (int tenths = height * 10; tenths > 0; tenths -= 3, moves += "1 0 0 1 0 0.3 cm ") {
+            const std::string at = std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
+            content += "q " + moves + "10 " + at + " m 20 " + at + " l S Q\n";
+        }
+        const Lines records = records_of(content, "", "--set Resolution=288");
+        const std::set<std::string> rows(records.begin() + 1, records.end());  // behind the drawing state
+        EXPECT_EQ(rows.size(), 1u) << height << " " << *rows.begin();
+    }
+}
+
 TEST_F(Print, ANegativeWidthCountsAsItsAbsoluteValue) {
     const std::string line = " w 10 10 m 20 10 l S";
     EXPECT_EQ(records_of("-3" + line), records_of("3" + line));
