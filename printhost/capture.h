@@ -1,6 +1,7 @@
 #pragma once
 // Drawing kept for later: what stands between the begin and the end of a clip, group, mask or tile.
 
+#include "engine/device.h"
 #include "printhost/letters.h"
 #include "printhost/mupdf.h"
 
@@ -27,6 +28,9 @@ public:
     void count_drawing() { ++drawings_; }
     void count_text(const fz_text& text) { count_letters(text, letters_); }
     const LettersOfKinds& letters() const { return letters_; }
+    // device pixels of a group or mask within
+    void count_group(LONGLONG pixels) { pixels_ += pixels; }
+    LONGLONG group_pixels() const { return pixels_; }
     void count_hairline() { ++hairlines_; }
     bool has_hairlines() const { return hairlines_ > 0; }
     // The calls that begin and end the capture are held as well; for the end, while nothing else is open.
@@ -50,6 +54,7 @@ private:
     List list_;
     DrawDevice device_;
     int depth_ = 1, deepest_ = 1;
+    LONGLONG pixels_ = 0;
     size_t drawings_ = 0, groups_ = 0, hairlines_ = 0;
     LettersOfKinds letters_;
 };

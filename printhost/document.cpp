@@ -301,10 +301,14 @@ pdf_obj* Page::resources() const {
     return resources;
 }
 
-std::optional<std::vector<bool>> Page::find_blends() {
+std::optional<Page::Blends> Page::find_blends() {
     if (!pdf_page_ || !pdf_page_->transparency) return std::nullopt;
-    struct Groups {
-        std::vector<bool> whole;
+    struct Groups : Blends {
+        fz_rect page;
+        void add_area(fz_rect area) {
+            const fz_rect inside = fz_intersect_rect(area, page);
+            times += double{inside.x1 - inside.x0} * (inside.y1 - inside.y0);
+        }
         std::vector<bool> open;        // whether a group that is open is isolated
         std::vector<size_t> isolated;  // those, by their number
         bool found = false;
@@ -315,11 +319,13 @@ std::optional<std::vector<bool>> Page::find_blends() {
     };
     const auto device = make_held<DrawDevice>(
         context_, [&] { return static_cast<fz_device*>(fz_new_device_of_size(context_, sizeof(Probe))); });
+    groups.page = fz_translate_rect(bounds_, -bounds_.x0, -bounds_.y0);
     reinterpret_cast<Probe*>(device.get())->groups = &groups;
-    device.get()->begin_group = [](fz_context*, fz_device* self, fz_rect, fz_colorspace*, int isolated, int, int mode,
-                                   float) {
+    device.get()->begin_group = [](fz_context*, fz_device* self, fz_rect area, fz_colorspace*, int isolated, int,
+                                   int mode, float) {
         Groups& all = *reinterpret_cast<Probe*>(self)->groups;
         all.whole.push_back(false);
+        all.add_area(area);
         if (mode != FZ_BLEND_NORMAL) {
             all.found = true;
             for (const size_t outer : all.isolated) all.whole[outer] = true;
@@ -328,6 +334,8 @@ std::optional<std::vector<bool>> Page::find_blends() {
         if (isolated && all.whole.size() > 1) all.isolated.push_back(all.whole.size() - 1);
         all.open.push_back(isolated && all.whole.size() > 1);
     };
+    device.get()->begin_mask = [](fz_context*, fz_device* self, fz_rect area, int, fz_colorspace*, const float*,
+                                  fz_color_params) { reinterpret_cast<Probe*>(self)->groups->add_area(area); };
     device.get()->end_group = [](fz_context*, fz_device* self) {
         Groups& all = *reinterpret_cast<Probe*>(self)->groups;
         if (all.open.empty()) return;
@@ -339,7 +347,8 @@ std::optional<std::vector<bool>> Page::find_blends() {
     run(device.get(), 1, {0, 0});
     fz_set_user_context(context_, own);
     if (!groups.found) return std::nullopt;
-    return groups.whole;
+    const double page = double{groups.page.x1 - groups.page.x0} * (groups.page.y1 - groups.page.y0);
+    return Blends{std::move(groups.whole), groups.times / std::max(page, 1.0)};
 }
 
 void Page::run(fz_device* device, float scale, fz_point corner) {

@@ -91,9 +91,14 @@ public:
     float height() const { return bounds_.y1 - bounds_.y0; }
     // Null for what is no page of a PDF file.
     pdf_obj* resources() const;
-    // Nothing where all groups are drawn over what lies under them in the normal mode. Else whether a group has to be
-    // drawn as one, in the order of their beginnings: something in it blends with what lies under it within the group.
-    std::optional<std::vector<bool>> find_blends();
+    struct Blends {
+        // Whether a group has to be drawn as one, in the order of their beginnings: something in it blends with what
+        // lies under it within the group.
+        std::vector<bool> whole;
+        double times = 0;  // the areas of all groups and masks together, of the page's
+    };
+    // Nothing where all groups are drawn over what lies under them in the normal mode.
+    std::optional<Blends> find_blends();
     // Runs the page on a device, as it is to be printed. scale: pixels a point; corner: where its left top corner lies,
     // pixels. What cannot be read is a warning, and the containers that it left open are ended.
     void run(fz_device* device, float scale, fz_point corner);

@@ -290,7 +290,7 @@ void end_mask(fz_context* context, fz_device* device) {
 
 void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colorspace* space, int isolated, int knockout,
                  int blend_mode, float alpha) {
-    player_of(device).count_group();
+    player_of(device).count_group(area);
     // Where nothing blends both kinds look alike, and MuPDF draws this one right on nothing.
     if (!player_of(device).shows_page()) isolated = 1;
     begin(

@@ -32,6 +32,8 @@ fz_irect cells_of(const PagePlayer::Tiling& tiling, const RECTL& area) {
                                            std::floor((within.y1 - view.y0) / tiling.down - kSlack) + 1));
 }
 
+LONGLONG area_of(const RECTL& rect) { return LONGLONG{rect.right - rect.left} * (rect.bottom - rect.top); }
+
 constexpr double kMostCells = 1 << 24, kMostCellPixels = 4e9;
 
 }  // namespace
@@ -54,11 +56,11 @@ bool PagePlayer::thin_out(Tiling& tiling) const {
     return true;
 }
 
-LONGLONG area_of(const RECTL& rect) { return LONGLONG{rect.right - rect.left} * (rect.bottom - rect.top); }
-
-void PagePlayer::keep_page(std::vector<bool> whole) {
+void PagePlayer::keep_page(std::vector<bool> whole, double times) {
     const RECTL page = canvas_.clip().bounds();
-    picture_.emplace(context_, page, renderer_.picture_scale(page));
+    constexpr double kMostTimes = 1e6;
+    const auto drawn = static_cast<LONGLONG>(static_cast<double>(area_of(page)) * std::min(times, kMostTimes));
+    picture_.emplace(context_, page, renderer_.picture_scale(page, drawn));
     whole_groups_ = std::move(whole);
 }
 
@@ -74,6 +76,13 @@ void PagePlayer::end_captured() {
     Capture capture = std::move(*capture_);
     capture_.reset();
     finish_capture(capture);
+}
+
+void PagePlayer::count_group(fz_rect area) {
+    groups_ += keeps_pictures();
+    if (!capture_) return;
+    const RECTL inside = common(covering(area), capture_area_);
+    if (!is_empty(inside)) capture_->count_group(area_of(inside));
 }
 
 bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float alpha) {
@@ -133,7 +142,8 @@ void PagePlayer::finish_capture(Capture& capture) {
             note_in_images(capture);
             renderer_.render(
                 capture_area_, [&](fz_device* device) { capture.play(device); },
-                [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth(), false});
+                [&](const Rendering& rendering) { draw_rendering(rendering); },
+                {capture.depth(), false, capture.group_pixels()});
     }
 }
 
@@ -167,7 +177,8 @@ void PagePlayer::finish_tile(const Capture& capture) {
             capture.play(device);
             fz_end_tile(context_, device);
         },
-        [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth() + 1, false});
+        [&](const Rendering& rendering) { draw_rendering(rendering); },
+        {capture.depth() + 1, false, capture.group_pixels()});
 }
 
 void PagePlayer::note_captured_stroke(const fz_stroke_state& state, fz_matrix ctm) {

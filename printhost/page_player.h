@@ -28,8 +28,9 @@ public:
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
     // To be called first for a page that blends with what lies under it: such drawing is shown by pictures of the page.
-    // whole: the groups, in the order of their beginnings, that have to be drawn as one.
-    void keep_page(std::vector<bool> whole);
+    // whole: the groups, in the order of their beginnings, that have to be drawn as one. times: the areas of all groups
+    // and masks together, of the page's.
+    void keep_page(std::vector<bool> whole, double times);
     // After the page.
     void finish();
 
@@ -105,7 +106,7 @@ public:
     // keep_page() was called.
     bool shows_page() const { return picture_.has_value(); }
     // Before anything else of a group.
-    void count_group() { groups_ += keeps_pictures(); }
+    void count_group(fz_rect area);
     // True when a capture begins.
     bool begin_group(fz_rect area, bool knockout, int blend_mode, float alpha);
     void begin_mask(fz_rect area);

@@ -214,7 +214,7 @@ private:
         if (list_) list_->page(number, scale, corner.x, corner.y);
         try {
             PagePlayer player(context_, canvas, *fonts_, resolution, request_.memory, list_ ? &*list_ : nullptr);
-            if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
+            if (auto blends = page.find_blends()) player.keep_page(std::move(blends->whole), blends->times);
             page.run(player.device(), scale, corner);
             player.finish();
         } catch (const LibraryFault& fault) {

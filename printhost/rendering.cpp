@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "printhost/geometry.h"
+#include "printhost/warnings.h"
 
 namespace kvprint {
 namespace {
@@ -14,6 +15,8 @@ using kv::engine::RowOrder;
 constexpr int kLeastResolution = 300;
 constexpr size_t kBandPixels = 1 << 23;
 constexpr LONGLONG kPicturePixels = 40 << 20, kRenderedPixels = 128 << 20, kSmoothPixels = 16 << 20;
+// Pixels of a page's drawings that take seconds; more are drawn coarser, so that any number takes few times that.
+constexpr LONGLONG kPagePixels = 512 << 20;
 constexpr int kSmooth = 8;  // bits of antialiasing
 
 const unsigned char* pixel_of(const fz_pixmap& pixmap, int x, int y) {
@@ -91,8 +94,10 @@ Pixmap Renderer::draw_on_nothing(const fz_irect& box, int scale, const Draw& dra
     return pixmap;
 }
 
-void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) const {
-    const int scale = effort.smooth ? 2 * scale_for(area, 4 * kSmoothPixels) : scale_for(area, kRenderedPixels);
+void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) {
+    rendered_ += effort.within + LONGLONG{area.right - area.left} * (area.bottom - area.top);
+    const int scale = coarser_by(rendered_) *
+                      (effort.smooth ? 2 * scale_for(area, 4 * kSmoothPixels) : scale_for(area, kRenderedPixels));
     const fz_irect box = reduced(area, scale);
     // Each layer has its pixels, and those of its shape; half of the memory is for what is drawn.
     const size_t pixel_bytes = 8 * (effort.layers + 1);
@@ -106,10 +111,18 @@ void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& 
     }
 }
 
-int Renderer::picture_scale(const RECTL& area) const {
+int Renderer::coarser_by(LONGLONG drawn) const {
+    constexpr int kMost = 8;
+    int factor = 1;
+    while (factor < kMost && kPagePixels * factor * factor < drawn / (scale_ * scale_)) factor *= 2;
+    if (factor > 1) warnings_of(context_).add("so many groups or images to render that some are drawn coarser");
+    return factor;
+}
+
+int Renderer::picture_scale(const RECTL& area, LONGLONG drawn) const {
     // The picture, one of before and one of after a drawing, and groups in it.
     constexpr size_t kPixelBytes = 24;
-    return scale_for(area, std::min(kPicturePixels, static_cast<LONGLONG>(memory_ / kPixelBytes)));
+    return coarser_by(drawn) * scale_for(area, std::min(kPicturePixels, static_cast<LONGLONG>(memory_ / kPixelBytes)));
 }
 
 int Renderer::scale_for(const RECTL& area, LONGLONG most_pixels) const {

@@ -26,28 +26,32 @@ public:
     struct Effort {
         size_t layers = 1;    // pictures that are open at a time: groups and masks within each other
         bool smooth = false;  // shows no detail, and half of the resolution is enough
+        LONGLONG within = 0;  // device pixels of the groups and masks in it, together
     };
     // What a drawing, in device pixels, leaves on nothing within the area; in bands, without what is transparent, and
-    // coarser where the area is very large.
-    void render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) const;
+    // coarser where the area is very large, or the page's drawings have come to very much.
+    void render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort);
 
     // An area of the page on white paper.
     struct Picture {
         Pixmap pixmap;
         int scale;  // device pixels a pixel
     };
-    // For pictures of an area, coarser where it is very large.
-    int picture_scale(const RECTL& area) const;
+    // For pictures of an area, coarser where it is very large, or what is drawn on them comes to very many device
+    // pixels.
+    int picture_scale(const RECTL& area, LONGLONG drawn) const;
     // The pixels of the later picture that differ from the earlier one of the same area.
     void difference(const Picture& before, const Picture& after, const TakeRendering& take) const;
 
 private:
     Pixmap draw_on_nothing(const fz_irect& box, int scale, const Draw& draw) const;
     int scale_for(const RECTL& area, LONGLONG most_pixels) const;
+    int coarser_by(LONGLONG drawn) const;
 
     fz_context* context_;
     int scale_;
     size_t memory_;
+    LONGLONG rendered_ = 0;  // device pixels of the page so far
 };
 
 // Smooth edges while it lives; clips are whole pixels otherwise.
