@@ -113,8 +113,10 @@ inline void answer_disk_full(pid_t child) {
 }
 
 // Has a child do something and stops it at the n-th entry or return of a system call that changes a disk (full disk: at
-// the n-th such call). False: it came to its end before.
-inline bool interrupted(const std::function<void()>& work, Stop stop, int n) {
+// the n-th such call). False: it came to its end before. begin: what the parent does when the child is there; threads
+// that it needs start there, for a process that is forked beside them waits for their locks for ever.
+inline bool interrupted(
+    const std::function<void()>& work, Stop stop, int n, const std::function<void()>& begin = [] {}) {
     const pid_t child = fork();
     if (child == 0) {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -128,6 +130,7 @@ inline bool interrupted(const std::function<void()>& work, Stop stop, int n) {
     int status = 0;
     waitpid(child, &status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    begin();
     uint64_t call = 0;
     for (bool stopped = false;;) {
         ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);

@@ -98,7 +98,7 @@ void write_reply(http_t* http, ipp_t* reply) {
 
 }  // namespace
 
-IppServer::IppServer() : listening_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+IppServer::IppServer(Begin begin) : listening_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -108,12 +108,14 @@ IppServer::IppServer() : listening_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 
         throw std::runtime_error("no port for the queue's server");
     }
     port_ = ntohs(address.sin_port);
-    thread_ = std::thread(&IppServer::serve, this);
+    if (begin == Begin::AtOnce) start();
 }
+
+void IppServer::start() { thread_ = std::thread(&IppServer::serve, this); }
 
 IppServer::~IppServer() {
     ends_ = true;
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
     close(listening_);
 }
 

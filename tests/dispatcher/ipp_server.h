@@ -26,8 +26,11 @@ public:
         bool cancelled = false;
     };
 
-    IppServer();
+    // Has its port at once, and answers from then on, or from start() on.
+    enum class Begin { AtOnce, WhenStarted };
+    explicit IppServer(Begin begin = Begin::AtOnce);
     ~IppServer();
+    void start();
     IppServer(const IppServer&) = delete;
     IppServer& operator=(const IppServer&) = delete;
 
