@@ -16,10 +16,8 @@ endif()
 add_library(kv_cli STATIC ${CMAKE_SOURCE_DIR}/tools/common/command_line.cpp
   ${CMAKE_SOURCE_DIR}/tools/common/command_text.cpp ${CMAKE_SOURCE_DIR}/tools/common/completions.cpp
   ${CMAKE_SOURCE_DIR}/tools/common/man_page.cpp ${CMAKE_SOURCE_DIR}/tools/common/page_list.cpp
+  ${CMAKE_SOURCE_DIR}/tools/common/$<IF:$<BOOL:${WIN32}>,windows/,>streams.cpp
   ${CMAKE_SOURCE_DIR}/tools/common/values.cpp ${CMAKE_SOURCE_DIR}/tools/common/version.cpp)
-if(NOT WIN32)
-  target_sources(kv_cli PRIVATE ${CMAKE_SOURCE_DIR}/tools/common/streams.cpp)
-endif()
 add_dependencies(kv_cli write_version)
 target_include_directories(kv_cli PRIVATE ${CMAKE_BINARY_DIR})
 if(CMAKE_CROSSCOMPILING)

@@ -5,9 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#ifndef _WIN32
 #include "tools/common/streams.h"
-#endif
 #include "tools/common/values.h"
 #include "tools/common/version.h"
 
@@ -211,9 +209,7 @@ void parse(CLI::App& app, const std::vector<std::string>& words) {
 }
 
 int run(CLI::App& app, const std::vector<std::string>& words, const std::function<int()>& action) {
-#ifndef _WIN32
     hold_standard_streams();
-#endif
     int code = kDone;
     try {
         parse(app, words);
