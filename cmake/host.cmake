@@ -124,9 +124,10 @@ target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}
 kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
 kv_tests(dispatcher kv_dispatcher kv_test_common)
+kv_tests(regressions kv_dispatcher kv_printhost kv_test_common)
 kv_tests(fidelity fidelity_score)
 kv_tests(tools kv_output kvprint_options kvjob_options kvdisp12_options kv_printhost kv_test_common PNG::PNG nlohmann_json::nlohmann_json)
-foreach(module drawing printhost dispatcher tools)
+foreach(module drawing printhost dispatcher regressions tools)
   add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
 endforeach()
 add_dependencies(test_tools fidelity)
