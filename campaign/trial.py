@@ -82,7 +82,7 @@ def own_home(folder):
     folder = pathlib.Path(folder)
     for name in ('data', 'config/karvo', 'run', 'temp'):
         (folder / name).mkdir(parents=True, exist_ok=True, mode=0o700)
-    (folder / 'config/karvo/kvdisp12.conf').write_text(f'idle = 200ms\nmin-free = 1\nlog = {folder}/log\n')
+    (folder / 'config/karvo/kvdisp12.conf').write_text(f'idle = 100ms\nmin-free = 1\nlog = {folder}/log\n')
     return {**os.environ, 'XDG_DATA_HOME': f'{folder}/data', 'XDG_CONFIG_HOME': f'{folder}/config',
             'XDG_RUNTIME_DIR': f'{folder}/run', 'TMPDIR': f'{folder}/temp'}
 
