@@ -62,7 +62,9 @@ struct Start {
     dup2(start.output >= 0 ? start.output : start.errors, STDOUT_FILENO);
     dup2(start.errors, STDERR_FILENO);
     syscall(SYS_close_range, 3u, ~0u, CLOSE_RANGE_CLOEXEC);
+#ifndef __SANITIZE_ADDRESS__  // which reserves more address space than any machine has
     limit(RLIMIT_AS, limits.memory);
+#endif
     limit(RLIMIT_FSIZE, limits.file_size);
     limit(RLIMIT_NOFILE, limits.files);
     limit(RLIMIT_CPU, limits.processor_time);
