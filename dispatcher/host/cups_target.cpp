@@ -38,7 +38,7 @@ public:
         document.delivery_id = earlier.has == "nothing" ? earlier.id : create();
         if (!attempt_.note()) {
             cancel();
-            return {Outcome::Kind::Again, "its delivery was cancelled"};
+            return {Outcome::Kind::Cancelled};
         }
         ask("send", {"KARVO_NAME=" + without_controls(document.name)}, file.get());
         return drawn;
