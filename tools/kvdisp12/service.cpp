@@ -157,8 +157,15 @@ void check_outbox(const std::string& path, Log& log) {
 }
 
 std::vector<std::unique_ptr<LogSink>> sinks_of(const Options& options) {
-    return log_sinks(options.log.empty() ? "" : full_path(options.log),
-                     folder_in(state_folder(options), "kvdisp12.log"));
+    const std::string named = options.log.empty() ? "" : full_path(options.log);
+    std::error_code none;
+    const auto kind = std::filesystem::status(native_path(named), none).type();
+    // Opening a pipe waits for its other end.
+    for (const auto bad : {std::filesystem::file_type::directory, std::filesystem::file_type::fifo,
+                           std::filesystem::file_type::socket}) {
+        if (!named.empty() && kind == bad) throw std::runtime_error("--log: " + in_quotes(named) + ": it is no file");
+    }
+    return log_sinks(named, folder_in(state_folder(options), "kvdisp12.log"));
 }
 
 int serve(const Options& options, Log& log) {
