@@ -178,7 +178,7 @@ find_program(WINE64 wine64 PATHS /usr/lib/wine)
 if(WINE64)
   cmake_path(GET CMAKE_BINARY_DIR FILENAME build_name)
   foreach(width 64 32)
-    set(steps dll system jobs planted processes package)
+    set(steps dll system jobs planted deliver processes package)
     foreach(step prepare ${steps} end)
       add_test(NAME windows/${step}_${width} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
       set_tests_properties(windows/${step}_${width} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 SKIP_RETURN_CODE 77

@@ -59,6 +59,7 @@ public:
     virtual void sweep(const std::function<bool(const std::string& uuid)>&) {}
 };
 
+std::unique_ptr<Target> make_command_target(const std::vector<std::string>& words);
 // Throws std::runtime_error where this system has no such target.
 std::unique_ptr<Target> make_target(const Destination& destination);
 

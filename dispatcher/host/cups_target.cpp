@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <sstream>
 
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 #include "dispatcher/host/descriptor.h"
 #include "dispatcher/host/targets.h"
-#include "dispatcher/host/work_folder.h"
 #include "dispatcher/job_facts.h"
 #include "dispatcher/safe_text.h"
+#include "dispatcher/work_folder.h"
 
 namespace kvdisp12 {
 namespace {

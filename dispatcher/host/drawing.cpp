@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 #include "dispatcher/host/descriptor.h"
 #include "dispatcher/host/targets.h"
 

@@ -192,7 +192,10 @@ Text pipe_name(const Options& options) {
     return name.c_str();
 }
 
-DWORD session_of(const Options& options) { return options.has_session ? options.session : kv::current_session(); }
+DWORD session_of(const Options& options) {
+    const bool named = options.has_session && options.session != kv::kOwnSession;
+    return named ? options.session : kv::current_session();
+}
 
 std::string state_folder(const Options& options) {
     return options.state.empty() ? default_folder() : with_user_id(options.state);
