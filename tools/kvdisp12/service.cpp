@@ -44,13 +44,14 @@ bool is_served(const Text& pipe) { return WaitNamedPipeW(pipe.c_str(), 1) || Get
 std::optional<OwnState> take_state(const std::string& base, DWORD session, const Text& pipe) {
     constexpr int kAttempts = 60;
     constexpr DWORD kPause = 50;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (auto lock = FolderLock::take(Folder(base, Folder::Owner::Ours))) return OwnState{base, std::move(*lock)};
-        Sleep(kPause);
+    for (const std::string& folder : {base, folder_in(base, "session-" + std::to_string(session))}) {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            if (auto lock = FolderLock::take(Folder(folder, Folder::Owner::Ours)))
+                return OwnState{folder, std::move(*lock)};
+            Sleep(kPause);
+        }
+        if (is_served(pipe)) return std::nullopt;
     }
-    if (is_served(pipe)) return std::nullopt;
-    const std::string own = folder_in(base, "session-" + std::to_string(session));
-    if (auto lock = FolderLock::take(Folder(own, Folder::Owner::Ours))) return OwnState{own, std::move(*lock)};
     return std::nullopt;
 }
 
