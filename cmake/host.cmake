@@ -50,7 +50,7 @@ kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig PkgConfig::HARFBUZZ F
 find_package(SQLite3 REQUIRED)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 find_package(Cups REQUIRED)
-kv_module(dispatcher LINKS kv_dispatch SQLite::SQLite3 PkgConfig::SYSTEMD Cups::Cups)
+kv_module(dispatcher LINKS kv_dispatch SQLite::SQLite3 PkgConfig::SYSTEMD)
 file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/dispatcher/host/*.cpp)
 target_sources(kv_dispatcher PRIVATE ${sources})
 
@@ -61,11 +61,13 @@ add_subdirectory(library)
 add_subdirectory(tools/kvjob)
 add_subdirectory(tools/kvprint)
 add_subdirectory(tools/kvdisp12)
+add_subdirectory(tools/kvcups)
 add_subdirectory(tools/fidelity)
 add_subdirectory(tools/reference)
 kv_bill(kvjob_library)
 kv_bill(kvjob HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
 kv_bill(kvdisp12 HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
+kv_bill(kvcups)
 kv_bill(kvprint HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp ${JSON_HEADERS}/nlohmann/json.hpp)
 kv_bill(fidelity HEADERS ${CLI11_HEADERS}/CLI/CLI.hpp)
 kv_bill_of_materials()
@@ -123,12 +125,12 @@ target_compile_definitions(test_library PRIVATE KV_DOCS_DIR="${CMAKE_SOURCE_DIR}
   KV_FLAGS="$<$<BOOL:${KV_SANITIZE}>:-fsanitize=address$<COMMA>undefined>")  # as the library that they link with
 kv_tests(model kv_drawing kv_test_common)
 kv_tests(printhost kv_printhost kv_test_common)
-kv_tests(dispatcher kv_dispatcher kv_test_common)
+kv_tests(dispatcher kv_dispatcher kv_test_common Cups::Cups)
 kv_tests(regressions kv_dispatcher kv_printhost kv_test_common)
 kv_tests(fidelity fidelity_score)
 kv_tests(tools kv_output kvprint_options kvjob_options kvdisp12_options kv_printhost kv_test_common PNG::PNG nlohmann_json::nlohmann_json)
 foreach(module drawing printhost dispatcher regressions tools)
-  add_dependencies(test_${module} kvjob kvprint kvdisp12)  # they run the programs
+  add_dependencies(test_${module} kvjob kvprint kvdisp12 kvcups)  # they run the programs
 endforeach()
 add_dependencies(test_tools fidelity)
 target_compile_definitions(test_tools PRIVATE KV_VERSION="${PROJECT_VERSION}" KV_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
@@ -159,7 +161,7 @@ add_test(NAME house/completions COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-comple
 add_test(NAME house/units COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-units ${CMAKE_BINARY_DIR})
 set_tests_properties(house/units PROPERTIES SKIP_RETURN_CODE 77)
 add_test(NAME house/hardening COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-hardening --linked $<TARGET_FILE:kvprint>
-  $<TARGET_FILE:kvjob> $<TARGET_FILE:kvdisp12> $<TARGET_FILE:kvjob_library>)
+  $<TARGET_FILE:kvjob> $<TARGET_FILE:kvdisp12> $<TARGET_FILE:kvcups> $<TARGET_FILE:kvjob_library>)
 add_test(NAME house/version COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-version ${PROJECT_VERSION})
 
 # The files of the product, as scripts/test builds them.
@@ -177,7 +179,7 @@ find_program(WINE64 wine64 PATHS /usr/lib/wine)
 if(WINE64)
   cmake_path(GET CMAKE_BINARY_DIR FILENAME build_name)
   foreach(width 64 32)
-    set(steps dll system jobs planted processes package)
+    set(steps dll system jobs planted deliver processes package)
     foreach(step prepare ${steps} end)
       add_test(NAME windows/${step}_${width} COMMAND ${CMAKE_SOURCE_DIR}/scripts/test-windows ${step})
       set_tests_properties(windows/${step}_${width} PROPERTIES RESOURCE_LOCK wine TIMEOUT 600 SKIP_RETURN_CODE 77

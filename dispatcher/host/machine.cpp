@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 #include "dispatcher/host/system_journal.h"
 #include "dispatcher/store.h"
 #include "platform/host/control.h"

@@ -44,13 +44,14 @@ bool is_served(const Text& pipe) { return WaitNamedPipeW(pipe.c_str(), 1) || Get
 std::optional<OwnState> take_state(const std::string& base, DWORD session, const Text& pipe) {
     constexpr int kAttempts = 60;
     constexpr DWORD kPause = 50;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (auto lock = FolderLock::take(Folder(base, Folder::Owner::Ours))) return OwnState{base, std::move(*lock)};
-        Sleep(kPause);
+    for (const std::string& folder : {base, folder_in(base, "session-" + std::to_string(session))}) {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            if (auto lock = FolderLock::take(Folder(folder, Folder::Owner::Ours)))
+                return OwnState{folder, std::move(*lock)};
+            Sleep(kPause);
+        }
+        if (is_served(pipe)) return std::nullopt;
     }
-    if (is_served(pipe)) return std::nullopt;
-    const std::string own = folder_in(base, "session-" + std::to_string(session));
-    if (auto lock = FolderLock::take(Folder(own, Folder::Owner::Ours))) return OwnState{own, std::move(*lock)};
     return std::nullopt;
 }
 
@@ -157,8 +158,15 @@ void check_outbox(const std::string& path, Log& log) {
 }
 
 std::vector<std::unique_ptr<LogSink>> sinks_of(const Options& options) {
-    return log_sinks(options.log.empty() ? "" : full_path(options.log),
-                     folder_in(state_folder(options), "kvdisp12.log"));
+    const std::string named = options.log.empty() ? "" : full_path(options.log);
+    std::error_code none;
+    const auto kind = std::filesystem::status(native_path(named), none).type();
+    // Opening a pipe waits for its other end.
+    for (const auto bad : {std::filesystem::file_type::directory, std::filesystem::file_type::fifo,
+                           std::filesystem::file_type::socket}) {
+        if (!named.empty() && kind == bad) throw std::runtime_error("--log: " + in_quotes(named) + ": it is no file");
+    }
+    return log_sinks(named, folder_in(state_folder(options), "kvdisp12.log"));
 }
 
 int serve(const Options& options, Log& log) {
@@ -185,7 +193,10 @@ Text pipe_name(const Options& options) {
     return name.c_str();
 }
 
-DWORD session_of(const Options& options) { return options.has_session ? options.session : kv::current_session(); }
+DWORD session_of(const Options& options) {
+    const bool named = options.has_session && options.session != kv::kOwnSession;
+    return named ? options.session : kv::current_session();
+}
 
 std::string state_folder(const Options& options) {
     return options.state.empty() ? default_folder() : with_user_id(options.state);

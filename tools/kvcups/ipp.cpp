@@ -1,13 +1,11 @@
-#include "dispatcher/host/ipp.h"
+#include "tools/kvcups/ipp.h"
 
 #include <unistd.h>
 
-#include <atomic>
 #include <charconv>
+#include <utility>
 
-#include "dispatcher/safe_text.h"
-
-namespace kvdisp12 {
+namespace kvcups {
 namespace {
 
 struct Address {
@@ -30,21 +28,18 @@ Address address_of(const std::string& text) {
 
 }  // namespace
 
-IppQueue::IppQueue(const std::string& queue, const std::string& host, const Attempt& attempt)
-    : queue_(queue), attempt_(attempt) {
+IppQueue::IppQueue(const std::string& queue, const std::string& host, std::string user, int patience)
+    : queue_(queue), user_(std::move(user)), patience_(patience) {
     constexpr int kPatience = 10000;  // milliseconds, for a connection
     // Nobody is there to be asked for a password.
     cupsSetPasswordCB2([](const char*, http_t*, const char*, const char*, void*) -> const char* { return nullptr; },
                        nullptr);
     const Address address = address_of(host);
-    int cancelled = 0;
-    const std::stop_callback on_stop(attempt.stop, [&] { std::atomic_ref(cancelled).store(1); });
-    http_ = httpConnect2(address.host.c_str(), address.port, nullptr, AF_UNSPEC, cupsEncryption(), 1, kPatience,
-                         &cancelled);
+    http_ =
+        httpConnect2(address.host.c_str(), address.port, nullptr, AF_UNSPEC, cupsEncryption(), 1, kPatience, nullptr);
     if (!http_) {
-        throw IppError(
-            IPP_OP_CUPS_NONE, IPP_STATUS_ERROR_SERVICE_UNAVAILABLE,
-            "CUPS at " + in_quotes(address.host) + " cannot be reached: " + in_quotes(cupsLastErrorString()));
+        throw IppError(IPP_OP_CUPS_NONE, IPP_STATUS_ERROR_SERVICE_UNAVAILABLE,
+                       "CUPS at " + address.host + " cannot be reached: " + cupsLastErrorString());
     }
     httpSetTimeout(http_, 1.0, goes_on_waiting, this);
 }
@@ -52,7 +47,7 @@ IppQueue::IppQueue(const std::string& queue, const std::string& host, const Atte
 // Called after each second without a byte.
 int IppQueue::goes_on_waiting(http_t*, void* self) {
     IppQueue& queue = *static_cast<IppQueue*>(self);
-    return ++queue.waited_ < queue.attempt_.patience.count() && !queue.attempt_.stop.stop_requested();
+    return ++queue.waited_ < queue.patience_;
 }
 
 IppMessage IppQueue::request(ipp_op_t operation) const {
@@ -61,8 +56,7 @@ IppMessage IppQueue::request(ipp_op_t operation) const {
     httpAssembleURIf(HTTP_URI_CODING_ALL, uri, sizeof uri, "ipp", nullptr, "localhost", 0, "/printers/%s",
                      queue_.c_str());
     ippAddString(message.get(), IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri);
-    ippAddString(message.get(), IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
-                 attempt_.document.user.c_str());
+    ippAddString(message.get(), IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr, user_.c_str());
     return message;
 }
 
@@ -74,11 +68,11 @@ IppMessage IppQueue::ask(IppMessage request, int file) {
     IppMessage reply(cupsDoIORequest(http_, request.release(), resource.c_str(), file, -1));
     const ipp_status_t status = cupsLastError();
     if (!reply || status < IPP_STATUS_OK || status >= IPP_STATUS_REDIRECTION_OTHER_SITE) {
-        throw IppError(operation, status,
-                       std::string(ippOpString(operation)) + ": " + ippErrorString(status) + ", " +
-                           in_quotes(cupsLastErrorString()));
+        throw IppError(
+            operation, status,
+            std::string(ippOpString(operation)) + ": " + ippErrorString(status) + ", " + cupsLastErrorString());
     }
     return reply;
 }
 
-}  // namespace kvdisp12
+}  // namespace kvcups

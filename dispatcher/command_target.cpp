@@ -1,7 +1,7 @@
-#include "dispatcher/host/child.h"
-#include "dispatcher/host/targets.h"
-#include "dispatcher/host/work_folder.h"
+#include "dispatcher/child.h"
+#include "dispatcher/delivery.h"
 #include "dispatcher/safe_text.h"
+#include "dispatcher/work_folder.h"
 
 namespace kvdisp12 {
 namespace {

@@ -7,9 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "dispatcher/delivery.h"
-
-namespace kvdisp12 {
+namespace kvcups {
 
 struct FreeIpp {
     void operator()(ipp_t* message) const { ippDelete(message); }
@@ -23,16 +21,16 @@ struct IppError : std::runtime_error {
     ipp_status_t status;
 };
 
-// A connection for one attempt, which bounds how long each answer may take. All throw IppError.
+// A connection, which bounds how long each answer may take. All throw IppError.
 class IppQueue {
 public:
-    // host: empty for the one that this user's programs print to, else HOST or HOST:PORT.
-    IppQueue(const std::string& queue, const std::string& host, const Attempt& attempt);
+    // host: empty for the one that this user's programs print to, else HOST or HOST:PORT. patience: in seconds.
+    IppQueue(const std::string& queue, const std::string& host, std::string user, int patience);
     ~IppQueue() { httpClose(http_); }
     IppQueue(const IppQueue&) = delete;
     IppQueue& operator=(const IppQueue&) = delete;
 
-    // A request of the document's user to the queue.
+    // A request of the user to the queue.
     IppMessage request(ipp_op_t operation) const;
     // The reply; file: what follows the request, from its beginning, or -1.
     IppMessage ask(IppMessage request, int file = -1);
@@ -40,10 +38,10 @@ public:
 private:
     static int goes_on_waiting(http_t* http, void* self);
 
-    const std::string queue_;
-    const Attempt& attempt_;
+    const std::string queue_, user_;
+    const int patience_;
     http_t* http_ = nullptr;
-    int64_t waited_ = 0;  // seconds, for the answer that is awaited
+    int waited_ = 0;  // seconds, for the answer that is awaited
 };
 
-}  // namespace kvdisp12
+}  // namespace kvcups
