@@ -14,6 +14,7 @@
 #include "reader/checker.h"
 #include "reader/dump.h"
 #include "reader/info.h"
+#include "reader/join.h"
 #include "reader/recover.h"
 
 namespace kvjob::test {
@@ -55,6 +56,7 @@ void render(Bytes job, RenderOptions::Format format, Reports& reports) {
     RenderOptions options;
     options.open = kept.open();
     options.dots_per_inch = 8;
+    options.memory = 32 << 20;
     options.format = format;
     options.output = "page%d";
     options.threads = 2;
@@ -83,18 +85,35 @@ OpenOutput Kept::open() {
     };
 }
 
-void exercise(Bytes job) {
+void exercise_reading(Bytes job) {
     static const auto out = nowhere();
-    Reports reports(out.get());
     check_job(job);
-    expect_answer([&] {
-        Kept kept;
-        recover_job(job, *kept.open()("saved"));
-        if (!check_job(kept.files["saved"], 1).empty()) std::abort();
-    });
     expect_answer([&] { print_info(read_info(job), out.get()); });
     expect_answer([&] { dump_job(job, std::nullopt, out.get()); });
     expect_answer([&] { dump_job(job, std::set<size_t>{1}, out.get()); });
+}
+
+void exercise_saving(Bytes job) {
+    const auto expect_sound = [](Bytes made) {
+        if (!check_job(made, 1).empty()) std::abort();
+    };
+    Kept kept;
+    expect_answer([&] {
+        recover_job(job, *kept.open()("saved"));
+        expect_sound(kept.files["saved"]);
+    });
+    expect_answer([&] {
+        PageJoin join;
+        join.add_job(job);
+        join.add_job(job);
+        join.write({join.pages(), 1}, *kept.open()("joined"), [](size_t, uint64_t, const std::string&) {});
+        expect_sound(kept.files["joined"]);
+    });
+}
+
+void exercise_drawing(Bytes job) {
+    static const auto out = nowhere();
+    Reports reports(out.get());
     expect_answer([&] {
         const JobMap map(job);
         FontStore fonts(map);
@@ -109,6 +128,12 @@ void exercise(Bytes job) {
         FontStore fonts(map);
         for (size_t page = 0; page < map.pages().size(); ++page) page_text(map, fonts, page, reports);
     });
+}
+
+void exercise(Bytes job) {
+    exercise_reading(job);
+    exercise_saving(job);
+    exercise_drawing(job);
 }
 
 }  // namespace kvjob::test

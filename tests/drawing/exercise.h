@@ -20,7 +20,11 @@ struct Kept {
     OpenOutput open();
 };
 
-// Runs every command on a job, sound or not. Only the documented faults come out of them.
+// Run the commands on a job, sound or not: those that read it, those that make a job of it, those that draw it, or all.
+// Only the documented faults come out of them, and the jobs that are made are sound.
+void exercise_reading(Bytes job);
+void exercise_saving(Bytes job);
+void exercise_drawing(Bytes job);
 void exercise(Bytes job);
 
 }  // namespace kvjob::test

@@ -1,0 +1,72 @@
+#include "tests/fuzz/common/print_run.h"
+
+#include <filesystem>
+
+#include "reader/checker.h"
+#include "support/process_state.h"
+
+namespace kv {
+namespace {
+
+HANDLE open_printer() {
+    host::Printer printer;
+    printer.name = u"P";
+    printer.port = u"FILE:";
+    return host::open_printer(printer);
+}
+
+bool is_folder_empty() {
+    WCHAR folder[MAX_PATH];
+    GetTempPathW(MAX_PATH, folder);
+    std::error_code none;
+    return std::filesystem::directory_iterator(host::host_path(folder), none) == std::filesystem::directory_iterator();
+}
+
+}  // namespace
+
+engine::Driver& PrintRun::driver() {
+    static engine::Driver& loaded = []() -> engine::Driver& {
+        host::reset_all();
+        host::set_messages_quiet(true);
+        static engine::Driver driver;
+        process_state().default_paper = DMPAPER_LETTER;
+        process_state().default_units = 1;
+        return driver;
+    }();
+    return loaded;
+}
+
+PrintRun::PrintRun(const DEVMODEW* mode) {
+    driver();
+    before_ = host::live_objects();
+    printer_ = open_printer();
+    device_.emplace(driver(), printer_, mode, TEXT("P"));
+}
+
+PrintRun::~PrintRun() {
+    host::clear_failures();
+    device_.reset();
+    host::close_printer(printer_);
+    require(host::live_objects() == before_);
+    require(engine::live_handles() == engine::LiveHandles{});
+    require(failing_ || is_folder_empty());  // a file that could not be deleted stays
+}
+
+void PrintRun::start_document(const std::basic_string<WCHAR>& name, DWORD job) {
+    host::printer(printer_).output.clear();
+    device_->start_document(name, job);
+}
+
+void PrintRun::end_document(FLONG flags) {
+    device_->end_document(flags);
+    const std::vector<uint8_t>& job = host::printer(printer_).output;
+    require(failing_ || job.empty() || kvjob::check_job(job, 1).empty());
+}
+
+void PrintRun::fail_call(FuzzInput& in) {
+    const auto kind = static_cast<host::CallKind>(in.u8() % static_cast<DWORD>(host::CallKind::Count));
+    host::fail_call(kind, 1 + in.u8() % 64);
+    failing_ = true;
+}
+
+}  // namespace kv
