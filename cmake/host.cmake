@@ -139,10 +139,10 @@ target_link_libraries(host_scenes kv_scenes)
 # tests/fuzz/<name>_fuzz.cpp makes the target <name> of fuzz_replay, which needs no fuzzer, and with KV_FUZZ <name>_fuzz.
 # tests/fuzz/corpus/<name> and tests/regressions/<what>.<name> are replayed.
 add_executable(fuzz_replay tests/fuzz/replay.cpp)
-kv_module(fuzz FOLDER tests/fuzz/common LINKS kv_drawing kv_ui kv_printhost kv_dispatcher kv_test_common JPEG::JPEG)
+kv_module(fuzz FOLDER tests/fuzz/common LINKS kv_drawing kv_ui kv_printhost kv_dispatcher kv_test_common GTest::gtest JPEG::JPEG)
 # The engine's enumeration of paths, so that a target can hand out blocks that no engine makes.
 target_link_options(kv_fuzz PUBLIC
-  -Wl,--wrap=PATHOBJ_vEnumStart,--wrap=PATHOBJ_bEnum,--wrap=PATHOBJ_vGetBounds)
+  -Wl,--wrap=PATHOBJ_vEnumStart,--wrap=PATHOBJ_bEnum,--wrap=PATHOBJ_vGetBounds,-u,__wrap_PATHOBJ_bEnum)
 file(GLOB fuzz_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/fuzz/*_fuzz.cpp)
 set(fuzz_table "")
 foreach(source ${fuzz_sources})

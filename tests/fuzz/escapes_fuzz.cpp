@@ -25,17 +25,18 @@ void send_escape(FuzzInput& in, PrintRun& print) {
 }
 
 void draw(FuzzInput& in, PrintRun& print) {
-    HostilePath path(in);
+    AnyPath path(in);
+    if (path.is_hostile()) print.expect_damage();
     const auto clip = take_clip(in);
     BrushWithPattern pattern(in);
     pattern.brush.bind(&print.device());
     POINTL origin = {};
     const DWORD kind = in.u8();
     if (kind % 2) {
-        DrvFillPath(print.device().surface(), &path, clip.get(), &pattern.brush, &origin, R2_COPYPEN, kind >> 1);
+        DrvFillPath(print.device().surface(), path.get(), clip.get(), &pattern.brush, &origin, R2_COPYPEN, kind >> 1);
     } else {
         Pen pen(in);
-        DrvStrokePath(print.device().surface(), &path, clip.get(), nullptr, &pattern.brush, &origin, &pen.line,
+        DrvStrokePath(print.device().surface(), path.get(), clip.get(), nullptr, &pattern.brush, &origin, &pen.line,
                       R2_COPYPEN);
     }
 }

@@ -68,8 +68,14 @@ private:
         }
     }
 
+    MIX take_mix() {
+        const MIX foreground = R2_BLACK + in_.u8() % 16;
+        return foreground | (R2_BLACK + in_.u8() % 16) << 8;
+    }
+
     void draw_path() {
-        HostilePath path(in_);
+        AnyPath path(in_);
+        if (path.is_hostile()) print_.expect_damage();
         const auto clip = take_clip(in_);
         BrushWithPattern stroke(in_), fill(in_);
         stroke.brush.bind(&print_.device());
@@ -77,18 +83,18 @@ private:
         Pen pen(in_);
         engine::Transform transform({1, 0, 0, static_cast<float>(in_.u8()), 0, 0});
         POINTL origin = {take_coordinate(in_), take_coordinate(in_)};
-        const MIX mix = in_.u16();
-        const FLONG options = in_.u8();
-        switch (options % 3) {
+        const MIX mix = take_mix();
+        const FLONG options = FP_ALTERNATEMODE + in_.u8() % 2;
+        switch (in_.u8() % 3) {
             case 0:
-                DrvStrokePath(surface(), &path, clip.get(), mix % 2 ? &transform : nullptr, &stroke.brush, &origin,
+                DrvStrokePath(surface(), path.get(), clip.get(), mix % 2 ? &transform : nullptr, &stroke.brush, &origin,
                               &pen.line, mix);
                 break;
             case 1:
-                DrvFillPath(surface(), &path, clip.get(), &fill.brush, &origin, mix, options);
+                DrvFillPath(surface(), path.get(), clip.get(), &fill.brush, &origin, mix, options);
                 break;
             default:
-                DrvStrokeAndFillPath(surface(), &path, clip.get(), mix % 2 ? &transform : nullptr, &stroke.brush,
+                DrvStrokeAndFillPath(surface(), path.get(), clip.get(), mix % 2 ? &transform : nullptr, &stroke.brush,
                                      &pen.line, &fill.brush, &origin, mix, options);
         }
     }
@@ -188,7 +194,7 @@ private:
         RECTL opaque = take_rect(in_);
         POINTL origin = {};
         DrvTextOut(surface(), &*text, &font, clip.get(), nullptr, kind & 2 ? &opaque : nullptr, &ink.brush,
-                   kind & 2 ? &paper.brush : nullptr, &origin, in_.u16());
+                   kind & 2 ? &paper.brush : nullptr, &origin, take_mix());
     }
 
     FuzzInput& in_;

@@ -1,56 +1,47 @@
 // Any replies of a dispatcher to the driver: of any length, none, or the end of the connection.
 
-#include <atomic>
+#include <unistd.h>
+
 #include <deque>
 #include <mutex>
 #include <thread>
 
 #include "dispatch/dispatcher.h"
+#include "tests/common/scripted_dispatcher.h"
 #include "tests/common/workspace.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace kv {
 namespace {
 
-// Serves the pipe of session 1 in a thread of this process. Where no reply is left, the client is left.
-class Server {
+// Serves the pipe of session 1. Where no reply is left, the client is left.
+class Pipe {
 public:
-    Server() {
-        host::set_shared_folder(folder_.path("shared"));
-        host::machine().session = 1;
+    Pipe() {
         ObjectName name;
         MakePipeName(nullptr, TEXT("Fuzzed"), 1, name);
         pipe_ = CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 4096,
                                  4096, 0, nullptr);
         require(pipe_ != INVALID_HANDLE_VALUE);
-        thread_ = std::thread([this] { serve(); });
     }
-    ~Server() {
-        ending_ = true;
-        CDispatcher last(TEXT("Fuzzed"), TEXT("FuzzedMutex"));
-        while (!ConnectDispatcher(last, 1000, 1)) {
-        }
-        reply_with({});
-        SendDispatch(kDispatchPrepare, {}, {}, last);  // left without a reply
-        thread_.join();
-        CloseHandle(pipe_);
-    }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-    void reply_with(std::deque<std::vector<BYTE>> replies) {
-        const std::lock_guard guard(lock_);
-        replies_ = std::move(replies);
-    }
-
-private:
-    void serve() {
-        while (!ending_) {
+    [[noreturn]] void serve() {
+        for (;;) {
             ConnectNamedPipe(pipe_, nullptr);
             while (answer()) {
             }
             DisconnectNamedPipe(pipe_);
         }
     }
+    void reply_with(FuzzInput in) {
+        const std::lock_guard guard(lock_);
+        replies_.clear();
+        while (!in.empty() && replies_.size() < 8) {
+            const DWORD size = in.u8();
+            replies_.push_back(in.bytes(size < 0xE0 ? size % 8 : size * 3));
+        }
+    }
+
+private:
     bool answer() {
         std::vector<BYTE> request(4096);
         DWORD got = 0, written = 0;
@@ -62,23 +53,38 @@ private:
         return WriteFile(pipe_, reply.data(), static_cast<DWORD>(reply.size()), &written, nullptr);
     }
 
-    test::Workspace folder_;
-    HANDLE pipe_ = nullptr;
-    std::thread thread_;
-    std::atomic<bool> ending_ = false;
+    HANDLE pipe_;
     std::mutex lock_;
     std::deque<std::vector<BYTE>> replies_;
 };
 
-void run(FuzzInput& in) {
-    static Server server;
-    const DWORD options = in.u8();
-    std::deque<std::vector<BYTE>> replies;
-    while (!in.empty() && replies.size() < 8) {
-        const DWORD size = in.u8();
-        replies.push_back(in.bytes(size < 0xE0 ? size % 8 : size * 3));
+// The dispatcher is a process of its own, which is told what to reply.
+void serve_pipe(int socket) {
+    static Pipe pipe;
+    std::thread([] { pipe.serve(); }).detach();
+    test::OtherProcess::send(socket, test::OtherProcess::kReady);
+    for (;;) {
+        const test::Bytes bytes = test::OtherProcess::receive(socket);
+        if (bytes.empty()) _exit(0);
+        pipe.reply_with(FuzzInput(bytes.data() + 1, bytes.size() - 1));
+        test::OtherProcess::send(socket, test::OtherProcess::kReady);
     }
-    server.reply_with(std::move(replies));
+}
+
+test::OtherProcess& dispatcher_process() {
+    static const test::Workspace folder;
+    host::set_shared_folder(folder.path("shared"));
+    host::machine().session = 1;
+    static test::OtherProcess process(serve_pipe);
+    return process;
+}
+
+void run(FuzzInput& in) {
+    constexpr size_t kMostReplies = 4000;  // bytes: one message to the process
+    const DWORD options = in.u8();
+    std::vector<BYTE> replies = in.bytes(kMostReplies);
+    replies.insert(replies.begin(), 1);  // a message is not empty
+    dispatcher_process().ask(replies);
     static const DriverDevMode settings = [] {
         DriverDevMode mode;
         InitDefaultDevMode(TEXT("P"), mode);

@@ -30,9 +30,9 @@ HostilePath::HostilePath(FuzzInput& in) : PATHOBJ{} {
     size_t all = 0;
     for (DWORD left = kind >> 1; left > 0 && !in.empty(); --left) {
         Block block = {in.u8(), {}};
-        constexpr DWORD kFew = 0xF0;
+        constexpr DWORD kFew = 0xFC;
         DWORD count = in.u8();
-        if (count >= kFew) count = (count - kFew) * 5000 + in.u8();
+        if (count >= kFew) count = (count - kFew) * 25'000 + in.u8();
         if (all + count > kMostPoints) break;
         all += count;
         const bool alike = count >= kFew;
@@ -68,6 +68,22 @@ bool HostilePath::next_block(PATHDATA& data) {
     Block& block = blocks_[next_++];
     data = {block.flags, static_cast<ULONG>(block.points.size()), block.points.data()};
     return next_ < end_;
+}
+
+AnyPath::AnyPath(FuzzInput& in) {
+    const DWORD kind = in.u8();
+    if (kind >= 0xF0) {
+        hostile_.emplace(in);
+        return;
+    }
+    sane_.set_block_size(1 + in.u8());
+    for (DWORD left = kind; left > 0 && !in.empty(); --left) {
+        const DWORD what = in.u8() % 8;
+        if (what == 0) sane_.move_to(point(in));
+        if (what == 1) sane_.close();
+        if (what == 2) sane_.curve_to(point(in), point(in), point(in));
+        if (what > 2) sane_.line_to(point(in));
+    }
 }
 
 }  // namespace kv

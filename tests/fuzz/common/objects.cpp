@@ -1,6 +1,7 @@
 #include "tests/fuzz/common/objects.h"
 
 #include <bit>
+#include <cmath>
 
 namespace kv {
 namespace {
@@ -8,7 +9,7 @@ namespace {
 engine::Brush take_brush(FuzzInput& in, engine::Bitmap* bitmap, engine::Translation* translation) {
     switch (in.u8() % 4) {
         case 0:
-            return engine::Brush::hatched(in.u8() % 9, in.u32(), in.u32());
+            return engine::Brush::hatched(in.u8() % HS_DDI_MAX, in.u32(), in.u32());
         case 1:
             return engine::Brush::patterned(bitmap, translation);
         default:
@@ -25,6 +26,7 @@ FLOAT_LONG take_length(FuzzInput& in) {
         length.e = static_cast<float>(kind - 0x60) / 4;
     } else {
         length.e = std::bit_cast<float>(static_cast<uint32_t>(in.u32()));
+        if (std::isnan(length.e)) length.l = 0;
     }
     return length;
 }
@@ -102,7 +104,7 @@ std::unique_ptr<engine::Clip> take_clip(FuzzInput& in) {
             return std::make_unique<engine::Clip>(engine::Clip::rectangle(take_rect(in)));
         case 3:
             clip = std::make_unique<engine::Clip>(engine::Clip::rectangle(take_rect(in)));
-            clip->iDComplexity = static_cast<BYTE>(in.u8());
+            clip->iDComplexity = in.u8() % 2 ? DC_COMPLEX : DC_TRIVIAL;
             clip->iUniq = in.u8();
             return clip;
         default: {  // bands, as regions are
@@ -125,8 +127,8 @@ BrushWithPattern::BrushWithPattern(FuzzInput& in)
 
 Pen::Pen(FuzzInput& in) {
     line.fl = in.u8();
-    line.iJoin = in.u8() % 5;
-    line.iEndCap = in.u8() % 5;
+    line.iJoin = in.u8() % 3;
+    line.iEndCap = in.u8() % 3;
     line.elWidth = take_length(in);
     line.eMiterLimit = take_length(in).e;
     line.cstyle = in.u8() % 40;

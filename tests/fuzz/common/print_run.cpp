@@ -1,5 +1,6 @@
 #include "tests/fuzz/common/print_run.h"
 
+#include <cstdio>
 #include <filesystem>
 
 #include "reader/checker.h"
@@ -60,7 +61,12 @@ void PrintRun::start_document(const std::basic_string<WCHAR>& name, DWORD job) {
 void PrintRun::end_document(FLONG flags) {
     device_->end_document(flags);
     const std::vector<uint8_t>& job = host::printer(printer_).output;
-    require(failing_ || job.empty() || kvjob::check_job(job, 1).empty());
+    if (failing_ || damaged_ || job.empty()) return;
+    const std::vector<kvjob::Finding> faults = kvjob::check_job(job, 1);
+    if (!faults.empty())
+        std::fprintf(stderr, "0x%llX: %s\n", static_cast<unsigned long long>(faults[0].offset),
+                     faults[0].message.c_str());
+    require(faults.empty());
 }
 
 void PrintRun::fail_call(FuzzInput& in) {

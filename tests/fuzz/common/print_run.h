@@ -22,6 +22,8 @@ public:
     bool is_open() const { return device_->is_open(); }
     void start_document(const std::basic_string<WCHAR>& name, DWORD job);
     void end_document(FLONG flags);
+    // What is drawn is nothing that an engine draws: the job need not be sound.
+    void expect_damage() { damaged_ = true; }
     // The n-th call of a kind from now on.
     void fail_call(FuzzInput& in);
 
@@ -29,7 +31,7 @@ private:
     host::LiveObjects before_;
     HANDLE printer_;
     std::optional<engine::Device> device_;
-    bool failing_ = false;
+    bool failing_ = false, damaged_ = false;
 };
 
 }  // namespace kv
