@@ -163,7 +163,7 @@ foreach(source ${fuzz_sources})
 endforeach()
 file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/generated/fuzz_targets.h CONTENT "${fuzz_table}")
 target_include_directories(fuzz_replay PRIVATE ${CMAKE_BINARY_DIR})
-target_sources(kv_fuzz PRIVATE tests/drawing/exercise.cpp)
+target_sources(kv_fuzz PRIVATE tests/drawing/exercise.cpp tests/drawing/exercise_drawing.cpp)
 add_executable(font_seeds EXCLUDE_FROM_ALL tests/fuzz/font_seeds.cpp)
 target_link_libraries(font_seeds kv_test_common)
 
