@@ -130,7 +130,7 @@ void Journal::close() {
 void Journal::open(const std::string& path, Access access) {
     const int making = access == Access::Own ? SQLITE_OPEN_CREATE : 0;
     database_ = std::make_unique<Database>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | making);
-    database_->run("PRAGMA cache_size = -512; PRAGMA synchronous = FULL");
+    database_->run("PRAGMA cache_size = -512; PRAGMA synchronous = FULL; PRAGMA trusted_schema = OFF");
     const std::string version = database_->value("PRAGMA user_version");
     if (version == "0" && access == Access::Own) {
         // Processes share memory for a write-ahead log, which no network file system gives them.
@@ -146,6 +146,10 @@ void Journal::open(const std::string& path, Access access) {
     if (access != Access::Own) return;
     const std::string found = database_->value("PRAGMA quick_check(1)");
     if (found != "ok") throw JournalError(path + ": damaged: " + found, true);
+    for (const std::string& table :
+         {std::string(kColumns) + " FROM documents", std::string("stem, next, used FROM names")}) {
+        Statement(*database_, "SELECT " + table);  // it has them
+    }
 }
 
 void Journal::add(Document& document) {
