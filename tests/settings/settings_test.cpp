@@ -384,9 +384,9 @@ TEST_F(SettingsTest, LaysTheLayersInTheirOrder) {
     // A value without its end.
     HKEY key = nullptr;
     const Text font = u"Arial";
-    ASSERT_EQ(
-        RegCreateKeyExW(HKEY_CURRENT_USER, kPrinter.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
-        ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, kPrinter.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key,
+                              nullptr),
+              ERROR_SUCCESS);
     RegSetValueExW(key, u"DefaultFont", 0, REG_SZ, reinterpret_cast<const BYTE*>(font.data()), 10);
     RegCloseKey(key);
     LoadDeviceSettings(nullptr, u"S-1-5-21", u"P", nullptr, settings);
