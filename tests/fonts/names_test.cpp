@@ -246,7 +246,7 @@ TEST_F(FontNamesTest, TakesTheCodePageFromOs2OrTheCharacterMaps) {
     EXPECT_EQ(of_maps({{1, 2, 0}, {3, 4, 0}, {3, 1, 0}, {1, 0, 0}}), 950u) << "those that know agree";
     EXPECT_EQ(of_maps({{1, 1, 0}, {3, 4, 0}}), 0u);
     const std::pair<int, UINT> encodings[] = {{2, 932}, {3, 936}, {4, 950}, {5, 949}, {6, 1361}};
-    for (const auto& [encoding, code_page] : encodings) EXPECT_EQ(of_maps({{3, encoding, 0}}), code_page);
+    for (const auto& [encoding, expected] : encodings) EXPECT_EQ(of_maps({{3, encoding, 0}}), expected);
     EXPECT_EQ(of_maps({{3, 1, 0}, {1, 0, 0}, {0, 4, 0}}), 0u);
     EXPECT_EQ(of_maps({{1, 11, 0}}), 57010u);
 }
