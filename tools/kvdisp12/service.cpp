@@ -1,5 +1,6 @@
 #include "tools/kvdisp12/service.h"
 
+#include <cstdio>
 #include <filesystem>
 
 #include "dispatch/object_names.h"
@@ -89,9 +90,7 @@ public:
     }
 
     [[noreturn]] void run() {
-        worker_.start(options_.housekeeping != "none");
-        if (deliverer_) deliverer_->start();
-        at_end_of_session([this] { server_.stop(); });
+        start_threads();
         tell_ready();
         bool clean = false;
         if (options_.autoexit) {
@@ -108,6 +107,19 @@ public:
     }
 
 private:
+    // The server's threads run already and know this object: without the others the process ends, as nothing of it can
+    // go before them. The next document starts another dispatcher.
+    void start_threads() {
+        try {
+            worker_.start(options_.housekeeping != "none");
+            if (deliverer_) deliverer_->start();
+            at_end_of_session([this] { server_.stop(); });
+        } catch (const std::exception& error) {
+            log_.error(std::string("End: ") + error.what());
+            std::fprintf(stderr, "kvdisp12: %s\n", error.what());
+            end_process(kFailed);
+        }
+    }
     void look() {
         worker_.wake(true);
         if (deliverer_) deliverer_->wake(true);
