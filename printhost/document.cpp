@@ -292,8 +292,8 @@ Page::Page(fz_context* context, const Document& document, int number, const Requ
 
 void Page::take_pdf_page(const std::string& box) {
     pdf_page_ = reinterpret_cast<pdf_page*>(page_);
-    // With the page tree loaded, MuPDF 1.21 holds the page's object once more than it drops it: beside the page only the
-    // table of objects has it.
+    // With the page tree loaded, MuPDF 1.21 holds the page's object once more than it drops it: beside the page only
+    // the table of objects has it.
     constexpr int kHolders = 2;
     if (!pdf_is_indirect(context_, pdf_page_->obj) && pdf_obj_refs(context_, pdf_page_->obj) > kHolders) {
         pdf_drop_obj(context_, pdf_page_->obj);

@@ -105,8 +105,7 @@ std::vector<std::string> PrintTest::temporary_files() const {
     std::vector<std::string> names;
     std::error_code error;
     // Not asked of the system, whose call a test may have failing.
-    for (const auto& entry :
-         std::filesystem::directory_iterator(host::host_path(host::machine().temp_folder), error)) {
+    for (const auto& entry : std::filesystem::directory_iterator(host::host_path(host::machine().temp_folder), error)) {
         names.push_back(entry.path().filename().string());
     }
     return names;
