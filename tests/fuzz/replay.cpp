@@ -54,9 +54,7 @@ void count_memory() {
         for (size_t most = peak; most < now && !peak.compare_exchange_weak(most, now);) {
         }
     };
-    const auto freed = [](const volatile void* block) {
-        live -= block ? __sanitizer_get_allocated_size(block) : 0;
-    };
+    const auto freed = [](const volatile void* block) { live -= block ? __sanitizer_get_allocated_size(block) : 0; };
     __sanitizer_install_malloc_and_free_hooks(taken, freed);
 #endif
 }
