@@ -42,6 +42,7 @@ void PageJoin::choose(const std::vector<size_t>& numbers) {
     }
     if (chosen_.empty()) throw std::runtime_error("no page is left");
     const uint16_t resolution = numbered_[chosen_[0].job]->summary.resolution;
+    if (resolution == 0) throw std::runtime_error("the job of the first page does not tell its resolution");
     for (const Place& place : chosen_) {
         Job& job = *numbered_[place.job];
         job.used = true;

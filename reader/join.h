@@ -25,8 +25,8 @@ public:
     // The pages of these numbers, from 1, in this order; a page may come twice. Records keep their bytes but for the
     // identifiers of definitions; definitions come with the first page that needs them. Names, attached data and trays
     // are those of the jobs that give pages: a name that only one job can have is the first one's. Throws
-    // std::runtime_error for no page at all, for pages of different resolutions and for a job beyond 2 GiB, and what
-    // the output throws.
+    // std::runtime_error for no page at all, for pages of different resolutions or of none, and for a job beyond 2 GiB,
+    // and what the output throws.
     void write(const std::vector<size_t>& numbers, Output& out, const Report& report);
 
 private:

@@ -243,7 +243,6 @@ void File::close_handle() {
     if (File::IsOpen()) CloseHandle(handle_);
     handle_ = INVALID_HANDLE_VALUE;
     position_ = mode_ = -1;
-    buffered_ = false;
     fill_ = depth_ = 0;
 }
 

@@ -79,6 +79,8 @@ TEST(JoinTest, WhatCannotBeOneJobIsRefused) {
     cut.resize(cut.size() - 1);
     EXPECT_THROW(Joined({sound, finer}, {}), std::runtime_error);
     EXPECT_EQ(Joined({sound, finer}, {1}).job, sound);
+    finer[summary + 2 + 30] = finer[summary + 2 + 31] = 0;
+    EXPECT_THROW(Joined({finer}, {}), std::runtime_error);
     EXPECT_THROW(Joined({sound}, {2}), std::runtime_error);
     EXPECT_THROW(Joined({sound, cut}, {}), Fault);
 }

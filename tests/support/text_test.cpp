@@ -177,6 +177,7 @@ TEST_F(OsLevelTest, KnowsServersByEditionAndByTheShell) {
 }
 
 constexpr const WCHAR* kKey = u"Software\\Velmora Software\\Karvo12";
+constexpr const WCHAR* kPrinterKey = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\,,server,printer";
 
 TEST_F(RegKeyTest, CreatesMachineKeysAtHighIntegrityOnly) {
     CRegKey key;
@@ -199,12 +200,18 @@ TEST_F(RegKeyTest, AsksForNoViewWhereTheProcessorHasOne) {
 TEST_F(RegKeyTest, ReadsAndWritesTypedValues) {
     CRegKey key;
     ASSERT_TRUE(create_printer_key(key, HKEY_CURRENT_USER, u"\\\\server\\printer"));
-    EXPECT_TRUE(host::registry_key_exists(HKEY_CURRENT_USER, Text(kKey) + u"\\KarvoPrinters\\,,server,printer"));
+    EXPECT_TRUE(host::registry_key_exists(HKEY_CURRENT_USER, kPrinterKey));
     EXPECT_TRUE(key.WriteDword(u"Number", 300) && key.write_string(u"Text", u"a longer text"));
     EXPECT_EQ(key.ReadDword(u"NUMBER", 1), 300u);
     EXPECT_EQ(key.ReadDword(u"Text", 1), 1u);
     EXPECT_EQ(key.ReadString(u"Number"), nullptr);
     EXPECT_EQ(Text(key.ReadString(u"text")), u"a longer text");
+    HKEY opened = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, kPrinterKey, 0, KEY_WRITE, &opened), ERROR_SUCCESS);
+    RegSetValueExW(opened, u"open", 0, REG_SZ, reinterpret_cast<const BYTE*>(u"shorter"), 5 * sizeof(WCHAR));
+    RegCloseKey(opened);
+    EXPECT_EQ(Text(key.ReadString(u"open")), u"short");  // without a terminator
+    EXPECT_TRUE(key.DeleteValue(u"open"));
     PathText path(u"old");
     EXPECT_FALSE(key.read_path(u"Number", path) || !path.empty());
     EXPECT_TRUE(key.read_path(u"text", path));

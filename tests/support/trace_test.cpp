@@ -67,6 +67,7 @@ TEST_F(TraceTest, LinesThatAreWantedAndNoOthersAreWritten) {
     ASSERT_EQ(lines_.size(), 1u);
     EXPECT_EQ(text(lines_[0]), "record warning TestBody: 1 of two");
     KV_TRACE(Record, Error, "%s", std::string(1000, 'x').c_str());
+    EXPECT_EQ(std::string_view(TraceText(std::u16string(129, u'\u20AC').c_str()).c_str()).size(), 128 * 3);
     EXPECT_EQ(lines_[1].size(), 510u);  // 512 bytes hold the line feed and the formatter's 0
     EXPECT_FALSE(KV_FAIL(Record, "%d", 7) || KV_FAIL(Fonts, "%d", ++evaluated));
     EXPECT_EQ(text(lines_[2]), "record error TestBody: 7, last error 5");
