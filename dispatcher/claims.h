@@ -1,6 +1,7 @@
 #pragma once
 // Documents that a thread works on: no other one touches them meanwhile.
 
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -15,9 +16,17 @@ public:
             std::lock_guard guard(claims_.lock_);
             held_ = claims_.documents_.insert(document).second;
         }
+        // Waits until no other thread has it.
+        static Claim wait(Claims& claims, int64_t document) {
+            std::unique_lock guard(claims.lock_);
+            claims.released_.wait(guard, [&] { return !claims.documents_.contains(document); });
+            claims.documents_.insert(document);
+            return Claim(Held{}, claims, document);
+        }
         ~Claim() {
             std::lock_guard guard(claims_.lock_);
             if (held_) claims_.documents_.erase(document_);
+            claims_.released_.notify_all();
         }
         Claim(const Claim&) = delete;
         Claim& operator=(const Claim&) = delete;
@@ -25,6 +34,9 @@ public:
         explicit operator bool() const { return held_; }
 
     private:
+        struct Held {};
+        Claim(Held, Claims& claims, int64_t document) : claims_(claims), document_(document), held_(true) {}
+
         Claims& claims_;
         int64_t document_;
         bool held_;
@@ -32,6 +44,7 @@ public:
 
 private:
     std::mutex lock_;
+    std::condition_variable released_;
     std::set<int64_t> documents_;
 };
 

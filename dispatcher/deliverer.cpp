@@ -107,10 +107,10 @@ void Deliverer::sweep() {
     }
 }
 
-// False: the others have to wait as well.
+// False: the others have to wait as well. Whoever files the document wakes this thread before he lets go of it.
 bool Deliverer::deliver(int64_t id) {
-    const Claims::Claim claim(store_.claims, id);
-    auto document = claim ? store_.journal.find(id) : std::nullopt;
+    const auto claim = Claims::Claim::wait(store_.claims, id);
+    auto document = store_.journal.find(id);
     if (!document || document->state != State::Delivering) return true;
     document->error.clear();
     Outcome outcome = attempt(*document);

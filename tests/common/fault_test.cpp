@@ -10,11 +10,18 @@ namespace kv::test {
 namespace {
 
 constexpr uint64_t kMostCalls = 20000;  // of one kind in one document
+constexpr uint64_t kBehind = 20;        // calls behind a failure in which another one is tried
 
-// Of the calls, and of the places of a second failure, one of so many is tried; all of them where KV_FAULTS is "all".
-uint64_t sampling(uint64_t step) {
+// One in so many of the calls fails with all behind it, and one in so many of the pairs of calls.
+struct Sampling {
+    uint64_t lasting = 17, pairs = 289;
+};
+
+// KV_FAULTS: each call, and one in so many of the pairs; "all" of them.
+Sampling sampling() {
     const char* faults = std::getenv("KV_FAULTS");
-    return faults && std::string_view(faults) == "all" ? 1 : step;
+    if (!faults) return {};
+    return {1, std::max<uint64_t>(1, std::strtoull(faults, nullptr, 10))};
 }
 
 // The engine draws itself on a surface whose hooks it was not told.
@@ -56,7 +63,6 @@ std::string faults_of(const Bytes& job) {
 }
 
 void FaultTest::fail_each_call(const Script& script, const Check& check) {
-    failed_calls = 0;
     for (int kind = 0; kind < static_cast<int>(host::CallKind::Count); ++kind) {
         fail_each_call_of(static_cast<host::CallKind>(kind), script, check);
     }
@@ -76,13 +82,22 @@ void FaultTest::fail_each_call_of(host::CallKind kind, const Script& script, con
 }
 
 void FaultTest::fail_lasting_and_in_pairs(host::CallKind kind, uint64_t calls, const Script& script) {
-    const uint64_t step = sampling(17);
-    for (uint64_t call = 1; call <= calls && !HasFailure(); call += step) {
-        run_and_expect_sound({kind, call, true}, script);
-        for (uint64_t another = 1 + call % step; another <= 20; another += step) {
+    const Sampling one_in = sampling();
+    for (uint64_t call = 1; call <= calls && !HasFailure(); ++call) {
+        if (call % one_in.lasting == 1 % one_in.lasting) {
+            run_and_expect_sound({kind, call, true}, script);
+            ++lasting_failures;
+        }
+        for (uint64_t another = 1; another <= kBehind; ++another) {
+            if (++pairs_ % one_in.pairs != 1 % one_in.pairs) continue;
             run_and_expect_sound({kind, call, false, another}, script);
+            ++failed_pairs;
         }
     }
+    // For whoever counts (campaign/faults).
+    RecordProperty("failed_calls", static_cast<int>(failed_calls));
+    RecordProperty("lasting_failures", static_cast<int>(lasting_failures));
+    RecordProperty("failed_pairs", static_cast<int>(failed_pairs));
 }
 
 void FaultTest::run_and_expect_sound(const Fault& fault, const Script& script) {

@@ -54,8 +54,8 @@ protected:
     void fail_each_call_of(host::CallKind kind, const Script& script, const Check& check);
 
     const DEVMODEW* mode = nullptr;  // the application's
-    // Of the last fail_each_call: the calls that were made to fail.
-    uint64_t failed_calls = 0;
+    // What the test made fail: calls alone, calls with all behind them, pairs.
+    uint64_t failed_calls = 0, lasting_failures = 0, failed_pairs = 0;
 
 private:
     FaultRun run_once(const Fault& fault, const Script& script);
@@ -64,6 +64,8 @@ private:
     void expect_sound(const FaultRun& run);
     void expect_next_document(const FaultRun& run, const Script& script);
     void take_away_what_could_not_be_deleted(const FaultRun& run);
+
+    uint64_t pairs_ = 0;  // that could be tried
 };
 
 // The faults of a job, one a line; empty for a sound one.

@@ -43,10 +43,12 @@ void HostTest::fail_each_call(std::initializer_list<host::CallKind> kinds,
             };
             work(failed);
             failing = !failed().empty();
+            failed_calls_ += failing;
             EXPECT_EQ(host::live_objects(), before);
         }
         EXPECT_GT(call, 2u) << "no call of kind " << static_cast<int>(kind);
     }
+    RecordProperty("failed_calls", failed_calls_);  // for whoever counts (campaign/faults)
 }
 
 }  // namespace kv::test

@@ -25,6 +25,9 @@ protected:
     void fail_each_call(std::initializer_list<host::CallKind> kinds, const std::function<void(const Failed&)>& work);
 
     host::LiveObjects before{};
+
+private:
+    int failed_calls_ = 0;
 };
 
 }  // namespace kv::test

@@ -1,5 +1,7 @@
 // Filed jobs delivered as PDF files and to programs: each once, whatever comes between.
 
+#include <future>
+
 #include "tests/dispatcher/delivering.h"
 
 namespace kv::test {
@@ -127,6 +129,18 @@ TEST_F(DeliveryTest, ProgramsAreToldTheFacts) {
                                    "KARVO_SESSION=0\nKARVO_USER=U\nKARVO_UUID=" +
                                    document.uuid + "\n" + house.places.work() + "/" + document.uuid + "\nKARVa b\n");
     EXPECT_TRUE(files_in(house.places.work()).empty());
+}
+
+// The filing thread says that there is something to deliver before it lets go of the document.
+TEST_F(DeliveryTest, WaitsForTheFilingThread) {
+    Delivering dispatcher(house, program("exit 0"));
+    dispatcher.recovery.find_all();
+    std::optional<Claims::Claim> filing(std::in_place, dispatcher.store.claims, 1);
+    auto delivering = std::async(std::launch::async, [&] { dispatcher.deliverer.deliver_waiting(false); });
+    EXPECT_EQ(delivering.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    filing.reset();
+    delivering.get();
+    EXPECT_EQ(dispatcher.first().state, State::Delivered);
 }
 
 TEST_F(DeliveryTest, ExitCodesDecide) {

@@ -146,6 +146,11 @@ TEST_F(DeviceTest, MakesASurfaceOfThePrintableArea) {
     EXPECT_TRUE(surface->sizlBitmap.cx == 700 && surface->sizlBitmap.cy == 850);
     EXPECT_EQ(reinterpret_cast<void*>(surface->dhsurf), reinterpret_cast<void*>(device->handle()));
     EXPECT_EQ(engine::hooks_of(surface), 0x1A4EBu);
+    for (const bool away : {true, false}) {
+        SetLastError(5);
+        away ? DrvDisableSurface(device->handle()) : static_cast<void>(DrvEnableSurface(device->handle()));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+    }
     close_device();
     host::fail_call(host::CallKind::Engine, 2);  // the palette, the surface
     open_device();
@@ -192,6 +197,14 @@ TEST_F(DeviceTest, KeepsItsDocumentWhenItIsResetToItself) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
     end_page_and_document();
     EXPECT_FALSE(job().empty());
+}
+
+TEST_F(DeviceTest, WithdrawsTheDocumentThatItIsClosedIn) {
+    start_page();
+    ASSERT_TRUE(device->send_page());
+    close_device();
+    EXPECT_TRUE(job().empty());
+    EXPECT_TRUE(temporary_files().empty());
 }
 
 TEST_F(DeviceTest, LeavesAnEmptyDeviceBehindAReset) {

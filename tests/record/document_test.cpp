@@ -91,22 +91,22 @@ TEST_F(DocumentTest, WideCoordinatesTakeTheOtherIndex) {
 
 TEST_F(DocumentTest, NamesPaperTraysOnce) {
     const std::u16string trays = u"Software\\Velmora Software\\Karvo12\\KarvoPrinters\\P\\PaperTrays";
-    host::set_registry_string(HKEY_CURRENT_USER, trays, u"301", u"Blue");
+    host::set_registry_string(HKEY_CURRENT_USER, trays, u"300", u"Blue");
     DEVMODEW mode = mode_of(DM_DEFAULTSOURCE);
-    mode.dmDefaultSource = 301;
+    mode.dmDefaultSource = 300;
     open_device(&mode);
     ASSERT_TRUE(device->start_document(u"", 1));
     print_pages(2);
     ASSERT_TRUE(device->end_document());
     const Bytes all = job();
-    EXPECT_EQ(to_hex(Bytes(all.begin() + 16, all.begin() + 30)), "2C 03 80 2D 01 06 00 2C 03 80 2D 01 06 00 ");
+    EXPECT_EQ(to_hex(Bytes(all.begin() + 16, all.begin() + 30)), "2C 03 80 2C 01 06 00 2C 03 80 2C 01 06 00 ");
     const Bytes body = trailer_records(all, 21).at(0);
     EXPECT_EQ(body[2], 0x05);       // document flags: small, names a tray
     EXPECT_EQ(body[52 + 7], 0x04);  // page flags
     auto names = trailer_records(all, 37);
     ASSERT_EQ(names.size(), 1u);
     BytesBuilder expected;
-    expected.u32({0}).u16({301, 'B', 'l', 'u', 'e', 0});
+    expected.u32({0}).u16({300, 'B', 'l', 'u', 'e', 0});
     EXPECT_EQ(to_hex(names[0]), to_hex(expected.bytes));
 }
 

@@ -3,6 +3,7 @@
 #include "tests/common/text_test.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "engine/path.h"
 
@@ -78,6 +79,18 @@ TEST_F(TextRecordTest, AStringWithItsFontAndState) {
     state.u8({0xD8}).u32({0x20000012, 0, 1252}).u8({1});
     run.u8({0x40, 2}).u16({'A', 'B', 0, 100, 200, 60, 50});
     EXPECT_EQ(listing(records), listing({{9, definition.bytes}, {19, state.bytes}, {30, run.bytes}}));
+}
+
+TEST_F(TextRecordTest, AFontWhoseSizeIsNoNumberHasNone) {
+    Font& none = *turned(std::numeric_limits<double>::quiet_NaN());
+    String text(none, u"A", {100, 200});
+    start_page();
+    draw(text, none);
+    const auto records = finish();
+    ASSERT_EQ(records.at(0).type, 9);
+    BytesBuilder definition;
+    definition.u32({0x20000012, 0, 0, 0, 0, 400});
+    EXPECT_EQ(to_hex(records[0].body).substr(0, 24 * 3), to_hex(definition.bytes));
 }
 
 TEST_F(TextRecordTest, GlyphIndices) {
