@@ -22,7 +22,8 @@ public:
     // Makes the pipe. False when another dispatcher serves it, also after some time: one that is just ending.
     bool open();
     // Until there has been no client for that long (a client that comes in the last moment is served), or until stop().
-    // True: no thread of it is left that anybody can reach. False: it was stopped; no request is being answered and none will be.
+    // True: no thread of it is left that anybody can reach. False: it was stopped; no request is being answered and
+    // none will be.
     bool run_until_idle(std::chrono::milliseconds idle);
     void run();
     // From any thread.
