@@ -58,8 +58,8 @@ void set_shared_folder(const std::string& host_folder) {
     state().path = host_folder;
 }
 
-// One for all of the process's life: where the user's folder cannot be looked at for once, a server would else lose sight
-// of its own pipe.
+// One for all of the process's life: where the user's folder cannot be looked at for once, a server would else lose
+// sight of its own pipe.
 std::string shared_folder() {
     std::lock_guard guard(state().lock);
     if (state().path.empty()) state().path = default_folder();

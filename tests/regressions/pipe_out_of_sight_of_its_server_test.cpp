@@ -1,5 +1,5 @@
-// The folder of what processes share was looked for anew at each use. When the user's own one could not be looked at for
-// once, the dispatcher served its pipe elsewhere, did not find it where it asked to end, and stayed for ever.
+// The folder of what processes share was looked for anew at each use. When the user's own one could not be looked at
+// for once, the dispatcher served its pipe elsewhere, did not find it where it asked to end, and stayed for ever.
 
 #include <cstdlib>
 

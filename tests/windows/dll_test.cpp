@@ -1,5 +1,7 @@
-// The built DLL in a process of its own: what it answers before any document, and the library of texts.
+// The built DLL in a process of its own: what it answers before any document, what others may have of its objects, and
+// the library of texts.
 
+#include <aclapi.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,6 +33,71 @@ TEST(DllTest, HasTheSizesOfTheInterface) {
     std::set<ULONG> indices;
     for (ULONG i = 0; i < data.c; ++i) indices.insert(data.pdrvfn[i].iFunc);
     EXPECT_EQ(indices.size(), 31u);
+}
+
+// Of this process, those that a child would get.
+std::set<uintptr_t> inherited_handles() {
+    constexpr uintptr_t kBeyond = 0x4000;
+    std::set<uintptr_t> found;
+    for (uintptr_t value = 4; value < kBeyond; value += 4) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) && flags & HANDLE_FLAG_INHERIT)
+            found.insert(value);
+    }
+    return found;
+}
+
+struct ProtectedDocument : testing::Test {
+    ProtectedDocument() {
+        DriverDevMode mode = scenes::device_mode(0);
+        device = std::make_unique<engine::Device>(driver, nullptr, &mode, TEXT("P"));
+    }
+    const std::set<uintptr_t> inherited_before = inherited_handles();
+    engine::Driver driver;
+    std::unique_ptr<engine::Device> device;
+};
+
+TEST_F(ProtectedDocument, LeavesNothingToChildren) {
+    ASSERT_TRUE(device->start_document(TEXT("Handles"), 3) && device->start_page());
+    ASSERT_TRUE(reinterpret_cast<PDEVICE*>(device->handle())->job);
+    EXPECT_EQ(inherited_handles(), inherited_before);
+    EXPECT_TRUE(device->end_document(ED_ABORTDOC));
+}
+
+// The pipe is the user's and the system's, and nobody else's.
+TEST_F(ProtectedDocument, IsAnnouncedWhereNobodyElseMayListen) {
+    ASSERT_TRUE(device->start_document(TEXT("Rights"), 3));
+    DWORD session = 0;
+    WCHAR name[64];
+    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
+    swprintf(name, std::size(name), L"\\\\.\\pipe\\KV12_Dispatcher_%08X", static_cast<unsigned>(session));
+    ASSERT_TRUE(WaitNamedPipeW(name, 5000));
+    HANDLE pipe = CreateFileW(name, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
+                              &descriptor),
+              DWORD{ERROR_SUCCESS});
+    CloseHandle(pipe);
+    ASSERT_NE(list, nullptr) << "everyone may open it";
+    BYTE token_user[256];
+    DWORD size = 0;
+    HANDLE token = nullptr;
+    ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) &&
+                GetTokenInformation(token, TokenUser, token_user, sizeof token_user, &size));
+    CloseHandle(token);
+    for (DWORD i = 0; i < list->AceCount; ++i) {
+        ACCESS_ALLOWED_ACE* entry = nullptr;
+        ASSERT_TRUE(GetAce(list, i, reinterpret_cast<void**>(&entry)));
+        PSID who = &entry->SidStart;
+        EXPECT_EQ(entry->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+        EXPECT_TRUE(IsWellKnownSid(who, WinLocalSystemSid) ||
+                    EqualSid(who, reinterpret_cast<TOKEN_USER*>(token_user)->User.Sid));
+    }
+    EXPECT_EQ(list->AceCount, 2);
+    LocalFree(descriptor);
+    EXPECT_TRUE(device->end_document(ED_ABORTDOC));
 }
 
 BOOL CALLBACK count_name(HMODULE, LPCWSTR, LPWSTR, LONG_PTR count) { return ++*reinterpret_cast<int*>(count) > 0; }

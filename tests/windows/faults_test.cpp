@@ -1,8 +1,9 @@
-// What goes wrong inside of a hook of the built DLL, in each guarded hook and in each way that a process knows: the document
-// is cancelled, the process and its thread go on, and the next document is printed.
+// What goes wrong inside of a hook of the built DLL, in each guarded hook and in each way that a process knows: the
+// document is cancelled, the process and its thread go on, and the next document is printed.
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 
 #include "driver/pdevice.h"
@@ -72,8 +73,9 @@ namespace {
 class Trap {
 public:
     explicit Trap(Fault fault) : fault_(fault) {
-        memory_ = static_cast<BYTE*>(VirtualAlloc(nullptr, kSize, MEM_COMMIT | MEM_RESERVE,
-                                                  fault == Fault::GuardPage ? PAGE_READWRITE | PAGE_GUARD : PAGE_NOACCESS));
+        memory_ =
+            static_cast<BYTE*>(VirtualAlloc(nullptr, kSize, MEM_COMMIT | MEM_RESERVE,
+                                            fault == Fault::GuardPage ? PAGE_READWRITE | PAGE_GUARD : PAGE_NOACCESS));
         set_ = this;
         fault_to_raise = fault;
         handler_ = AddVectoredExceptionHandler(TRUE, on_exception);
@@ -97,13 +99,14 @@ private:
 
     static LONG CALLBACK on_exception(EXCEPTION_POINTERS* raised) {
         const EXCEPTION_RECORD& record = *raised->ExceptionRecord;
-        const bool touch = record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION ||
-                           record.ExceptionCode == STATUS_GUARD_PAGE_VIOLATION;
+        const bool touch =
+            record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION || record.ExceptionCode == STATUS_GUARD_PAGE_VIOLATION;
         if (!touch || !set_ || record.ExceptionInformation[1] - reinterpret_cast<ULONG_PTR>(set_->memory_) >= kSize) {
             return EXCEPTION_CONTINUE_SEARCH;
         }
         ++set_->touched_;
-        if (set_->fault_ == Fault::AccessViolation || set_->fault_ == Fault::GuardPage) return EXCEPTION_CONTINUE_SEARCH;
+        if (set_->fault_ == Fault::AccessViolation || set_->fault_ == Fault::GuardPage)
+            return EXCEPTION_CONTINUE_SEARCH;
         call_from(*raised->ContextRecord);
         return EXCEPTION_CONTINUE_EXECUTION;
     }
@@ -169,7 +172,7 @@ struct HookFaults : testing::Test {
         DWORD before = 0;
         VirtualProtect(static_cast<BYTE*>(stack.AllocationBase) + kRoom, 1, PAGE_READWRITE | PAGE_GUARD, &before);
     }
-    void TearDown() override { RecordProperty("faults", faults); }
+    void TearDown() override { std::printf("%d faults\n", faults); }  // for whoever counts (campaign/windows)
 
     void open() {
         DriverDevMode mode = scenes::device_mode(0);
@@ -235,8 +238,8 @@ TEST_F(HookFaults, Paths) {
     LINEATTRS line = {};
     engine::Brush brush = engine::Brush::solid(0);
     each_fault_in_drawing([&](const Trap& trap) {
-        return hook<decltype(DrvStrokePath)>(INDEX_DrvStrokePath)(surface(), trap.at<PATHOBJ>(), nullptr, nullptr, &brush,
-                                                                  nullptr, &line, R2_COPYPEN);
+        return hook<decltype(DrvStrokePath)>(INDEX_DrvStrokePath)(surface(), trap.at<PATHOBJ>(), nullptr, nullptr,
+                                                                  &brush, nullptr, &line, R2_COPYPEN);
     });
     each_fault_in_drawing([&](const Trap& trap) {
         return hook<decltype(DrvFillPath)>(INDEX_DrvFillPath)(surface(), trap.at<PATHOBJ>(), nullptr, &brush, nullptr,
@@ -251,8 +254,8 @@ TEST_F(HookFaults, Paths) {
 TEST_F(HookFaults, TransfersWithoutASource) {
     RECTL target = {10, 10, 40, 40};
     each_fault_in_drawing([&](const Trap& trap) {
-        return hook<decltype(DrvBitBlt)>(INDEX_DrvBitBlt)(surface(), nullptr, nullptr, nullptr, nullptr, &target, nullptr,
-                                                          nullptr, trap.at<BRUSHOBJ>(), nullptr, 0xF0F0);
+        return hook<decltype(DrvBitBlt)>(INDEX_DrvBitBlt)(surface(), nullptr, nullptr, nullptr, nullptr, &target,
+                                                          nullptr, nullptr, trap.at<BRUSHOBJ>(), nullptr, 0xF0F0);
     });
 }
 
@@ -275,8 +278,8 @@ TEST_F(HookFaults, TransfersOfASource) {
     };
     each_fault_in_drawing([&](const Trap& trap) {
         SURFOBJ source = bitmap(trap);
-        return hook<decltype(DrvStretchBlt)>(INDEX_DrvStretchBlt)(surface(), &source, nullptr, nullptr, nullptr, nullptr,
-                                                                  nullptr, &target, &whole, nullptr, COLORONCOLOR);
+        return hook<decltype(DrvStretchBlt)>(INDEX_DrvStretchBlt)(
+            surface(), &source, nullptr, nullptr, nullptr, nullptr, nullptr, &target, &whole, nullptr, COLORONCOLOR);
     });
     each_fault_in_drawing([&](const Trap& trap) {
         SURFOBJ source = bitmap(trap);
@@ -302,14 +305,15 @@ TEST_F(HookFaults, TransfersOfASource) {
 
 TEST_F(HookFaults, TextAndBrushes) {
     FONTOBJ font = {};
-    engine::Brush brush = engine::Brush::solid(0);
+    engine::Brush brush = engine::Brush::solid(0), patterned = engine::Brush::patterned(nullptr, nullptr);
     each_fault_in_drawing([&](const Trap& trap) {
-        return hook<decltype(DrvTextOut)>(INDEX_DrvTextOut)(surface(), trap.at<STROBJ>(), &font, nullptr, nullptr, nullptr,
-                                                            &brush, &brush, nullptr, R2_COPYPEN << 8 | R2_COPYPEN);
+        return hook<decltype(DrvTextOut)>(INDEX_DrvTextOut)(surface(), trap.at<STROBJ>(), &font, nullptr, nullptr,
+                                                            nullptr, &brush, &brush, nullptr,
+                                                            R2_COPYPEN << 8 | R2_COPYPEN);
     });
     each_fault_in_drawing([&](const Trap& trap) {
-        return hook<decltype(DrvRealizeBrush)>(INDEX_DrvRealizeBrush)(&brush, surface(), trap.at<SURFOBJ>(), nullptr,
-                                                                      nullptr, HS_DDI_MAX);
+        return hook<decltype(DrvRealizeBrush)>(INDEX_DrvRealizeBrush)(&patterned, surface(), trap.at<SURFOBJ>(),
+                                                                      nullptr, nullptr, HS_DDI_MAX);
     });
     each_fault_in_drawing([&](const Trap& trap) {
         return static_cast<BOOL>(
