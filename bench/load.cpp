@@ -175,10 +175,12 @@ void print_many(LONG count, bool failing) {
 void print_too_much() {
     const int output = open("/dev/null", O_WRONLY | O_CLOEXEC);
     const Printing printing(output);
+    const size_t shown = host::messages().size();  // that there is no library of texts
     {
         engine::Device device(*printing.driver, printing.printer, nullptr, u"P");
         expect(device.is_open() && device.start_document(u"Load", 1) && device.start_page(), "no document");
         auto& document = *reinterpret_cast<PDEVICE*>(device.handle());
+        document.settings.kv.Compression = 0;  // records are as long in the job
         constexpr BYTE kAnyType = 35;
         const std::vector<BYTE> body(64u << 20);
         DWORD written = 0;
@@ -189,7 +191,7 @@ void print_too_much() {
     }
     expect(host::printer(printing.printer).write_sizes.empty(), "the spooler got something of it");
     expect(entries(printing.temporary()) == 0, "the file was left");
-    expect(host::messages().size() == 1, "the user was not told, once");
+    expect(host::messages().size() == shown + 1, "the user was not told, once");
     expect(print_small(printing) && !host::printer(printing.printer).write_sizes.empty(), "the next document failed");
     close(output);
 }
