@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <numeric>
 #include <optional>
 
 #include "platform/host/control.h"
 #include "printhost/document.h"
 #include "printhost/handover.h"
+#include "printhost/image_mender.h"
 #include "printhost/output.h"
 #include "printhost/page_player.h"
 #include "printhost/papers.h"
@@ -103,6 +105,7 @@ public:
     void print(Document& document) {
         const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
         survey(document, pages);
+        if (document.pdf()) mender_.emplace(context_, document.pdf());
         fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
         progress_.begin(Progress::Phase::Printing, pages.size());
@@ -153,6 +156,10 @@ private:
             try {
                 Page page(context_, document, static_cast<int>(pages[i]), request_);
                 page.run(survey_.start_page(), 1, {0, 0});
+                if (page.end() == Page::End::Unread) {
+                    lost_images_[pages[i]] = page.blank_broken_images();
+                    page.run(survey_.start_page(), 1, {0, 0});
+                }
                 if (pdf_obj* resources = page.resources()) survey_.add_widths(document.pdf(), resources);
             } catch (const std::runtime_error&) {
             }
@@ -194,9 +201,18 @@ private:
             warnings.add("left out: it cannot be read");
             return false;
         }
+        mend(*page, static_cast<size_t>(number));
         const size_t before = played_.drawings();
         play(*page, number);
-        return played_.drawings() > before || !warnings.any_at(number);
+        return played_.drawings() > before || !warnings.any_at(number) || page->end() == Page::End::Spent;
+    }
+
+    void mend(Page& page, size_t number) {
+        if (mender_) mender_->look_at(page.resources());
+        const auto lost = lost_images_.find(number);
+        if (lost == lost_images_.end()) return;
+        page.blank_broken_images();
+        if (lost->second > 0) warnings_of(context_).add("image not decoded", lost->second);
     }
 
     void play(Page& page, int number) {
@@ -212,9 +228,9 @@ private:
         if (list_) list_->page(number, scale, corner.x, corner.y);
         try {
             PagePlayer player(context_, canvas, *fonts_, resolution, request_.memory, list_ ? &*list_ : nullptr);
-            if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
+            if (auto blends = page.find_blends()) player.keep_page(std::move(*blends));
             page.run(player.device(), scale, corner);
-            player.finish();
+            player.finish(page.end() == Page::End::Spent);
         } catch (const LibraryFault& fault) {
             warnings_of(context_).add(std::string("not all of it is drawn: ") + fault.what());
         } catch (const std::bad_alloc&) {
@@ -233,6 +249,8 @@ private:
     const InstalledFonts installed_;
     FontIdentities identities_{context_};
     FontSurvey survey_{context_, identities_};
+    std::optional<ImageMender> mender_;
+    std::map<size_t, size_t> lost_images_;  // of pages whose contents could not be read on: in the contents itself
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     std::optional<FontStore> fonts_;
