@@ -37,6 +37,7 @@ endfunction()
 kv_install_program(kvjob tools)
 kv_install_program(kvprint print)
 kv_install_program(kvdisp12 dispatcher)
+install(TARGETS kvcups DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/karvo COMPONENT dispatcher)
 install(FILES ${pages}/man/kv.5.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
 
 foreach(component tools print dispatcher library development)

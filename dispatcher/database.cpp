@@ -15,8 +15,9 @@ Database::Database(const std::string& path, int flags) {
 
 void Database::fail() const {
     const int code = sqlite3_errcode(handle_) & 0xFF;  // without what SQLite adds to it
+    // The statements are right: an error without a name is that of a file that has other tables, or another format.
     throw JournalError(std::string("journal: ") + sqlite3_errmsg(handle_),
-                       code == SQLITE_CORRUPT || code == SQLITE_NOTADB);
+                       code == SQLITE_CORRUPT || code == SQLITE_NOTADB || code == SQLITE_ERROR);
 }
 
 void Database::run(const std::string& statements) {

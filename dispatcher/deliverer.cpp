@@ -84,16 +84,27 @@ bool Deliverer::is_due(int64_t id, bool all) const {
 
 void Deliverer::deliver_waiting(bool all) {
     if (!all && down_.next > Clock::now()) return;
-    std::erase_if(waiting_, [&](const auto& each) {
+    const size_t cancelled = std::erase_if(waiting_, [&](const auto& each) {
         const auto document = store_.journal.find(each.first);
         return !document || document->state != State::Delivering;
     });
+    if (!swept_ || cancelled > 0) sweep();
     int64_t last = 0;
     while (const auto document = store_.journal.next_in_state(State::Delivering, last)) {
         last = document->id;
         if (stop_.stop_requested() || (is_due(last, all) && !deliver(last))) return;
     }
     down_ = {};
+}
+
+// No attempt is under way.
+void Deliverer::sweep() {
+    try {
+        target_->sweep([&](const std::string& uuid) { return store_.journal.find_by_uuid(uuid).has_value(); });
+        swept_ = true;
+    } catch (const std::exception& error) {
+        store_.log.limited("sweep", std::string("What is left of deliveries: ") + error.what());
+    }
 }
 
 // False: the others have to wait as well.
@@ -104,6 +115,11 @@ bool Deliverer::deliver(int64_t id) {
     document->error.clear();
     Outcome outcome = attempt(*document);
     if (outcome.kind == Outcome::Kind::Stopped) return false;
+    if (outcome.kind == Outcome::Kind::Cancelled) {
+        store_.log.line("Not delivered " + told(*document) + ": it was cancelled", fields_of(*document));
+        waiting_.erase(id);
+        return true;
+    }
     if (outcome.kind == Outcome::Kind::Again && outcome.most_attempts > 0 &&
         document->attempts + 1 >= outcome.most_attempts) {
         outcome.kind = Outcome::Kind::Never;

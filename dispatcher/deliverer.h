@@ -39,6 +39,7 @@ private:
     };
 
     void run();
+    void sweep();
     std::optional<Clock::time_point> next_try() const;
     bool is_due(int64_t id, bool all) const;
     bool deliver(int64_t id);
@@ -55,6 +56,7 @@ private:
     std::stop_source stop_;
     std::mutex lock_;
     std::condition_variable changed_;
+    bool swept_ = false;
     bool woken_ = true, all_ = true, busy_ = true;
     std::thread thread_;
 };

@@ -29,10 +29,11 @@ Destination parse_destination(const std::string& text);
 struct Outcome {
     enum class Kind {
         Done,
-        Again,   // this document has to wait
-        Down,    // all have to
-        Never,   // another try comes to the same
-        Stopped  // the dispatcher ends
+        Again,      // this document has to wait
+        Down,       // all have to
+        Never,      // another try comes to the same
+        Cancelled,  // it is not to be delivered any more
+        Stopped     // the dispatcher ends
     } kind;
     std::string why = {};
     int64_t most_attempts = 0;  // of Again: after which it is Never; 0: there is no end
@@ -54,8 +55,11 @@ public:
     virtual ~Target() = default;
     // Anything that it throws means that the target is down.
     virtual Outcome deliver(const Attempt& attempt) = 0;
+    // Removes what attempts left that did not come to their end, of documents that are ours by their uuid. May throw.
+    virtual void sweep(const std::function<bool(const std::string& uuid)>&) {}
 };
 
+std::unique_ptr<Target> make_command_target(const std::vector<std::string>& words);
 // Throws std::runtime_error where this system has no such target.
 std::unique_ptr<Target> make_target(const Destination& destination);
 

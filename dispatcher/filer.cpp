@@ -130,9 +130,15 @@ void Filer::put_into_outbox(Document& document) {
     if (store_.deliver) store_.deliver();
 }
 
-// The name is written down before the job gets it, and never given to another document. A copy is written down as well
-// before it gets the name. NameTaken: the document has been cancelled.
+// The name is written down before the job gets it, and never given to another document; an earlier attempt's is still
+// this one's. NameTaken: the document has been cancelled.
 Moved Filer::move_into_outbox(Document& document, const Folder& spool, const Folder& outbox) {
+    if (document.state == State::Filing && !document.target.empty() && !outbox.has(document.target)) {
+        document.target_identity.clear();
+        if (!store_.journal.change(document, State::Filing)) return Moved::NameTaken;
+        const auto moved = give_name(document, spool, outbox);
+        if (!moved || *moved == Moved::Done) return moved.value_or(Moved::NameTaken);
+    }
     const std::string stem = to_utf8(file_name_of(from_utf8(document.name))), key = folded(stem);
     int64_t number = store_.journal.next_number(key, [&] { return number_behind_all(outbox, key); });
     for (;; ++number) {
@@ -141,15 +147,20 @@ Moved Filer::move_into_outbox(Document& document, const Folder& spool, const Fol
         document.target = numbered(stem, number);
         document.target_identity.clear();
         if (!store_.journal.change_and_take_number(document, before, key, number)) return Moved::NameTaken;
-        Moved moved = spool.move(spool_name(document), outbox, document.target);
-        if (moved == Moved::OtherVolume) {
-            JobFile::open(spool, spool_name(document)).copy_to(outbox, part_of(document));
-            document.target_identity = JobFile::open(outbox, part_of(document)).identity();
-            if (!store_.journal.change(document, State::Filing)) return Moved::NameTaken;
-            moved = outbox.move(part_of(document), outbox, document.target);
-        }
-        if (moved == Moved::Done) return moved;
+        const auto moved = give_name(document, spool, outbox);
+        if (!moved || *moved == Moved::Done) return moved.value_or(Moved::NameTaken);
     }
+}
+
+// Done or NameTaken: by another file. A copy is written down before it gets the name. Nothing: the document has been
+// cancelled.
+std::optional<Moved> Filer::give_name(Document& document, const Folder& spool, const Folder& outbox) {
+    const Moved moved = spool.move(spool_name(document), outbox, document.target);
+    if (moved != Moved::OtherVolume) return moved;
+    JobFile::open(spool, spool_name(document)).copy_to(outbox, part_of(document));
+    document.target_identity = JobFile::open(outbox, part_of(document)).identity();
+    if (!store_.journal.change(document, State::Filing)) return std::nullopt;
+    return outbox.move(part_of(document), outbox, document.target);
 }
 
 void Filer::put_off(const Document& document, const std::string& why) {

@@ -36,6 +36,7 @@ private:
     void remove_source(const JobFile& job);
     void put_into_outbox(Document& document);
     Moved move_into_outbox(Document& document, const Folder& spool, const Folder& outbox);
+    std::optional<Moved> give_name(Document& document, const Folder& spool, const Folder& outbox);
     void put_off(const Document& document, const std::string& why);
     void no_longer_waits(int64_t id);
     bool is_due(int64_t id, bool now);

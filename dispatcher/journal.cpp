@@ -113,7 +113,7 @@ Journal::Journal(const std::string& path, Access access, const std::function<voi
         return;
     } catch (const JournalError& error) {
         database_.reset();
-        if (access == Access::Visit || !error.unusable) throw;
+        if (access != Access::Own || !error.unusable) throw;
         told(error.what());
     }
     set_aside(path);
@@ -129,8 +129,10 @@ void Journal::close() {
 
 void Journal::open(const std::string& path, Access access) {
     const int making = access == Access::Own ? SQLITE_OPEN_CREATE : 0;
-    database_ = std::make_unique<Database>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | making);
-    database_->run("PRAGMA cache_size = -512; PRAGMA synchronous = FULL");
+    const int writing = access == Access::Look ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    database_ = std::make_unique<Database>(path, writing | SQLITE_OPEN_FULLMUTEX | making);
+    // What a database says of itself runs no code of it.
+    database_->run("PRAGMA trusted_schema = OFF; PRAGMA cache_size = -512; PRAGMA synchronous = FULL");
     const std::string version = database_->value("PRAGMA user_version");
     if (version == "0" && access == Access::Own) {
         // Processes share memory for a write-ahead log, which no network file system gives them.
@@ -143,9 +145,16 @@ void Journal::open(const std::string& path, Access access) {
     }
     if (version != std::to_string(kVersion))
         throw JournalError(path + ": a journal of another version: " + version, true);
+    if (database_->value("SELECT count(*) FROM sqlite_master WHERE type='view'") != "0") {
+        throw JournalError(path + ": no journal", true);
+    }
     if (access != Access::Own) return;
     const std::string found = database_->value("PRAGMA quick_check(1)");
     if (found != "ok") throw JournalError(path + ": damaged: " + found, true);
+    for (const std::string& table :
+         {std::string(kColumns) + " FROM documents", std::string("stem, next, used FROM names")}) {
+        Statement(*database_, "SELECT " + table);  // it has them
+    }
 }
 
 void Journal::add(Document& document) {

@@ -72,10 +72,11 @@ public:
     // Milliseconds since 1970.
     static int64_t now();
 
-    enum class Access { Own, Visit };
+    enum class Access { Own, Visit, Look };
 
     // Own: made where there is none; one that is damaged, or of a newer version, is set aside and `told` of it.
-    // Visit: for another process than the dispatcher's; it must be there.
+    // Visit: for another process than the dispatcher's; it must be there. Look: the same without writing, also where it
+    // is another user's, who may have put anything there.
     Journal(const std::string& path, Access access, const std::function<void(const std::string&)>& told = {});
     ~Journal();
     Journal(const Journal&) = delete;

@@ -51,6 +51,7 @@ void Recovery::settle_interrupted() {
 }
 
 void Recovery::find_all() {
+    adopt_sessions();
     find_in_spool();
     clear_parts(Folder(store_.places.spool(), Folder::Owner::Ours));
     filer_.file_waiting(true);
@@ -60,6 +61,56 @@ void Recovery::find_all() {
     } catch (const FileError& error) {
         store_.log.limited("outbox", error.what());
     }
+}
+
+// What the dispatchers of further sessions of this user left, whose numbers may not come again. Now and then, for it
+// costs opening their journals.
+void Recovery::adopt_sessions() {
+    constexpr auto kPause = std::chrono::minutes(9);
+    const auto now = Filer::Clock::now();
+    if (adopted_ && now - *adopted_ < kPause) return;
+    adopted_ = now;
+    for (const std::string& name : Folder(store_.places.state, Folder::Owner::Ours).names()) {
+        if (!name.starts_with("session-")) continue;
+        try {
+            adopt(folder_in(store_.places.state, name));
+        } catch (const std::exception& error) {
+            store_.log.limited("session", "Jobs of another session: " + std::string(error.what()));
+        }
+    }
+}
+
+void Recovery::adopt(const std::string& state) {
+    const auto lock = FolderLock::take(Folder(state, Folder::Owner::Ours));
+    if (!lock) return;  // its dispatcher runs
+    const Places places{state, store_.places.outbox, {}};
+    const Folder theirs(places.spool(), Folder::Owner::Ours), spool(store_.places.spool(), Folder::Owner::Ours);
+    {
+        Journal journal(folder_in(state, "journal.db"), Journal::Access::Own,
+                        [&](const std::string& why) { store_.log.error("The journal is set aside: " + why); });
+        for (const Document& each :
+             journal.in_states({State::Taking, State::Taken, State::Filing, State::Delivering})) {
+            adopt(journal, each, theirs);
+        }
+    }
+    for (const std::string& name : theirs.names()) {
+        if (name.ends_with(kJobEnd)) theirs.move(name, spool, name);
+    }
+}
+
+// First its job, so that a document of ours is never without; where we die then it is found in the spool.
+void Recovery::adopt(Journal& journal, Document document, const Folder& theirs) {
+    const Folder spool(store_.places.spool(), Folder::Owner::Ours);
+    const int64_t their_id = document.id;
+    if (theirs.has(spool_name(document))) theirs.move(spool_name(document), spool, spool_name(document));
+    if (!store_.journal.find_by_uuid(document.uuid)) {
+        // It may have been brought further than we know.
+        if (document.state == State::Delivering) document.attempts = std::max<int64_t>(document.attempts, 1);
+        store_.journal.add(document);
+        store_.log.line("Found " + told(document) + " of another session", fields_of(document));
+        if (document.state == State::Delivering && store_.deliver) store_.deliver();
+    }
+    journal.remove(their_id);
 }
 
 // Jobs that the journal does not know, for it was set aside.

@@ -16,6 +16,9 @@ public:
     void find_all();
 
 private:
+    void adopt_sessions();
+    void adopt(const std::string& state);
+    void adopt(Journal& journal, Document document, const Folder& theirs);
     void find_in_spool();
     void clear_parts(const Folder& folder);
     void take_part(const Folder& folder, const std::string& name, const std::string& uuid);
@@ -26,6 +29,7 @@ private:
 
     Store& store_;
     Filer& filer_;
+    std::optional<Filer::Clock::time_point> adopted_;
 };
 
 }  // namespace kvdisp12

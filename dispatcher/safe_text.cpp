@@ -28,6 +28,11 @@ bool is_device_name(TextView name) {
            kv::starts_with_ignoring_case(stem.c_str(), TEXT("lpt"));
 }
 
+// What Windows does not keep at the end of a name.
+void drop_ends(Text& name) {
+    while (!name.empty() && (name.back() == ' ' || name.back() == '.')) name.pop_back();
+}
+
 }  // namespace
 
 std::string in_quotes(TextView text) {
@@ -61,13 +66,14 @@ Text file_name_of(TextView document_name) {
     for (WCHAR& unit : name) {
         if (is_harmful(unit) || TextView(TEXT("\\/:*?\"<>|")).find(unit) != TextView::npos) unit = '_';
     }
-    while (!name.empty() && to_utf8(name).size() > kLongest) {
-        name.resize(name.size() - (name.size() > 1 && is_low_surrogate(name.back()) ? 2 : 1));
-    }
-    while (!name.empty() && (name.back() == ' ' || name.back() == '.')) name.pop_back();
+    drop_ends(name);
     if (name.empty()) return TEXT("Document");
     const bool hidden = name.front() == '.' || name.front() == '-' || name.front() == '~' || name.front() == ' ';
     if (hidden || is_device_name(name)) name.insert(name.begin(), '_');
+    while (to_utf8(name).size() > kLongest) {
+        name.resize(name.size() - (name.size() > 1 && is_low_surrogate(name.back()) ? 2 : 1));
+    }
+    drop_ends(name);
     return name;
 }
 

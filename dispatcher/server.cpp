@@ -195,6 +195,7 @@ void Server::converse(HANDLE pipe, DWORD process, steady_clock::time_point end) 
             log_.limited("answer", std::string("Cannot answer: ") + error.what());
             reply.assign(sizeof(DWORD), 0);
         }
+        begin_sending();
         DWORD written = 0;
         const BOOL sent = WriteFile(pipe, reply.data(), static_cast<DWORD>(reply.size()), &written, nullptr);
         end_answer();
@@ -202,19 +203,28 @@ void Server::converse(HANDLE pipe, DWORD process, steady_clock::time_point end) 
     }
 }
 
-// Between these two the process does not end.
+// Between the first and the last of these the process does not end; but a client that reads no answers is not waited
+// for.
 void Server::begin_answer() {
     std::unique_lock guard(lock_);
     changed_.wait(guard, [&] { return !stopping_; });
     ++answers_;
 }
+void Server::begin_sending() {
+    std::lock_guard guard(lock_);
+    ++sending_;
+    changed_.notify_all();
+}
 void Server::end_answer() {
     std::lock_guard guard(lock_);
     --answers_;
+    --sending_;
     changed_.notify_all();
 }
 void Server::wait_for_answers(std::unique_lock<std::mutex>& guard) {
-    changed_.wait(guard, [&] { return answers_ == 0; });
+    constexpr auto kPatience = milliseconds(2000);
+    changed_.wait(guard, [&] { return answers_ == sending_; });
+    changed_.wait_for(guard, kPatience, [&] { return answers_ == 0; });
 }
 
 ServerStatus Server::status() {

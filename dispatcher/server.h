@@ -43,6 +43,7 @@ private:
     void converse(HANDLE pipe, DWORD process, std::chrono::steady_clock::time_point end);
     bool is_trusted(HANDLE pipe, Client& client);
     void begin_answer();
+    void begin_sending();
     void end_answer();
     void wait_for_answers(std::unique_lock<std::mutex>& guard);
     bool try_to_end(std::unique_lock<std::mutex>& guard);
@@ -58,8 +59,9 @@ private:
     std::condition_variable changed_;
     State state_ = State::Serving;
     bool stopping_ = false;
-    unsigned workers_ = 0, clients_ = 0, answers_ = 0;  // threads, those that have a client, those that answer
-    std::map<DWORD, unsigned> of_process_, excess_;     // clients that are served, and those that wait for a place
+    unsigned workers_ = 0, clients_ = 0;             // threads, those that have a client
+    unsigned answers_ = 0, sending_ = 0;             // those that answer, those whose answer has yet to be taken
+    std::map<DWORD, unsigned> of_process_, excess_;  // clients that are served, and those that wait for a place
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point last_client_ = start_;
 };

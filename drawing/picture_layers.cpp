@@ -184,15 +184,15 @@ std::optional<std::vector<PictureLayer>> Pictures::layers_of(const PixelSource& 
                 }
             }));
     } else if (blending) {
-        for (const auto& [how, colour, neutral] : kBlendSteps) {
+        for (const BlendStep& step : kBlendSteps) {
             bool needed = false;
             Surface surface = filled(pixels, CAIRO_FORMAT_RGB24, [&](uint32_t* to, std::span<const uint32_t> row) {
                 for (const uint32_t pixel : row) {
-                    *to = (*blend_of_pixel(pixel)).*colour;
-                    needed |= *to++ != neutral;
+                    *to = (*blend_of_pixel(pixel)).*step.colour;
+                    needed |= *to++ != step.neutral;
                 }
             });
-            if (needed) add(how, std::move(surface));
+            if (needed) add(step.operation, std::move(surface));
         }
     } else {
         return std::nullopt;

@@ -1,6 +1,7 @@
 #include "engine/path.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace kv::engine {
 namespace {
@@ -71,8 +72,9 @@ RECTFX Path::bounds() const {
                    std::max(all.yBottom, point.y)};
         }
     }
-    // The right and the bottom are exclusive.
-    return {all.xLeft, all.yTop, all.xRight + 1, all.yBottom + 1};
+    // The right and the bottom are exclusive, as far as coordinates go.
+    const auto behind = [](FIX end) { return end == std::numeric_limits<FIX>::max() ? end : end + 1; };
+    return {all.xLeft, all.yTop, behind(all.xRight), behind(all.yBottom)};
 }
 
 ULONG Path::block_length(const Run& run) const {

@@ -81,7 +81,6 @@ BOOL CTtfFullNameReader::ParseName(CTtfTable* table) {
     capacity_ = counted_;
     collecting_ = true;
     const BOOL parsed = CTtf::ParseName(table);
-    collecting_ = false;
     sort_names();
     return parsed;
 }

@@ -43,8 +43,8 @@ void read_bgr24(const BYTE* row, DWORD count, DWORD* colors) {
     if (x < count) colors[x] = load_24(row + size_t{x} * 3);
 }
 
-void read_bgr32(const BYTE* row, DWORD count, DWORD kept, DWORD* colors) {
-    for (DWORD x = 0; x < count; ++x) colors[x] = load<DWORD>(row + size_t{x} * 4) & kept;
+void read_bgr32(const BYTE* row, DWORD count, DWORD* colors) {
+    for (DWORD x = 0; x < count; ++x) colors[x] = load<DWORD>(row + size_t{x} * 4) & 0xFFFFFF;
 }
 
 }  // namespace
@@ -77,7 +77,6 @@ bool PixelReader::set_masks(DWORD red, DWORD green, DWORD blue, DWORD alpha) {
 bool PixelReader::read_masks(const DibView& dib, Alpha alpha) {
     const BITMAPINFOHEADER& header = *dib.header;
     const bool keep = alpha == Alpha::Keep && header.biBitCount == 32;
-    kept_ = keep ? 0xFFFFFFFF : 0xFFFFFF;
     if (header.biCompression == BI_RGB) {
         if (header.biBitCount == 16) {
             kind_ = Kind::Masked16;
@@ -127,7 +126,7 @@ BOOL PixelReader::open(const DibView& dib, Alpha alpha) {
         default:
             return KV_FAIL(Image, "%u bits are not read", header.biBitCount);
     }
-    for (DWORD i = 0; i < 1u << header.biBitCount; ++i) palette_[i] = dib.color(i) & kept_;
+    for (DWORD i = 0; i < 1u << header.biBitCount; ++i) palette_[i] = dib.color(i) & 0xFFFFFF;
     return TRUE;
 }
 
@@ -144,7 +143,7 @@ void PixelReader::read(DWORD row, DWORD first, DWORD count, DWORD* colors) const
         case Kind::Bgr24:
             return read_bgr24(from + size_t{first} * 3, count, colors);
         case Kind::Bgr32:
-            return read_bgr32(from + size_t{first} * 4, count, kept_, colors);
+            return read_bgr32(from + size_t{first} * 4, count, colors);
         case Kind::Masked16:
             for (DWORD x = 0; x < count; ++x) colors[x] = masked(load<WORD>(from + (size_t{first} + x) * 2));
             return;

@@ -23,7 +23,8 @@ public:
         KV_ASSERT(row < rows_);
         return bits_ + size_t{row} * stride_;
     }
-    // `count` colours from pixel `first` on, 0x00RRGGBB or with the alpha in the top byte. `first` is a multiple of 8.
+    // `count` colours from pixel `first` on, 0x00RRGGBB, of masks that leave bits for it with the alpha in the top
+    // byte. `first` is a multiple of 8.
     void read(DWORD row, DWORD first, DWORD count, DWORD* colors) const;
 
 private:
@@ -42,7 +43,6 @@ private:
 
     Kind kind_ = Kind::Index1;
     DWORD width_ = 0, rows_ = 0, stride_ = 0;
-    DWORD kept_ = 0xFFFFFF;  // bits of a colour that count
     const BYTE* bits_ = nullptr;
     Field fields_[4];     // blue, green, red, alpha
     DWORD palette_[256];  // as many entries as the depth has

@@ -279,20 +279,27 @@ void Document::forget_page() {
 
 Page::Page(fz_context* context, const Document& document, int number, const Request& request)
     : context_(context), annotations_(request.annotations), document_(document) {
-    with_errors(context_, [&] {
-        page_ = fz_load_page(context_, document.get(), number - 1);
-        if (document.pdf()) {
-            pdf_page_ = reinterpret_cast<pdf_page*>(page_);
-            // With the page tree loaded, MuPDF 1.21 holds the page's object once more than it drops it: beside the page
-            // only the table of objects has it.
-            constexpr int kHolders = 2;
-            if (!pdf_is_indirect(context_, pdf_page_->obj) && pdf_obj_refs(context_, pdf_page_->obj) > kHolders) {
-                pdf_drop_obj(context_, pdf_page_->obj);
-            }
-            if (!request.box.empty()) choose_box(request.box);
-        }
-        bounds_ = fz_bound_page(context_, page_);
-    });
+    with_errors(context_, [&] { page_ = fz_load_page(context_, document.get(), number - 1); });
+    try {
+        with_errors(context_, [&] {
+            if (document.pdf()) take_pdf_page(request.box);
+            bounds_ = fz_bound_page(context_, page_);
+        });
+    } catch (...) {
+        fz_drop_page(context_, page_);  // which holds the document
+        throw;
+    }
+}
+
+void Page::take_pdf_page(const std::string& box) {
+    pdf_page_ = reinterpret_cast<pdf_page*>(page_);
+    // With the page tree loaded, MuPDF 1.21 holds the page's object once more than it drops it: beside the page only
+    // the table of objects has it.
+    constexpr int kHolders = 2;
+    if (!pdf_is_indirect(context_, pdf_page_->obj) && pdf_obj_refs(context_, pdf_page_->obj) > kHolders) {
+        pdf_drop_obj(context_, pdf_page_->obj);
+    }
+    if (!box.empty()) choose_box(box);
 }
 
 // Of a PDF file's boxes MuPDF shows the crop box within the media box.

@@ -113,6 +113,7 @@ public:
 
 private:
     using RunPart = void (*)(fz_context*, pdf_page*, fz_device*, fz_matrix, const char*, fz_cookie*);
+    void take_pdf_page(const std::string& box);
     void choose_box(const std::string& box);
 
     fz_context* context_;

@@ -111,14 +111,34 @@ void Output::check_job(uint64_t size) const {
     if (!complete || !is_whole_job(descriptor_)) fail("what was written is not the whole job");
 }
 
+// Of a file of one's own only a file system without owners and modes refuses them.
 void Output::take_mode() const {
-    if (!replaced_) {
-        if (fchmod(descriptor_, mode_of_new_files()) != 0) fail(errno);
-        return;
-    }
     constexpr mode_t kPermissions = 0777;
-    [[maybe_unused]] const int ignored = fchown(descriptor_, replaced_->st_uid, replaced_->st_gid);  // not for everyone
-    if (fchmod(descriptor_, replaced_->st_mode & kPermissions) != 0) fail(errno);
+    if (replaced_) {
+        [[maybe_unused]] const int ignored = fchown(descriptor_, replaced_->st_uid, replaced_->st_gid);
+    }
+    const mode_t mode = replaced_ ? replaced_->st_mode & kPermissions : mode_of_new_files();
+    if (fchmod(descriptor_, mode) != 0 && errno != EPERM) fail(errno);
+}
+
+// Some file systems report what they could not store when a descriptor of the file is closed, and nothing later.
+void Output::flush() const {
+    const int copy = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0 || close(copy) != 0) fail(errno);
+}
+
+// A file without a name gets its own at once where none has it, so that there is no other name that a process killed
+// here could leave.
+void Output::give_name() {
+    const std::string open_file = "/proc/self/fd/" + std::to_string(descriptor_);
+    const auto link_to = [&](const std::string& path) {
+        return linkat(AT_FDCWD, open_file.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (!has_name_ && !replaced_ && link_to(path_)) return;
+    if (!has_name_ && !link_to(partial_)) fail(errno);
+    has_name_ = true;
+    if (std::rename(partial_.c_str(), path_.c_str()) != 0) fail(errno);
+    has_name_ = false;
 }
 
 void Output::finish(const std::string& error, uint64_t size) {
@@ -126,17 +146,11 @@ void Output::finish(const std::string& error, uint64_t size) {
     if (is_file_) {
         check_job(size);
         take_mode();
-        if (!has_name_) {
-            const std::string open_file = "/proc/self/fd/" + std::to_string(descriptor_);
-            if (linkat(AT_FDCWD, open_file.c_str(), AT_FDCWD, partial_.c_str(), AT_SYMLINK_FOLLOW) != 0) fail(errno);
-            has_name_ = true;
-        }
+        flush();
+        give_name();
     }
     const int closed = close(std::exchange(descriptor_, -1));
-    if (closed != 0) fail(errno);
-    if (!is_file_) return;
-    if (std::rename(partial_.c_str(), path_.c_str()) != 0) fail(errno);
-    has_name_ = false;
+    if (closed != 0 && !is_file_) fail(errno);
 }
 
 }  // namespace kvprint

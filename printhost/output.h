@@ -43,6 +43,8 @@ private:
     void open_file();
     void check_job(uint64_t size) const;
     void take_mode() const;
+    void flush() const;
+    void give_name();
     [[noreturn]] void fail(const std::string& error) const;
     [[noreturn]] void fail(int error) const;
 

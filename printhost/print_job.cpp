@@ -125,6 +125,8 @@ public:
     void finish(Output* output) {
         if (list_) list_->finish();
         if (!device_->end_document()) fail("the driver did not end the document");
+        // The end of a document has no answer that tells of its job.
+        if (!output && (trace_.lost_job() || !trace_.first_failure().empty())) fail("the driver recorded no job");
         fonts_.reset();
         device_.reset();
         if (output) {

@@ -25,6 +25,7 @@ TraceListener::~TraceListener() { kv::host::set_trace_listener({}); }
 void TraceListener::take(const std::string& line) {
     static const std::string kRecordError = " record error ", kFailed = ": the document failed";
     if (shows_) std::fprintf(stderr, "%s\n", line.c_str());
+    if (line.find(" record error close_job: nobody takes the job") != std::string::npos) lost_job_ = true;
     const size_t start = line.find(kRecordError), failed = line.find(kFailed);
     if (!failure_.empty() || start == std::string::npos || failed == std::string::npos || failed < start) return;
     const size_t function = start + kRecordError.size();

@@ -20,12 +20,15 @@ public:
 
     // " (WriteBytes failed at position 26 of the job, last error 112)", or nothing.
     std::string first_failure() const { return failure_; }
+    // Whether the driver said of a job for the dispatcher that it was deleted.
+    bool lost_job() const { return lost_job_; }
 
 private:
     void take(const std::string& line);
 
     const bool shows_;
     std::string failure_;
+    bool lost_job_ = false;
 };
 
 }  // namespace kvprint

@@ -97,6 +97,7 @@ public:
         constexpr uint16_t kResolution = 600;
         const uint16_t resolution = index_ && index_->resolution ? index_->resolution : kResolution;
         out_.finish(index_entries(), resolution, index_ ? index_->largest_record : 0);
+        std::ranges::stable_sort(found_.losses, {}, &Loss::offset);
         return std::move(found_);
     }
 

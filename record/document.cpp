@@ -222,11 +222,11 @@ PathText Document::close_job(bool complete, DWORD recorded_pages) {
     KV_TRACE(Record, Info, "port %s, %s dispatcher, %u pages: %s", TraceText(port_name.c_str()).c_str(),
              dispatcher ? "a" : "no", static_cast<unsigned>(recorded_pages),
              kept.empty() ? "the file goes" : TraceText(kept.c_str()).c_str());
-    if (complete && recorded_pages > 0 && !dispatcher && !is_file_port(port_name) && !is_null_port(port_name)) {
-        KV_TRACE(Record, Error, "nobody takes the job, which is deleted: %s", TraceText(job->GetName()).c_str());
-    }
     // What was buffered reaches the disk only now: without it the job is none.
     if (!kept.empty() && !job->Close()) kept.clear();
+    if (kept.empty() && !is_file_port(port_name) && !is_null_port(port_name)) {
+        KV_TRACE(Record, Error, "nobody takes the job, which is deleted: %s", TraceText(job->GetName()).c_str());
+    }
     if (kept.empty()) job->CloseAndDelete(FALSE);
     job.reset();
     return kept;

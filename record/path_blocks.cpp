@@ -22,7 +22,8 @@ bool for_each_block(PATHOBJ* path, BlockSink& sink) {
             rest = rest.subspan(piece);
             begin = 0;
         }
-        if (!sink.take({begin | middle | end, rest})) return false;
+        // The engine hands out a path without a point as one block that has none.
+        if (!rest.empty() && !sink.take({begin | middle | end, rest})) return false;
     }
     return true;
 }

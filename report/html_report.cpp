@@ -101,7 +101,7 @@ private:
         if (options_.pages) chosen = options_.pages(count);
         std::erase_if(chosen, [&](size_t number) { return number < 1 || number > count; });
         std::ranges::sort(chosen);
-        chosen.erase(std::ranges::unique(chosen).begin(), chosen.end());
+        chosen.erase(std::unique(chosen.begin(), chosen.end()), chosen.end());
         if (chosen.empty()) throw std::runtime_error("no such page; the job has " + std::to_string(count));
         return chosen;
     }

@@ -128,7 +128,7 @@ size_t to_wide(WCHAR* target, size_t capacity, const char* source, UINT code_pag
     target[0] = 0;
     if (!source || !*source) return 0;
     int room = static_cast<int>(capacity - 1);
-    for (int bytes = static_cast<int>(std::strlen(source)); bytes > 0; --bytes) {
+    for (int bytes = static_cast<int>(std::strlen(source)); bytes > 0 && room > 0; --bytes) {
         int count = MultiByteToWideChar(code_page, 0, source, bytes, target, room);
         if (count > 0) {
             target[count] = 0;

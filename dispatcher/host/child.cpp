@@ -1,4 +1,4 @@
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 
 #include <fcntl.h>
 #include <linux/close_range.h>
@@ -15,7 +15,6 @@
 #include <filesystem>
 
 #include "dispatcher/host/descriptor.h"
-#include "dispatcher/safe_text.h"
 
 extern char** environ;
 
@@ -62,7 +61,9 @@ struct Start {
     dup2(start.output >= 0 ? start.output : start.errors, STDOUT_FILENO);
     dup2(start.errors, STDERR_FILENO);
     syscall(SYS_close_range, 3u, ~0u, CLOSE_RANGE_CLOEXEC);
+#ifndef __SANITIZE_ADDRESS__  // which reserves more address space than any machine has
     limit(RLIMIT_AS, limits.memory);
+#endif
     limit(RLIMIT_FSIZE, limits.file_size);
     limit(RLIMIT_NOFILE, limits.files);
     limit(RLIMIT_CPU, limits.processor_time);
@@ -118,7 +119,7 @@ bool ends_within(int process, int errors, std::chrono::seconds time, std::string
 }
 
 ChildEnd wait_for(pid_t process, const Descriptor& errors, const ChildLimits& limits, const std::stop_token& stop) {
-    ChildEnd end{ChildEnd::Kind::Exited, 0, {}};
+    ChildEnd end{ChildEnd::Kind::Exited, 0, {}, {}};
     fcntl(errors.get(), F_SETFL, O_NONBLOCK);
     const Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
     bool in_time = false;
@@ -132,42 +133,24 @@ ChildEnd wait_for(pid_t process, const Descriptor& errors, const ChildLimits& li
     }
     read_available(errors.get(), end.said);
     end.code = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+    end.how = (WIFEXITED(status) ? "exit code " : "killed by signal ") + std::to_string(end.code);
     if (!in_time) {
         end.kind = ChildEnd::Kind::TookTooLong;
+        end.how = "took too long";
     } else if (!WIFEXITED(status)) {
         end.kind = stop.stop_requested() ? ChildEnd::Kind::Stopped : ChildEnd::Kind::Killed;
     }
     return end;
 }
 
-ChildEnd not_started(int why) { return {ChildEnd::Kind::NotStarted, why, {}}; }
+ChildEnd not_started(int why) {
+    return {ChildEnd::Kind::NotStarted, why, std::string("cannot be started: ") + std::strerror(why), {}};
+}
 
 }  // namespace
 
-std::string ChildEnd::told() const {
-    const std::string number = std::to_string(code);
-    std::string text;
-    switch (kind) {
-        case Kind::Exited:
-            text = "exit code " + number;
-            break;
-        case Kind::Killed:
-            text = "killed by signal " + number;
-            break;
-        case Kind::TookTooLong:
-            text = "took too long";
-            break;
-        case Kind::Stopped:
-            text = "stopped";
-            break;
-        case Kind::NotStarted:
-            return std::string("cannot be started: ") + std::strerror(code);
-    }
-    return said.empty() ? text : text + ": " + in_quotes(said.substr(0, said.find_last_not_of('\n') + 1));
-}
-
 ChildEnd run_child(const Child& child, const std::stop_token& stop) {
-    if (stop.stop_requested()) return {ChildEnd::Kind::Stopped, 0, {}};
+    if (stop.stop_requested()) return {ChildEnd::Kind::Stopped, 0, "stopped", {}};
     std::vector<std::string> words = child.words, variables = environment_with(child.variables);
     std::vector<char*> arguments = pointers(words), environment = pointers(variables);
     Pipe errors, failure;

@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 #include "dispatcher/host/descriptor.h"
 #include "dispatcher/host/targets.h"
 
@@ -20,9 +20,6 @@ ChildEnd draw(const Attempt& attempt, int output) {
     child.input = attempt.job.descriptor();
     child.output = output;
     child.limits.time = attempt.patience;
-#ifdef __SANITIZE_ADDRESS__
-    child.limits.memory = 0;  // the sanitizer reserves more address space than any machine has
-#endif
     return run_child(child, attempt.stop);
 }
 

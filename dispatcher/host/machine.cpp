@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "dispatcher/host/child.h"
+#include "dispatcher/child.h"
 #include "dispatcher/host/system_journal.h"
 #include "dispatcher/store.h"
 #include "platform/host/control.h"
@@ -72,8 +72,7 @@ std::vector<std::string> state_folders_of_all(const std::string& pattern) {
     while (const passwd* user = getpwent()) folders.push_back(std::string(user->pw_dir) + "/.local/share/karvo");
     endpwent();
     std::ranges::sort(folders);
-    const auto repeated = std::ranges::unique(folders);
-    folders.erase(repeated.begin(), repeated.end());
+    folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
     return folders;
 }
 

@@ -1,12 +1,16 @@
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "dispatcher/host/descriptor.h"
 #include "dispatcher/host/targets.h"
 
 namespace kvdisp12 {
 namespace {
 
-constexpr std::string_view kJobEnd = ".kv";
+constexpr std::string_view kJobEnd = ".kv", kPartEnd = ".pdf.part";
+
+std::string part_of(const std::string& uuid) { return '~' + uuid + kPartEnd.data(); }
 
 std::string numbered(const std::string& stem, int number) {
     return number == 1 ? stem + ".pdf" : stem + " (" + std::to_string(number) + ").pdf";
@@ -21,15 +25,27 @@ public:
     Outcome deliver(const Attempt& attempt) override {
         const Folder folder(folder_, Folder::Owner::Anyone);
         if (is_there(attempt.document, folder)) return {Outcome::Kind::Done};
-        const std::string part = '~' + attempt.document.uuid + ".pdf.part";
+        const std::string part = part_of(attempt.document.uuid);
         folder.remove(part);
         const Descriptor file(folder.make_file(part));
         Outcome outcome = draw_pdf(attempt, file.get());
         if (outcome.kind == Outcome::Kind::Done && fsync(file.get()) != 0) {
             outcome = {Outcome::Kind::Down, "cannot write " + folder.path_of(part)};
         }
-        if (outcome.kind != Outcome::Kind::Done || !give_name(attempt, folder, part)) folder.remove(part);
+        if (outcome.kind == Outcome::Kind::Done && !give_name(attempt, folder, part)) {
+            outcome = {Outcome::Kind::Cancelled};
+        }
+        if (outcome.kind != Outcome::Kind::Done) folder.remove(part);
         return outcome;
+    }
+
+    void sweep(const std::function<bool(const std::string&)>& is_ours) override {
+        if (std::error_code none; !std::filesystem::is_directory(folder_, none)) return;
+        const Folder folder(folder_, Folder::Owner::Anyone);
+        for (const std::string& name : folder.names()) {
+            if (!name.starts_with('~') || !name.ends_with(kPartEnd) || name.size() <= kPartEnd.size()) continue;
+            if (is_ours(name.substr(1, name.size() - 1 - kPartEnd.size()))) folder.remove(name);
+        }
     }
 
 private:

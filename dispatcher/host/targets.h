@@ -7,7 +7,6 @@ namespace kvdisp12 {
 
 std::unique_ptr<Target> make_pdf_target(const std::string& folder);
 std::unique_ptr<Target> make_cups_target(const std::string& queue, const std::string& host);
-std::unique_ptr<Target> make_command_target(const std::vector<std::string>& words);
 
 // Has kvjob draw the attempt's job as PDF into a file that is open for writing. What of the job is lost is noted as the
 // document's error; Down where the file cannot be written.

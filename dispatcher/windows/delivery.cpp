@@ -2,10 +2,19 @@
 
 namespace kvdisp12 {
 
-// There is no program here that draws jobs, and no CUPS.
+// The program that draws jobs is not built for this system, and CUPS is another system's.
 std::unique_ptr<Target> make_target(const Destination& destination) {
-    if (destination.kind == Destination::Kind::None) return nullptr;
-    throw std::runtime_error("--deliver: this system has no such delivery");
+    switch (destination.kind) {
+        case Destination::Kind::None:
+            return nullptr;
+        case Destination::Kind::Command:
+            return make_command_target(destination.words);
+        case Destination::Kind::Pdf:
+            throw std::runtime_error("--deliver pdf: jobs are not drawn on Windows; command: gives them to a program");
+        default:
+            throw std::runtime_error(
+                "--deliver cups: CUPS is not reached from Windows; command: gives jobs to a program");
+    }
 }
 
 }  // namespace kvdisp12

@@ -12,13 +12,6 @@
 namespace kvdisp12 {
 namespace {
 
-std::string system_text(DWORD error) {
-    WCHAR text[256] = {};
-    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
-                                  static_cast<DWORD>(std::size(text)), nullptr);
-    while (length > 0 && (text[length - 1] <= ' ' || text[length - 1] == '.')) --length;
-    return to_utf8(TextView(text, length)) + " (" + std::to_string(error) + ')';
-}
 [[noreturn]] void fail(const std::string& what, const std::string& name) {
     const DWORD error = GetLastError();
     throw FileError(what + ' ' + in_quotes(name) + ": " + system_text(error));

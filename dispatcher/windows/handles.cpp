@@ -27,6 +27,14 @@ Text long_path(const std::string& utf8) {
     return TEXT("\\\\?\\") + path;
 }
 
+std::string system_text(DWORD error) {
+    WCHAR text[256] = {};
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                                  static_cast<DWORD>(std::size(text)), nullptr);
+    while (length > 0 && (text[length - 1] <= ' ' || text[length - 1] == '.')) --length;
+    return to_utf8(TextView(text, length)) + " (" + std::to_string(error) + ')';
+}
+
 bool same(const Sid& sid, PSID other) {
     return !sid.empty() && other && EqualSid(const_cast<BYTE*>(sid.data()), other);
 }

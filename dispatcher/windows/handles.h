@@ -27,6 +27,9 @@ private:
     HANDLE value_;
 };
 
+// "Access is denied (5)".
+std::string system_text(DWORD error);
+
 // A full path in the form that has no limit of 260 units.
 Text long_path(const std::string& utf8);
 

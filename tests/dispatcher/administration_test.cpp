@@ -2,10 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "dispatcher/database.h"
 #include "tests/dispatcher/dispatcher_process.h"
 
 namespace kv::test {
 namespace {
+
+using kvdisp12::Database, kvdisp12::Journal, kvdisp12::State;
 
 struct AdministrationTest : ProtocolTest {
     // What a command writes, and its exit code.
@@ -64,6 +67,30 @@ TEST_F(AdministrationTest, ListsAndShows) {
     EXPECT_EQ(status["folders"][0]["documents"], (nlohmann::json{{"failed", 1}, {"filed", 2}}));
     EXPECT_EQ(asked({"--status", "--all", "--state", shared + "/%u/karvo"})["folders"].size(), 1u);
     EXPECT_EQ(asked({"--status", "--min-free", "1000000G"}, 3)["folders"][0]["needsAttention"], true);
+}
+
+// What an administrator sees of another user's state is what that user likes.
+TEST_F(AdministrationTest, AHostileJournalOnlyTells) {
+    const std::string file = shared + "/data/karvo/journal.db";
+    fs::create_directories(shared + "/data/karvo");
+    {
+        Journal journal(file, Journal::Access::Own, {});
+        kvdisp12::Document document;
+        document.state = State::Failed;
+        document.error = "a\x1B[2J\nb";
+        journal.add(document);
+    }
+    const Bytes bytes = read_bytes(file);
+    EXPECT_NE(told({"--status"}).find("error of document 1: a [2J b\n"), std::string::npos);
+    EXPECT_EQ(read_bytes(file), bytes);
+    {
+        Database database(file, SQLITE_OPEN_READWRITE);
+        database.run(
+            "ALTER TABLE documents RENAME TO other; CREATE VIEW documents AS WITH RECURSIVE n(i) AS"
+            " (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i AS id, 'filed' AS state FROM n");
+    }
+    EXPECT_NE(told({"--status"}, 3).find("no journal"), std::string::npos);
+    EXPECT_EQ(run("kvdisp12", {"--list"}), 1);
 }
 
 // The file where the outbox should be stands for a disk that is full or a server that is down.

@@ -130,6 +130,19 @@ TEST_F(AttackTest, LeavesWhoAnnouncesNothingAndRefusesASecondDocument) {
     EXPECT_EQ(outbox(), std::vector<std::string>{"first.kv"});
 }
 
+TEST_F(AttackTest, EndsThoughAClientReadsNoAnswers) {
+    const pid_t process = start_dispatcher();
+    const HANDLE pipe = open_pipe();
+    const BYTE status[] = {0x2C, 1, 0, 0};
+    DWORD written = 0;
+    for (int i = 0; i < 350; ++i) EXPECT_TRUE(WriteFile(pipe, status, sizeof status, &written, nullptr));
+    usleep(200000);  // it waits for room for its answer
+    kill(process, SIGTERM);
+    EXPECT_EQ(end_of(process), 0);
+    EXPECT_EQ(logged("End: told to"), 1u);
+    CloseHandle(pipe);
+}
+
 TEST_F(AttackTest, RefusesDocumentsWhereSpaceIsShort) {
     configure("min-free = 1000000G\n");
     start_dispatcher();

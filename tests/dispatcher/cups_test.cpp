@@ -120,9 +120,9 @@ TEST_F(QueueTest, DeathSendsNothingTwice) {
         Delivering(own, server.destination()).recovery.find_all();
         stopped = interrupted([&] { Delivering(own, server.destination()).deliverer.deliver_waiting(true); },
                               Stop::Kill, n, [&] { server.start(); });
-        Delivering dispatcher(own, server.destination());
+        Delivering dispatcher(own, server.destination(), &lines);
         dispatcher.deliverer.deliver_waiting(true);
-        EXPECT_EQ(dispatcher.first().state, State::Delivered) << n;
+        EXPECT_EQ(dispatcher.first().state, State::Delivered) << n << lines.back();
         expect_one_document(server);
         if (HasFailure()) return;
     }

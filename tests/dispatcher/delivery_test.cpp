@@ -58,6 +58,26 @@ TEST_F(DeliveryTest, FollowsNoLinks) {
     EXPECT_EQ(read_file(other), "another's");
 }
 
+// Of one that is cancelled while it is drawn, and of one whose dispatcher was killed before; what is another's stays.
+TEST_F(DeliveryTest, NothingIsLeftOfCancelledDocuments) {
+    Delivering dispatcher(house, "pdf:" + pdf_folder());
+    dispatcher.recovery.find_all();
+    Document document = dispatcher.first();
+    const JobFile job = JobFile::open(Folder(house.places.outbox, Folder::Owner::Ours), document.target);
+    const auto target = make_target(parse_destination("pdf:" + pdf_folder()));
+    const auto cancelled = [] { return false; };
+    const Attempt attempt{job, document, house.places, false, std::chrono::seconds(20), {}, cancelled};
+    EXPECT_EQ(target->deliver(attempt).kind, Outcome::Kind::Cancelled);
+    EXPECT_TRUE(files_in(pdf_folder()).empty());
+    document = dispatcher.first();
+    document.state = State::Filed;
+    ASSERT_TRUE(dispatcher.journal.change(document, State::Delivering));
+    write_file(pdf_folder() + "/~" + document.uuid + ".pdf.part", "%PDF");
+    write_file(pdf_folder() + "/~another.pdf.part", "%PDF");
+    dispatcher.deliverer.deliver_waiting(false);
+    EXPECT_EQ(files_in(pdf_folder()), std::vector<std::string>{"~another.pdf.part"});
+}
+
 TEST_F(DeliveryTest, WhatCannotBeDrawnFails) {
     kvjob::test::JobBuilder job;
     job.start_page().raw({35, 200}).end_page();  // a record that reaches beyond its page

@@ -1,4 +1,7 @@
 // The dispatcher as a process: spoken to by hand, started by the driver, and by kvprint.
+
+#include <sys/stat.h>
+
 #include "tests/common/pdf_text.h"
 #include "tests/dispatcher/dispatcher_process.h"
 
@@ -108,7 +111,10 @@ TEST_F(ProtocolTest, EndsWhenItIsIdle) {
     EXPECT_EQ(run("kvdisp12", {"/runonce"}), 0);
     EXPECT_EQ(run("kvdisp12", {"--what"}), 2);
     EXPECT_EQ(run("kvdisp12", {"/session=one"}), 2);
+    EXPECT_EQ(run("kvdisp12", {"--first-document", "0"}), 2);
     EXPECT_EQ(run("kvdisp12", {"--outbox", write_file(shared + "/file", "x")}), 1);
+    mkfifo((shared + "/fifo").c_str(), 0600);
+    EXPECT_EQ(run("kvdisp12", {"--log", shared + "/fifo"}), 1);
 }
 
 // Clients that come just as it ends are served by it, or find nobody: none is let down half-way.

@@ -73,6 +73,8 @@ bool read_request(http_t* http, ipp_t* request, std::string& document) {
     }
     if (status != HTTP_STATUS_OK) return false;
     if (httpGetExpect(http) == HTTP_STATUS_CONTINUE) httpWriteResponse(http, HTTP_STATUS_CONTINUE);
+    constexpr int kPatience = 10000;  // milliseconds: reading a message fails where its first bytes are not there yet
+    httpWait(http, kPatience);
     for (ipp_state_t read = IPP_STATE_IDLE; read != IPP_STATE_DATA;) {
         if ((read = ippRead(http, request)) == IPP_STATE_ERROR) return false;
     }

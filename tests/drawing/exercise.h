@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "reader/output.h"
+#include "reader/records.h"
 
 namespace kvjob::test {
 
@@ -20,7 +21,21 @@ struct Kept {
     OpenOutput open();
 };
 
-// Runs every command on a job, sound or not. Only the documented faults come out of them.
+// A job that is damaged as a whole is told so, and pages of any size may be too large to draw.
+template <class Command>
+void expect_answer(Command command) {
+    try {
+        command();
+    } catch (const Fault&) {
+    } catch (const std::runtime_error&) {
+    }
+}
+
+// Run the commands on a job, sound or not: those that read it, those that make a job of it, those that draw it, or all.
+// Only the documented faults come out of them, and the jobs that are made are sound.
+void exercise_reading(Bytes job);
+void exercise_saving(Bytes job);
+void exercise_drawing(Bytes job);
 void exercise(Bytes job);
 
 }  // namespace kvjob::test

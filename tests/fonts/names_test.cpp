@@ -211,6 +211,8 @@ TEST_F(FontNamesTest, KeepsOneUniqueIdentifierWhateverItsLanguage) {
     EXPECT_EQ(std::u16string(text), u"First") << "8-bit text has a UTF-16 form afterwards";
     ASSERT_TRUE(font->unique_identifier(text, 4));
     EXPECT_EQ(std::u16string(text), u"Fir");
+    Parsed empty(font_of({windows_name(3, u""), windows_name(1, u"Family")}));
+    EXPECT_EQ(wide(empty->family().wide.text), u"Family");
 }
 
 TEST_F(FontNamesTest, RejectsMacintoshNamesBeyondAsciiByTheFontsCodePage) {
@@ -243,6 +245,8 @@ TEST_F(FontNamesTest, TakesTheCodePageFromOs2OrTheCharacterMaps) {
     };
     EXPECT_EQ(of_maps({{1, 2, 0}, {3, 4, 0}, {3, 1, 0}, {1, 0, 0}}), 950u) << "those that know agree";
     EXPECT_EQ(of_maps({{1, 1, 0}, {3, 4, 0}}), 0u);
+    const std::pair<int, UINT> encodings[] = {{2, 932}, {3, 936}, {4, 950}, {5, 949}, {6, 1361}};
+    for (const auto& [encoding, expected] : encodings) EXPECT_EQ(of_maps({{3, encoding, 0}}), expected);
     EXPECT_EQ(of_maps({{3, 1, 0}, {1, 0, 0}, {0, 4, 0}}), 0u);
     EXPECT_EQ(of_maps({{1, 11, 0}}), 57010u);
 }

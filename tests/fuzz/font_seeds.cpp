@@ -24,13 +24,13 @@ const std::map<std::string, size_t> kKept = {{"OS/2", 100},  {"cmap", 3000}, {"g
 
 Tables tables_at(const Bytes& file, DWORD start) {
     Tables tables;
-    const SfntDirectory directory(std::span(file).subspan(start), ByteOrder::File);
+    const SfntDirectory directory(std::span<const BYTE>(file).subspan(start), ByteOrder::File);
     for (DWORD i = 0; i < directory.count(); ++i) {
         const SfntEntry entry = directory.entry(i);
         std::string name;
         for (int shift : {24, 16, 8, 0}) name += static_cast<char>(entry.tag >> shift);
         const auto kept = kKept.find(name);
-        const auto bytes = part_of(std::span(file), static_cast<DWORD>(entry.offset), entry.length);
+        const auto bytes = part_of(std::span<const BYTE>(file), static_cast<DWORD>(entry.offset), entry.length);
         if (kept == kKept.end() || bytes.empty()) continue;
         const auto piece = bytes.first(std::min(bytes.size(), kept->second));
         tables.push_back({name, Bytes(piece.begin(), piece.end())});

@@ -6,74 +6,11 @@
 #include <vector>
 
 #include "driver/pdevice.h"
-#include "engine/objects.h"
 #include "record/surface_dib.h"
-#include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/common/objects.h"
 
 namespace kv {
 namespace {
-
-// Small, or one of the ends of the range.
-LONG coordinate(FuzzInput& in) {
-    const auto value = static_cast<LONG>(in.u8());
-    return value < 0xF0 ? value - 40 : static_cast<LONG>(in.u32());
-}
-RECTL rect(FuzzInput& in) {
-    RECTL rect;
-    for (LONG* side : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *side = coordinate(in);
-    return rect;
-}
-
-// Of a known format its bits lie in a block of exactly their size; the rest of the surface may be anything.
-std::unique_ptr<engine::Bitmap> make_bitmap(FuzzInput& in) {
-    const ULONG format = 1 + in.u8() % 8;
-    const LONG width = 1 + static_cast<LONG>(in.u8() % 100), height = 1 + static_cast<LONG>(in.u8() % 60);
-    const auto order = in.u8() % 2 ? engine::RowOrder::TopDown : engine::RowOrder::BottomUp;
-    std::unique_ptr<engine::Bitmap> bitmap;
-    if (format > BMF_32BPP) {
-        std::vector<BYTE> encoded(1 + in.u8());
-        for (BYTE& byte : encoded) byte = static_cast<BYTE>(in.u8());
-        bitmap = std::make_unique<engine::Bitmap>(format, width, height, std::move(encoded));
-    } else {
-        bitmap = std::make_unique<engine::Bitmap>(format, width, height, order);
-        auto* bits = static_cast<BYTE*>(bitmap->pvBits);
-        for (ULONG i = 0, seed = in.u32(); i < bitmap->cjBits; ++i) {
-            seed = seed * 1664525 + 1013904223;
-            bits[i] = static_cast<BYTE>(i % 4 ? seed >> 24 : in.u8());
-        }
-    }
-    switch (in.u8()) {
-        case 1:
-            bitmap->iBitmapFormat = in.u32();
-            bitmap->sizlBitmap = {};  // what is not known has no bits to speak of
-            break;
-        case 2:
-            bitmap->lDelta = static_cast<LONG>(in.u32());
-            break;
-        case 3:
-            bitmap->pvBits = nullptr;
-            break;
-    }
-    return bitmap;
-}
-
-std::unique_ptr<engine::Translation> make_translation(FuzzInput& in) {
-    switch (in.u8() % 6) {
-        case 0:
-            return nullptr;
-        case 1:
-            return std::make_unique<engine::Translation>(in.u32(), in.u32(), in.u32());
-        case 2: {
-            const DWORD factor = in.u32();
-            return std::make_unique<engine::Translation>([factor](ULONG bit) { return bit * factor; });
-        }
-        default: {
-            std::vector<ULONG> table(in.u8() % 2 ? 256 : in.u8());
-            for (ULONG& color : table) color = in.u8() * 0x01010101;
-            return std::make_unique<engine::Translation>(std::move(table));
-        }
-    }
-}
 
 ULONG stored_pixel(const DibView& dib, LONG x, LONG row) {
     const BITMAPINFOHEADER& header = *dib.header;
@@ -114,14 +51,14 @@ void run(FuzzInput& in) {
     settings.ResDownSamp = static_cast<WORD>(in.u8());
     settings.ResDownSampMono = static_cast<WORD>(in.u8());
     settings.Resolution = static_cast<WORD>(in.u8() * 10);
-    auto bitmap = make_bitmap(in);
-    auto mask = in.u8() % 4 == 1 ? make_bitmap(in) : nullptr;
-    auto translation = make_translation(in);
+    auto bitmap = take_bitmap(in);
+    auto mask = in.u8() % 4 == 1 ? take_bitmap(in) : nullptr;
+    auto translation = take_translation(in);
     SurfaceRequest request = {.surface = bitmap.get()};
     request.translation = translation.get();
     request.mask = mask.get();
-    request.source = rect(in);
-    request.destination = rect(in);
+    request.source = take_rect(in);
+    request.destination = take_rect(in);
     request.resolution = ImageResolution(device, request.source, request.destination);
     request.keep_alpha = in.u8() % 2;
     request.may_merge = in.u8() % 2;

@@ -285,6 +285,13 @@ TEST_F(PrepareTest, KeepsAlphaWhereItCounts) {
     EXPECT_EQ(pixel_of(result.view(), 0, 0), 0x80102040u);
     ASSERT_TRUE(DownsampleDib(fields.view(), 2, 1, result));
     EXPECT_EQ(result.header().biBitCount, 24);
+    // Masks in the order of bitmaps without.
+    const DWORD usual[] = {0xFF0000, 0xFF00, 0xFF};
+    std::ranges::copy(usual, fields.table());
+    ASSERT_TRUE(DownsampleDib(fields.view(), 2, 1, result, Alpha::Keep));
+    EXPECT_EQ(pixel_of(result.view(), 0, 0), 0x80402010u);
+    ASSERT_TRUE(DownsampleDib(fields.view(), 2, 1, result));
+    EXPECT_EQ(pixel_of(result.view(), 1, 1), 0x402010u);
 }
 
 TEST_F(PrepareTest, LeavesOtherLayoutsAlone) {
@@ -324,6 +331,7 @@ TEST_F(PrepareTest, PreparesAsTheSettingsAsk) {
         {photo, kColor, 150, 300, 0, 1200, 24},  // not known
         {photo, kColor, 150, 300, 150, 1200, 24},
         {photo, kColor, 0, 300, 600, 1200, 24},
+        {photo, kColor, 1, 300, 600, 2, 24},
         {photo, kMono | kReduce, 150, 300, 600, 1200, 24},
         {mono, kMono, 150, 300, 600, 600, 1},
         {mono, kColor, 150, 300, 600, 1200, 1},

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "reader/checker.h"
 #include "reader/job_map.h"
 #include "tests/common/samples.h"
@@ -41,6 +43,7 @@ void expect_saved(const Buffer& sound, const Buffer& damaged, size_t damage, con
     for (const auto& [from, to] : pages_of(sound)) {
         if (to <= damage) ++whole, end = to;
     }
+    EXPECT_TRUE(std::ranges::is_sorted(saved.recovery.losses, {}, &Loss::offset)) << how << " at " << damage;
     EXPECT_GE(saved.recovery.pages, whole) << how << " at " << damage;
     ASSERT_GE(saved.job.size(), end);
     const size_t first = std::min(end, pages_of(sound)[0].first);

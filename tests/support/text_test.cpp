@@ -31,6 +31,12 @@ TEST_F(TextTest, TruncatesAndTerminates) {
     TextBuffer<4> number;
     EXPECT_EQ(format_text(number.data(), number.capacity(), u"%d", -2147483647 - 1), 3u);
     EXPECT_EQ(Text(number.c_str()), u"-21");
+    for (const auto& [capacity, expected] : {std::pair{1u, u""}, std::pair{2u, u"a"}, std::pair{3u, u"ab"}}) {
+        WCHAR wide[] = u"....";
+        EXPECT_EQ(to_wide(wide, capacity, "ab", CP_ACP), capacity - 1);
+        EXPECT_EQ(Text(wide), expected);
+        EXPECT_EQ(wide[3], u'.');
+    }
 }
 
 TEST_F(TextTest, ComparesUnitByUnitWithoutCase) {
@@ -247,6 +253,17 @@ TEST_F(MessageTest, FillInTextsAndNothingElse) {
 }
 
 using RecordBufferTest = HostTest;
+TEST_F(RecordBufferTest, GrowsByWhatIsMissingOrAStep) {
+    CGlobalObj block;
+    ASSERT_TRUE(block.Alloc(4, GMEM_MOVEABLE, 16));
+    const std::string text = "of forty characters, without the last one";
+    ASSERT_TRUE(block.append(text.data(), 40));
+    EXPECT_EQ(block.size(), 40u);
+    ASSERT_TRUE(block.append("e", 1));
+    EXPECT_EQ(block.size(), 56u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(block.data()), block.used()), text);
+}
+
 TEST_F(RecordBufferTest, MovesToMovableMemoryWithoutLoss) {
     CRecordBuffer buffer;
     std::string expected;

@@ -95,7 +95,8 @@ TEST_F(CommandTest, ExitCodesSayHowItWent) {
         {"dump job >&- 2>said; exit $?", 1, ""},
         {"info none", 1, "cannot read the file"},
         {"info .", 1, "cannot read the file"},
-        {"images --out /proc/none job", 1, "kvjob: "},
+        {"images --out /proc/none job", 1, "cannot make the folder /proc/none: "},
+        {"images --out job job", 1, "cannot make the folder job: Not a directory"},
         {"dump job --page", 2, "--pages needs a value"},
     };
     for (const auto& [arguments, code, words] : cases) {

@@ -44,8 +44,8 @@ std::vector<std::string> journal_folders(const std::string& base) {
     return folders;
 }
 
-std::unique_ptr<Journal> visit(const std::string& folder) {
-    return std::make_unique<Journal>(folder_in(folder, "journal.db"), Journal::Access::Visit);
+std::unique_ptr<Journal> visit(const std::string& folder, Journal::Access access = Journal::Access::Look) {
+    return std::make_unique<Journal>(folder_in(folder, "journal.db"), access);
 }
 
 bool matches(const Document& document, const Options& options) {
@@ -78,7 +78,7 @@ struct Found {
 
 Found find(const Options& options) {
     for (const std::string& folder : journal_folders(state_folder(options))) {
-        auto journal = visit(folder);
+        auto journal = visit(folder, options.command == Command::Show ? Journal::Access::Look : Journal::Access::Visit);
         if (auto document = journal->find(options.document)) return {std::move(journal), folder, std::move(*document)};
     }
     throw std::runtime_error("no document " + std::to_string(options.document));

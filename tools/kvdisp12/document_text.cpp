@@ -100,13 +100,13 @@ std::string text_of(const Overview& overview) {
     for (const Summary& each : overview.summaries) {
         text += in_quotes(each.folder) + (needs_attention(each) ? ": NEEDS ATTENTION\n" : ":\n");
         if (!each.fault.empty()) {
-            text += "  " + each.fault + '\n';
+            text += "  " + without_controls(each.fault) + '\n';
             continue;
         }
         for (const auto& [state, count] : each.counts) text += "  " + state + ": " + std::to_string(count) + '\n';
         text += "  waiting: " + std::to_string(each.waiting) + ", the oldest for " +
                 std::to_string(each.oldest_waiting) + " s\n  free: " + std::to_string(each.free_space >> 20) + " MiB\n";
-        for (const std::string& error : each.errors) text += "  error of document " + error + '\n';
+        for (const std::string& error : each.errors) text += "  error of document " + without_controls(error) + '\n';
     }
     return text;
 }

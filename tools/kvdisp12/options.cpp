@@ -61,6 +61,7 @@ void describe_limits(CLI::App& app, Limits& limits) {
         app, "--first-document", "TIME",
         [&](const std::string& text) {
             const double seconds = kv::cli::parse_seconds(text, "--first-document");
+            if (seconds < 0.01) throw UsageError("--first-document: at least 10 ms");  // nobody could print
             limits.first_document = std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
         },
         "how long a client may take to announce its document (default: 30 seconds)");

@@ -1,5 +1,6 @@
 #include "tools/kvdisp12/service.h"
 
+#include <cstdio>
 #include <filesystem>
 
 #include "dispatch/object_names.h"
@@ -44,13 +45,14 @@ bool is_served(const Text& pipe) { return WaitNamedPipeW(pipe.c_str(), 1) || Get
 std::optional<OwnState> take_state(const std::string& base, DWORD session, const Text& pipe) {
     constexpr int kAttempts = 60;
     constexpr DWORD kPause = 50;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (auto lock = FolderLock::take(Folder(base, Folder::Owner::Ours))) return OwnState{base, std::move(*lock)};
-        Sleep(kPause);
+    for (const std::string& folder : {base, folder_in(base, "session-" + std::to_string(session))}) {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            if (auto lock = FolderLock::take(Folder(folder, Folder::Owner::Ours)))
+                return OwnState{folder, std::move(*lock)};
+            Sleep(kPause);
+        }
+        if (is_served(pipe)) return std::nullopt;
     }
-    if (is_served(pipe)) return std::nullopt;
-    const std::string own = folder_in(base, "session-" + std::to_string(session));
-    if (auto lock = FolderLock::take(Folder(own, Folder::Owner::Ours))) return OwnState{own, std::move(*lock)};
     return std::nullopt;
 }
 
@@ -88,9 +90,7 @@ public:
     }
 
     [[noreturn]] void run() {
-        worker_.start(options_.housekeeping != "none");
-        if (deliverer_) deliverer_->start();
-        at_end_of_session([this] { server_.stop(); });
+        start_threads();
         tell_ready();
         bool clean = false;
         if (options_.autoexit) {
@@ -107,6 +107,19 @@ public:
     }
 
 private:
+    // The server's threads run already and know this object: without the others the process ends, as nothing of it can
+    // go before them. The next document starts another dispatcher.
+    void start_threads() {
+        try {
+            worker_.start(options_.housekeeping != "none");
+            if (deliverer_) deliverer_->start();
+            at_end_of_session([this] { server_.stop(); });
+        } catch (const std::exception& error) {
+            log_.error(std::string("End: ") + error.what());
+            std::fprintf(stderr, "kvdisp12: %s\n", error.what());
+            end_process(kFailed);
+        }
+    }
     void look() {
         worker_.wake(true);
         if (deliverer_) deliverer_->wake(true);
@@ -157,8 +170,15 @@ void check_outbox(const std::string& path, Log& log) {
 }
 
 std::vector<std::unique_ptr<LogSink>> sinks_of(const Options& options) {
-    return log_sinks(options.log.empty() ? "" : full_path(options.log),
-                     folder_in(state_folder(options), "kvdisp12.log"));
+    const std::string named = options.log.empty() ? "" : full_path(options.log);
+    std::error_code none;
+    const auto kind = std::filesystem::status(native_path(named), none).type();
+    // Opening a pipe waits for its other end.
+    for (const auto bad : {std::filesystem::file_type::directory, std::filesystem::file_type::fifo,
+                           std::filesystem::file_type::socket}) {
+        if (!named.empty() && kind == bad) throw std::runtime_error("--log: " + in_quotes(named) + ": it is no file");
+    }
+    return log_sinks(named, folder_in(state_folder(options), "kvdisp12.log"));
 }
 
 int serve(const Options& options, Log& log) {
@@ -185,7 +205,10 @@ Text pipe_name(const Options& options) {
     return name.c_str();
 }
 
-DWORD session_of(const Options& options) { return options.has_session ? options.session : kv::current_session(); }
+DWORD session_of(const Options& options) {
+    const bool named = options.has_session && options.session != kv::kOwnSession;
+    return named ? options.session : kv::current_session();
+}
 
 std::string state_folder(const Options& options) {
     return options.state.empty() ? default_folder() : with_user_id(options.state);

@@ -31,7 +31,9 @@ private:
 
 // Files in a folder, where one is named; none of them may be a job that is read.
 OpenOutput files(const Options& options, const std::string& folder = "") {
-    if (!folder.empty()) std::filesystem::create_directories(folder);
+    std::error_code error;
+    if (!folder.empty()) std::filesystem::create_directories(folder, error);
+    if (error) throw std::runtime_error("cannot make the folder " + folder + ": " + error.message());
     return [&options, folder](const std::string& name) {
         return std::make_unique<FileOutput>(folder.empty() ? name : folder + "/" + name, options.jobs);
     };
@@ -118,9 +120,8 @@ void run_render(const Options& options, const std::string& name, Bytes file, Rep
 
 int tell_losses(const std::string& name, const Recovery& found) {
     for (const Loss& loss : found.losses) {
-        std::fprintf(stderr, "%s: 0x%llX: %llu bytes lost: %s\n", name.c_str(),
-                     static_cast<unsigned long long>(loss.offset), static_cast<unsigned long long>(loss.bytes),
-                     loss.what.c_str());
+        const std::string bytes = loss.bytes ? std::to_string(loss.bytes) + " bytes lost: " : "";
+        tell_fault(name, loss.offset, bytes + loss.what);
     }
     return found.whole() ? kDone : kSomethingLost;
 }
@@ -128,7 +129,7 @@ int tell_losses(const std::string& name, const Recovery& found) {
 int run_recover(const Options& options, const std::string& name, Bytes file) {
     FileOutput out(options.output, options.jobs);
     const Recovery found = recover_job(file, out, options.memory());
-    std::fprintf(stderr, "%s: %zu pages\n", options.output.c_str(), found.pages);
+    std::fprintf(stderr, "%s: %zu page%s\n", options.output.c_str(), found.pages, found.pages == 1 ? "" : "s");
     return tell_losses(name, found);
 }
 

@@ -107,7 +107,7 @@ union LARGE_INTEGER {
         DWORD LowPart;
         LONG HighPart;
     } u;
-    LONGLONG QuadPart;
+    alignas(8) LONGLONG QuadPart;  // also where the host's ABI of 32 bits aligns it to 4
 };
 struct GUID {
     DWORD Data1;
