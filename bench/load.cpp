@@ -1,9 +1,9 @@
-// load pages|records|fonts|brushes COUNT [JOB.kv]: one document with so many of them. Writes its processor seconds, what
-// memory grew by at its most (KiB) and the bytes of its job, which goes into a file where one is named.
-// load documents COUNT [fail]: so many documents, one behind the other; with "fail" a call fails in each third one.
-// Writes what the process holds after each tenth of them: memory (KiB), open files, blocks and handles of the driver.
-// load limit: a document of more than 2 GiB, and another one behind it.
-// Exit code 1: a document was refused, or one that must be was not.
+// load pages|records|fonts|brushes COUNT [JOB.kv]: one document with so many of them. Writes its processor seconds,
+// what memory grew by at its most (KiB) and the bytes of its job, which goes into a file where one is named. load
+// documents COUNT [fail]: so many documents, one behind the other; with "fail" a call fails in each third one. Writes
+// what the process holds after each tenth of them: memory (KiB), open files, blocks and handles of the driver. load
+// limit: a document of more than 2 GiB, and another one behind it. Exit code 1: a document was refused, or one that
+// must be was not.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -162,9 +162,9 @@ void print_many(LONG count, bool failing) {
         expect(entries(printing.temporary()) == 0, "a file was left");
         if (i % std::max(count / 10, LONG{1}) != 0) continue;
         const host::LiveObjects held = host::live_objects();
-        std::printf("%ld %zu %zu %zu\n", static_cast<long>(i), resident_kib(), entries("/proc/self/fd"),
-                    held.heap_blocks + held.global_blocks + held.local_blocks + held.files + held.keys +
-                        held.other_handles);
+        std::printf(
+            "%ld %zu %zu %zu\n", static_cast<long>(i), resident_kib(), entries("/proc/self/fd"),
+            held.heap_blocks + held.global_blocks + held.local_blocks + held.files + held.keys + held.other_handles);
     }
     close(output);
 }
