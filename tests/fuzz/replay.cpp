@@ -20,7 +20,12 @@
 #define KV_COUNTS_MEMORY 1
 #endif
 #ifdef KV_COUNTS_MEMORY
-#include <sanitizer/allocator_interface.h>
+// Not every compiler comes with the header of these.
+extern "C" {
+size_t __sanitizer_get_allocated_size(const volatile void* block);
+int __sanitizer_install_malloc_and_free_hooks(void (*taken)(const volatile void*, size_t),
+                                              void (*freed)(const volatile void*));
+}
 #endif
 
 #define TARGET(name) extern "C" int fuzz_##name(const uint8_t* data, size_t size);
@@ -49,9 +54,7 @@ void count_memory() {
         for (size_t most = peak; most < now && !peak.compare_exchange_weak(most, now);) {
         }
     };
-    const auto freed = [](const volatile void* block) {
-        live -= block ? __sanitizer_get_allocated_size(const_cast<const void*>(block)) : 0;
-    };
+    const auto freed = [](const volatile void* block) { live -= block ? __sanitizer_get_allocated_size(block) : 0; };
     __sanitizer_install_malloc_and_free_hooks(taken, freed);
 #endif
 }
