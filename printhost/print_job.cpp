@@ -104,8 +104,8 @@ public:
 
     void print(Document& document) {
         const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
-        survey(document, pages);
         if (document.pdf()) mender_.emplace(context_, document.pdf());
+        survey(document, pages);
         fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
         progress_.begin(Progress::Phase::Printing, pages.size());
@@ -159,7 +159,7 @@ private:
                 Page page(context_, document, static_cast<int>(pages[i]), request_);
                 page.run(survey_.start_page(), 1, {0, 0});
                 if (page.end() == Page::End::Unread) {
-                    lost_images_[pages[i]] = page.blank_broken_images();
+                    lost_images_[pages[i]] = blank_images(page);
                     page.run(survey_.start_page(), 1, {0, 0});
                 }
                 if (pdf_obj* resources = page.resources()) survey_.add_widths(document.pdf(), resources);
@@ -212,9 +212,18 @@ private:
     void mend(Page& page, size_t number) {
         if (mender_) mender_->look_at(page.resources());
         const auto lost = lost_images_.find(number);
-        if (lost == lost_images_.end()) return;
-        page.blank_broken_images();
-        if (lost->second > 0) warnings_of(context_).add("image not decoded", lost->second);
+        if (lost == lost_images_.end() || lost->second == 0) return;
+        blank_images(page);  // which may have been read anew since
+        warnings_of(context_).add("image not decoded", lost->second);
+    }
+
+    // Those in its contents itself.
+    static size_t blank_images(Page& page) {
+        try {
+            return page.blank_broken_images();
+        } catch (const std::runtime_error&) {
+            return 0;  // what is wrong with the contents is told when they are drawn
+        }
     }
 
     void play(Page& page, int number) {
@@ -252,7 +261,7 @@ private:
     FontIdentities identities_{context_};
     FontSurvey survey_{context_, identities_};
     std::optional<ImageMender> mender_;
-    std::map<size_t, size_t> lost_images_;  // of pages whose contents could not be read on: in the contents itself
+    std::map<size_t, size_t> lost_images_;  // by page: those in its contents that kept them from being read on
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     std::optional<FontStore> fonts_;

@@ -17,7 +17,7 @@ constexpr size_t kBandPixels = 1 << 23;
 constexpr LONGLONG kPicturePixels = 40 << 20, kRenderedPixels = 128 << 20, kSmoothPixels = 16 << 20;
 // What rendering a page may cost, in pixels that are filled: some ten seconds. What goes beyond is drawn coarser, so
 // that any number of drawings takes few times that.
-constexpr double kRenderingCost = 3e9, kPictureCost = 20e9;
+constexpr double kRenderingCost = 3e9, kPictureCost = 10e9;
 constexpr int kSmooth = 8;  // bits of antialiasing
 
 const unsigned char* pixel_of(const fz_pixmap& pixmap, int x, int y) {
@@ -119,7 +119,7 @@ int Renderer::spend(double cost) {
 
 // cost: in device pixels.
 int Renderer::coarser_by(double cost, double most) {
-    constexpr int kMostCoarse = 8;
+    constexpr int kMostCoarse = 32;
     int factor = 1;
     while (factor < kMostCoarse && cost > most * (scale_ * scale_) * (factor * factor)) factor *= 2;
     coarse_ |= factor > 1;

@@ -30,21 +30,30 @@ thread_local RunBudget* RunBudget::current_ = nullptr;
 struct RunBudget::Hooks {
     static void fill_path(fz_context* context, fz_device* device, const fz_path* path, int even_odd, fz_matrix ctm,
                           fz_colorspace* space, const float* colour, float alpha, fz_color_params parameters) {
-        current_->count_area(device, fz_bound_path(context, path, nullptr, ctm), kFillCost);
+        current_->count_drawing(device, fz_bound_path(context, path, nullptr, ctm), kFillCost);
         if (const auto own = current_->functions_.fill_path) {
             own(context, device, path, even_odd, ctm, space, colour, alpha, parameters);
         }
     }
 
+    static void stroke_path(fz_context* context, fz_device* device, const fz_path* path, const fz_stroke_state* stroke,
+                            fz_matrix ctm, fz_colorspace* space, const float* colour, float alpha,
+                            fz_color_params parameters) {
+        current_->count_drawing(device, fz_empty_rect, kFillCost);
+        if (const auto own = current_->functions_.stroke_path) {
+            own(context, device, path, stroke, ctm, space, colour, alpha, parameters);
+        }
+    }
+
     static void fill_shade(fz_context* context, fz_device* device, fz_shade* shade, fz_matrix ctm, float alpha,
                            fz_color_params parameters) {
-        current_->count_area(device, fz_bound_shade(context, shade, ctm), kShadeCost);
+        current_->count_drawing(device, fz_bound_shade(context, shade, ctm), kShadeCost);
         if (const auto own = current_->functions_.fill_shade) own(context, device, shade, ctm, alpha, parameters);
     }
 
     static void fill_image(fz_context* context, fz_device* device, fz_image* image, fz_matrix ctm, float alpha,
                            fz_color_params parameters) {
-        current_->count_area(device, bounds_of(ctm), kImageCost);
+        current_->count_drawing(device, bounds_of(ctm), kImageCost);
         if (const auto own = current_->functions_.fill_image) own(context, device, image, ctm, alpha, parameters);
     }
 
@@ -71,6 +80,8 @@ struct RunBudget::Hooks {
 
     static void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colorspace* space, int isolated,
                             int knockout, int mode, float alpha) {
+        std::vector<size_t>& knockouts = current_->knockouts_;
+        knockouts.push_back((knockouts.empty() ? 0 : knockouts.back()) + (knockout ? 1 : 0));
         // One that changes nothing of what is drawn in it costs nothing.
         if (isolated || knockout || mode != FZ_BLEND_NORMAL || alpha != 1) {
             current_->count_area(device, area, kGroupCost);
@@ -78,6 +89,11 @@ struct RunBudget::Hooks {
         if (const auto own = current_->functions_.begin_group) {
             own(context, device, area, space, isolated, knockout, mode, alpha);
         }
+    }
+
+    static void end_group(fz_context* context, fz_device* device) {
+        if (!current_->knockouts_.empty()) current_->knockouts_.pop_back();
+        if (const auto own = current_->functions_.end_group) own(context, device);
     }
 };
 
@@ -94,8 +110,10 @@ RunBudget::RunBudget(fz_device* device, fz_cookie& cookie, Hold& hold, fz_rect p
     device->clip_path = Hooks::clip_path;
     device->begin_mask = Hooks::begin_mask;
     device->begin_group = Hooks::begin_group;
+    device->end_group = Hooks::end_group;
     if (!pictures) return;
     device->fill_path = Hooks::fill_path;
+    device->stroke_path = Hooks::stroke_path;
     device->fill_shade = Hooks::fill_shade;
     device->fill_image = Hooks::fill_image;
     device->clip_image_mask = Hooks::clip_image_mask;
@@ -107,7 +125,9 @@ RunBudget::~RunBudget() {
     device_->clip_path = functions_.clip_path;
     device_->begin_mask = functions_.begin_mask;
     device_->begin_group = functions_.begin_group;
+    device_->end_group = functions_.end_group;
     device_->fill_path = functions_.fill_path;
+    device_->stroke_path = functions_.stroke_path;
     device_->fill_shade = functions_.fill_shade;
     device_->fill_image = functions_.fill_image;
     device_->clip_image_mask = functions_.clip_image_mask;
@@ -120,6 +140,12 @@ void RunBudget::count_area(const fz_device* device, fz_rect area, double each) {
     }
     cost_ += area_of(seen) * each;
     check();
+}
+
+// In a group that knocks out, all that is seen of it is copied for each drawing.
+void RunBudget::count_drawing(const fz_device* device, fz_rect area, double each) {
+    const bool copied = !knockouts_.empty() && knockouts_.back() > 0;
+    count_area(device, copied ? fz_infinite_rect : area, copied ? kGroupCost : each);
 }
 
 // MuPDF counts the words of the stream that it reads, and begins anew with each stream: behind this clip.

@@ -4,6 +4,7 @@
 // with the file's size any more.
 
 #include <cstdint>
+#include <vector>
 
 #include "printhost/file_stream.h"
 
@@ -34,6 +35,7 @@ private:
     struct Hooks;
     void count(uint64_t clips);
     void count_area(const fz_device* device, fz_rect area, double each);
+    void count_drawing(const fz_device* device, fz_rect area, double each);
     void check();
 
     static thread_local RunBudget* current_;
@@ -46,6 +48,7 @@ private:
     const uint64_t most_clips_, most_words_;
     uint64_t clips_ = 0, words_ = 0;
     double cost_ = 0;
+    std::vector<size_t> knockouts_;  // for each group that is open, how many knock out down to it
 };
 
 }  // namespace kvprint
