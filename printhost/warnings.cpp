@@ -1,8 +1,29 @@
 #include "printhost/warnings.h"
 
+// clang-format off
+#include <cstdio>  // what jpeglib.h takes for granted
+#include <jpeglib.h>
+// clang-format on
+
 #include <cstring>
 
 namespace kvprint {
+namespace {
+
+thread_local Warnings* current = nullptr;
+
+// The JPEG library would write to standard error. What it calls extraneous bytes harms nothing.
+void take_jpeg_message(j_common_ptr codec) {
+    char message[JMSG_LENGTH_MAX];
+    codec->err->format_message(codec, message);
+    if (current && !std::strstr(message, "extraneous bytes")) current->take_message(message);
+}
+
+}  // namespace
+
+Warnings::Warnings() : before_(std::exchange(current, this)) {}
+
+Warnings::~Warnings() { current = before_; }
 
 std::string Warning::line() const {
     return (page > 0 ? "page " + std::to_string(page) + ": " : "") + what +
@@ -22,10 +43,11 @@ Warnings::Subject::~Subject() {
 // end of data that are all there is no damage.
 void Warnings::take_message(const char* message) {
     if (!subject_ || !subject_->thing_ || std::strstr(message, "incorrect data check")) return;
-    for (const char* damage : {"zlib error", "read error", "premature end", "padding truncated image", "broken object",
-                               "corrupt", "jbig2dec error", "openjpeg error", "lzw decode", "glyph load failed",
-                               "ignoring rest", "cannot load content stream", "content stream is not a stream",
-                               "error during interpretation", "ignored error when loading embedded font"}) {
+    for (const char* damage :
+         {"zlib error", "read error", "premature end", "padding truncated image", "broken object", "corrupt",
+          "Corrupt JPEG", "jbig2dec error", "openjpeg error", "lzw decode", "glyph load failed", "ignoring rest",
+          "cannot load content stream", "content stream is not a stream", "error during interpretation",
+          "ignored error when loading embedded font"}) {
         if (!std::strstr(message, damage)) continue;
         if (!subject_->fault_) subject_->fault_ = "damaged";
         return;
@@ -44,3 +66,11 @@ std::vector<Warning> Warnings::all() const {
 }
 
 }  // namespace kvprint
+
+// The linker puts the second in the place of the first, whoever calls it.
+extern "C" jpeg_error_mgr* __real_jpeg_std_error(jpeg_error_mgr* errors);
+extern "C" jpeg_error_mgr* __wrap_jpeg_std_error(jpeg_error_mgr* errors) {
+    __real_jpeg_std_error(errors);
+    errors->output_message = kvprint::take_jpeg_message;
+    return errors;
+}

@@ -20,6 +20,12 @@ struct Warning {
 
 class Warnings {
 public:
+    // While it lives, and no later one, it has the messages of decoders on its thread that know no context.
+    Warnings();
+    ~Warnings();
+    Warnings(const Warnings&) = delete;
+    Warnings& operator=(const Warnings&) = delete;
+
     // Whose refusals are the cause of what fails meanwhile; it has to live as long.
     void blame(const BoundedMemory& memory) { memory_ = &memory; }
     // What follows is about that page, from 1; 0: about the document.
@@ -78,6 +84,7 @@ public:
 private:
     size_t refusals() const { return memory_ ? memory_->refusals() : 0; }
 
+    Warnings* const before_;
     const BoundedMemory* memory_ = nullptr;
     int page_ = 0;
     bool paused_ = false;
