@@ -10,28 +10,33 @@
 namespace kvprint {
 namespace {
 
-thread_local Warnings* current = nullptr;
+thread_local Warnings* latest = nullptr;
 
 // The JPEG library would write to standard error. What it calls extraneous bytes harms nothing.
 void take_jpeg_message(j_common_ptr codec) {
     char message[JMSG_LENGTH_MAX];
     codec->err->format_message(codec, message);
-    if (current && !std::strstr(message, "extraneous bytes")) current->take_message(message);
+    if (latest && !std::strstr(message, "extraneous bytes")) latest->take_message(message);
 }
 
 }  // namespace
-
-Warnings::Warnings() : before_(std::exchange(current, this)) {}
-
-Warnings::~Warnings() { current = before_; }
 
 std::string Warning::line() const {
     return (page > 0 ? "page " + std::to_string(page) + ": " : "") + what +
            (count > 1 ? " (" + std::to_string(count) + " times)" : "");
 }
 
+Warnings::Subject::Subject(Warnings& warnings, const char* thing, const char* kind)
+    : warnings_(warnings),
+      outer_(std::exchange(warnings.subject_, this)),
+      before_(std::exchange(latest, &warnings)),
+      thing_(thing),
+      kind_(kind),
+      refusals_(warnings.refusals()) {}
+
 Warnings::Subject::~Subject() {
     warnings_.subject_ = outer_;
+    latest = before_;
     if (!thing_ || !fault_) return;
     std::string what = std::string(thing_) + ' ' + fault_;
     if (kind_) what += std::string(" (") + kind_ + ')';

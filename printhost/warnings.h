@@ -20,12 +20,6 @@ struct Warning {
 
 class Warnings {
 public:
-    // While it lives, and no later one, it has the messages of decoders on its thread that know no context.
-    Warnings();
-    ~Warnings();
-    Warnings(const Warnings&) = delete;
-    Warnings& operator=(const Warnings&) = delete;
-
     // Whose refusals are the cause of what fails meanwhile; it has to live as long.
     void blame(const BoundedMemory& memory) { memory_ = &memory; }
     // What follows is about that page, from 1; 0: about the document.
@@ -48,15 +42,11 @@ public:
     };
 
     // What is being drawn, or read, while it lives; at most one warning. Null: nothing that the library says is of
-    // interest.
+    // interest. The messages of decoders that know no context are for the warnings of the latest
+    // one of their thread.
     class Subject {
     public:
-        Subject(Warnings& warnings, const char* thing, const char* kind = nullptr)
-            : warnings_(warnings),
-              outer_(std::exchange(warnings.subject_, this)),
-              thing_(thing),
-              kind_(kind),
-              refusals_(warnings.refusals()) {}
+        Subject(Warnings& warnings, const char* thing, const char* kind = nullptr);
         ~Subject();
         Subject(const Subject&) = delete;
         Subject& operator=(const Subject&) = delete;
@@ -67,7 +57,8 @@ public:
     private:
         friend class Warnings;
         Warnings& warnings_;
-        Subject* outer_;
+        Subject* const outer_;
+        Warnings* const before_;  // of the thread
         const char *thing_, *kind_, *fault_ = nullptr;
         const size_t refusals_;
     };
@@ -84,7 +75,6 @@ public:
 private:
     size_t refusals() const { return memory_ ? memory_->refusals() : 0; }
 
-    Warnings* const before_;
     const BoundedMemory* memory_ = nullptr;
     int page_ = 0;
     bool paused_ = false;
