@@ -99,7 +99,7 @@ def wait_for_orphans(patience=30):
     while True:
         try:
             if os.waitpid(-1, os.WNOHANG)[0] == 0:
-                if time.monotonic() > end:
+                if time.monotonic() >= end:
                     children = pathlib.Path('/proc/self/task', str(os.getpid()), 'children').read_text().split()
                     for child in children:
                         os.kill(int(child), signal.SIGKILL)

@@ -47,6 +47,8 @@ target_include_directories(kv_report PRIVATE ${CMAKE_BINARY_DIR})
 set(MUPDF mupdf mupdf-third freetype harfbuzz-subset harfbuzz jbig2dec jpeg openjp2 mujs gumbo ZLIB::ZLIB m)
 pkg_check_modules(HARFBUZZ REQUIRED IMPORTED_TARGET harfbuzz-subset)
 kv_module(printhost LINKS kv_engine Fontconfig::Fontconfig PkgConfig::HARFBUZZ Freetype::Freetype ${MUPDF})
+# Its messages are those of the document that is printed; the function is there whether or not other parts are asked for.
+target_link_options(kv_printhost INTERFACE -Wl,--wrap=jpeg_std_error,--undefined=__wrap_jpeg_std_error)
 find_package(SQLite3 REQUIRED)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 find_package(Cups REQUIRED)

@@ -86,7 +86,8 @@ void Filer::remove_source(const JobFile& job) {
 // What an earlier attempt did not come to the end of.
 void Filer::finish_taking(Document& document) {
     const Folder spool(store_.places.spool(), Folder::Owner::Ours);
-    const auto source = JobFile::open_again(document.source, store_.places.roots, document.source_identity);
+    auto source = JobFile::open_again(document.source, store_.places.roots);
+    if (source && source->identity() != document.source_identity) source.reset();
     if (spool.has(spool_name(document))) {
         if (source) remove_source(*source);
         document.state = State::Taken;

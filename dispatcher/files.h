@@ -63,9 +63,8 @@ public:
     // (or of the system, for a client of the system) with one name, no writer and a job's first bytes. Until it is
     // closed nobody else can open it as such. Throws FileError.
     static JobFile open(TextView path, std::span<const std::string> roots, bool system_client);
-    // The same while it may have more names and be in use; nothing where that is another file now, or none.
-    static std::optional<JobFile> open_again(const std::string& path, std::span<const std::string> roots,
-                                             const std::string& identity);
+    // The same while it may have more names and be in use; nothing where there is none.
+    static std::optional<JobFile> open_again(const std::string& path, std::span<const std::string> roots);
     // In a folder of our own.
     static JobFile open(const Folder& folder, const std::string& name);
     ~JobFile();

@@ -24,6 +24,7 @@ constexpr const char* kSchema =
     " delivery_identity TEXT);"
     "CREATE INDEX documents_by_state ON documents (state);"
     "CREATE INDEX documents_by_source ON documents (source);"
+    "CREATE INDEX documents_by_identity ON documents (source_identity);"
     "CREATE TABLE names (stem TEXT PRIMARY KEY, next INTEGER, used INTEGER) WITHOUT ROWID;"
     "PRAGMA user_version = 2;"
     "COMMIT;";
@@ -155,6 +156,7 @@ void Journal::open(const std::string& path, Access access) {
          {std::string(kColumns) + " FROM documents", std::string("stem, next, used FROM names")}) {
         Statement(*database_, "SELECT " + table);  // it has them
     }
+    database_->run("CREATE INDEX IF NOT EXISTS documents_by_identity ON documents (source_identity)");  // of 12.4
 }
 
 void Journal::add(Document& document) {
@@ -232,6 +234,10 @@ std::optional<Document> Journal::find_by_uuid(const std::string& uuid) {
 std::optional<Document> Journal::find_by_source(const std::string& source) {
     return first_of(
         select("WHERE source=? ORDER BY id DESC LIMIT 1", [&](Statement& statement) { statement.bind(source); }));
+}
+std::optional<Document> Journal::find_by_source_identity(const std::string& identity) {
+    return first_of(select("WHERE source_identity=? ORDER BY id DESC LIMIT 1",
+                           [&](Statement& statement) { statement.bind(identity); }));
 }
 std::vector<Document> Journal::all() {
     return select("ORDER BY id DESC", [](Statement&) {});

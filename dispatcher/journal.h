@@ -94,6 +94,7 @@ public:
     std::optional<Document> find(int64_t id);
     std::optional<Document> find_by_uuid(const std::string& uuid);
     std::optional<Document> find_by_source(const std::string& source);
+    std::optional<Document> find_by_source_identity(const std::string& identity);
     // The latest first.
     std::vector<Document> all();
     // How many documents there are of each state that has any; the latest documents that have an error.

@@ -211,13 +211,13 @@ void Recovery::take(const std::string& path) {
 }
 
 // Whether the job there has been taken, or is about to be. One that has been is there because its name could not be
-// removed.
+// removed, or because its client has moved it since: a dispatcher that died gave no answer.
 bool Recovery::is_known(const std::string& path) {
-    const auto known = store_.journal.find_by_source(path);
+    const auto job = JobFile::open_again(path, store_.places.roots);
+    const auto known = job ? store_.journal.find_by_source_identity(job->identity()) : std::nullopt;
     if (!known || known->state == State::Damaged || known->state == State::Failed) return false;
-    const auto same = JobFile::open_again(path, store_.places.roots, known->source_identity);
-    if (same && known->state != State::Taking) same->remove_source();
-    return same.has_value();
+    if (known->state != State::Taking) job->remove_source();
+    return true;
 }
 
 void Recovery::set_damaged_aside(const JobFile& job, Document& document) {

@@ -33,6 +33,11 @@ std::optional<Bytes> read_request(HANDLE pipe) {
     return std::nullopt;
 }
 
+bool leads_here(HANDLE client) {
+    ULONG process = 0;
+    return GetNamedPipeServerProcessId(client, &process) && process == GetCurrentProcessId();
+}
+
 // Whether a request has come before the time is over.
 bool wait_for_request(HANDLE pipe, steady_clock::time_point end) {
     constexpr DWORD kLongestPause = 16;  // milliseconds
@@ -256,7 +261,7 @@ bool Server::run_until_idle(milliseconds idle) {
         } else if (busy_()) {
             changed_.wait_for(guard, kLook);
         } else if (try_to_end(guard)) {
-            changed_.wait(guard, [&] { return workers_ == 0; });
+            changed_.wait(guard, [&] { return workers_ == 0 || unreachable_; });
             return true;
         }
     }
@@ -265,19 +270,23 @@ bool Server::run_until_idle(milliseconds idle) {
 }
 
 // Takes every instance of the pipe itself, so that nobody can connect any more. Where another client was faster, the
-// server goes on.
+// server goes on. A name that is gone, or another server's by now, as the user's runtime folder was removed when he
+// logged off, leads nobody here.
 bool Server::try_to_end(std::unique_lock<std::mutex>& guard) {
     state_ = State::Deciding;
     std::vector<HANDLE> own;
     bool refused = false;
-    while (clients_ < workers_ && !refused) {
+    while (clients_ < workers_ && !refused && !unreachable_) {
         guard.unlock();
         const HANDLE pipe =
             CreateFileW(pipe_name_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         const DWORD error = GetLastError();
         guard.lock();
-        if (pipe != INVALID_HANDLE_VALUE) {
+        if (pipe != INVALID_HANDLE_VALUE && leads_here(pipe)) {
             own.push_back(pipe);
+        } else if (pipe != INVALID_HANDLE_VALUE || error == ERROR_FILE_NOT_FOUND) {
+            if (pipe != INVALID_HANDLE_VALUE) CloseHandle(pipe);
+            unreachable_ = true;
         } else if (error == ERROR_PIPE_BUSY) {
             changed_.wait_for(guard, milliseconds(1));  // for the workers to notice, or to wait for clients again
         } else {

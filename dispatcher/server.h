@@ -22,7 +22,8 @@ public:
     // Makes the pipe. False when another dispatcher serves it, also after some time: one that is just ending.
     bool open();
     // Until there has been no client for that long (a client that comes in the last moment is served), or until stop().
-    // True: no thread of it is left. False: it was stopped; no request is being answered and none will be.
+    // True: no thread of it is left that anybody can reach. False: it was stopped; no request is being answered and
+    // none will be.
     bool run_until_idle(std::chrono::milliseconds idle);
     void run();
     // From any thread.
@@ -58,7 +59,7 @@ private:
     std::mutex lock_;
     std::condition_variable changed_;
     State state_ = State::Serving;
-    bool stopping_ = false;
+    bool stopping_ = false, unreachable_ = false;
     unsigned workers_ = 0, clients_ = 0;             // threads, those that have a client
     unsigned answers_ = 0, sending_ = 0;             // those that answer, those whose answer has yet to be taken
     std::map<DWORD, unsigned> of_process_, excess_;  // clients that are served, and those that wait for a place

@@ -8,6 +8,12 @@ namespace {
 size_t live_paths = 0;
 }
 
+POINTFIX corner_at(LONG x, LONG y) {
+    static constexpr LONG kMost = std::numeric_limits<FIX>::max() / 16;
+    const auto fixed = [](LONG pixel) { return std::clamp(pixel, -kMost, kMost) * 16; };
+    return {fixed(x), fixed(y)};
+}
+
 Path::Path() : PATHOBJ{} { ++live_paths; }
 Path::~Path() { --live_paths; }
 size_t Path::live_count() { return live_paths; }
@@ -54,11 +60,10 @@ void Path::close() {
 }
 
 void Path::add_rect(const RECTL& pixels) {
-    auto corner = [](LONG x, LONG y) { return POINTFIX{x * 16, y * 16}; };
-    move_to(corner(pixels.left, pixels.top));
-    line_to(corner(pixels.right, pixels.top));
-    line_to(corner(pixels.right, pixels.bottom));
-    line_to(corner(pixels.left, pixels.bottom));
+    move_to(corner_at(pixels.left, pixels.top));
+    line_to(corner_at(pixels.right, pixels.top));
+    line_to(corner_at(pixels.right, pixels.bottom));
+    line_to(corner_at(pixels.left, pixels.bottom));
     close();
 }
 

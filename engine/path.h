@@ -14,6 +14,9 @@ inline constexpr FIX to_fix(double pixels) {
     return static_cast<FIX>(sixteenths < 0 ? sixteenths - 0.5 : sixteenths + 0.5);
 }
 
+// A pixel's corner; what is further out than fixed-point numbers reach is taken to their ends.
+POINTFIX corner_at(LONG x, LONG y);
+
 class Path : public PATHOBJ {
 public:
     Path();

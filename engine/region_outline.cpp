@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    static POINTFIX fixed(const POINTL& corner) { return {corner.x * 16, corner.y * 16}; }
+    static POINTFIX fixed(const POINTL& corner) { return corner_at(corner.x, corner.y); }
 
     static void add(Edges& edges, const RECTL& rect) {
         if (!edges.empty() && edges.back() == rect.left) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 
+#include "printhost/image_mender.h"
 #include "printhost/rendering.h"
 #include "printhost/run_budget.h"
 
@@ -321,10 +322,26 @@ pdf_obj* Page::resources() const {
     return resources;
 }
 
-std::optional<std::vector<bool>> Page::find_blends() {
+namespace {
+
+// Groups and masks that are open.
+size_t layers_of(const fz_device& device) {
+    return static_cast<size_t>(
+        std::count_if(device.container, device.container + device.container_len, [](const auto& container) {
+            return container.type == fz_device_container_stack_is_group ||
+                   container.type == fz_device_container_stack_is_mask;
+        }));
+}
+
+}  // namespace
+
+size_t Page::blank_broken_images() {
+    return pdf_page_ ? blank_inline_images(context_, document_.pdf(), pdf_page_->obj) : 0;
+}
+
+std::optional<Blends> Page::find_blends() {
     if (!pdf_page_ || !pdf_page_->transparency) return std::nullopt;
-    struct Groups {
-        std::vector<bool> whole;
+    struct Groups : Blends {
         std::vector<bool> open;        // whether a group that is open is isolated
         std::vector<size_t> isolated;  // those, by their number
         bool found = false;
@@ -340,6 +357,7 @@ std::optional<std::vector<bool>> Page::find_blends() {
                                    float) {
         Groups& all = *reinterpret_cast<Probe*>(self)->groups;
         all.whole.push_back(false);
+        all.layers = std::max(all.layers, layers_of(*self));
         if (mode != FZ_BLEND_NORMAL) {
             all.found = true;
             for (const size_t outer : all.isolated) all.whole[outer] = true;
@@ -356,23 +374,28 @@ std::optional<std::vector<bool>> Page::find_blends() {
     };
     Warnings others, *const own = &warnings_of(context_);
     fz_set_user_context(context_, &others);  // what is wrong is told when the page is drawn
-    run(device.get(), 1, {0, 0});
+    groups.fills = run(device.get(), 1, {0, 0});
     fz_set_user_context(context_, own);
     if (!groups.found) return std::nullopt;
-    return groups.whole;
+    return Blends(std::move(groups));
 }
 
-void Page::run(fz_device* device, float scale, fz_point corner) {
+double Page::run(fz_device* device, float scale, fz_point corner) {
     const fz_matrix ctm = {scale, 0, 0, scale, corner.x - bounds_.x0 * scale, corner.y - bounds_.y0 * scale};
     Warnings& warnings = warnings_of(context_);
     const Warnings::Subject reading(warnings, "contents");
     fz_cookie cookie = {};
-    std::optional<RunBudget> budget(std::in_place, device, cookie, document_.hold(), document_.bytes());
+    end_ = End::Whole;
+    std::optional<RunBudget> budget(std::in_place, device, cookie, document_.hold(), fz_transform_rect(bounds_, ctm),
+                                    pdf_page_ && pdf_page_->transparency, document_.bytes());
     auto run_part = [&](auto part) {
         try {
             with_errors(context_, part);
         } catch (const std::runtime_error&) {
-            if (!budget->is_spent()) warnings.add("the rest of its contents cannot be read");
+            if (!budget->is_spent()) {
+                warnings.add("the rest of its contents cannot be read");
+                end_ = End::Unread;
+            }
         }
         with_errors(context_, [&] { close_containers(context_, device); });
     };
@@ -386,10 +409,15 @@ void Page::run(fz_device* device, float scale, fz_point corner) {
     } else {
         run_part([&] { fz_run_page(context_, page_, device, ctm, &cookie); });
     }
-    if (budget->is_spent()) warnings.add("the rest of it is left out: what it shows repeats itself without end");
+    if (budget->is_spent()) {
+        warnings.add("the rest of it is left out: what it shows repeats itself without end");
+        end_ = End::Spent;
+    }
+    const double fills = budget->fills();
     budget.reset();
     with_errors(context_, [&] { fz_close_device(context_, device); });
     if (cookie.errors > 0) warnings.add("drawing instruction not understood", static_cast<size_t>(cookie.errors));
+    return fills;
 }
 
 }  // namespace kvprint

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "printhost/blends.h"
 #include "printhost/bounded_memory.h"
 #include "printhost/file_stream.h"
 #include "printhost/request.h"
@@ -98,12 +99,17 @@ public:
     float height() const { return bounds_.y1 - bounds_.y0; }
     // Null for what is no page of a PDF file.
     pdf_obj* resources() const;
-    // Nothing where all groups are drawn over what lies under them in the normal mode. Else whether a group has to be
-    // drawn as one, in the order of their beginnings: something in it blends with what lies under it within the group.
-    std::optional<std::vector<bool>> find_blends();
+    // Nothing where all groups are drawn over what lies under them in the normal mode.
+    std::optional<Blends> find_blends();
     // Runs the page on a device, as it is to be printed. scale: pixels a point; corner: where its left top corner lies,
-    // pixels. What cannot be read is a warning, and the containers that it left open are ended.
-    void run(fz_device* device, float scale, fz_point corner);
+    // pixels. What cannot be read is a warning, and the containers that it left open are ended. What rendering it
+    // costs, where it has groups or masks, in fills of the page.
+    double run(fz_device* device, float scale, fz_point corner);
+    // How the last run ended before the page did: its contents could not be read on, or cost too much.
+    enum class End { Whole, Unread, Spent };
+    End end() const { return end_; }
+    // Gives up images in its contents that keep the rest from being read; how many.
+    size_t blank_broken_images();
 
 private:
     using RunPart = void (*)(fz_context*, pdf_page*, fz_device*, fz_matrix, const char*, fz_cookie*);
@@ -116,6 +122,7 @@ private:
     const bool annotations_;
     const Document& document_;
     fz_rect bounds_ = {};
+    End end_ = End::Whole;
 };
 
 }  // namespace kvprint

@@ -64,12 +64,13 @@ bool draw(fz_context* context, fz_device* device, const char* thing, Again again
     return captured;
 }
 
-// A call that begins a clip: play() tells whether a capture began.
+// A call that begins a clip or another container: play() tells whether a capture began.
 template <class Again, class Play>
-void begin(fz_context* context, fz_device* device, bool is_clip, Again again, Play play) {
+void begin(fz_context* context, fz_device* device, bool is_clip, Again again, Play play,
+           PagePicture::Container kind = PagePicture::Container::Other) {
     PagePlayer& player = player_of(device);
     settle_mask(context, player);
-    if (player.pass_on_begin(is_clip, again)) return;
+    if (player.pass_on_begin(is_clip, kind, again)) return;
     bool captures = false, failed = true;
     play_thing(context, player, is_clip ? "clip" : "group", [&](PagePlayer& to) {
         captures = play(to);
@@ -296,7 +297,8 @@ void begin_group(fz_context* context, fz_device* device, fz_rect area, fz_colors
     begin(
         context, device, false,
         [&](fz_device* to) { fz_begin_group(context, to, area, space, isolated, knockout, blend_mode, alpha); },
-        [&](PagePlayer& player) { return player.begin_group(area, knockout, blend_mode, alpha); });
+        [&](PagePlayer& player) { return player.begin_group(area, knockout, blend_mode, alpha); },
+        player_of(device).kind_of_group(knockout, blend_mode, alpha));
 }
 
 void end_group(fz_context* context, fz_device* device) {

@@ -1,5 +1,7 @@
 #include "printhost/page_picture.h"
 
+#include <algorithm>
+
 #include "printhost/geometry.h"
 
 namespace kvprint {
@@ -28,11 +30,14 @@ void PagePicture::draw(const Draw& call) {
     if (open_all()) run(call);
 }
 
-void PagePicture::begin(const Draw& call) {
+void PagePicture::begin(const Draw& call, Container kind) {
     if (page_group_ == PageGroup::NotYet) {  // which is the picture itself
         page_group_ = PageGroup::Open;
         return;
     }
+    if (std::ranges::count(containers_, Container::Knockout) > 0 && kind == Container::Plain) kind = Container::Other;
+    containers_.push_back(kind);
+    if (kind == Container::Plain) return;
     List list = make_held<List>(context_, [&] { return fz_new_display_list(context_, fz_infinite_rect); });
     const auto recorder = make_held<DrawDevice>(context_, [&] { return fz_new_list_device(context_, list.get()); });
     with_errors(context_, [&] {
@@ -62,7 +67,10 @@ void PagePicture::close_down_to(size_t count) {
 }
 
 void PagePicture::end() {
-    if (!open_.empty()) {
+    if (!containers_.empty()) {
+        const Container kind = containers_.back();
+        containers_.pop_back();
+        if (kind == Container::Plain) return;
         close_down_to(open_.size() - 1);
         open_.pop_back();
     } else if (page_group_ == PageGroup::Open) {

@@ -14,8 +14,10 @@ public:
 
     // A call that draws. What cannot be drawn is missing here as it is on the page.
     void draw(const Draw& call);
-    // One that begins a container, and its end.
-    void begin(const Draw& call);
+    // One that begins a container, and its end. A plain one is a group that changes nothing of what is drawn in it,
+    // but for one that knocks out and takes it as one drawing.
+    enum class Container { Plain, Knockout, Other };
+    void begin(const Draw& call, Container kind);
     void end();
     // On white paper. What lies in open containers is seen, too: they are ended, and begun anew by the next call, so no
     // more of them may be open that blend with what lies under them.
@@ -32,8 +34,9 @@ private:
     int scale_;
     Pixmap pixmap_;  // with alpha, while the page's group is open
     DrawDevice device_;
-    std::vector<List> open_;  // the calls that began them
-    size_t begun_ = 0;        // so many of them are open on the device
+    std::vector<Container> containers_;  // all that are open, but the page's group
+    std::vector<List> open_;             // the calls that began those that are not plain
+    size_t begun_ = 0;                   // so many of them are open on the device
     enum class PageGroup { NotYet, Open, Over } page_group_ = PageGroup::NotYet;
 };
 

@@ -1,5 +1,8 @@
 #include "printhost/page_player.h"
 
+#include "printhost/run_budget.h"
+#include "printhost/warnings.h"
+
 namespace kvprint {
 namespace {
 
@@ -33,10 +36,12 @@ fz_irect cells_of(const PagePlayer::Tiling& tiling, const RECTL& area) {
 }
 
 constexpr double kMostCells = 1 << 24, kMostCellPixels = 4e9;
+// What a page's patterns have together, and what each has all the same.
+constexpr double kMostCellsOfPage = 1 << 25, kFewestCells = 1 << 14;
 
 }  // namespace
 
-bool PagePlayer::thin_out(Tiling& tiling) const {
+bool PagePlayer::thin_out(Tiling& tiling) {
     if (!(tiling.across > 0) || !(tiling.down > 0)) return false;
     const RECTL page = canvas_.page();
     const fz_rect box = {0, 0, static_cast<float>(page.right), static_cast<float>(page.bottom)};
@@ -45,26 +50,32 @@ bool PagePlayer::thin_out(Tiling& tiling) const {
     const double view = double{tiling.view.x1 - tiling.view.x0} * (tiling.view.y1 - tiling.view.y0);
     const double pixels = std::abs(double{tiling.ctm.a} * tiling.ctm.d - double{tiling.ctm.b} * tiling.ctm.c);
     const double cell_pixels = std::clamp(std::min(view, area) * pixels, 1.0, double{kFarthest} * kFarthest);
-    const double most = std::min(kMostCells, kMostCellPixels / cell_pixels);
+    const double most = std::max(std::min(kMostCells, kMostCellPixels / cell_pixels), 1.0);
     const double cells = area / (double{tiling.across} * tiling.down);
-    if (!(cells > std::max(most, 1.0))) return false;
-    const auto sparser = static_cast<float>(std::ceil(std::sqrt(cells / std::max(most, 1.0))));
+    if (!(cells > 0)) return false;
+    const bool too_many = cells > most;
+    const double left = std::max(kMostCellsOfPage - cells_, kFewestCells), some = std::min(most, left);
+    if (!too_many && cells > some) renderer_.note_coarse();
+    cells_ += std::min(cells, some);
+    if (cells <= some) return false;
+    const auto sparser = static_cast<float>(std::ceil(std::sqrt(cells / some)));
     tiling.across *= sparser;
     tiling.down *= sparser;
-    return true;
+    return too_many;
 }
 
 LONGLONG area_of(const RECTL& rect) { return LONGLONG{rect.right - rect.left} * (rect.bottom - rect.top); }
 
-void PagePlayer::keep_page(std::vector<bool> whole) {
+void PagePlayer::keep_page(Blends blends) {
     const RECTL page = canvas_.clip().bounds();
-    picture_.emplace(context_, page, renderer_.picture_scale(page));
-    whole_groups_ = std::move(whole);
+    picture_.emplace(context_, page, renderer_.picture_scale(page, blends));
+    whole_groups_ = std::move(blends.whole);
 }
 
 void PagePlayer::begin_capture(Capture::Kind kind, const RECTL& area) {
     capture_.emplace(context_, kind);
     capture_area_ = common(area, canvas_.clip().bounds());
+    cost_before_ = RunBudget::cost_so_far();
     const bool of_the_page = kind == Capture::Kind::Patch || kind == Capture::Kind::Rest;
     if (of_the_page && !is_empty(capture_area_)) before_ = picture_->shown(capture_area_);
 }
@@ -76,14 +87,22 @@ void PagePlayer::end_captured() {
     finish_capture(capture);
 }
 
+bool PagePlayer::is_whole_group() const {
+    return keeps_pictures() && groups_ <= whole_groups_.size() && whole_groups_[groups_ - 1];
+}
+
+PagePicture::Container PagePlayer::kind_of_group(bool knockout, int blend_mode, float alpha) const {
+    if (knockout) return PagePicture::Container::Knockout;
+    const bool plain = alpha == 1 && blend_mode == FZ_BLEND_NORMAL && !is_whole_group();
+    return plain ? PagePicture::Container::Plain : PagePicture::Container::Other;
+}
+
 bool PagePlayer::begin_group(fz_rect area, bool knockout, int blend_mode, float alpha) {
     if (std::exchange(unwrapping_, false)) return false;
     const RECTL bounds = covering(area);
-    const bool whole = keeps_pictures() && groups_ <= whole_groups_.size() && whole_groups_[groups_ - 1];
-    if (!whole && !knockout && alpha == 1 &&
-        (blend_mode == FZ_BLEND_NORMAL || (is_plain_on_white(blend_mode) && canvas_.is_blank(bounds)))) {
-        return false;
-    }
+    const bool whole = is_whole_group();
+    if (kind_of_group(knockout, blend_mode, alpha) == PagePicture::Container::Plain) return false;
+    if (!whole && !knockout && alpha == 1 && is_plain_on_white(blend_mode) && canvas_.is_blank(bounds)) return false;
     const bool blends = blend_mode != FZ_BLEND_NORMAL;
     if (!keeps_pictures()) {
         count_otherwise(blends ? "blend modes as images" : kGroups);
@@ -111,6 +130,10 @@ void PagePlayer::begin_tile(const Tiling& tiling) {
     begin_capture(Capture::Kind::Tile, covering(fz_transform_rect(tiling.area, tiling.ctm)));
 }
 
+Renderer::Effort PagePlayer::effort_of(const Capture& capture, size_t layers) const {
+    return {capture.depth() + layers, false, std::max(RunBudget::cost_so_far() - cost_before_, 0.0)};
+}
+
 void PagePlayer::finish_capture(Capture& capture) {
     capture.close();
     if (!is_drawing() || is_empty(capture_area_)) return;
@@ -133,7 +156,7 @@ void PagePlayer::finish_capture(Capture& capture) {
             note_in_images(capture);
             renderer_.render(
                 capture_area_, [&](fz_device* device) { capture.play(device); },
-                [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth(), false});
+                [&](const Rendering& rendering) { draw_rendering(rendering); }, effort_of(capture, 0));
     }
 }
 
@@ -167,7 +190,7 @@ void PagePlayer::finish_tile(const Capture& capture) {
             capture.play(device);
             fz_end_tile(context_, device);
         },
-        [&](const Rendering& rendering) { draw_rendering(rendering); }, {capture.depth() + 1, false});
+        [&](const Rendering& rendering) { draw_rendering(rendering); }, effort_of(capture, 1));
 }
 
 void PagePlayer::note_captured_stroke(const fz_stroke_state& state, fz_matrix ctm) {
@@ -205,7 +228,10 @@ void PagePlayer::finish_patch() {
                          [&](const Rendering& rendering) { draw_rendering(rendering); });
 }
 
-void PagePlayer::finish() {
+void PagePlayer::finish(bool cut) {
+    if (renderer_.is_coarse() && !cut) {
+        warnings_of(context_).add("some of it is drawn coarser than it is: too much is to be rendered");
+    }
     if (!capture_) return;
     Capture rest = std::move(*capture_);
     capture_.reset();

@@ -28,10 +28,9 @@ public:
     // The device that MuPDF draws the page on, while the player lives.
     fz_device* device() const { return device_.get(); }
     // To be called first for a page that blends with what lies under it: such drawing is shown by pictures of the page.
-    // whole: the groups, in the order of their beginnings, that have to be drawn as one.
-    void keep_page(std::vector<bool> whole);
-    // After the page.
-    void finish();
+    void keep_page(Blends blends);
+    // After the page. cut: it is told that not all of it was run.
+    void finish(bool cut);
 
     // What follows is for the device's functions.
 
@@ -54,8 +53,8 @@ public:
     }
     // The same for a call that begins a container.
     template <class Call>
-    bool pass_on_begin(bool is_clip, Call call) {
-        if (keeps_pictures()) picture_->begin(call);
+    bool pass_on_begin(bool is_clip, PagePicture::Container kind, Call call) {
+        if (keeps_pictures()) picture_->begin(call, kind);
         if (!capture_) return false;
         if (capture_->device()) call(capture_->device());
         capture_->begin(is_clip);
@@ -108,6 +107,7 @@ public:
     void count_group() { groups_ += keeps_pictures(); }
     // True when a capture begins.
     bool begin_group(fz_rect area, bool knockout, int blend_mode, float alpha);
+    PagePicture::Container kind_of_group(bool knockout, int blend_mode, float alpha) const;
     void begin_mask(fz_rect area);
     struct Tiling {
         fz_rect area, view;
@@ -116,12 +116,13 @@ public:
     };
     void begin_tile(const Tiling& tiling);
     // Leaves cells out where there are so many, or so large ones over each other, that nobody would wait for them.
-    bool thin_out(Tiling& tiling) const;
+    bool thin_out(Tiling& tiling);
     // The colour of glyphs that have none of their own, while they are drawn.
     const std::optional<Paint>& glyph_paint() const { return glyph_paint_; }
 
 private:
     void begin_capture(Capture::Kind kind, const RECTL& area);
+    Renderer::Effort effort_of(const Capture& capture, size_t layers) const;
     void finish_capture(Capture& capture);
     void note_in_images(const Capture& capture);
     void finish_tile(const Capture& capture);
@@ -129,6 +130,7 @@ private:
     fz_rect seen_of_cell(const Capture& capture) const;
     void play_single(const Capture& capture);
     void finish_patch();
+    bool is_whole_group() const;
     bool keeps_pictures() const { return picture_.has_value() && replaying_ == 0; }
     // Runs calls on the own device that no list of the page is to hold a second time.
     template <class Calls>
@@ -161,6 +163,7 @@ private:
     void draw_image(fz_device* device, fz_image* image, fz_image* mask, fz_matrix ctm, float alpha,
                     fz_color_params parameters);
     ImageSource::Room room_of(const RECTL& target) const;
+    ImageSource::Room room_of(const fz_image& image, const RECTL& target);
     void tell_coarse(const char* thing) const;
     LetterCount& letters_in(const fz_font& font) { return canvas_.played().letters[kind_of(font)]; }
     void count_otherwise(const char* what) { ++canvas_.played().otherwise[what]; }
@@ -182,6 +185,8 @@ private:
     };
     std::optional<HeldMask> held_mask_, settled_mask_;
     RECTL capture_area_ = {};
+    double cells_ = 0;        // of the page's patterns so far
+    double cost_before_ = 0;  // of the page's run, where the capture began
     Tiling tiling_ = {};
     float group_alpha_ = 1, alpha_ = 1;
     bool unwrapping_ = false;  // the next group is played as its content

@@ -64,6 +64,17 @@ ImageSource::Room PagePlayer::room_of(const RECTL& target) const {
     return {target.right - target.left, target.bottom - target.top, memory_ / kCopies};
 }
 
+// Less where the page has drawn very many pixels.
+ImageSource::Room PagePlayer::room_of(const fz_image& image, const RECTL& target) {
+    constexpr double kPixelCost = 10;
+    ImageSource::Room room = room_of(target);
+    const double pixels = std::min(1.0 * room.across * room.down, static_cast<double>(image.w) * image.h);
+    const int coarser = renderer_.spend(kPixelCost * pixels * renderer_.scale() * renderer_.scale());
+    room.across = std::max<LONG>(room.across / coarser, 1);
+    room.down = std::max<LONG>(room.down / coarser, 1);
+    return room;
+}
+
 void PagePlayer::tell_coarse(const char* thing) const {
     warnings_of(context_).add(std::string(thing) + " drawn coarser than it is, to fit the memory (--memory)");
 }
@@ -86,7 +97,8 @@ void PagePlayer::image(fz_image* image, fz_matrix ctm, float alpha, fz_color_par
         render(bounds, [&](fz_device* device) { draw_image(device, image, mask, ctm, alpha, parameters); });
         return;
     }
-    const ImageSource source(context_, image, mask, turn, alpha == 1 ? Masks::OneBit : Masks::Alpha, room_of(target));
+    const ImageSource source(context_, image, mask, turn, alpha == 1 ? Masks::OneBit : Masks::Alpha,
+                             room_of(*image, target));
     if (source.is_coarse()) tell_coarse("image");
     // What such a decoder does not finish is not there at all, and would be a black area.
     if (is_jbig2(context_, image) && warnings_of(context_).is_at_fault()) throw std::runtime_error("not decoded");

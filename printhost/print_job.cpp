@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <numeric>
 #include <optional>
 
 #include "platform/host/control.h"
 #include "printhost/document.h"
 #include "printhost/handover.h"
+#include "printhost/image_mender.h"
 #include "printhost/output.h"
 #include "printhost/page_player.h"
 #include "printhost/papers.h"
@@ -102,6 +104,7 @@ public:
 
     void print(Document& document) {
         const std::vector<size_t> pages = pages_of(request_, static_cast<size_t>(document.pages()));
+        if (document.pdf()) mender_.emplace(context_, document.pdf());
         survey(document, pages);
         fonts_.emplace(context_, identities_, survey_, installed_, wants_whole_fonts(request_));
         bool readable = false;
@@ -155,6 +158,10 @@ private:
             try {
                 Page page(context_, document, static_cast<int>(pages[i]), request_);
                 page.run(survey_.start_page(), 1, {0, 0});
+                if (page.end() == Page::End::Unread) {
+                    lost_images_[pages[i]] = blank_images(page);
+                    page.run(survey_.start_page(), 1, {0, 0});
+                }
                 if (pdf_obj* resources = page.resources()) survey_.add_widths(document.pdf(), resources);
             } catch (const std::runtime_error&) {
             }
@@ -196,9 +203,27 @@ private:
             warnings.add("left out: it cannot be read");
             return false;
         }
+        mend(*page, static_cast<size_t>(number));
         const size_t before = played_.drawings();
         play(*page, number);
-        return played_.drawings() > before || !warnings.any_at(number);
+        return played_.drawings() > before || !warnings.any_at(number) || page->end() == Page::End::Spent;
+    }
+
+    void mend(Page& page, size_t number) {
+        if (mender_) mender_->look_at(page.resources());
+        const auto lost = lost_images_.find(number);
+        if (lost == lost_images_.end() || lost->second == 0) return;
+        blank_images(page);  // which may have been read anew since
+        warnings_of(context_).add("image not decoded", lost->second);
+    }
+
+    // Those in its contents itself.
+    static size_t blank_images(Page& page) {
+        try {
+            return page.blank_broken_images();
+        } catch (const std::runtime_error&) {
+            return 0;  // what is wrong with the contents is told when they are drawn
+        }
     }
 
     void play(Page& page, int number) {
@@ -214,9 +239,9 @@ private:
         if (list_) list_->page(number, scale, corner.x, corner.y);
         try {
             PagePlayer player(context_, canvas, *fonts_, resolution, request_.memory, list_ ? &*list_ : nullptr);
-            if (auto whole = page.find_blends()) player.keep_page(std::move(*whole));
+            if (auto blends = page.find_blends()) player.keep_page(std::move(*blends));
             page.run(player.device(), scale, corner);
-            player.finish();
+            player.finish(page.end() == Page::End::Spent);
         } catch (const LibraryFault& fault) {
             warnings_of(context_).add(std::string("not all of it is drawn: ") + fault.what());
         } catch (const std::bad_alloc&) {
@@ -235,6 +260,8 @@ private:
     const InstalledFonts installed_;
     FontIdentities identities_{context_};
     FontSurvey survey_{context_, identities_};
+    std::optional<ImageMender> mender_;
+    std::map<size_t, size_t> lost_images_;  // by page: those in its contents that kept them from being read on
     kv::engine::Driver driver_;
     std::optional<kv::engine::Device> device_;
     std::optional<FontStore> fonts_;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "printhost/geometry.h"
+#include "printhost/run_budget.h"
 
 namespace kvprint {
 namespace {
@@ -14,6 +15,9 @@ using kv::engine::RowOrder;
 constexpr int kLeastResolution = 300;
 constexpr size_t kBandPixels = 1 << 23;
 constexpr LONGLONG kPicturePixels = 40 << 20, kRenderedPixels = 128 << 20, kSmoothPixels = 16 << 20;
+// What rendering a page may cost, in pixels that are filled: some ten seconds. What goes beyond is drawn coarser, so
+// that any number of drawings takes few times that.
+constexpr double kRenderingCost = 3e9, kPictureCost = 10e9;
 constexpr int kSmooth = 8;  // bits of antialiasing
 
 const unsigned char* pixel_of(const fz_pixmap& pixmap, int x, int y) {
@@ -91,8 +95,10 @@ Pixmap Renderer::draw_on_nothing(const fz_irect& box, int scale, const Draw& dra
     return pixmap;
 }
 
-void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) const {
-    const int scale = effort.smooth ? 2 * scale_for(area, 4 * kSmoothPixels) : scale_for(area, kRenderedPixels);
+void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& take, Effort effort) {
+    const double filled = static_cast<double>(area.right - area.left) * (area.bottom - area.top);
+    const int scale = spend(effort.within + kGroupCost * filled) *
+                      (effort.smooth ? 2 * scale_for(area, 4 * kSmoothPixels) : scale_for(area, kRenderedPixels));
     const fz_irect box = reduced(area, scale);
     // Each layer has its pixels, and those of its shape; half of the memory is for what is drawn.
     const size_t pixel_bytes = 8 * (effort.layers + 1);
@@ -106,10 +112,27 @@ void Renderer::render(const RECTL& area, const Draw& draw, const TakeRendering& 
     }
 }
 
-int Renderer::picture_scale(const RECTL& area) const {
+int Renderer::spend(double cost) {
+    cost_ += cost;
+    return coarser_by(cost_, kRenderingCost);
+}
+
+// cost: in device pixels.
+int Renderer::coarser_by(double cost, double most) {
+    constexpr int kMostCoarse = 32;
+    int factor = 1;
+    while (factor < kMostCoarse && cost > most * (scale_ * scale_) * (factor * factor)) factor *= 2;
+    coarse_ |= factor > 1;
+    return factor;
+}
+
+int Renderer::picture_scale(const RECTL& page, const Blends& blends) {
     // The picture, one of before and one of after a drawing, and groups in it.
-    constexpr size_t kPixelBytes = 24;
-    return scale_for(area, std::min(kPicturePixels, static_cast<LONGLONG>(memory_ / kPixelBytes)));
+    constexpr size_t kPixelBytes = 10, kLayerBytes = 8, kFewLayers = 2;
+    const size_t bytes = kPixelBytes + kLayerBytes * std::max(blends.layers, kFewLayers);
+    const double pixels = static_cast<double>(page.right - page.left) * (page.bottom - page.top);
+    return coarser_by(blends.fills * pixels, kPictureCost) *
+           scale_for(page, std::min(kPicturePixels, static_cast<LONGLONG>(memory_ / bytes)));
 }
 
 int Renderer::scale_for(const RECTL& area, LONGLONG most_pixels) const {

@@ -42,15 +42,11 @@ public:
     };
 
     // What is being drawn, or read, while it lives; at most one warning. Null: nothing that the library says is of
-    // interest.
+    // interest. The messages of decoders that know no context are for the warnings of the latest
+    // one of their thread.
     class Subject {
     public:
-        Subject(Warnings& warnings, const char* thing, const char* kind = nullptr)
-            : warnings_(warnings),
-              outer_(std::exchange(warnings.subject_, this)),
-              thing_(thing),
-              kind_(kind),
-              refusals_(warnings.refusals()) {}
+        Subject(Warnings& warnings, const char* thing, const char* kind = nullptr);
         ~Subject();
         Subject(const Subject&) = delete;
         Subject& operator=(const Subject&) = delete;
@@ -61,7 +57,8 @@ public:
     private:
         friend class Warnings;
         Warnings& warnings_;
-        Subject* outer_;
+        Subject* const outer_;
+        Warnings* const before_;  // of the thread
         const char *thing_, *kind_, *fault_ = nullptr;
         const size_t refusals_;
     };

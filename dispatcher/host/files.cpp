@@ -189,8 +189,7 @@ JobFile JobFile::open(TextView path, std::span<const std::string> roots, bool) {
     return job;
 }
 
-std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<const std::string> roots,
-                                           const std::string& identity) {
+std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<const std::string> roots) {
     auto handle = std::make_unique<Handle>();
     try {
         handle->open_below(path, roots);
@@ -199,9 +198,7 @@ std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<co
         if (faccessat(AT_FDCWD, path.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) throw;
         return std::nullopt;
     }
-    JobFile job(std::move(handle));
-    if (job.identity() != identity) return std::nullopt;
-    return job;
+    return JobFile(std::move(handle));
 }
 
 JobFile JobFile::open(const Folder& folder, const std::string& name) {

@@ -204,8 +204,7 @@ JobFile JobFile::open(TextView path, std::span<const std::string> roots, bool sy
     return job;
 }
 
-std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<const std::string> roots,
-                                           const std::string& identity) {
+std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<const std::string> roots) {
     auto handle = std::make_unique<Handle>();
     try {
         handle->open(path, GENERIC_WRITE | DELETE, FILE_SHARE_READ);
@@ -215,9 +214,7 @@ std::optional<JobFile> JobFile::open_again(const std::string& path, std::span<co
         if (GetFileAttributesW(long_path(path).c_str()) != INVALID_FILE_ATTRIBUTES) throw;
         return std::nullopt;
     }
-    JobFile job(std::move(handle));
-    if (job.identity() != identity) return std::nullopt;
-    return job;
+    return JobFile(std::move(handle));
 }
 
 JobFile JobFile::open(const Folder& folder, const std::string& name) {

@@ -132,6 +132,14 @@ BOOL GetNamedPipeClientProcessId(HANDLE handle, ULONG* process) {
     return instance->client_process ? TRUE : fail_with(ERROR_PIPE_NOT_CONNECTED);
 }
 
+BOOL GetNamedPipeServerProcessId(HANDLE handle, ULONG* process) {
+    if (should_fail(CallKind::Pipe, "GetNamedPipeServerProcessId")) return fail_with(ERROR_INVALID_HANDLE);
+    Client* client = object_of<Client>(handle);
+    if (!client) return fail_with(ERROR_INVALID_HANDLE);
+    *process = own_peer(client->socket.descriptor());
+    return *process ? TRUE : fail_with(ERROR_PIPE_NOT_CONNECTED);
+}
+
 // Of the next message; the bytes themselves are left to ReadFile.
 BOOL PeekNamedPipe(HANDLE handle, LPVOID, DWORD, LPDWORD, LPDWORD available, LPDWORD) {
     if (should_fail(CallKind::Pipe, "PeekNamedPipe")) return fail_with(ERROR_BROKEN_PIPE);

@@ -15,7 +15,7 @@ namespace {
 
 struct SharedFolder {
     std::mutex lock;
-    std::string path;     // set by control, else empty
+    std::string path;     // set by control, or the default where it was first asked for; else empty
     int descriptor = -1;  // of the folder `opened`
     std::string opened;
 };
@@ -58,9 +58,12 @@ void set_shared_folder(const std::string& host_folder) {
     state().path = host_folder;
 }
 
+// One for all of the process's life: where the user's folder cannot be looked at for once, a server would else lose
+// sight of its own pipe.
 std::string shared_folder() {
     std::lock_guard guard(state().lock);
-    return state().path.empty() ? default_folder() : state().path;
+    if (state().path.empty()) state().path = default_folder();
+    return state().path;
 }
 
 void reset_shared_folder() { set_shared_folder(""); }

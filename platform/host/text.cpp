@@ -1,5 +1,6 @@
-// Texts and code pages. The C library's iconv does the converting; one character at a time, so that an
-// unrepresentable one becomes the default character and is reported.
+// Texts and code pages, one character at a time, so that an unrepresentable one becomes the default character and is
+// reported. The C library's iconv does the converting. What it loads for that can fail to be had: not so UTF-8, which
+// all paths are in.
 
 #include <iconv.h>
 
@@ -60,11 +61,11 @@ std::string encoding_name(UINT code_page) {
     }
 }
 
-// One converter a code page, direction and thread.
+// One converter a code page, direction and thread. Null where there is none, or none could be had this time.
 Converter* converter(UINT code_page, bool to_wide) {
     thread_local std::map<std::pair<UINT, bool>, std::unique_ptr<Converter>> known;
     auto& entry = known[{code_page, to_wide}];
-    if (!entry) {
+    if (!entry || !entry->valid()) {
         std::string name = encoding_name(code_page);
         entry = to_wide ? std::make_unique<Converter>("UTF-16LE", name.c_str())
                         : std::make_unique<Converter>(name.c_str(), "UTF-16LE");
@@ -75,6 +76,37 @@ Converter* converter(UINT code_page, bool to_wide) {
 size_t utf8_length(unsigned char lead) {
     if (lead < 0x80) return 1;
     return lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+}
+
+// The same as Converter::convert, of one character.
+int from_utf8_sequence(const char* in, size_t size, WCHAR* out) {
+    constexpr uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};  // what needs so many bytes
+    const auto lead = static_cast<BYTE>(*in);
+    if (size < 2 || size != utf8_length(lead) || lead < 0xC0 || lead > 0xF7) return -1;
+    uint32_t character = lead & (0x7Fu >> size);
+    for (size_t i = 1; i < size; ++i) {
+        const auto byte = static_cast<BYTE>(in[i]);
+        if ((byte & 0xC0) != 0x80) return -1;
+        character = character << 6 | (byte & 0x3F);
+    }
+    if (character < kLeast[size] || character > 0x10FFFF || (character >= 0xD800 && character < 0xE000)) return -1;
+    if (character < 0x10000) {
+        *out = static_cast<WCHAR>(character);
+        return 2;
+    }
+    out[0] = static_cast<WCHAR>(0xD800 + ((character - 0x10000) >> 10));
+    out[1] = static_cast<WCHAR>(0xDC00 + (character & 0x3FF));
+    return 4;
+}
+
+int to_utf8_sequence(const WCHAR* in, bool pair, char* out) {
+    uint32_t character = in[0];
+    if (pair) character = 0x10000 + ((character - 0xD800) << 10) + (in[1] - 0xDC00u);
+    if (character >= 0xD800 && character < 0xE000) return -1;
+    const int size = character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
+    for (int i = size - 1; i > 0; --i, character >>= 6) out[i] = static_cast<char>(0x80 | (character & 0x3F));
+    out[0] = static_cast<char>(size == 1 ? character : (0xF00u >> size & 0xFF) | character);
+    return size;
 }
 
 size_t character_bytes(UINT code_page, LPCSTR at, size_t left) {
@@ -165,8 +197,8 @@ BOOL IsDBCSLeadByteEx(UINT code_page, BYTE byte) {
 
 int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR source, int source_size, LPWSTR target, int capacity) {
     UINT page = resolved(code_page);
-    Converter* from = converter(page, true);
-    if (!from || !source || source_size == 0) return fail_with(ERROR_INVALID_PARAMETER);
+    Converter* from = page == CP_UTF8 ? nullptr : converter(page, true);
+    if ((!from && page != CP_UTF8) || !source || source_size == 0) return fail_with(ERROR_INVALID_PARAMETER);
     const bool ascii = begins_with_ascii(page);
     size_t left = source_size < 0 ? std::strlen(source) + 1 : static_cast<size_t>(source_size);
     int count = 0;
@@ -177,7 +209,7 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR source, int source_s
         if (ascii && static_cast<BYTE>(*source) < 0x80) {
             units[0] = static_cast<WCHAR>(*source);
         } else {
-            size = from->convert(source, bytes, units, sizeof units);
+            size = from ? from->convert(source, bytes, units, sizeof units) : from_utf8_sequence(source, bytes, units);
         }
         if (size < 0) {
             if (flags & MB_ERR_INVALID_CHARS) return fail_with(1113);  // ERROR_NO_UNICODE_TRANSLATION
@@ -200,8 +232,8 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR source, int source_s
 int WideCharToMultiByte(UINT code_page, DWORD, LPCWSTR source, int source_length, LPSTR target, int capacity,
                         LPCSTR default_char, LPBOOL used_default) {
     UINT page = resolved(code_page);
-    Converter* to = converter(page, false);
-    if (!to || !source || source_length == 0) return fail_with(ERROR_INVALID_PARAMETER);
+    Converter* to = page == CP_UTF8 ? nullptr : converter(page, false);
+    if ((!to && page != CP_UTF8) || !source || source_length == 0) return fail_with(ERROR_INVALID_PARAMETER);
     if (used_default) *used_default = FALSE;
     const bool ascii = begins_with_ascii(page);
     size_t left = source_length < 0 ? static_cast<size_t>(lstrlenW(source)) + 1 : static_cast<size_t>(source_length);
@@ -214,7 +246,7 @@ int WideCharToMultiByte(UINT code_page, DWORD, LPCWSTR source, int source_length
         if (ascii && *source < 0x80) {
             bytes[0] = static_cast<char>(*source);
         } else {
-            size = to->convert(source, units * 2, bytes, sizeof bytes);
+            size = to ? to->convert(source, units * 2, bytes, sizeof bytes) : to_utf8_sequence(source, pair, bytes);
         }
         if (size < 0 && is_windows_single_byte(page) && *source >= 0x80 && *source < 0xA0) {
             WCHAR back = 0;

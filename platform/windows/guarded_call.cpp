@@ -5,10 +5,17 @@
 #include "platform/guarded_call.h"
 
 #include <float.h>
+#include <malloc.h>
 
 #include "platform/win32.h"
 
 namespace kv {
+namespace {
+
+// Where the stack was used up, its guard page is gone: without it the next time would end the process.
+bool stack_was_used_up(const EXCEPTION_RECORD& record) { return record.ExceptionCode == EXCEPTION_STACK_OVERFLOW; }
+
+}  // namespace
 
 #ifdef __i386__
 
@@ -18,12 +25,14 @@ struct Registration {
     Registration* previous;
     void* handler;
     void* jump[5];
+    bool needs_guard_page;
 };
 
 constexpr DWORD kUnwinding = 0x6;  // EH_UNWINDING, EH_EXIT_UNWIND
 
 EXCEPTION_DISPOSITION __cdecl handle(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
     if (record->ExceptionFlags & kUnwinding) return ExceptionContinueSearch;
+    static_cast<Registration*>(frame)->needs_guard_page = stack_was_used_up(*record);
     void* volatile kept = frame;                 // unwinding need not preserve registers
     RtlUnwind(frame, nullptr, record, nullptr);  // the handlers of inner frames clean up first
     __builtin_longjmp(static_cast<Registration*>(kept)->jump, 1);
@@ -35,6 +44,7 @@ __attribute__((noinline)) bool run_guarded(void (*work)(void*), void* context) {
     Registration registration;
     registration.previous = reinterpret_cast<Registration*>(__readfsdword(0));
     registration.handler = reinterpret_cast<void*>(&handle);
+    registration.needs_guard_page = false;
     Registration* volatile chained = &registration;
     volatile bool completed = false;
     if (__builtin_setjmp(registration.jump) == 0) {
@@ -43,6 +53,7 @@ __attribute__((noinline)) bool run_guarded(void (*work)(void*), void* context) {
         completed = true;
     }
     __writefsdword(0, reinterpret_cast<DWORD>(chained->previous));
+    if (chained->needs_guard_page) _resetstkoflw();
     return completed;
 }
 
@@ -50,15 +61,18 @@ __attribute__((noinline)) bool run_guarded(void (*work)(void*), void* context) {
 
 extern "C" {
 
+enum Ended : int { kFaulted, kCompleted, kStackUsedUp };
+
 extern char kv_guard_landing[];
-int kv_guard_run(void (*work)(void*), void* context);
+Ended kv_guard_run(void (*work)(void*), void* context);
 
 EXCEPTION_DISPOSITION kv_guard_handler(EXCEPTION_RECORD* record, void* frame, CONTEXT* context,
                                        DISPATCHER_CONTEXT* dispatcher) {
     constexpr DWORD kUnwinding = 0x66;
     if (record->ExceptionFlags & kUnwinding) return ExceptionContinueSearch;
-    // Continues at the landing with 0 in the result register.
-    RtlUnwindEx(frame, kv_guard_landing, record, nullptr, context, dispatcher->HistoryTable);
+    const intptr_t result = stack_was_used_up(*record) ? kStackUsedUp : kFaulted;
+    // Continues at the landing with this in the result register.
+    RtlUnwindEx(frame, kv_guard_landing, record, reinterpret_cast<void*>(result), context, dispatcher->HistoryTable);
     return ExceptionContinueSearch;
 }
 
@@ -83,7 +97,11 @@ kv_guard_landing:
     .seh_endproc
 )");
 
-bool run_guarded(void (*work)(void*), void* context) { return kv_guard_run(work, context) != 0; }
+bool run_guarded(void (*work)(void*), void* context) {
+    const Ended ended = kv_guard_run(work, context);
+    if (ended == kStackUsedUp) _resetstkoflw();
+    return ended == kCompleted;
+}
 
 #endif
 

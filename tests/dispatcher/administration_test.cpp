@@ -149,7 +149,7 @@ TEST_F(AdministrationTest, DeliveriesAreTriedAgainOrCancelled) {
 
 TEST_F(AdministrationTest, OneDispatcherASession) {
     start_dispatcher();
-    EXPECT_EQ(told({"--idle", "1"}, 1), "");
+    EXPECT_EQ(told({"--idle", "1"}, 1), "kvdisp12: another dispatcher serves the session\n");
     EXPECT_EQ(logged("another dispatcher serves the session"), 1u);
 }
 

@@ -117,6 +117,27 @@ TEST_F(ProtocolTest, EndsWhenItIsIdle) {
     EXPECT_EQ(run("kvdisp12", {"--log", shared + "/fifo"}), 1);
 }
 
+// Its pipe's folder is removed when the user logs off, and the next dispatcher makes another one.
+TEST_F(ProtocolTest, EndsWhenNobodyCanReachIt) {
+    for (const bool replaced : {false, true}) {
+        const pid_t process = start_dispatcher({"/autoexit=1", "--idle", "0.05"});
+        auto last = std::make_unique<Client>();
+        EXPECT_NE(last->start(u"d"), kRefused);
+        fs::remove_all(shared + "/run/karvo");
+        HANDLE other = INVALID_HANDLE_VALUE;
+        std::thread serving;
+        if (replaced) {
+            constexpr DWORD kMode = PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE;
+            other = CreateNamedPipeW(kPipe, PIPE_ACCESS_DUPLEX, kMode, 1, 0, 0, 0, nullptr);
+            serving = std::thread([other] { ConnectNamedPipe(other, nullptr); });
+        }
+        last.reset();
+        EXPECT_EQ(end_of(process), 0);
+        if (replaced) serving.join();
+        CloseHandle(other);
+    }
+}
+
 // Clients that come just as it ends are served by it, or find nobody: none is let down half-way.
 TEST_F(ProtocolTest, LetsNoClientDownWhenItEnds) {
     for (int round = 0; round < 8; ++round) {

@@ -43,11 +43,13 @@ void expect_filed_once(const House& house, const std::string& when) {
 }
 
 struct InterruptedTest : ::testing::TestWithParam<Layout> {
-    void interrupt_everywhere(Stop stop) {
+    void interrupt_everywhere(
+        Stop stop, const std::function<void(const House&)>& meanwhile = [](const House&) {}) {
         int n = 1;
         for (bool stopped = true; stopped; ++n) {
             House house(GetParam(), whole_job());
             stopped = interrupted([&] { take_document(house); }, stop, n);
+            meanwhile(house);
             expect_filed_once(house, "interruption " + std::to_string(n));
             if (HasFatalFailure()) return;
         }
@@ -56,6 +58,13 @@ struct InterruptedTest : ::testing::TestWithParam<Layout> {
 };
 
 TEST_P(InterruptedTest, DeathLosesNothing) { interrupt_everywhere(Stop::Kill); }
+// Its client got no answer, and moved the job.
+TEST_P(InterruptedTest, DeathLosesNoMovedJobNorFilesItTwice) {
+    interrupt_everywhere(Stop::Kill, [](const House& house) {
+        std::error_code gone;
+        fs::rename(house.temp + "/~KV1.kv", house.temp + "/~KVkept.kv", gone);
+    });
+}
 TEST_P(InterruptedTest, AFullDiskLosesNothing) { interrupt_everywhere(Stop::DiskFull); }
 
 INSTANTIATE_TEST_SUITE_P(Volumes, InterruptedTest,

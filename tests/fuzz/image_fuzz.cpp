@@ -59,7 +59,12 @@ std::vector<DWORD> colors_of(const DibView& dib, Alpha alpha = Alpha::Drop) {
     require(pixels.open(dib, alpha));
     std::vector<DWORD> colors(size_t{pixels.width()} * pixels.rows());
     for (DWORD row = 0; row < pixels.rows(); ++row) {
-        pixels.read(row, 0, pixels.width(), colors.data() + size_t{row} * pixels.width());
+        DWORD* to = colors.data() + size_t{row} * pixels.width();
+        if (alpha == Alpha::Keep && pixels.is_stored_bgrx()) {  // such rows are taken as they are
+            std::memcpy(to, pixels.stored_row(row), size_t{pixels.width()} * sizeof(DWORD));
+        } else {
+            pixels.read(row, 0, pixels.width(), to);
+        }
     }
     return colors;
 }

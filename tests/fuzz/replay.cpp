@@ -44,17 +44,20 @@ constexpr struct {
 #undef TARGET
 };
 
-// Bytes that are allocated, and the most of them since the last reset.
-std::atomic<size_t> live, peak;
+// Bytes that are allocated, and the most of them since the last reset. What was allocated before they were counted is
+// freed as well: below 0.
+std::atomic<int64_t> live, peak;
 
 void count_memory() {
 #ifdef KV_COUNTS_MEMORY
     const auto taken = [](const volatile void*, size_t size) {
-        const size_t now = live += size;
-        for (size_t most = peak; most < now && !peak.compare_exchange_weak(most, now);) {
+        const int64_t now = live += static_cast<int64_t>(size);
+        for (int64_t most = peak; most < now && !peak.compare_exchange_weak(most, now);) {
         }
     };
-    const auto freed = [](const volatile void* block) { live -= block ? __sanitizer_get_allocated_size(block) : 0; };
+    const auto freed = [](const volatile void* block) {
+        live -= block ? static_cast<int64_t>(__sanitizer_get_allocated_size(block)) : 0;
+    };
     __sanitizer_install_malloc_and_free_hooks(taken, freed);
 #endif
 }
@@ -71,11 +74,11 @@ struct Cost {
 };
 
 Cost run(Target* target, const kv::test::Bytes& input) {
-    const size_t before = live;
+    const int64_t before = live;
     peak = before;
     const double start = processor_seconds();
     target(input.data(), input.size());
-    return {processor_seconds() - start, peak - std::min<size_t>(peak, before), input.size()};
+    return {processor_seconds() - start, static_cast<size_t>(peak - before), input.size()};
 }
 
 void tell(size_t count, const Cost& slowest, const Cost& largest) {

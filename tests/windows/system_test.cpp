@@ -1,5 +1,6 @@
 // The driver's modules on the system's own registry, files, processes, mutexes, pipes and message resources.
 
+#include <aclapi.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -223,6 +224,15 @@ TEST_F(SystemTest, AMutexIsOneForAllProcesses) {
     HANDLE held = CreateEventW(nullptr, TRUE, FALSE, kHeld);
     CNamedMutex mutex(kMutex);
     EXPECT_TRUE(mutex.Acquire(0) && mutex.Acquire(0) && mutex.Release());
+    HANDLE other = OpenMutexW(READ_CONTROL | SYNCHRONIZE, FALSE, kMutex);
+    PACL list = reinterpret_cast<PACL>(this);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_EQ(GetSecurityInfo(other, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
+                              &descriptor),
+              DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(list, nullptr) << "programs of other users and of a low integrity level wait for it, too";
+    LocalFree(descriptor);
+    CloseHandle(other);
     Child child(L"hold-the-mutex");
     EXPECT_EQ(WaitForSingleObject(held, 200), DWORD{WAIT_TIMEOUT}) << "it is held here";
     EXPECT_TRUE(mutex.Release());

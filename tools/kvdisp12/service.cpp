@@ -193,7 +193,10 @@ int serve(const Options& options, Log& log) {
         Service service(options, places_of(options, own->path), log);
         if (service.open()) service.run();
     }
-    log.line("End: another dispatcher serves the session");
+    const char* why = is_served(pipe_name(options)) ? "another dispatcher serves the session"
+                                                    : "the pipe or the state of the session cannot be had";
+    log.line(std::string("End: ") + why);
+    std::fprintf(stderr, "kvdisp12: %s\n", why);
     return kFailed;
 }
 

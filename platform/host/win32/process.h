@@ -77,6 +77,7 @@ BOOL ConnectNamedPipe(HANDLE pipe, void* overlapped);
 BOOL DisconnectNamedPipe(HANDLE pipe);
 // Of a pipe's server: the process of the client, and what of its next message has come.
 BOOL GetNamedPipeClientProcessId(HANDLE pipe, ULONG* process);
+BOOL GetNamedPipeServerProcessId(HANDLE pipe, ULONG* process);  // of the client's end alone
 BOOL PeekNamedPipe(HANDLE pipe, LPVOID buffer, DWORD bytes, LPDWORD read, LPDWORD available, LPDWORD left);
 
 // Milliseconds of the clock of control.h: the host's monotonic clock, or the virtual one.
