@@ -43,8 +43,6 @@ private:
     uint64_t largest_page() const {
         uint64_t largest = 1;
         for (const size_t page : rendering_.pages) {
-            const IndexedPage& size = rendering_.summary.pages[page];
-            if (size.width <= 0 || size.height <= 0) continue;  // is told in its turn
             const Placement at = place(page);
             largest =
                 std::max(largest, static_cast<uint64_t>(at.width) * static_cast<uint64_t>(at.height) * kBytesPerPixel);

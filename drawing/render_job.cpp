@@ -31,6 +31,17 @@ std::vector<size_t> choose_pages(const RenderOptions& options, size_t count) {
     return pages;
 }
 
+// Leaves out the pages that have no area and tells each.
+void keep_drawable(std::vector<size_t>& pages, const Summary& summary, Reports& reports) {
+    std::erase_if(pages, [&](size_t page) {
+        const IndexedPage& indexed = summary.pages[page];
+        if (indexed.width > 0 && indexed.height > 0) return false;
+        reports.add(indexed.position, "page", std::to_string(page + 1) + " has no area and is left out");
+        return true;
+    });
+    if (pages.empty()) throw std::runtime_error("no page has an area");
+}
+
 }  // namespace
 
 std::string Rendering::name_of(size_t page) const { return numbered(options.output, page + 1); }
@@ -43,8 +54,9 @@ void render_job(Bytes file, const RenderOptions& options, Reports& reports) {
     const Summary summary = find_summary(file);
     const JobMap map(file, options.memory ? options.memory : kCanvasMemory);
     if (summary.resolution == 0) throw std::runtime_error("the job does not tell its resolution");
-    const Rendering rendering = {options, reports, map, summary,
-                                 choose_pages(options, std::min(map.pages().size(), summary.pages.size()))};
+    std::vector<size_t> pages = choose_pages(options, std::min(map.pages().size(), summary.pages.size()));
+    keep_drawable(pages, summary, reports);
+    const Rendering rendering = {options, reports, map, summary, std::move(pages)};
     const bool one_file = options.format == RenderOptions::Format::Pdf;
     if (!one_file && rendering.pages.size() > 1 && rendering.name_of(0) == rendering.name_of(1)) {
         throw std::runtime_error("several pages need files of their own, with %d in the name: " + options.output);

@@ -21,7 +21,6 @@ constexpr double kPointsPerInch = 72, kDefaultDots = 300;
 PaperSize size_of(const Rendering& rendering, size_t page) {
     constexpr int kLargestPage = 100000;  // points; cairo's coordinates end at some millions
     const IndexedPage& indexed = rendering.summary.pages[page];
-    if (indexed.width <= 0 || indexed.height <= 0) throw std::runtime_error("a page has no area");
     const PaperSize size = paper_size(indexed, rendering.summary.resolution);
     if (std::max(size.width, size.height) > kLargestPage) throw std::runtime_error("a page is too large");
     return size;

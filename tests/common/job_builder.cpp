@@ -81,12 +81,12 @@ JobBuilder& JobBuilder::compressed_record(int type, const Buffer& body) {
 }
 
 JobBuilder& JobBuilder::start_page() {
-    pages_.push_back({position(), 0, {}});
+    pages_.push_back({position(), 0, {}, page_width, page_height});
     return record(5);
 }
 
 JobBuilder& JobBuilder::start_page(int tray) {
-    pages_.push_back({position(), 0, {}});
+    pages_.push_back({position(), 0, {}, page_width, page_height});
     names_tray_ = true;
     return record(44, Body().u8({0x80}).u16({tray}));
 }
@@ -114,8 +114,8 @@ Buffer JobBuilder::summary(bool wide) const {
     out.u32({static_cast<int64_t>(pages_.size())});
     for (const Page& page : pages_) {
         out.u32({page.position}).u16({1}).u8({1, page.flags});
-        wide ? out.u32({page_width, page_height}) : out.u16({page_width, page_height});
-        rect(out, {0, 0, page_width, page_height});
+        wide ? out.u32({page.width, page.height}) : out.u16({page.width, page.height});
+        rect(out, {0, 0, page.width, page.height});
         rect(out, page.marks);
     }
     return out;

@@ -39,13 +39,14 @@ public:
 
     // Statistics of the summary; the other ones are counted.
     uint32_t largest_record = 0, largest_entry = 0, largest_clip = 0;
-    int page_width = 850, page_height = 1100;
+    int page_width = 850, page_height = 1100;  // of the pages that start
 
 private:
     struct Page {
         uint32_t position;
         int flags;
         Rect marks;
+        int width, height;
     };
     void head(int type, size_t length);
     Buffer summary(bool wide) const;

@@ -13,14 +13,14 @@
 namespace kvjob::test {
 namespace {
 
-std::string render_pdf(const Buffer& job, RenderOptions options = {}) {
+std::string render_pdf(const Buffer& job, RenderOptions options = {}, size_t faults = 0) {
     Kept kept;
     options.format = RenderOptions::Format::Pdf;
     options.output = "job.pdf";
     options.open = kept.open();
     Reports reports(stderr);
     render_job(job, options, reports);
-    EXPECT_EQ(reports.count(), 0u);
+    EXPECT_EQ(reports.count(), faults);
     const Buffer& file = kept.files["job.pdf"];
     return {file.begin(), file.end()};
 }
@@ -175,6 +175,18 @@ TEST(PdfTest, PdfFilesSayWhatTheJobDoes) {
     }
     options.title = "Other";
     EXPECT_NE(render_pdf(whole, options).find("/Title (Other)"), std::string::npos);
+}
+
+TEST(PdfTest, PagesWithoutAreaAreLeftOutAndTold) {
+    JobBuilder job;
+    for (const int width : {850, 0, 850}) {
+        job.page_width = width;
+        job.start_page().end_page();
+    }
+    EXPECT_NE(render_pdf(job.finish(), {}, 1).find("/Count 2"), std::string::npos);
+    JobBuilder none;
+    none.page_height = 0;
+    EXPECT_THROW(render_pdf(none.start_page().end_page().finish()), std::runtime_error);
 }
 
 TEST(PaperTest, NamedPapersKeepTheirSize) {

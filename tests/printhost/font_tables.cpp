@@ -12,6 +12,12 @@ size_t number(const FontBytes& font, size_t at, int bytes) {
     return value;
 }
 
+kv::test::Tables tables_of(const FontBytes& font, const std::vector<std::string>& tags) {
+    kv::test::Tables tables;
+    for (const std::string& tag : tags) tables.push_back({tag, table_of(font, tag)});
+    return tables;
+}
+
 }  // namespace
 
 FontBytes read_font(const char* path) { return kv::test::read_bytes(path); }
@@ -27,9 +33,11 @@ FontBytes table_of(const FontBytes& font, const std::string& tag) {
 }
 
 FontBytes with_tables(const FontBytes& font, const std::vector<std::string>& tags) {
-    kv::test::Tables tables;
-    for (const std::string& tag : tags) tables.push_back({tag, table_of(font, tag)});
-    return kv::test::font(tables);
+    return kv::test::font(tables_of(font, tags));
+}
+
+FontBytes collection_with(const FontBytes& font, const std::vector<std::string>& tags) {
+    return kv::test::collection({}, {tables_of(font, tags), {}});
 }
 
 }  // namespace kvprint

@@ -10,6 +10,8 @@ inline const char* const kMonoFont = "/usr/share/fonts/truetype/dejavu/DejaVuSan
 FontBytes read_font(const char* path);
 // With the tables named alone.
 FontBytes with_tables(const FontBytes& font, const std::vector<std::string>& tags);
+// A collection of two, of which the first has these tables and the second none.
+FontBytes collection_with(const FontBytes& font, const std::vector<std::string>& tags);
 // The tables that a PDF file must hold of a TrueType font.
 inline const std::vector<std::string> kTablesOfPdf = {"cvt ", "fpgm", "glyf", "head", "hhea",
                                                       "hmtx", "loca", "maxp", "prep"};

@@ -18,7 +18,8 @@ protected:
     // The five objects of a font that is called by glyph numbers, each an em wide. characters: the PDF file says which
     // they are.
     void add_font(const std::vector<std::string>& tables, bool characters) {
-        const FontBytes font = with_tables(read_font(kMonoFont), tables);
+        const FontBytes mono = read_font(kMonoFont);
+        const FontBytes font = collected ? collection_with(mono, tables) : with_tables(mono, tables);
         int next = PdfText::kFirstObject + static_cast<int>(pdf.objects.size());
         auto reference = [&] { return std::to_string(++next) + " 0 R "; };
         const std::string descendant = reference(), descriptor = reference(), map = reference(), file = reference();
@@ -56,6 +57,7 @@ protected:
     }
 
     std::string writing = "H", set;
+    bool collected = false;  // the font is the first of a collection
 };
 
 std::string without_file(const std::string& definition) {
@@ -203,6 +205,20 @@ TEST_F(Text, WhatHasOneFontAndColourIsOneRecord) {
             if (line.starts_with("rectangle fill")) drawn.push_back("fill");
         }
         EXPECT_EQ(drawn, test.expected) << test.name;
+    }
+}
+
+// Jobs hold fonts, whatever files these come in.
+TEST_F(Text, AMemberOfACollectionBecomesAFontOfItsOwn) {
+    const std::string content = "100 600 Td <002400250026> Tj";
+    const Lines plain = texts_of(content, kTablesOfPdf, true);
+    collected = true;
+    const Lines lines = texts_of(content, kTablesOfPdf, true);
+    ASSERT_EQ(lines.size(), 4u) << messages;
+    EXPECT_EQ(lines[3], plain[3]);
+    EXPECT_EQ(run(workspace, "kvjob", "fonts --extract fonts out.kv").exit_code, 0);
+    for (const auto& file : std::filesystem::directory_iterator(workspace.path("fonts"))) {
+        EXPECT_EQ(table_of(read_font(file.path().c_str()), "glyf").empty(), false) << file.path();
     }
 }
 
