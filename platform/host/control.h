@@ -94,6 +94,8 @@ struct Machine {
     uint8_t product_type = 1;    // VER_NT_WORKSTATION
     uint16_t architecture = 9;   // PROCESSOR_ARCHITECTURE_AMD64
     bool version_fails = false;  // GetVersionExW fails
+    // Sizes of blocks, bytes, that HeapAlloc and GlobalAlloc have no memory for.
+    std::set<size_t> refused_blocks;
     std::u16string paper_size = u"9";
     std::u16string default_language = u"0409";
     std::u16string language_name = u"English";

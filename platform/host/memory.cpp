@@ -23,14 +23,19 @@ struct GlobalBlock {
 
 GlobalBlock* global_block(HGLOBAL handle) { return static_cast<GlobalBlock*>(handle); }
 
+void* allocate(SIZE_T bytes, bool zeroed) {
+    if (machine().refused_blocks.contains(bytes)) return nullptr;
+    const SIZE_T room = bytes ? bytes : 1;
+    return zeroed ? std::calloc(1, room) : std::malloc(room);
+}
+
 }  // namespace
 
 HANDLE GetProcessHeap() { return reinterpret_cast<HANDLE>(1); }
 
 LPVOID HeapAlloc(HANDLE, DWORD flags, SIZE_T bytes) {
     if (should_fail(CallKind::Allocation, "HeapAlloc")) return fail_with<LPVOID>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
-    SIZE_T room = bytes ? bytes : 1;
-    void* block = flags & HEAP_ZERO_MEMORY ? std::calloc(1, room) : std::malloc(room);
+    void* block = allocate(bytes, flags & HEAP_ZERO_MEMORY);
     if (!block) return fail_with<LPVOID>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
     ++counters().heap_blocks;
     return block;
@@ -45,8 +50,7 @@ BOOL HeapFree(HANDLE, DWORD, LPVOID block) {
 
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
     if (should_fail(CallKind::Allocation, "GlobalAlloc")) return fail_with<HGLOBAL>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
-    SIZE_T room = bytes ? bytes : 1;
-    void* data = flags & GMEM_ZEROINIT ? std::calloc(1, room) : std::malloc(room);
+    void* data = allocate(bytes, flags & GMEM_ZEROINIT);
     if (!data) return fail_with<HGLOBAL>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
     ++counters().global_blocks;
     return new GlobalBlock{data, bytes, 0};

@@ -81,6 +81,11 @@ void FaultTest::fail_each_call_of(host::CallKind kind, const Script& script, con
     FAIL() << "no run without a failing call";
 }
 
+void FaultTest::fail_each_write(const Script& script) {
+    host::machine().refused_blocks = {256 * 1024, 32 * 1024};  // a job's tail and its file's buffer
+    fail_each_call_of(host::CallKind::File, script, {});
+}
+
 void FaultTest::fail_lasting_and_in_pairs(host::CallKind kind, uint64_t calls, const Script& script) {
     const Sampling one_in = sampling();
     for (uint64_t call = 1; call <= calls && !HasFailure(); ++call) {

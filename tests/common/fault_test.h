@@ -53,6 +53,9 @@ protected:
     // The calls of one kind; `prepare` runs before each document.
     void fail_each_call_of(host::CallKind kind, const Script& script, const Check& check);
 
+    // Without memory for buffers, so that each write of the document is a call that can fail.
+    void fail_each_write(const Script& script);
+
     const DEVMODEW* mode = nullptr;  // the application's
     // What the test made fail: calls alone, calls with all behind them, pairs.
     uint64_t failed_calls = 0, lasting_failures = 0, failed_pairs = 0;

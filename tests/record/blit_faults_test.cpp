@@ -71,6 +71,13 @@ TEST_F(BlitFaults, EveryCallOfPlainBitmaps) {
     fail_each_call_of(host::CallKind::File, print(), {});
 }
 
+TEST_F(BlitFaults, EveryWrite) {
+    set(u"Compression", 0xF9);
+    fail_each_write(print());
+    set(u"Compression", 0);
+    fail_each_write(print());
+}
+
 // Numbers as they come from broken callers: mostly small, some at the ends of their range.
 struct Numbers {
     std::mt19937 random;

@@ -75,6 +75,8 @@ TEST_F(DocumentFaults, EveryCallOfAPlainDocument) {
     EXPECT_GT(failed_calls, 250u);
 }
 
+TEST_F(DocumentFaults, EveryWrite) { fail_each_write(print(40)); }
+
 TEST_F(DocumentFaults, EveryCallOfACompressedDocument) {
     set(u"Compression", 0x10);
     fail_each_call_of(host::CallKind::Allocation, print(2000), {});

@@ -106,6 +106,8 @@ TEST_F(TextFaults, EveryCallOfADocument) {
     EXPECT_GT(failed_calls, 300u);
 }
 
+TEST_F(TextFaults, EveryWrite) { fail_each_write(print()); }
+
 TEST_F(TextFaults, EveryCallOfADocumentWithCapturedFonts) {
     host::set_registry_dword(HKEY_CURRENT_USER, kProductKey, u"CaptureFonts", 1);
     set(u"Compression", 0x10);
