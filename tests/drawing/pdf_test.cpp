@@ -158,6 +158,33 @@ TEST(PdfTest, PicturesStandOnceAndJpegStreamsAsTheyAre) {
     EXPECT_EQ(count_of(pdf, {stream.begin(), stream.end()}), 1u);
 }
 
+// Letters of bitmap fonts: stencils in lines, at every place within a word of pixels, over each other, in two colours,
+// with other drawing and a clip between them.
+TEST(PdfTest, SmallStencilsOneAfterAnotherAreOnePicture) {
+    const Buffer letter = packed_bitmap(8, 2, 1, {0, kWhite}, {0x35, 0, 0, 0, 0xCA, 0, 0, 0});
+    JobBuilder job;
+    job.page_width = 200, job.page_height = 60;
+    job.start_page();
+    auto draw_line = [&](int top, int apart) {
+        for (int left = 0; left < 190; left += apart) {
+            const Buffer target = rect16(left, top, left + 8, top + 2);
+            job.record(18, Body().u8({0xB8}).add(rect16(0, 0, 8, 2)).add(target).add(letter));
+        }
+    };
+    job.record(39, fill_state(solid(kRed)));
+    draw_line(5, 9);
+    draw_line(6, 7);
+    job.record(39, fill_brush(solid(kBlue)));
+    draw_line(7, 11);
+    job.record(14, fill16(0xF0, 10, 0, 30, 30));
+    draw_line(8, 13);
+    job.record(12, rect16(0, 0, 100, 60));
+    draw_line(20, 9);
+    const Buffer whole = job.end_page(0, {0, 0, 200, 60}).finish();
+    EXPECT_TRUE(pixels_of(whole, true, 1 << 20) == pixels_of(whole, false, 0));
+    EXPECT_EQ(count_of(render_pdf(whole), "/Subtype /Image"), 4u);
+}
+
 TEST(PdfTest, PdfFilesSayWhatTheJobDoes) {
     JobBuilder job;
     for (int page = 0; page < 3; ++page) job.start_page().end_page();
