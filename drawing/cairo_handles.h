@@ -30,6 +30,11 @@ inline Surface make_image(cairo_format_t format, int width, int height) {
     return surface;
 }
 
+inline size_t image_bytes(cairo_surface_t* image) {
+    return static_cast<size_t>(cairo_image_surface_get_stride(image)) *
+           static_cast<size_t>(cairo_image_surface_get_height(image));
+}
+
 // The rows of an image surface, between a flush and a mark.
 class PixelAccess {
 public:

@@ -92,15 +92,10 @@ Surface filled(const PixelSource& pixels, cairo_format_t format, Put put) {
     return surface;
 }
 
-size_t size_of(cairo_surface_t* surface) {
-    return static_cast<size_t>(cairo_image_surface_get_stride(surface)) *
-           static_cast<size_t>(cairo_image_surface_get_height(surface));
-}
-
 // Not to be asked for once data are attached to the surface: a flush drops them.
 Bytes content_of(cairo_surface_t* surface) {
     cairo_surface_flush(surface);
-    return {cairo_image_surface_get_data(surface), size_of(surface)};
+    return {cairo_image_surface_get_data(surface), image_bytes(surface)};
 }
 
 Surface stencil(const PixelSource& pixels, BlendOfPixel& blend_of_pixel) {
@@ -138,7 +133,7 @@ PictureLayer Pictures::keep(Surface surface, Bytes content) {
     layer.repeated = known != nullptr;
     if (!known) {
         if (content.size() > kSmall) attach(surface.get(), CAIRO_MIME_TYPE_UNIQUE_ID, bytes_of(id));
-        held_ += size_of(surface.get());
+        held_ += image_bytes(surface.get());
         known = std::move(surface);
     }
     layer.surface = known.get();

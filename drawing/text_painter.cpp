@@ -135,8 +135,9 @@ GlyphShape TextPainter::shape_of(const Line& line, const Canvas& canvas) {
 
 // A letter that stands nearly where the one before it leads, stands there. Where letters lead is asked for with the
 // advances of the font, and comes out with those of the file: what differs is made up for at the next letter that needs
-// a place of its own.
+// a place of its own. One off the baseline has its place from the file's page, whatever led there.
 void TextPainter::place(const Line& line, const Canvas& canvas, GlyphShape& shape) {
+    constexpr double kBaseline = 0.001;  // of the em: what cairo takes for the same one
     const double slack = canvas.letter_slack(), em = line.em * line.stretch;
     double shown_x = 0, shown_y = 0, asked_x = 0, asked_y = 0;  // where the letter before leads
     for (const PlacedGlyph& glyph : line.glyphs) {
@@ -144,8 +145,10 @@ void TextPainter::place(const Line& line, const Canvas& canvas, GlyphShape& shap
         if (shape.glyphs_.empty()) shown_x = asked_x = glyph.x, shown_y = asked_y = glyph.y;
         const double off_x = glyph.x - shown_x, off_y = glyph.y - shown_y;
         if (std::hypot(off_x, off_y) > slack) {
-            shown_x += off_x, asked_x += off_x;
-            shown_y += off_y, asked_y += off_y;
+            const double off_baseline = off_x * line.direction.sine + off_y * line.direction.cosine;
+            const bool anew = std::abs(off_baseline) > kBaseline * line.em;
+            shown_x = glyph.x, asked_x = anew ? glyph.x : asked_x + off_x;
+            shown_y = glyph.y, asked_y = anew ? glyph.y : asked_y + off_y;
         }
         shape.glyphs_.push_back({glyph.glyph, asked_x, asked_y});
         const size_t before = shape.text_.size();

@@ -58,6 +58,7 @@ void VectorCanvas::check() {
 // Cairo writes a clip path before everything that is drawn under it; a group has it once.
 void VectorCanvas::set_clip(const Clip& clip) {
     constexpr size_t kLongPath = 64;  // points
+    place_run();
     clip_ = clip;
     if (beside_) beside_->set_clip(clip);
     end_group();
@@ -79,6 +80,7 @@ void VectorCanvas::end_group() {
 }
 
 void VectorCanvas::finish_page() {
+    place_run();
     end_group();
     if (all_pixels()) pending_ = {0, 0, options_.beside.width, options_.beside.height};
     place_pending();
@@ -102,6 +104,7 @@ void VectorCanvas::clip_by(const Clip& clip) {
 
 void VectorCanvas::draw(const Shape& shape, uint8_t rop, const Tint& tint) {
     if (draws_nothing(rop, tint)) return;
+    place_run();
     const std::optional<Tint> plain = copied(rop, tint);
     auto put = [&](RasterCanvas& canvas) { canvas.draw(shape, rop, tint); };
     auto bounds = [&] { return shape.extents(context_.get()); };
@@ -164,12 +167,39 @@ bool VectorCanvas::place_picture(const PixelSource& pixels, const Rect& target, 
         if (!found) return false;
         layers = std::move(*found);
     }
+    if (joins_run(layers, target)) {
+        settle([&] { return RasterCanvas::bounds_of(target); });
+        if (!run_.add(layers[0], target)) {
+            place_run();
+            run_.add(layers[0], target);
+        }
+        return true;
+    }
+    place_run();
     const bool blends = std::any_of(layers.begin(), layers.end(),
                                     [](const PictureLayer& layer) { return layer.operation != CAIRO_OPERATOR_OVER; });
     if (blends) end_group();
     settle([&] { return RasterCanvas::bounds_of(ordered(target)); });
     for (const PictureLayer& layer : layers) place_layer(layer, target);
     return true;
+}
+
+// One small stencil that is as fine as the device's pixels.
+bool VectorCanvas::joins_run(const std::vector<PictureLayer>& layers, const Rect& target) {
+    constexpr int64_t kMostPixels = 16384;
+    if (layers.size() != 1 || !layers[0].stencil_colour || target.empty()) return false;
+    const int64_t width = int64_t{target.right} - target.left, height = int64_t{target.bottom} - target.top;
+    return width == cairo_image_surface_get_width(layers[0].surface) &&
+           height == cairo_image_surface_get_height(layers[0].surface) && width * height <= kMostPixels;
+}
+
+void VectorCanvas::place_run() {
+    if (run_.empty()) return;
+    const StencilRun run = std::exchange(run_, {});
+    if (run.is_one()) return place_layer(run.first(), run.area());
+    const Surface stencils = run.joined();
+    placed_ += image_bytes(stencils.get());
+    place_layer({CAIRO_OPERATOR_OVER, stencils.get(), run.first().stencil_colour}, run.area());
 }
 
 void VectorCanvas::place_layer(const PictureLayer& layer, const Rect& target) {
@@ -213,6 +243,7 @@ RasterCanvas& VectorCanvas::beside() {
 }
 
 void VectorCanvas::put_beside(const Box& bounds, const std::function<void(RasterCanvas&)>& put) {
+    place_run();
     RasterCanvas& pixels = beside();
     ++moment_.call;
     end_group();
@@ -228,7 +259,9 @@ void VectorCanvas::take_from_beside(const Rect& area) {
 // What is waiting to be placed goes on the page before something is drawn over it.
 void VectorCanvas::settle(const std::function<Box()>& bounds) {
     if (pending_.empty()) return;
-    if (!intersection(pending_, beside().affected(bounds())).empty()) place_pending();
+    if (intersection(pending_, beside().affected(bounds())).empty()) return;
+    place_run();
+    place_pending();
 }
 
 // Puts an area of the page beside over this one.

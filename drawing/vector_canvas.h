@@ -6,6 +6,7 @@
 
 #include "drawing/picture_layers.h"
 #include "drawing/raster_canvas.h"
+#include "drawing/stencil_run.h"
 
 namespace kvjob {
 
@@ -48,6 +49,8 @@ private:
     void end_group();
     bool blend(const Shape& shape, uint8_t rop, const Tint& tint);
     bool place_picture(const PixelSource& pixels, const Rect& target, uint8_t rop, const Tint& tint);
+    static bool joins_run(const std::vector<PictureLayer>& layers, const Rect& target);
+    void place_run();
     void place_layer(const PictureLayer& layer, const Rect& target);
     RasterCanvas& beside();
     bool all_pixels() const { return placed_ > options_.memory; }
@@ -64,6 +67,7 @@ private:
     Moment moment_;
     Rect pending_ = {};      // of the page beside, to be placed before anything is drawn over it
     uint64_t placed_ = 0;    // bytes
+    StencilRun run_;         // of pictures that are not on the page yet
     bool in_group_ = false;  // what is drawn under a long clip path goes on the page as one
 };
 

@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <pthread.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "dispatcher/child.h"
@@ -30,6 +33,19 @@ sigset_t ending_signals() {
     return signals;
 }
 
+// With fewer it would find no place for a client, and say nothing of it.
+void require_files() {
+    constexpr rlim_t kFewest = 24;    // its own, of a client and of a delivery
+    constexpr rlim_t kEnough = 1024;  // for as many clients as there may be
+    rlimit files = {};
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0) return;
+    files.rlim_cur = std::max(files.rlim_cur, std::min(files.rlim_max, kEnough));
+    setrlimit(RLIMIT_NOFILE, &files);
+    if (files.rlim_cur >= kFewest) return;
+    throw std::runtime_error("no more than " + std::to_string(files.rlim_cur) + " files may be open, " +
+                             std::to_string(kFewest) + " are needed");
+}
+
 }  // namespace
 
 void join_machine(bool serves) {
@@ -38,6 +54,7 @@ void join_machine(bool serves) {
     umask(077);
     const sigset_t awaited = ending_signals();
     if (serves) pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+    if (serves) require_files();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);  // a write beyond a limit fails instead
     // A dispatcher that the driver started has its drive; started by hand, it serves the drive of all the user's

@@ -153,5 +153,11 @@ TEST_F(AdministrationTest, OneDispatcherASession) {
     EXPECT_EQ(logged("another dispatcher serves the session"), 1u);
 }
 
+TEST_F(AdministrationTest, TooFewFilesAreToldOf) {
+    const std::string command = "ulimit -n 12; exec timeout 20 " + kPrograms + "kvdisp12 2>" + shared + "/few";
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+    EXPECT_EQ(file("few"), "kvdisp12: no more than 12 files may be open, 24 are needed\n");
+}
+
 }  // namespace
 }  // namespace kv::test

@@ -1,6 +1,7 @@
 // PDF files of hand-built jobs: what stands in them.
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include "drawing/page_rows.h"
 #include "drawing/paper.h"
@@ -156,6 +157,69 @@ TEST(PdfTest, PicturesStandOnceAndJpegStreamsAsTheyAre) {
     EXPECT_EQ(count_of(pdf, "/Subtype /Image"), 2u);
     EXPECT_EQ(count_of(pdf, "/DCTDecode"), 1u);
     EXPECT_EQ(count_of(pdf, {stream.begin(), stream.end()}), 1u);
+}
+
+// Letters of bitmap fonts: stencils in lines, at every place within a word of pixels, over each other, in two colours,
+// with other drawing and a clip between them.
+TEST(PdfTest, SmallStencilsOneAfterAnotherAreOnePicture) {
+    const Buffer letter = packed_bitmap(8, 2, 1, {0, kWhite}, {0x35, 0, 0, 0, 0xCA, 0, 0, 0});
+    JobBuilder job;
+    job.page_width = 200, job.page_height = 60;
+    job.start_page();
+    auto draw_line = [&](int top, int apart) {
+        for (int left = 0; left < 190; left += apart) {
+            const Buffer target = rect16(left, top, left + 8, top + 2);
+            job.record(18, Body().u8({0xB8}).add(rect16(0, 0, 8, 2)).add(target).add(letter));
+        }
+    };
+    job.record(39, fill_state(solid(kRed)));
+    draw_line(5, 9);
+    draw_line(6, 7);
+    job.record(39, fill_brush(solid(kBlue)));
+    draw_line(7, 11);
+    job.record(14, fill16(0xF0, 10, 0, 30, 30));
+    draw_line(8, 13);
+    job.record(12, rect16(0, 0, 100, 60));
+    draw_line(20, 9);
+    const Buffer whole = job.end_page(0, {0, 0, 200, 60}).finish();
+    EXPECT_TRUE(pixels_of(whole, true, 1 << 20) == pixels_of(whole, false, 0));
+    EXPECT_EQ(count_of(render_pdf(whole), "/Subtype /Image"), 4u);
+}
+
+// The page's drawing, as the file's first stream has it.
+std::string drawing_of(const std::string& pdf) {
+    const size_t start = pdf.find("stream\n") + 7;
+    std::string text(1 << 16, ' ');
+    uLongf size = text.size();
+    const auto* packed = reinterpret_cast<const Bytef*>(pdf.data() + start);
+    EXPECT_EQ(uncompress(reinterpret_cast<Bytef*>(text.data()), &size, packed, pdf.size() - start), Z_OK);
+    text.resize(size);
+    return text;
+}
+
+// Thirty letters lead elsewhere by what a file rounds of their widths, some pixels; the line below begins where it
+// does.
+TEST(PdfTest, ALineOfARecordBeginsAtItsPlace) {
+    constexpr int kLetters = 30, kAdvance = 62, kLeft = 50;
+    JobBuilder job;
+    const uint32_t font = start_page_with_font(job, -100);
+    job.record(19, Body().u8({0xC8}).u32({font, 0}).u8({1}));
+    Body lines;
+    lines.u8({0x48, kLetters + 1});
+    for (int i = 0; i <= kLetters; ++i) lines.u16({'a'});
+    lines.u16({0, kLeft, 200});
+    for (int i = 0; i < kLetters; ++i) lines.u16({i + 1 < kLetters ? kAdvance : (1 - kLetters) * kAdvance});
+    lines.u16({kAdvance});
+    for (int i = 0; i < kLetters; ++i) lines.u16({0});
+    lines.u16({-120});
+    const std::string text = drawing_of(render_pdf(job.record(30, lines).end_page().finish()));
+    double em = 0, left = 0, step = 0;
+    const size_t matrix = text.find(" Tm"), move = text.find(" Td", matrix);
+    ASSERT_TRUE(matrix != std::string::npos && move != std::string::npos);
+    const size_t line = text.rfind('\n', matrix) + 1;
+    ASSERT_EQ(std::sscanf(text.c_str() + line, "%lf %*f %*f %*f %lf", &em, &left), 2) << text.substr(line, 50);
+    ASSERT_EQ(std::sscanf(text.c_str() + text.rfind('\n', move) + 1, "%lf", &step), 1);
+    EXPECT_NEAR(step * em, 0, 0.001);  // points
 }
 
 TEST(PdfTest, PdfFilesSayWhatTheJobDoes) {

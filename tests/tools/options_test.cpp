@@ -168,6 +168,11 @@ TEST(Programs, TellUsageFaults) {
         {"kvdisp12", "--lgo x", "no such option: --lgo; nearest: --log; see kvdisp12 --help"},
         {"kvdisp12", "/job=x", "/job: not a number: x; see kvdisp12 --help"},
         {"kvdisp12", "job", "unexpected: job; see kvdisp12 --help"},
+        {"kvdisp12", "--list --config /nowhere/a", "/nowhere/a was not readable (missing?); see kvdisp12 --help"},
+        {"kvdisp12", "--list --status", "--status: one command at a time; see kvdisp12 --help"},
+        {"kvdisp12", "--json", "--json is of --list, --show and --status; see kvdisp12 --help"},
+        {"kvdisp12", "--list --all", "--all is of --status; see kvdisp12 --help"},
+        {"kvdisp12", "--status --since 1h", "--only, --printer, --text and --since are of --list; see kvdisp12 --help"},
         {"fidelity", "a.pdf page.png", "no %d in the pictures' name: page.png; see fidelity --help"},
     };
     const test::Workspace workspace;

@@ -83,6 +83,7 @@ std::vector<std::string> with_values(const CLI::App& app, std::vector<std::strin
     for (std::string& word : words) {
         if (word == "--") break;
         const CLI::Option* option = word.starts_with("--") ? app.get_option_no_throw(word) : nullptr;
+        if (option == app.get_config_ptr()) continue;  // its default is the file where none is named
         if (option && !option->get_default_str().empty()) word += "=" + option->get_default_str();
     }
     return words;

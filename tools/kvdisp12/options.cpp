@@ -112,9 +112,14 @@ void describe_delivery(CLI::App& app, Options& options) {
         "room (10G); others are removed (default: all stay)");
 }
 
+void set_command(Command command, const std::string& name, Options& options) {
+    if (options.command != Command::Serve) throw UsageError(name + ": one command at a time");
+    options.command = command;
+}
+
 void add_command(CLI::App& app, const std::string& name, Command command, Options& options, const std::string& help) {
     app.add_flag_callback(
-        name, [&options, command] { options.command = command; }, help);
+        name, [&options, command, name] { set_command(command, name, options); }, help);
 }
 
 void add_document_command(CLI::App& app, const std::string& name, Command command, Options& options,
@@ -122,7 +127,7 @@ void add_document_command(CLI::App& app, const std::string& name, Command comman
     add_value(
         app, name, "ID",
         [&options, name, command](const std::string& text) {
-            options.command = command;
+            set_command(command, name, options);
             options.document = static_cast<int64_t>(kv::cli::parse_whole(text, name, 1, INT64_MAX));
         },
         help);
@@ -189,6 +194,17 @@ void describe(CLI::App& app, Options& options) {
         ->option_text("FILE");
     kv::cli::add_examples(app, {"kvdisp12 --outbox jobs --log jobs.log", "kvdisp12 /autoexit=1 --idle 1min",
                                 "kvdisp12 --list --since 24h --only failed"});
+}
+
+void check_use(const Options& options) {
+    const bool lists = options.command == Command::List, status = options.command == Command::Status;
+    const bool chooses =
+        !options.only_state.empty() || !options.only_printer.empty() || !options.only_text.empty() || options.since > 0;
+    if (chooses && !lists) throw UsageError("--only, --printer, --text and --since are of --list");
+    if (options.all && !status) throw UsageError("--all is of --status");
+    if (options.json && !lists && !status && options.command != Command::Show) {
+        throw UsageError("--json is of --list, --show and --status");
+    }
 }
 
 }  // namespace kvdisp12

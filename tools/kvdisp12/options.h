@@ -39,5 +39,7 @@ struct Options {
 // The driver's names are compared without regard to case. Options of the driver that are not known are passed over, for
 // a newer driver may know more.
 void describe(CLI::App& app, Options& options);
+// Throws UsageError where an option stands without the command that it is for.
+void check_use(const Options& options);
 
 }  // namespace kvdisp12
