@@ -33,12 +33,14 @@ void lay_over(PixelAccess& onto, cairo_surface_t* stencil, int left, int top) {
 
 bool StencilRun::takes(const PictureLayer& layer, const Rect& target) const {
     constexpr int64_t kMostBytes = 256 << 10, kLongestSide = 32767;
+    constexpr size_t kMostStencils = 4096;
     constexpr int64_t kSparse = 8;  // times the bytes of the stencils, most of which are words that are half empty
     if (empty()) return true;
     const int64_t width = int64_t{std::max(area_.right, target.right)} - std::min(area_.left, target.left),
                   height = int64_t{std::max(area_.bottom, target.bottom)} - std::min(area_.top, target.top),
                   bytes = width * height / 8;
-    return layer.stencil_colour == first().stencil_colour && std::max(width, height) <= kLongestSide &&
+    return layer.stencil_colour == first().stencil_colour && stencils_.size() < kMostStencils &&
+           std::max(width, height) <= kLongestSide &&
            bytes <= std::min(kMostBytes, kSparse * static_cast<int64_t>(bytes_ + image_bytes(layer.surface)));
 }
 

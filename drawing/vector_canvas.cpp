@@ -58,8 +58,8 @@ void VectorCanvas::check() {
 // Cairo writes a clip path before everything that is drawn under it; a group has it once.
 void VectorCanvas::set_clip(const Clip& clip) {
     constexpr size_t kLongPath = 64;  // points
-    place_run();
     clip_ = clip;
+    place_run();  // under the clip that the context has still
     if (beside_) beside_->set_clip(clip);
     end_group();
     cairo_reset_clip(context_.get());
